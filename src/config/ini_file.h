@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One INI file on disk. Every read sees the file as it stands on disk (a parsed copy is kept only while it is provably
+// current); every write loads, changes and atomically replaces the file under the file's lock. Any thread.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "config/ini_document.h"
+#include "platform/file_lock.h"
+#include "platform/files.h"
+
+namespace quillbeaker {
+
+class IniFile {
+ public:
+  // `path` is UTF-8. The lock file is the path with ".lock" behind it, made by the first write.
+  explicit IniFile(std::string path);
+  IniFile(const IniFile&) = delete;
+  IniFile& operator=(const IniFile&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  // The parsed file, empty when it is missing or unreadable; never null. The same pointer is given as long as the file
+  // has not changed, so that what was computed from it can be kept beside it.
+  std::shared_ptr<const IniDocument> Read() const;
+
+  // Leading decimal digits of the value after optional blanks and an optional "-"; no digits (an empty value too) give
+  // 0, a missing key the default. Saturates at the ends of 32 bits.
+  std::int32_t ReadInteger(std::string_view section, std::string_view key, std::int32_t default_value) const;
+  // The value cut to capacity - 1 bytes; the default (cut as well) when the key is missing.
+  std::string ReadString(std::string_view section, std::string_view key, std::string_view default_value,
+                         std::size_t capacity) const;
+
+  // Bytes below 0x20 in key and value become blanks, so that no text can add lines. False when the file could not be
+  // replaced; it is then unchanged. A write that changes nothing rewrites nothing.
+  bool WriteString(std::string_view section, std::string_view key, std::string_view value);
+  bool WriteInteger(std::string_view section, std::string_view key, std::int32_t value);
+  bool RemoveKey(std::string_view section, std::string_view key);
+  // Any number of changes in one load-change-save step. `change` must not call this object.
+  bool Update(const std::function<void(IniDocument&)>& change);
+
+ private:
+  std::string path_;
+  StoreLock lock_;
+  mutable std::mutex cache_mutex_;
+  mutable FileState cached_state_;
+  mutable std::shared_ptr<const IniDocument> cached_;
+};
+
+// The leading decimal integer of a text, as ReadInteger reads it.
+std::int32_t IntegerOf(std::string_view text);
+
+}  // namespace quillbeaker

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Names of the configuration file's sections and keys, byte for byte, with their defaults: each stands here once.
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace quillbeaker {
+
+struct IntegerKey {
+  std::string_view section;
+  std::string_view name;
+  std::int32_t default_value;
+};
+
+struct TextKey {
+  std::string_view section;
+  std::string_view name;
+  std::string_view default_value;
+  std::size_t capacity;  // bytes, the terminating zero of the text included
+};
+
+namespace sections {
+inline constexpr std::string_view kMain = "QUILLBEAKER";
+inline constexpr std::string_view kServer = "SERVER";
+inline constexpr std::string_view kSenders = "SENDERS";
+inline constexpr std::string_view kProbabilities = "PROBABILITIES";
+inline constexpr std::string_view kThreshold = "THRESHOLD";
+inline constexpr std::string_view kPoints = "POINTS";
+}  // namespace sections
+
+namespace keys {
+inline constexpr IntegerKey kEnable{sections::kMain, "Enable", 1};
+inline constexpr IntegerKey kAggressiveness{sections::kMain, "Aggressiveness", 50};
+inline constexpr IntegerKey kFilterWordEnable{sections::kMain, "FilterWordEnable", 1};
+inline constexpr IntegerKey kFilterWordHtml{sections::kMain, "FilterWordHTML", 1};
+inline constexpr IntegerKey kFilterLearningEnable{sections::kMain, "FilterLearningEnable", 1};
+// Bytes; mail of this size and more is passed on unjudged. 0 means no limit.
+inline constexpr IntegerKey kFilterMaxMessageSize{sections::kMain, "FilterMaxMessageSize", 65536};
+inline constexpr IntegerKey kUidChecking{sections::kMain, "UIDChecking", 1};
+inline constexpr IntegerKey kRecycleBinMaxDays{sections::kMain, "RecycleBinMaxDays", 30};
+inline constexpr IntegerKey kRecycleOldMessagesLast{sections::kMain, "RecycleOldMessagesLast", 0};
+// Kilobytes for both learnt word lists together.
+inline constexpr IntegerKey kTrainingAreaMaxMemory{sections::kMain, "TrainingAreaMaxMemory", 2048};
+inline constexpr TextKey kLogFileClientFileName{sections::kMain, "LogFileClientFileName", "client.log", 260};
+inline constexpr IntegerKey kLogFileClientMaxSize{sections::kMain, "LogFileClientMaxSize", 102400};
+inline constexpr TextKey kLogFileServerFileName{sections::kMain, "LogFileServerFileName", "server.log", 260};
+inline constexpr IntegerKey kLogFileServerMaxSize{sections::kMain, "LogFileServerMaxSize", 102400};
+inline constexpr IntegerKey kAutoAbortOnTimeout{sections::kMain, "AutoAbortOnTimeout", 0};
+inline constexpr IntegerKey kConvertedSpamPoints096{sections::kMain, "ConvertedSpamPoints096", 0};
+inline constexpr IntegerKey kPort{sections::kServer, "Port", 110};
+// Seconds.
+inline constexpr IntegerKey kTimeout{sections::kServer, "Timeout", 60};
+}  // namespace keys
+
+}  // namespace quillbeaker

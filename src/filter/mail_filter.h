@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The whole judgement of one mail: size limit, filter switched off, sender lists, aggressiveness level, classifier, in
+// their fixed order. The mail check and the console's `classify` both ask here.
+
+#include <cstdint>
+#include <string>
+
+#include "config/program.h"
+#include "filter/classifier.h"
+#include "filter/sender_lists.h"
+#include "filter/word_tables.h"
+#include "message/mail_message.h"
+
+namespace quillbeaker {
+
+enum class JudgementReason {
+  kTooLarge,        // not judged: at or above FilterMaxMessageSize
+  kFilterOff,
+  kLevel,           // level 0 or 100 decided without the classifier
+  kBlockedSender,
+  kFriend,
+  kMarkedDeleted,   // the client deleted it before it was judged
+  kLearntWords,
+  kSpamWords,       // the spam-word score (or, with the word filter off, the learnt probability) against the threshold
+};
+
+struct Judgement {
+  bool spam = false;
+  JudgementReason reason = JudgementReason::kSpamWords;
+  std::int32_t sender_kind = kSenderNone;
+  std::int32_t level = 50;
+  std::int32_t threshold = 100;      // percent, of the level
+  bool classifier_asked = false;
+  bool classifier_spam = false;
+  double probability = 0;            // 0 when the classifier was not asked
+  std::string words;                 // empty likewise
+};
+
+// True when Enable is on and at least one of the word filter and the learning filter is.
+bool FilterIsOn(const Program& program);
+
+class MailFilter {
+ public:
+  // Loads sender lists and word tables; nothing is loaded again for the messages of one pass.
+  explicit MailFilter(Program& program);
+
+  // `marked_deleted`: the client has already deleted the message.
+  Judgement Judge(const MailMessage& message, bool marked_deleted);
+
+ private:
+  Program& program_;
+  SenderLists senders_;
+  WordTables tables_;
+  Classifier classifier_;
+};
+
+}  // namespace quillbeaker

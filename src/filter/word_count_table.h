@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Words and how often each was counted, in an open-addressing hash table whose slot order is the order of its file. The learnt
+// lists are such tables, and so is the set of words of one message.
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillbeaker {
+
+inline constexpr std::size_t kMaxWordLength = 20;  // bytes
+
+struct WordEntry {
+  std::array<char, kMaxWordLength> text{};
+  std::uint8_t length = 0;
+  std::uint32_t hash = 0;
+  std::uint32_t count = 0;
+  double probability = 0;  // scratch of the judge
+  std::string_view word() const { return {text.data(), length}; }
+};
+
+class WordCountTable {
+ public:
+  // h = h * 65600 - h + c over the unsigned bytes, in 32 bits that wrap.
+  static std::uint32_t Hash(std::string_view word);
+
+  // Counts the word (cut to its first 20 bytes) up, or creates it with count 1. False when it is new and the budget is
+  // full: it is then not added.
+  bool Add(std::string_view word);
+  // Count of the word, 0 when absent. The second form takes the hash that was computed before.
+  std::uint32_t Count(std::string_view word) const;
+  std::uint32_t Count(std::string_view word, std::uint32_t hash) const;
+
+  // Empties the table but keeps its memory and budget.
+  void Clear();
+
+  // Reads a word list file (little-endian: version, records, messages, reserved; then length, word, count each) and
+  // remembers its name. A missing file leaves an empty table; a damaged one gives the records before the damage.
+  void Load(const std::string& path);
+  // The file's bytes: records in slot order.
+  std::string Serialise() const;
+  // Atomically replaces the file that Load named. False when there is none or it cannot be written.
+  bool Save() const;
+
+  // In the order of their creation. The probability may be written.
+  std::span<WordEntry> entries() { return entries_; }
+  std::span<const WordEntry> entries() const { return entries_; }
+  std::size_t slot_count() const { return slots_.size(); }
+  std::uint32_t bytes_used() const { return bytes_used_; }
+
+  std::uint32_t messages = 0;     // number of messages counted in
+  std::uint32_t byte_budget = 0;  // limit of bytes_used(), the sum of word length + 5; 0 means none
+
+ private:
+  std::vector<WordEntry> entries_;
+  std::vector<std::uint32_t> slots_;  // index into entries_ + 1; 0 is an empty slot
+  std::uint32_t bytes_used_ = 0;
+  std::string file_name_;
+};
+
+}  // namespace quillbeaker

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What the filter knows of words: the spam words and the two learnt lists. Loaded for one pass over mail or one learning
+// step and then dropped; nothing is kept between those.
+
+#include <vector>
+
+#include "config/program.h"
+#include "filter/spam_words.h"
+#include "filter/word_count_table.h"
+#include "message/mail_message.h"
+
+namespace quillbeaker {
+
+enum class LearnKind { kGood = 0, kSpam = 1 };
+
+struct WordTables {
+  // Sets the budgets from the configuration (each list gets half of the kilobytes), loads both lists and, when asked, the
+  // spam words. Missing files are empty tables.
+  void Load(const Program& program, bool load_spam_words);
+  // Writes both lists back to the files they were loaded from. True when both were written.
+  bool Save() const;
+  // Counts the message's words into the list of that kind.
+  void Count(const MailMessage& message, LearnKind kind);
+
+  std::vector<SpamWord> spam_words;
+  WordCountTable good;
+  WordCountTable bad;
+};
+
+}  // namespace quillbeaker

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What a console program needs of its system: arguments as UTF-8, a clean end on Ctrl+C, whether a person watches.
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillbeaker {
+
+// The command line as UTF-8, program name included (on Windows from the wide command line, not from argv).
+std::vector<std::string> CommandLine(int argc, char** argv);
+
+// From now on SIGINT and SIGTERM (Ctrl+C, closing the console) call `handler` once, on a thread of its own, instead of
+// ending the process. Call before any other thread is started.
+void OnInterrupt(std::function<void()> handler);
+
+bool StandardOutputIsTerminal();
+bool StandardInputIsTerminal();
+
+// Writes bytes to standard output as they are (no CR LF translation) and flushes. UTF-8 is what a terminal shows.
+void WriteStandardOutput(std::string_view bytes);
+void WriteStandardError(std::string_view bytes);
+
+// One line typed by the person, without its end; nothing at the end of input.
+std::optional<std::string> ReadStandardInputLine();
+
+}  // namespace quillbeaker

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Files as the stores need them: whole files read at once and replaced atomically, names listed, times told.
+// Paths are UTF-8 on every system. No function throws; failure is the return value. New files and directories
+// are for the user alone (mode 0600 and 0700 where the system has modes). Any thread may call anything here.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/calendar_time.h"
+
+namespace quillbeaker {
+
+extern const char kPathSeparator;  // '/' or '\\'
+
+// The whole content of a file, or nothing when it cannot be opened or read (a directory included).
+[[nodiscard]] std::optional<std::string> ReadWholeFile(const std::string& path);
+
+// Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it. A crash or
+// a full disk leaves the old file or the new one. A read-only target is left as it is and the call fails.
+[[nodiscard]] bool ReplaceWholeFile(const std::string& path, std::string_view bytes);
+
+// Creates or truncates the file, writes `bytes` and, when `flush` is set, waits until they are on the disk. Fails when
+// anything does; a partly written file is removed again.
+[[nodiscard]] bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush);
+
+// Waits until the names in a directory (files created, renamed) are on the disk too. No-op where the system needs none.
+bool FlushDirectory(const std::string& directory);
+
+bool EraseFile(const std::string& path);
+// Fails when `to` exists.
+bool RenameFile(const std::string& from, const std::string& to);
+bool FileExists(const std::string& path);
+// Creates one directory; true as well when it exists.
+bool MakeDirectory(const std::string& path);
+bool DirectoryExists(const std::string& path);
+
+// Bare names of the regular files (no directories, no links) in `directory` whose name ends in `suffix`, compared
+// without regard to ASCII case, in ascending byte order.
+std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix);
+
+// Size in bytes, or nothing.
+std::optional<std::uint64_t> FileSize(const std::string& path);
+// Local time of the last write, or nothing.
+std::optional<CalendarTime> LastWriteTime(const std::string& path);
+
+// What tells one state of a file from the next, so that a parsed copy can be kept while it is provably current.
+struct FileState {
+  bool exists = false;
+  std::uint64_t device = 0;
+  std::uint64_t index = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified = 0;  // nanoseconds, in the file system's own epoch
+  bool operator==(const FileState&) const = default;
+};
+FileState StateOfFile(const std::string& path);
+// True when the file changed so recently that a later change could carry the same time stamp: a copy read now must not
+// be trusted by its state alone.
+bool ChangedJustNow(const FileState& state);
+
+// Bytes of a file name that came from an ISO-8859-1 text (a configuration value) as they go into a path: unchanged
+// where names are bytes, converted where they are Unicode.
+std::string PathFromLatin1(std::string_view latin1);
+
+}  // namespace quillbeaker
