@@ -2,7 +2,8 @@
 #pragma once
 
 // The recycle bin: one file per spam that was deleted on a server, and an XML index of them, in recycle/ of the program
-// directory. Every operation opens and closes the index by itself, under the store's lock. Any thread.
+// directory. Every operation opens and closes the index by itself, under the store's lock. Any thread. Each costs one read
+// of the index and at most one write of it, whatever the number of messages or names that it is given.
 
 #include <cstdint>
 #include <functional>
@@ -63,12 +64,12 @@ class RecycleBin {
   // Nothing when the index cannot be opened.
   std::optional<std::vector<RecycleEntry>> List() const;
 
-  // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes nothing but the
-  // index is saved all the same. Several names are done in one save.
+  // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes nothing but
+  // the index is saved all the same. Several names are done in one save. Of entries of one name the first is meant.
   bool MarkRestored(std::span<const std::string> names, bool restored);
   bool ClearAccount(std::span<const std::string> names);
   bool RemoveEntries(std::span<const std::string> names);
-  // Files and entries. A file that cannot be deleted is ignored.
+  // Files and entries. A file that cannot be deleted is ignored; files go also when the index cannot be opened.
   bool DeleteMessages(std::span<const std::string> names);
   // Everything in the index.
   bool Empty();
@@ -79,16 +80,21 @@ class RecycleBin {
 
   // At most once per calendar day: removes entries whose message is `max_days` days old and older.
   void Purge(std::int32_t max_days);
-  // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens there).
+  // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens there), with
+  // no lock held. They get no entries here: those come with a rebuild. A file that cannot be renamed stays.
   void TakeInDroppedFiles(const std::function<void()>& on_first = {});
   // Makes a missing index from the message files; false when there is one already or it could not be saved.
   bool RebuildIndex();
 
-  // The file's path, or empty when the name is none that this store gives (a bare name ending in .recycle or .eml).
+  // The file's path, or empty when the name is none that this store gives (a bare name ending in .recycle or .eml):
+  // names come from an index that anybody may have written.
   std::string PathOfMessage(std::string_view name) const;
 
  private:
   std::string NewName(const CalendarTime& local_time) const;
+  XmlDocument OpenIndex() const;
+  bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
+  void DeleteEntryAndFile(xmlNode* entry);
 
   Program& program_;
   std::string directory_;

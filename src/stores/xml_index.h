@@ -2,10 +2,12 @@
 #pragma once
 
 // An XML index file (ISO-8859-1) through libxml2: parsed from memory, hostile until parsed, saved atomically. Attribute
-// values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8.
+// values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8. Knows no store: which elements mean what is theirs.
+// Any thread, one document on one thread at a time.
 
 #include <libxml/tree.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,19 +20,31 @@ struct XmlDocumentDeleter {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 
-// Null when the file is missing, does not parse, or carries a DTD (which no file of ours has). No network, no entities.
+// Null when the bytes do not parse or carry a DTD (which no file of ours has). No network, no entities, libxml2's own
+// limits on nesting and lengths. Blanks between the root's children are dropped, so that a save decides the layout.
+XmlDocument ParseXml(std::string_view bytes);
+// The same of a file; null as well when it cannot be read.
 XmlDocument ParseXmlFile(const std::string& path);
 XmlDocument NewXmlDocument(const char* root_name);
 // The root when it has that name, else null.
 xmlNode* RootNamed(const XmlDocument& document, const char* name);
-// Dumps to memory first, then replaces the file; on any failure the old file stays.
-bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted);
 
+// The document as the bytes of an ISO-8859-1 file, or nothing when it cannot be written as one that parses again.
+std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
+// Dumps to memory first, then replaces the file; on any failure the old file stays.
+[[nodiscard]] bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted);
+
+// A new last child.
 xmlNode* AddElement(xmlNode* parent, const char* name);
+// Unlinks and frees the element.
 void RemoveElement(xmlNode* element);
 bool IsElement(const xmlNode* node, const char* name);
+
+// The value of an attribute; a character beyond ISO-8859-1 reads as "?". Nothing when there is no such attribute.
 std::optional<std::string> Attribute(const xmlNode* element, const char* name);
-// Bytes that XML cannot hold (control bytes) become blanks.
+// The leading decimal digits of an attribute after optional blanks, at most 2^32 - 1; 0 without any.
+std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name);
+// Sets the attribute, a new one behind the others. Bytes that XML cannot hold (control bytes) become blanks.
 void SetAttribute(xmlNode* element, const char* name, std::string_view latin1);
 // The value as SetAttribute would store it, for comparing.
 std::string StorableText(std::string_view latin1);

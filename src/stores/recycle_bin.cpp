@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+
+#include "stores/recycle_bin.h"
+
+#include "config/ascii.h"
+#include "platform/files.h"
+#include "stores/recycle_index.h"
+
+namespace quillbeaker {
+namespace {
+
+using namespace recycle_index;
+
+constexpr std::string_view kDirectoryName = "recycle";
+constexpr std::string_view kIndexName = "recyclebin.xml";
+
+bool EndsWithIgnoringCase(std::string_view text, std::string_view ending) {
+  return text.size() >= ending.size() && EqualsIgnoringCase(text.substr(text.size() - ending.size()), ending);
+}
+
+// An index may have been written by anybody: a name in it must not lead out of the directory, to another store's file
+// or to a device.
+bool IsMessageName(std::string_view name) {
+  if (name.find("..") != std::string_view::npos) return false;
+  for (const char c : name) {
+    if (c == '/' || c == '\\' || c == ':' || static_cast<unsigned char>(c) < 0x20) return false;
+  }
+  return EndsWithIgnoringCase(name, ".recycle") || EndsWithIgnoringCase(name, ".eml");
+}
+
+}  // namespace
+
+RecycleBin::RecycleBin(Program& program)
+    : program_(program),
+      directory_(program.PathOf(kDirectoryName) + kPathSeparator),
+      index_path_(directory_ + std::string(kIndexName)),
+      lock_(index_path_ + ".lock") {
+  MakeDirectory(program.PathOf(kDirectoryName));
+}
+
+std::string RecycleBin::PathOfMessage(std::string_view name) const {
+  return IsMessageName(name) ? directory_ + std::string(name) : std::string();
+}
+
+// Null when there is no index or its root is another: its callers then leave the file as it is.
+XmlDocument RecycleBin::OpenIndex() const {
+  XmlDocument index = ParseXmlFile(index_path_);
+  return RootNamed(index, kRoot) != nullptr ? std::move(index) : nullptr;
+}
+
+bool RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
+  const XmlDocument index = OpenIndex();
+  if (index == nullptr) return false;
+  change(RootNamed(index, kRoot));
+  return SaveXmlFile(index, index_path_, false);
+}
+
+void RecycleBin::DeleteEntryAndFile(xmlNode* entry) {
+  const std::string path = PathOfMessage(Attribute(entry, kName).value_or(""));
+  if (!path.empty()) EraseFile(path);
+  RemoveElement(entry);
+}
+
+std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
+  const auto held = lock_.Acquire();
+  const XmlDocument index = OpenIndex();
+  if (index == nullptr) return std::nullopt;
+  std::vector<RecycleEntry> rows;
+  ForEachEntry(RootNamed(index, kRoot), [&](const xmlNode* entry) { rows.push_back(ReadEntry(entry)); });
+  return rows;
+}
+
+bool RecycleBin::MarkRestored(std::span<const std::string> names, bool restored) {
+  const auto held = lock_.Acquire();
+  return ChangeIndex([&](xmlNode* root) {
+    ForEntriesNamed(root, names, [&](xmlNode* entry) { SetAttribute(entry, kRestored, restored ? "1" : "0"); });
+  });
+}
+
+bool RecycleBin::ClearAccount(std::span<const std::string> names) {
+  const auto held = lock_.Acquire();
+  return ChangeIndex([&](xmlNode* root) {
+    ForEntriesNamed(root, names, [](xmlNode* entry) { SetAttribute(entry, kAccount, ""); });
+  });
+}
+
+bool RecycleBin::RemoveEntries(std::span<const std::string> names) {
+  const auto held = lock_.Acquire();
+  return ChangeIndex([&](xmlNode* root) { ForEntriesNamed(root, names, RemoveElement); });
+}
+
+bool RecycleBin::DeleteMessages(std::span<const std::string> names) {
+  const auto held = lock_.Acquire();
+  for (const std::string& name : names) {
+    const std::string path = PathOfMessage(name);
+    if (!path.empty()) EraseFile(path);
+  }
+  return ChangeIndex([&](xmlNode* root) { ForEntriesNamed(root, names, RemoveElement); });
+}
+
+bool RecycleBin::Empty() {
+  const auto held = lock_.Acquire();
+  return ChangeIndex(
+      [&](xmlNode* root) { ForEachEntry(root, [&](xmlNode* entry) { DeleteEntryAndFile(entry); }); });
+}
+
+RestoredList RecycleBin::RestoredFor(std::string_view account, std::size_t capacity) const {
+  RestoredList list;
+  if (capacity < directory_.size() + 1) return list;
+  list.directory = directory_;
+  std::size_t free_bytes = capacity - directory_.size() - 1;
+  const auto held = lock_.Acquire();
+  const XmlDocument index = OpenIndex();
+  if (index == nullptr) return list;
+  const std::string own_account = StorableText(account);
+  ForEachEntry(RootNamed(index, kRoot), [&](const xmlNode* entry) {
+    if (!IsRestored(entry)) return;
+    // Deliberate: an entry of no account, as a rebuild makes them, is offered to every account.
+    const std::string its_account = Attribute(entry, kAccount).value_or("");
+    if (!its_account.empty() && its_account != own_account) return;
+    std::string name = Attribute(entry, kName).value_or("");
+    if (!IsMessageName(name) || name.size() + 1 > free_bytes) return;
+    free_bytes -= name.size() + 1;
+    list.names.push_back(std::move(name));
+  });
+  return list;
+}
+
+void RecycleBin::Purge(std::int32_t max_days) {
+  const std::int32_t today = program_.Today();
+  if (program_.Read(keys::kRecycleOldMessagesLast) == today) return;
+  // Deliberate: the day counts as done before anything is, also when the index then cannot be opened.
+  program_.Write(keys::kRecycleOldMessagesLast, today);
+  const std::int64_t cutoff = std::int64_t{today} - max_days;
+  const auto held = lock_.Acquire();
+  // Deliberate: the age is that of the message's own Date field, and an entry exactly `max_days` old goes.
+  ChangeIndex([&](xmlNode* root) {
+    ForEachEntry(root, [&](xmlNode* entry) {
+      if (UnsignedAttribute(entry, kDate) <= cutoff) DeleteEntryAndFile(entry);
+    });
+  });
+}
+
+}  // namespace quillbeaker

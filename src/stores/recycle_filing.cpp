@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+
+// Message files: their names, and spam put into them.
+
+#include <array>
+#include <cstdio>
+
+#include "config/day_number.h"
+#include "platform/files.h"
+#include "stores/recycle_bin.h"
+#include "stores/recycle_index.h"
+
+namespace quillbeaker {
+
+// A free name of that time: "2452676_231507_1a2b3c4.recycle". The tick counter stands still for milliseconds and more, in
+// which many messages are filed, so a name that is taken gives way to the next tick.
+std::string RecycleBin::NewName(const CalendarTime& local_time) const {
+  std::array<char, 64> stem{};
+  std::snprintf(stem.data(), stem.size(), "%i_%02u%02u%02u_", DayNumber(local_time), unsigned{local_time.hour},
+                unsigned{local_time.minute}, unsigned{local_time.second});
+  for (std::uint32_t tick = program_.environment.tick_count();; ++tick) {
+    std::array<char, 16> tick_text{};
+    std::snprintf(tick_text.data(), tick_text.size(), "%x", tick);
+    std::string name = std::string(stem.data()) + tick_text.data() + ".recycle";
+    if (!FileExists(directory_ + name)) return name;
+  }
+}
+
+std::vector<std::string> RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account) {
+  struct Filed {
+    std::size_t message = 0;
+    CalendarTime local_time;
+  };
+  std::vector<std::string> names(messages.size());
+  std::vector<Filed> filed;
+  const auto held = lock_.Acquire();
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    const MailMessage* message = messages[i].message;
+    if (message == nullptr || message->empty() || message->size() == 0) continue;
+    const CalendarTime local_time = program_.environment.local_time();
+    std::string name = NewName(local_time);
+    if (message->SaveToFile(directory_ + name, true) != MailMessage::kSaved) continue;
+    names[i] = std::move(name);
+    filed.push_back({i, local_time});
+  }
+  if (filed.empty()) return names;
+  // The files' names are on the disk before an index that speaks of them, and that before the caller goes on.
+  FlushDirectory(directory_);
+  ChangeIndex([&](xmlNode* root) {
+    for (const Filed& one : filed) {
+      recycle_index::AppendEntry(root, names[one.message], messages[one.message], account, one.local_time);
+    }
+  });
+  FlushDirectory(directory_);
+  return names;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+
+#include "stores/xml_index.h"
+
+#include <libxml/parser.h>
+
+#include <climits>
+#include <mutex>
+
+#include "platform/files.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr const char* kEncoding = "ISO-8859-1";
+
+struct XmlStringDeleter {
+  void operator()(xmlChar* text) const { xmlFree(text); }
+};
+using XmlString = std::unique_ptr<xmlChar, XmlStringDeleter>;
+
+struct ParserContextDeleter {
+  void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+};
+
+const xmlChar* AsXml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+
+void InitialiseParser() {
+  static std::once_flag once;
+  std::call_once(once, xmlInitParser);
+}
+
+// Called at "<!DOCTYPE", before anything that it declares is read: an entity that does not exist cannot be expanded.
+void RefuseDoctype(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
+  auto* parser = static_cast<xmlParserCtxt*>(context);
+  *static_cast<bool*>(parser->_private) = true;
+  xmlStopParser(parser);
+}
+
+// A formatted document is indented by libxml2 only where no text stands between the elements, and an unformatted save
+// would keep the indentation of the file that was read.
+void DropBlanks(xmlNode* parent) {
+  for (xmlNode* node = parent->children; node != nullptr;) {
+    xmlNode* next = node->next;
+    if (xmlIsBlankNode(node) != 0) RemoveElement(node);
+    node = next;
+  }
+}
+
+std::string Utf8FromLatin1(std::string_view latin1) {
+  std::string utf8;
+  utf8.reserve(latin1.size() + latin1.size() / 8);
+  for (const char c : latin1) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      utf8 += c;
+    } else {
+      utf8 += static_cast<char>(0xC0 | (byte >> 6));
+      utf8 += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+  return utf8;
+}
+
+// `utf8` is well-formed: libxml2 checked or made it.
+std::string Latin1FromUtf8(const xmlChar* utf8) {
+  std::string latin1;
+  for (; *utf8 != 0; ++utf8) {
+    const unsigned byte = *utf8;
+    const unsigned next = utf8[1];
+    if (byte < 0x80) {
+      latin1 += static_cast<char>(byte);
+    } else if ((byte == 0xC2 || byte == 0xC3) && (next & 0xC0U) == 0x80) {
+      latin1 += static_cast<char>(((byte & 3U) << 6) | (next & 0x3FU));
+      ++utf8;
+    } else if ((byte & 0xC0U) != 0x80) {
+      latin1 += '?';  // first byte of a character beyond U+00FF; the bytes that continue it add nothing
+    }
+  }
+  return latin1;
+}
+
+bool IsForbiddenInXml(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+}
+
+// An element name outside ISO-8859-1, which only a file in another encoding can bring, is written as a character
+// reference where none is allowed.
+bool CanHoldForeignNames(const XmlDocument& document) {
+  return document->encoding == nullptr || xmlStrcasecmp(document->encoding, AsXml(kEncoding)) != 0;
+}
+
+}  // namespace
+
+void XmlDocumentDeleter::operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+
+XmlDocument ParseXml(std::string_view bytes) {
+  if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
+  InitialiseParser();
+  const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
+  if (parser == nullptr || parser->sax == nullptr) return nullptr;
+  bool has_doctype = false;
+  parser->_private = &has_doctype;
+  parser->sax->internalSubset = RefuseDoctype;
+  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+  XmlDocument document(
+      xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kOptions));
+  if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
+  if (xmlNode* root = xmlDocGetRootElement(document.get())) DropBlanks(root);
+  return document;
+}
+
+XmlDocument ParseXmlFile(const std::string& path) {
+  const std::optional<std::string> bytes = ReadWholeFile(path);
+  return bytes ? ParseXml(*bytes) : nullptr;
+}
+
+XmlDocument NewXmlDocument(const char* root_name) {
+  InitialiseParser();
+  XmlDocument document(xmlNewDoc(AsXml("1.0")));
+  document->encoding = xmlStrdup(AsXml(kEncoding));
+  xmlDocSetRootElement(document.get(), xmlNewDocNode(document.get(), nullptr, AsXml(root_name), nullptr));
+  return document;
+}
+
+xmlNode* RootNamed(const XmlDocument& document, const char* name) {
+  xmlNode* root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+  return root != nullptr && IsElement(root, name) ? root : nullptr;
+}
+
+std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted) {
+  xmlChar* bytes = nullptr;
+  int size = 0;
+  xmlDocDumpFormatMemoryEnc(document.get(), &bytes, &size, kEncoding, formatted ? 1 : 0);
+  const XmlString owner(bytes);
+  if (bytes == nullptr || size <= 0) return std::nullopt;
+  std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
+  if (CanHoldForeignNames(document) && ParseXml(text) == nullptr) return std::nullopt;
+  return text;
+}
+
+bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted) {
+  const std::optional<std::string> bytes = DumpXml(document, formatted);
+  return bytes && ReplaceWholeFile(path, *bytes);
+}
+
+xmlNode* AddElement(xmlNode* parent, const char* name) {
+  return xmlNewChild(parent, nullptr, AsXml(name), nullptr);
+}
+
+void RemoveElement(xmlNode* element) {
+  xmlUnlinkNode(element);
+  xmlFreeNode(element);
+}
+
+bool IsElement(const xmlNode* node, const char* name) {
+  return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, AsXml(name)) == 0;
+}
+
+std::optional<std::string> Attribute(const xmlNode* element, const char* name) {
+  const XmlString value(xmlGetNoNsProp(element, AsXml(name)));
+  if (value == nullptr) return std::nullopt;
+  return Latin1FromUtf8(value.get());
+}
+
+std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name) {
+  const std::string text = Attribute(element, name).value_or("");
+  std::size_t at = text.find_first_not_of(" \t");
+  std::uint64_t value = 0;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    value = value * 10 + static_cast<unsigned>(text[at] - '0');
+    if (value > UINT32_MAX) return UINT32_MAX;
+  }
+  return static_cast<std::uint32_t>(value);
+}
+
+void SetAttribute(xmlNode* element, const char* name, std::string_view latin1) {
+  const std::string utf8 = Utf8FromLatin1(StorableText(latin1));
+  xmlSetProp(element, AsXml(name), AsXml(utf8.c_str()));
+}
+
+std::string StorableText(std::string_view latin1) {
+  std::string text(latin1);
+  for (char& c : text) {
+    if (IsForbiddenInXml(c)) c = ' ';
+  }
+  return text;
+}
+
+}  // namespace quillbeaker
