@@ -1,0 +1,104 @@
+# SPDX-License-Identifier: MIT
+# Debian packages by purpose, and their installation. Sourced by run and test.
+# Each line: package, then why it is needed. Only what is missing is installed.
+
+packages_build='
+g++                          compiles the native program
+cmake                        describes the build
+ninja-build                  runs the build
+libxml2-dev                  reads and writes the XML indexes
+zlib1g-dev                   CRC-32
+libcli11-dev                 command line of quillbeaker-cli
+nlohmann-json3-dev           JSON output of quillbeaker-cli
+libgtest-dev                 unit tests
+python3                      the demonstration and the checks of the sources
+'
+packages_demo='
+dovecot-core                 the POP3 server that the demonstration checks mail at
+dovecot-pop3d                its POP3 part
+mpop                         the mail client of the demonstration
+ca-certificates              fetching the sample mail safely
+'
+packages_test='
+curl                         mail client of the end-to-end tests
+fetchmail                    mail client of the end-to-end tests
+python3-pytest               runs the end-to-end tests
+python3-pytest-xdist         the same on all cores
+'
+packages_windows='
+g++-mingw-w64-x86-64-posix   compiles the Windows program
+binutils-mingw-w64-x86-64    links it
+libz-mingw-w64-dev           CRC-32 for Windows
+googletest                   unit tests for Windows, as source
+dpkg-dev                     unpacks the source package of libxml2
+wine                         runs the Windows tests
+wine64                       runs the Windows tests
+'
+packages_fuzz='
+clang                        compiles the fuzz targets
+libclang-rt-14-dev           libFuzzer itself
+'
+
+package_is_installed() {
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# Installing Dovecot would start a mail server for the whole machine, now and at every start. The
+# demonstration only wants the program, so the start is refused while we install (Debian's own means for
+# that) and the service is taken out of the machine's start.
+without_starting_services() {
+  local policy=/usr/sbin/policy-rc.d made='' new_dovecot='' status=0
+  package_is_installed dovecot-core || new_dovecot=1
+  if [ ! -e "$policy" ]; then
+    printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
+    as_root chmod 755 "$policy"
+    made=1
+  fi
+  "$@" || status=$?
+  if [ -n "$made" ]; then as_root rm -f "$policy"; fi
+  if [ -n "$new_dovecot" ] && [ -d /run/systemd/system ]; then
+    as_root systemctl -q disable --now dovecot.socket dovecot.service 2>/dev/null || true
+  fi
+  return $status
+}
+
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz).
+ensure_packages() {
+  local group table package why missing=()
+  for group in "$@"; do
+    table=packages_$group
+    while read -r package why; do
+      if [ -n "$package" ] && ! package_is_installed "$package"; then
+        [ ${#missing[@]} -gt 0 ] || echo "Installing Debian packages:"
+        missing+=("$package")
+        printf '  %-28s %s\n' "$package" "$why"
+      fi
+    done <<<"${!table}"
+    # npm may be there from elsewhere, and Debian's package would then not go beside it.
+    if [ "$group" = demo ] && ! command -v npm >/dev/null; then
+      [ ${#missing[@]} -gt 0 ] || echo "Installing Debian packages:"
+      missing+=(npm)
+      printf '  %-28s %s\n' npm "fetches the sample mail"
+    fi
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ "$(id -u)" != 0 ] && ! command -v sudo >/dev/null; then
+    echo "This needs root. Please run: apt-get install --no-install-recommends ${missing[*]}" >&2
+    return 1
+  fi
+  local log
+  log=$(mktemp)
+  if as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq update >"$log" 2>&1 &&
+     without_starting_services as_root env DEBIAN_FRONTEND=noninteractive \
+       apt-get -qq install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1; then
+    rm -f "$log"
+  else
+    tail -30 "$log" >&2
+    echo "The installation failed; the whole output is in $log" >&2
+    return 1
+  fi
+}
