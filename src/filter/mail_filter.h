@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The whole judgement of one mail: size limit, filter switched off, sender lists, aggressiveness level, classifier, in
-// their fixed order. The mail check and the console's `classify` both ask here.
+// The whole judgement of one mail: size limit, filter switched off, sender lists, aggressiveness level,
+// classifier, in their fixed order. The mail check and the console's `classify` both ask here.
 
 #include <cstdint>
 #include <string>
@@ -16,14 +16,15 @@
 namespace quillbeaker {
 
 enum class JudgementReason {
-  kTooLarge,        // not judged: at or above FilterMaxMessageSize
+  kTooLarge,  // not judged: at or above FilterMaxMessageSize
   kFilterOff,
-  kLevel,           // level 0 or 100 decided without the classifier
+  kLevel,  // level 0 or 100 decided without the classifier
   kBlockedSender,
   kFriend,
-  kMarkedDeleted,   // the client deleted it before it was judged
+  kMarkedDeleted,  // the client deleted it before it was judged
   kLearntWords,
-  kSpamWords,       // the spam-word score (or, with the word filter off, the learnt probability) against the threshold
+  kSpamWords,  // the spam-word score (or, with the word filter off, the learnt probability) against the
+               // threshold
 };
 
 struct Judgement {
@@ -31,11 +32,11 @@ struct Judgement {
   JudgementReason reason = JudgementReason::kSpamWords;
   std::int32_t sender_kind = kSenderNone;
   std::int32_t level = 50;
-  std::int32_t threshold = 100;      // percent, of the level
+  std::int32_t threshold = 100;  // percent, of the level
   bool classifier_asked = false;
   bool classifier_spam = false;
-  double probability = 0;            // 0 when the classifier was not asked
-  std::string words;                 // empty likewise
+  double probability = 0;  // 0 when the classifier was not asked
+  std::string words;       // empty likewise
 };
 
 // True when Enable is on and at least one of the word filter and the learning filter is.

@@ -22,19 +22,20 @@ inline constexpr std::int32_t kSenderBlocked = 1;
 inline constexpr std::int32_t kSenderFriend = 2;
 
 struct SenderRecord {
-  std::string name;                   // up to 254 bytes
-  std::string address;                // up to 260 bytes; after a look-up the key of the entry that matched
-  std::int32_t kind = kSenderNone;    // as stored; any other number means neither list
-  CalendarTime date;                  // of the message, or local time when it has none
+  std::string name;                 // up to 254 bytes
+  std::string address;              // up to 260 bytes; after a look-up the key of the entry that matched
+  std::int32_t kind = kSenderNone;  // as stored; any other number means neither list
+  CalendarTime date;                // of the message, or local time when it has none
 };
 
 class SenderLists {
  public:
   explicit SenderLists(Program& program);
 
-  // True when an entry matched (its kind is not -1). Among patterns the first line wins, except that a Friend pattern outranks a
-  // Blocked one; an exact entry outranks every line above it, and a later Friend pattern still overrides an exact
-  // Blocked entry. Deliberate, all of it. `record` keeps its name and address when nothing matched.
+  // True when an entry matched (its kind is not -1). Among patterns the first line wins, except that a Friend
+  // pattern outranks a Blocked one; an exact entry outranks every line above it, and a later Friend pattern
+  // still overrides an exact Blocked entry. Deliberate, all of it. `record` keeps its name and address when
+  // nothing matched.
   bool LookUp(std::string_view address, SenderRecord& record) const;
   // The same for a message's sender; false and kind -1 without From field.
   bool LookUp(const MailMessage& message, SenderRecord& record) const;
@@ -44,7 +45,8 @@ class SenderLists {
   // Writes address = "name,kind", overwriting an entry of that key. False when it could not be saved.
   bool Write(const SenderRecord& record);
   bool Remove(std::string_view address);
-  // Called for every judged message. Deliberate: the matching entry's bytes stay as they are, so nothing is written.
+  // Called for every judged message. Deliberate: the matching entry's bytes stay as they are, so nothing is
+  // written.
   void Refresh(const MailMessage& message);
   // Every entry in file order.
   void Enumerate(const std::function<void(const SenderRecord&)>& callback) const;
@@ -58,11 +60,12 @@ class SenderLists {
   mutable std::shared_ptr<const Index> index_;
 };
 
-// The address as it can stand as a key: "=" and a leading ";" or "[" become "?", which still matches them; control bytes become
-// blanks.
+// The address as it can stand as a key: "=" and a leading ";" or "[" become "?", which still matches them;
+// control bytes become blanks.
 std::string SenderKey(std::string_view address);
 
-// "*" any run, "?" exactly one byte; the whole text must be consumed. Both already in one case. O(length * stars).
+// "*" any run, "?" exactly one byte; the whole text must be consumed. Both already in one case. O(length *
+// stars).
 bool MatchesWildcard(std::string_view pattern, std::string_view text);
 
 // Sender of a message with its date; false without From field.

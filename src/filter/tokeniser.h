@@ -11,8 +11,9 @@
 
 namespace quillbeaker {
 
-// Adds every word of 3 to 20 bytes that is followed by a delimiter and is not made of digits alone, in lower case.
-// Deliberate: a word at the very end of the text does not count, and the length counter starts again at 500.
+// Adds every word of 3 to 20 bytes that is followed by a delimiter and is not made of digits alone, in lower
+// case. Deliberate: a word at the very end of the text does not count, and the length counter starts again at
+// 500.
 void Tokenise(std::string_view text, WordCountTable& table);
 
 // Counts one message: messages + 1, the words of its decoded text without HTML, then those of its Subject.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Words and how often each was counted, in an open-addressing hash table whose slot order is the order of its file. The learnt
-// lists are such tables, and so is the set of words of one message.
+// Words and how often each was counted, in an open-addressing hash table whose slot order is the order of its
+// file. The learnt lists are such tables, and so is the set of words of one message.
 
 #include <array>
 #include <cstdint>
@@ -29,18 +29,21 @@ class WordCountTable {
   // h = h * 65600 - h + c over the unsigned bytes, in 32 bits that wrap.
   static std::uint32_t Hash(std::string_view word);
 
-  // Counts the word (cut to its first 20 bytes) up, or creates it with count 1. False when it is new and the budget is
-  // full: it is then not added.
+  // Counts the word (cut to its first 20 bytes) up, or creates it with count 1. False when it is new and the
+  // budget is full: it is then not added. The second form takes the hash of a word of at most 20 bytes that
+  // was computed before.
   bool Add(std::string_view word);
+  bool Add(std::string_view word, std::uint32_t hash);
   // Count of the word, 0 when absent. The second form takes the hash that was computed before.
   std::uint32_t Count(std::string_view word) const;
   std::uint32_t Count(std::string_view word, std::uint32_t hash) const;
 
-  // Empties the table but keeps its memory and budget.
+  // Makes the table as good as new, its budget and file name aside; the memory is kept for the next words.
   void Clear();
 
-  // Reads a word list file (little-endian: version, records, messages, reserved; then length, word, count each) and
-  // remembers its name. A missing file leaves an empty table; a damaged one gives the records before the damage.
+  // Reads a word list file (little-endian: version, records, messages, reserved; then length, word, count
+  // each) and remembers its name. What the table held before is gone. A missing file leaves an empty table; a
+  // damaged one gives the records before the damage; the first word that the budget refuses ends the reading.
   void Load(const std::string& path);
   // The file's bytes: records in slot order.
   std::string Serialise() const;
@@ -57,8 +60,17 @@ class WordCountTable {
   std::uint32_t byte_budget = 0;  // limit of bytes_used(), the sum of word length + 5; 0 means none
 
  private:
+  // The word's entry, created with count 0 when it is new; null when the budget refuses it.
+  WordEntry* FindOrCreate(std::string_view word, std::uint32_t hash);
+  // Slot of the word, or the empty slot at which its probing ended. The table must have slots.
+  std::size_t SlotOf(std::string_view word, std::uint32_t hash) const;
+  std::size_t FreeSlot(std::uint32_t hash) const;
+  void Resize(std::size_t slot_count);
+  void ReadRecords(std::string_view records, std::uint32_t record_count);
+
   std::vector<WordEntry> entries_;
-  std::vector<std::uint32_t> slots_;  // index into entries_ + 1; 0 is an empty slot
+  std::vector<std::uint32_t> slots_;  // index into entries_ + 1; 0 is an empty slot; a power of two of them
+  std::vector<std::uint32_t> former_slots_;  // empty; its memory serves the next resize
   std::uint32_t bytes_used_ = 0;
   std::string file_name_;
 };

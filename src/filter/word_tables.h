@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the filter knows of words: the spam words and the two learnt lists. Loaded for one pass over mail or one learning
-// step and then dropped; nothing is kept between those.
+// What the filter knows of words: the spam words and the two learnt lists. Loaded for one pass over mail or
+// one learning step and then dropped; nothing is kept between those.
 
+#include <string_view>
 #include <vector>
 
 #include "config/program.h"
@@ -13,11 +14,15 @@
 
 namespace quillbeaker {
 
+// In the program directory.
+inline constexpr std::string_view kGoodWordList = "training/good.Quillbeaker.wordlist";
+inline constexpr std::string_view kBadWordList = "training/bad.Quillbeaker.wordlist";
+
 enum class LearnKind { kGood = 0, kSpam = 1 };
 
 struct WordTables {
-  // Sets the budgets from the configuration (each list gets half of the kilobytes), loads both lists and, when asked, the
-  // spam words. Missing files are empty tables.
+  // Sets the budgets from the configuration (each list gets half of the kilobytes), loads both lists and,
+  // when asked, the spam words. Missing files are empty tables.
   void Load(const Program& program, bool load_spam_words);
   // Writes both lists back to the files they were loaded from. True when both were written.
   bool Save() const;

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+#include "filter/classifier.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+#include <span>
+
+#include "config/texts.h"
+#include "filter/filter_settings.h"
+#include "filter/tokeniser.h"
+#include "message/decoded_text.h"
+
+namespace quillbeaker {
+
+namespace {
+
+constexpr double kUndecided = 0.4;             // of a word, and of a message, that the lists do not know
+constexpr double kSpamFrom = 0.9;              // learnt probability that settles it
+constexpr double kSurelyGood = 3e-7;           // up to here the spam words are not asked
+constexpr std::uint64_t kFewestSightings = 6;  // of a word, the good ones counted double
+constexpr std::size_t kMostTelling = 15;
+constexpr std::size_t kLearntWordsCapacity = 100;  // bytes, a terminating zero included
+constexpr std::size_t kSpamWordsCapacity = 255;
+
+// How much one word speaks for spam. Both message counts must be above 0.
+double ProbabilityOfWord(const WordEntry& word, const WordTables& tables) {
+  const std::uint64_t bad = tables.bad.Count(word.word(), word.hash);
+  const std::uint64_t good = std::uint64_t{tables.good.Count(word.word(), word.hash)} * 2;
+  if (good + bad < kFewestSightings) return kUndecided;
+  const double bad_share = std::min(1.0, static_cast<double>(bad) / tables.bad.messages);
+  const double good_share = std::min(1.0, static_cast<double>(good) / tables.good.messages);
+  return std::clamp(bad_share / (good_share + bad_share), 0.01, 0.99);
+}
+
+// The entries whose probability lies farthest from one half, the most telling first; of equally telling words
+// the one that the message names first.
+class MostTelling {
+ public:
+  void Offer(const WordEntry& entry) {
+    const double distance = std::fabs(entry.probability - 0.5);
+    if (count_ == kMostTelling) {
+      if (distance <= distances_[kMostTelling - 1]) return;
+    } else {
+      ++count_;
+    }
+    std::size_t place = count_ - 1;
+    for (; place > 0 && distances_[place - 1] < distance; --place) {
+      distances_[place] = distances_[place - 1];
+      entries_[place] = entries_[place - 1];
+    }
+    distances_[place] = distance;
+    entries_[place] = &entry;
+  }
+  std::span<const WordEntry* const> entries() const { return {entries_.data(), count_}; }
+
+ private:
+  std::array<const WordEntry*, kMostTelling> entries_{};
+  std::array<double, kMostTelling> distances_{};
+  std::size_t count_ = 0;
+};
+
+// Adds a spam word to the list of words that is shown. False when there is no room for it.
+bool AppendSpamWord(std::string_view word, bool separated, std::string& words) {
+  if (words.size() + word.size() + 2 >= kSpamWordsCapacity) return false;
+  if (separated) words += ", ";
+  words += word;
+  return true;
+}
+
+}  // namespace
+
+Classifier::Classifier(const Program& program, const WordTables& tables)
+    : program_(program), tables_(tables), search_(tables.spam_words) {}
+
+const std::string& Classifier::DecodedOnce(const MailMessage& message, bool strip_html) {
+  std::string& text = texts_[strip_html];
+  if (!decoded_[strip_html]) {
+    if (!DecodeText(message, strip_html, text)) text.clear();
+    decoded_[strip_html] = true;
+  }
+  return text;
+}
+
+void Classifier::ForgetTexts() {
+  decoded_[false] = decoded_[true] = false;
+}
+
+double Classifier::LearntProbability(const MailMessage& message, std::string& words) {
+  ForgetTexts();
+  return ProbabilityOfLearntWords(message, words);
+}
+
+double Classifier::ProbabilityOfLearntWords(const MailMessage& message, std::string& words) {
+  words.clear();
+  // With nothing learnt of one kind every message is undecided, whatever its words.
+  if (tables_.bad.messages == 0 || tables_.good.messages == 0) return kUndecided;
+  tokens_.Clear();
+  CountMessage(message, DecodedOnce(message, /*strip_html=*/true), tokens_);
+  if (tokens_.entries().empty()) return kUndecided;
+
+  MostTelling most_telling;
+  for (WordEntry& entry : tokens_.entries()) {
+    entry.probability = ProbabilityOfWord(entry, tables_);
+    most_telling.Offer(entry);
+  }
+  double spam = 1;
+  double good = 1;
+  bool first = true;
+  for (const WordEntry* const entry : most_telling.entries()) {
+    spam *= entry->probability;
+    good *= 1 - entry->probability;
+    if (entry->probability > kUndecided && words.size() + entry->length + 3 < kLearntWordsCapacity) {
+      // Deliberate: the separator goes by the word's rank, so that the list may begin with one.
+      if (!first) words += ", ";
+      words += entry->word();
+    }
+    first = false;
+  }
+  return spam / (spam + good);
+}
+
+double Classifier::SpamWordScore(const MailMessage& message, std::string& words) {
+  ForgetTexts();
+  words.clear();
+  return ScoreOfSpamWords(message, ReadFilterSettings(program_).strip_html, words);
+}
+
+// `words` must be empty at the start.
+double Classifier::ScoreOfSpamWords(const MailMessage& message, bool strip_html, std::string& words) {
+  const std::string& text = DecodedOnce(message, strip_html);
+  if (text.empty()) return 0;
+  search_.FindAll(text, in_text_);
+  in_subject_.clear();
+  const std::optional<std::string_view> subject = message.FindField(kHeaderSubject);
+  if (subject) search_.FindAll(*subject, in_subject_);
+
+  std::int64_t sum = 0;
+  auto subject_hit = in_subject_.begin();
+  auto text_hit = in_text_.begin();
+  while (subject_hit != in_subject_.end() || text_hit != in_text_.end()) {
+    const std::uint32_t index = std::min(subject_hit != in_subject_.end() ? *subject_hit : UINT32_MAX,
+                                         text_hit != in_text_.end() ? *text_hit : UINT32_MAX);
+    const SpamWord& word = tables_.spam_words[index];
+    bool listed = false;
+    // Deliberate: the separator goes by the running sum, not by the list, and a word found in both places
+    // counts twice.
+    if (subject_hit != in_subject_.end() && *subject_hit == index) {
+      listed = AppendSpamWord(word.word, sum > 0, words);
+      sum += word.probability;
+      ++subject_hit;
+    }
+    if (text_hit != in_text_.end() && *text_hit == index) {
+      if (!listed) AppendSpamWord(word.word, sum > 0, words);
+      sum += word.probability;
+      ++text_hit;
+    }
+  }
+  return static_cast<double>(sum) * 0.01;
+}
+
+std::int32_t Classifier::Threshold(const Program& program, std::int32_t level) {
+  const std::string key = "level" + std::to_string(level);
+  std::int32_t value = program.user_spam_words.ReadInteger(sections::kThreshold, key, -1);
+  if (value == -1) value = program.spam_words.ReadInteger(sections::kThreshold, key, -1);
+  return value > 0 ? value : 100;
+}
+
+bool Classifier::Decide(const MailMessage& message, double& probability, std::string& words) {
+  const FilterSettings settings = ReadFilterSettings(program_);
+  learnt_words_decided_ = false;
+  if (!settings.enabled) return false;
+  const std::int32_t threshold = Threshold(program_, settings.level);
+  ForgetTexts();
+  probability = kUndecided;
+  words.clear();
+  bool spam = false;
+  if (settings.learning_filter) {
+    probability = ProbabilityOfLearntWords(message, words);
+    if (probability >= kSpamFrom) {
+      spam = true;
+      const std::string_view mark = EnglishText(Text::kLearningFilterMark);
+      if (words.size() + mark.size() < kSpamWordsCapacity) words.insert(0, std::string(mark) + ' ');
+    }
+  }
+  if (probability > kSurelyGood && probability < kSpamFrom) {
+    words.clear();
+    if (settings.word_filter) probability = ScoreOfSpamWords(message, settings.strip_html, words);
+    // Deliberate: with the word filter off the learnt probability itself is held against the level's
+    // threshold.
+    spam = probability >= threshold * 0.01;
+  } else {
+    // Deliberate: a mail that the learnt words call surely good is not held against the spam words at all.
+    learnt_words_decided_ = true;
+  }
+  return spam;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "filter/filter_settings.h"
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace quillbeaker {
+
+namespace {
+
+std::int32_t ReadKey(const IniDocument& document, const IntegerKey& key) {
+  const std::optional<std::string_view> value = document.Find(key.section, key.name);
+  return value ? IntegerOf(*value) : key.default_value;
+}
+
+}  // namespace
+
+FilterSettings ReadFilterSettings(const Program& program) {
+  const std::shared_ptr<const IniDocument> document = program.configuration.Read();
+  FilterSettings settings;
+  settings.enabled = ReadKey(*document, keys::kEnable) != 0;
+  settings.word_filter = ReadKey(*document, keys::kFilterWordEnable) != 0;
+  settings.learning_filter = ReadKey(*document, keys::kFilterLearningEnable) != 0;
+  settings.strip_html = ReadKey(*document, keys::kFilterWordHtml) == 1;
+  settings.level = ReadKey(*document, keys::kAggressiveness);
+  settings.size_limit = ReadKey(*document, keys::kFilterMaxMessageSize);
+  return settings;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "filter/mail_filter.h"
+
+#include <optional>
+
+#include "filter/filter_settings.h"
+
+namespace quillbeaker {
+
+namespace {
+
+constexpr std::int32_t kLevelVeryLow = 0;     // only blocked senders' mail is spam
+constexpr std::int32_t kLevelVeryHigh = 100;  // only friends' mail is not
+
+struct Verdict {
+  bool spam = false;
+  JudgementReason reason = JudgementReason::kSpamWords;
+};
+
+// What settles a mail before its words are asked, in the order in which it does; nothing when they must be.
+std::optional<Verdict> VerdictWithoutWords(const FilterSettings& settings, std::int32_t sender_kind,
+                                           bool marked_deleted) {
+  if (!settings.FilterIsOn()) return Verdict{false, JudgementReason::kFilterOff};
+  if (settings.level == kLevelVeryLow && sender_kind != kSenderBlocked) {
+    return Verdict{false, JudgementReason::kLevel};
+  }
+  if (settings.level == kLevelVeryHigh && sender_kind != kSenderFriend) {
+    return Verdict{true, JudgementReason::kLevel};
+  }
+  if (sender_kind == kSenderBlocked) return Verdict{true, JudgementReason::kBlockedSender};
+  if (sender_kind == kSenderFriend) return Verdict{false, JudgementReason::kFriend};
+  if (marked_deleted) return Verdict{true, JudgementReason::kMarkedDeleted};
+  return std::nullopt;
+}
+
+WordTables LoadTables(const Program& program) {
+  WordTables tables;
+  tables.Load(program, /*load_spam_words=*/true);
+  return tables;
+}
+
+}  // namespace
+
+bool FilterIsOn(const Program& program) {
+  return ReadFilterSettings(program).FilterIsOn();
+}
+
+MailFilter::MailFilter(Program& program)
+    : program_(program), senders_(program), tables_(LoadTables(program)), classifier_(program, tables_) {}
+
+Judgement MailFilter::Judge(const MailMessage& message, bool marked_deleted) {
+  const FilterSettings settings = ReadFilterSettings(program_);
+  Judgement judgement;
+  judgement.level = settings.level;
+  judgement.threshold = Classifier::Threshold(program_, settings.level);
+  if (settings.size_limit > 0 && message.size() >= static_cast<std::uint32_t>(settings.size_limit)) {
+    judgement.reason = JudgementReason::kTooLarge;
+    return judgement;
+  }
+  SenderRecord sender;
+  senders_.LookUp(message, sender);
+  judgement.sender_kind = sender.kind;
+  if (const auto verdict = VerdictWithoutWords(settings, sender.kind, marked_deleted)) {
+    judgement.spam = verdict->spam;
+    judgement.reason = verdict->reason;
+    return judgement;
+  }
+  judgement.classifier_asked = true;
+  judgement.classifier_spam = classifier_.Decide(message, judgement.probability, judgement.words);
+  judgement.spam = judgement.classifier_spam;
+  judgement.reason =
+      classifier_.LearntWordsDecided() ? JudgementReason::kLearntWords : JudgementReason::kSpamWords;
+  return judgement;
+}
+
+}  // namespace quillbeaker

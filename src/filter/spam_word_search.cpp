@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include "filter/spam_word_search.h"
+
+#include <algorithm>
+
+#include "config/ascii.h"
+
+namespace quillbeaker {
+
+namespace {
+
+// Flag beside a state's number in a row, so that the walk over a text looks at nothing else.
+constexpr std::uint32_t kReports = 0x80000000U;
+
+// Cells of the rows (8 MB). Whatever the size of the user's word list, the states beyond, which are the
+// deepest and the least visited, cost their own size only.
+constexpr std::size_t kMostCells = std::size_t{1} << 21;
+
+unsigned char Folded(char c) {
+  return static_cast<unsigned char>(ToUpperAscii(c));
+}
+
+}  // namespace
+
+SpamWordSearch::SpamWordSearch(const std::vector<SpamWord>& words) {
+  MakeClasses(words);
+  std::vector<std::string> classes;  // the words, byte by byte as classes
+  classes.reserve(words.size());
+  for (const SpamWord& word : words) {
+    std::string& folded = classes.emplace_back(word.word);
+    for (char& c : folded) c = static_cast<char>(class_of_[static_cast<unsigned char>(c)]);
+    const std::uint32_t index = static_cast<std::uint32_t>(classes.size() - 1);
+    (folded.empty() ? empty_words_ : order_).push_back(index);
+  }
+  std::stable_sort(order_.begin(), order_.end(),
+                   [&classes](std::uint32_t a, std::uint32_t b) { return classes[a] < classes[b]; });
+  MakeStates(classes);
+  Connect();
+  reported_.assign(states_.size(), 0);
+}
+
+// Upper case leaves 230 byte values at most, so that a class fits a byte.
+void SpamWordSearch::MakeClasses(const std::vector<SpamWord>& words) {
+  std::array<bool, 256> occurs{};
+  for (const SpamWord& word : words) {
+    for (const char c : word.word) occurs[Folded(c)] = true;
+  }
+  std::array<std::uint8_t, 256> class_of_folded{};
+  for (std::size_t i = 0; i < 256; ++i) {
+    if (occurs[i]) class_of_folded[i] = static_cast<std::uint8_t>(class_count_++);
+  }
+  for (std::size_t i = 0; i < 256; ++i) {
+    class_of_[i] = class_of_folded[Folded(static_cast<char>(static_cast<unsigned char>(i)))];
+  }
+}
+
+// In the sorted words those with a common prefix stand together, the ones that are the prefix itself first: a
+// state is such a range, and cutting it by the next byte gives its children.
+void SpamWordSearch::MakeStates(const std::vector<std::string>& classes) {
+  struct Range {
+    std::size_t begin;
+    std::size_t end;
+    std::size_t depth;
+  };
+  std::vector<Range> ranges{{0, order_.size(), 0}};
+  states_.emplace_back();
+  for (std::size_t i = 0; i < ranges.size(); ++i) {
+    const Range range = ranges[i];
+    std::size_t next = range.begin;
+    while (next < range.end && classes[order_[next]].size() == range.depth) ++next;
+    states_[i].first_word = static_cast<std::uint32_t>(range.begin);
+    states_[i].word_count = static_cast<std::uint32_t>(next - range.begin);
+    states_[i].first_child = static_cast<std::uint32_t>(states_.size());
+    while (next < range.end) {
+      const std::size_t begin = next;
+      const char label = classes[order_[begin]][range.depth];
+      while (next < range.end && classes[order_[next]][range.depth] == label) ++next;
+      ranges.push_back({begin, next, range.depth + 1});
+      states_.emplace_back().label = static_cast<std::uint8_t>(label);
+    }
+  }
+  State& end = states_.emplace_back();
+  end.first_child = static_cast<std::uint32_t>(states_.size() - 1);
+}
+
+// In breadth-first order everything that a state falls back to is complete before it is needed.
+void SpamWordSearch::Connect() {
+  const std::size_t state_count = states_.size() - 1;
+  row_count_ =
+      static_cast<std::uint32_t>(std::min(state_count, std::max<std::size_t>(kMostCells / class_count_, 1)));
+  rows_.resize(row_count_ * class_count_);
+  for (std::uint32_t i = 0; i < state_count; ++i) {
+    for (std::uint32_t child = states_[i].first_child; child < states_[i + 1].first_child; ++child) {
+      State& state = states_[child];
+      // A row of the fallback holds its final targets already; the root's children fall back to the root.
+      state.fallback = i == 0 ? 0 : Step(states_[i].fallback, state.label) & ~kReports;
+      state.report = state.word_count != 0 ? child : states_[state.fallback].report;
+    }
+    if (i < row_count_) FillRow(i);
+  }
+}
+
+void SpamWordSearch::FillRow(std::uint32_t state) {
+  const auto row = rows_.begin() + static_cast<std::ptrdiff_t>(state * class_count_);
+  if (state != 0) {
+    const auto fallback = rows_.begin() + static_cast<std::ptrdiff_t>(states_[state].fallback * class_count_);
+    std::copy_n(fallback, class_count_, row);
+  }
+  for (std::uint32_t child = states_[state].first_child; child < states_[state + 1].first_child; ++child) {
+    row[states_[child].label] = Reporting(child);
+  }
+}
+
+std::uint32_t SpamWordSearch::Reporting(std::uint32_t state) const {
+  return states_[state].report != 0 ? state | kReports : state;
+}
+
+std::uint32_t SpamWordSearch::Step(std::uint32_t state, std::uint8_t label) const {
+  while (state >= row_count_) {
+    for (std::uint32_t child = states_[state].first_child; child < states_[state + 1].first_child; ++child) {
+      if (states_[child].label == label) return Reporting(child);
+    }
+    state = states_[state].fallback;
+  }
+  return rows_[state * class_count_ + label];
+}
+
+// Whoever reported a state has reported everything down its chain too, so that one search does each state
+// once.
+void SpamWordSearch::Report(std::uint32_t state, std::vector<std::uint32_t>& found) const {
+  for (state = states_[state].report; state != 0; state = states_[states_[state].fallback].report) {
+    if (reported_[state] == search_number_) return;
+    reported_[state] = search_number_;
+    const auto first = order_.begin() + static_cast<std::ptrdiff_t>(states_[state].first_word);
+    found.insert(found.end(), first, first + static_cast<std::ptrdiff_t>(states_[state].word_count));
+  }
+}
+
+void SpamWordSearch::FindAll(std::string_view text, std::vector<std::uint32_t>& found) const {
+  found.assign(empty_words_.begin(), empty_words_.end());
+  if (order_.empty()) return;
+  if (++search_number_ == 0) {
+    std::fill(reported_.begin(), reported_.end(), 0);
+    search_number_ = 1;
+  }
+  std::uint32_t state = 0;
+  for (const char c : text) {
+    const std::uint32_t next = Step(state, class_of_[static_cast<unsigned char>(c)]);
+    state = next & ~kReports;
+    if (next != state) [[unlikely]]
+      Report(state, found);
+  }
+  std::sort(found.begin(), found.end());
+}
+
+// Sunday's quick search: after a mismatch the byte behind the window says how far it may move.
+std::size_t FindText(std::string_view text, std::string_view pattern, bool case_sensitive) {
+  const auto folded = [case_sensitive](char c) {
+    return case_sensitive ? static_cast<unsigned char>(c) : Folded(c);
+  };
+  if (pattern.size() > text.size()) return std::string_view::npos;
+  std::array<std::size_t, 256> shift;
+  shift.fill(pattern.size() + 1);
+  for (std::size_t i = 0; i < pattern.size(); ++i) shift[folded(pattern[i])] = pattern.size() - i;
+  for (std::size_t at = 0;;) {
+    std::size_t length = 0;
+    while (length < pattern.size() && folded(pattern[length]) == folded(text[at + length])) ++length;
+    if (length == pattern.size()) return at;
+    if (at + pattern.size() >= text.size()) return std::string_view::npos;
+    at += shift[folded(text[at + pattern.size()])];
+    if (at > text.size() - pattern.size()) return std::string_view::npos;
+  }
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "filter/tokeniser.h"
+
+#include <array>
+#include <optional>
+
+#include "config/ascii.h"
+#include "message/decoded_text.h"
+
+namespace quillbeaker {
+
+namespace {
+
+constexpr std::size_t kShortestWord = 3;
+// The length counter runs from 0 to 500; the byte that finds it at 500 is dropped and starts it again.
+constexpr std::size_t kCounterPeriod = 501;
+
+constexpr std::string_view kDelimiters = " \t\n\r\f@\"`!<>()[]{}-_=/\\.,;:&|?*#%+^~";
+
+// Lower case of every byte, and whether it ends a word.
+struct ByteTables {
+  std::array<char, 256> lower{};
+  std::array<bool, 256> delimiter{};
+};
+
+constexpr ByteTables MakeByteTables() {
+  ByteTables tables;
+  for (std::size_t i = 0; i < 256; ++i) {
+    tables.lower[i] = ToLowerAscii(static_cast<char>(static_cast<unsigned char>(i)));
+  }
+  for (const char c : kDelimiters) tables.delimiter[static_cast<unsigned char>(c)] = true;
+  return tables;
+}
+
+constexpr ByteTables kBytes = MakeByteTables();
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Adds one token of 3 to 20 bytes unless it is a plain number; lower case and hash are made in one pass.
+void AddToken(std::string_view token, WordCountTable& table) {
+  std::array<char, kMaxWordLength> lower;
+  std::uint32_t hash = 0;
+  bool digits_only = true;
+  for (std::size_t i = 0; i < token.size(); ++i) {
+    const char c = kBytes.lower[static_cast<unsigned char>(token[i])];
+    lower[i] = c;
+    hash = hash * 65600U - hash + static_cast<unsigned char>(c);
+    digits_only = digits_only && IsDigit(c);
+  }
+  if (!digits_only) table.Add({lower.data(), token.size()}, hash);
+}
+
+}  // namespace
+
+void Tokenise(std::string_view text, WordCountTable& table) {
+  const char* position = text.data();
+  const char* const end = position + text.size();
+  const char* word = position;
+  for (; position != end; ++position) {
+    if (!kBytes.delimiter[static_cast<unsigned char>(*position)]) continue;
+    std::size_t length = static_cast<std::size_t>(position - word);
+    // Deliberate: of a run longer than 500 bytes only what follows its last dropped byte is the word. The
+    // learnt lists were counted that way.
+    if (length >= kCounterPeriod) length %= kCounterPeriod;
+    if (length >= kShortestWord && length <= kMaxWordLength) AddToken({position - length, length}, table);
+    word = position + 1;
+  }
+  // Deliberate: what stands behind the last delimiter is no word.
+}
+
+void CountMessage(const MailMessage& message, std::string_view stripped_text, WordCountTable& table) {
+  ++table.messages;
+  Tokenise(stripped_text, table);
+  const std::optional<std::string_view> subject = message.FindField(kHeaderSubject);
+  if (subject) Tokenise(*subject, table);
+}
+
+void CountMessage(const MailMessage& message, WordCountTable& table) {
+  std::string text;
+  if (!DecodeText(message, /*strip_html=*/true, text)) text.clear();
+  CountMessage(message, text, table);
+}
+
+}  // namespace quillbeaker

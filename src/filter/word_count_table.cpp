@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "filter/word_count_table.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "platform/files.h"
+
+namespace quillbeaker {
+
+namespace {
+
+constexpr std::size_t kFewestSlots = 16;
+constexpr std::size_t kHeaderSize = 16;        // of a word list file
+constexpr std::size_t kFewestRecordBytes = 5;  // an empty word with its length byte and its count
+constexpr std::uint32_t kWordOverhead = 5;     // what a word costs of the budget beside its own bytes
+constexpr std::uint32_t kFormatVersion = 1;
+// A damaged record count must not reserve memory for words that are not there.
+constexpr std::size_t kMostReservedEntries = 1U << 17;
+
+std::uint32_t LittleEndian32(std::string_view bytes) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 4; i-- > 0;) value = (value << 8) | static_cast<unsigned char>(bytes[i]);
+  return value;
+}
+
+void AppendLittleEndian32(std::string& out, std::uint32_t value) {
+  for (int i = 0; i < 4; ++i, value >>= 8) out += static_cast<char>(value & 0xFF);
+}
+
+// Odd, so that it visits every slot of a table whose size is a power of two.
+std::size_t ProbeStep(std::uint32_t hash, std::size_t slot_count) {
+  return (hash % (slot_count - 1)) | 1;
+}
+
+std::string_view CutWord(std::string_view word) {
+  return word.substr(0, kMaxWordLength);
+}
+
+}  // namespace
+
+std::uint32_t WordCountTable::Hash(std::string_view word) {
+  std::uint32_t hash = 0;
+  for (const char c : word) hash = hash * 65600U - hash + static_cast<unsigned char>(c);
+  return hash;
+}
+
+std::size_t WordCountTable::SlotOf(std::string_view word, std::uint32_t hash) const {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = hash & mask;
+  std::size_t step = 0;
+  while (slots_[slot] != 0) {
+    const WordEntry& entry = entries_[slots_[slot] - 1];
+    if (entry.hash == hash && entry.word() == word) break;
+    if (step == 0) step = ProbeStep(hash, slots_.size());
+    slot = (slot + step) & mask;
+  }
+  return slot;
+}
+
+std::size_t WordCountTable::FreeSlot(std::uint32_t hash) const {
+  const std::size_t mask = slots_.size() - 1;
+  const std::size_t step = ProbeStep(hash, slots_.size());
+  std::size_t slot = hash & mask;
+  while (slots_[slot] != 0) slot = (slot + step) & mask;
+  return slot;
+}
+
+// Entries move over in slot order: where several share a probe sequence, that decides who comes first in the
+// file.
+void WordCountTable::Resize(std::size_t slot_count) {
+  former_slots_.swap(slots_);
+  slots_.assign(std::max(slot_count, kFewestSlots), 0);
+  for (const std::uint32_t reference : former_slots_) {
+    if (reference != 0) slots_[FreeSlot(entries_[reference - 1].hash)] = reference;
+  }
+  former_slots_.clear();
+}
+
+WordEntry* WordCountTable::FindOrCreate(std::string_view word, std::uint32_t hash) {
+  std::size_t slot = 0;
+  if (!slots_.empty()) {
+    slot = SlotOf(word, hash);
+    if (slots_[slot] != 0) return &entries_[slots_[slot] - 1];
+  }
+  const std::uint32_t cost = static_cast<std::uint32_t>(word.size()) + kWordOverhead;
+  if (byte_budget != 0 && std::uint64_t{bytes_used_} + cost > byte_budget) return nullptr;
+  bytes_used_ += cost;
+  if (entries_.size() >= slots_.size() / 4 * 3) {
+    Resize(slots_.size() * 2);
+    slot = FreeSlot(hash);
+  }
+  WordEntry& entry = entries_.emplace_back();
+  std::memcpy(entry.text.data(), word.data(), word.size());
+  entry.length = static_cast<std::uint8_t>(word.size());
+  entry.hash = hash;
+  slots_[slot] = static_cast<std::uint32_t>(entries_.size());
+  return &entry;
+}
+
+bool WordCountTable::Add(std::string_view word) {
+  word = CutWord(word);
+  return Add(word, Hash(word));
+}
+
+bool WordCountTable::Add(std::string_view word, std::uint32_t hash) {
+  WordEntry* const entry = FindOrCreate(word, hash);
+  if (entry == nullptr) return false;
+  if (entry->count != std::numeric_limits<std::uint32_t>::max()) ++entry->count;
+  return true;
+}
+
+std::uint32_t WordCountTable::Count(std::string_view word) const {
+  word = CutWord(word);
+  return Count(word, Hash(word));
+}
+
+std::uint32_t WordCountTable::Count(std::string_view word, std::uint32_t hash) const {
+  if (slots_.empty()) return 0;
+  const std::uint32_t reference = slots_[SlotOf(word, hash)];
+  return reference == 0 ? 0 : entries_[reference - 1].count;
+}
+
+void WordCountTable::Clear() {
+  entries_.clear();
+  slots_.clear();
+  bytes_used_ = 0;
+  messages = 0;
+}
+
+void WordCountTable::Load(const std::string& path) {
+  file_name_ = path;
+  Clear();
+  const std::optional<std::string> bytes = ReadWholeFile(path);
+  if (!bytes || bytes->size() < kHeaderSize) return;
+  const std::string_view view(*bytes);
+  messages = LittleEndian32(view.substr(8));
+  ReadRecords(view.substr(kHeaderSize), LittleEndian32(view.substr(4)));
+}
+
+void WordCountTable::ReadRecords(std::string_view records, std::uint32_t record_count) {
+  const std::size_t possible = std::min<std::size_t>(record_count, records.size() / kFewestRecordBytes);
+  Resize(std::bit_ceil(possible));
+  entries_.reserve(std::min(possible, kMostReservedEntries));
+  for (std::size_t i = 0; i < possible && !records.empty(); ++i) {
+    const std::size_t length = static_cast<unsigned char>(records.front());
+    if (records.size() < length + kFewestRecordBytes) return;
+    const std::string_view word = CutWord(records.substr(1, length));
+    WordEntry* const entry = FindOrCreate(word, Hash(word));
+    if (entry == nullptr) return;
+    entry->count = LittleEndian32(records.substr(1 + length));
+    records.remove_prefix(length + kFewestRecordBytes);
+  }
+}
+
+std::string WordCountTable::Serialise() const {
+  std::string out;
+  out.reserve(kHeaderSize + bytes_used_);
+  AppendLittleEndian32(out, kFormatVersion);
+  AppendLittleEndian32(out, static_cast<std::uint32_t>(entries_.size()));
+  AppendLittleEndian32(out, messages);
+  AppendLittleEndian32(out, 0);
+  for (const std::uint32_t reference : slots_) {
+    if (reference == 0) continue;
+    const WordEntry& entry = entries_[reference - 1];
+    out += static_cast<char>(entry.length);
+    out += entry.word();
+    AppendLittleEndian32(out, entry.count);
+  }
+  return out;
+}
+
+bool WordCountTable::Save() const {
+  return !file_name_.empty() && ReplaceWholeFile(file_name_, Serialise());
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#include "filter/word_tables.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "filter/tokeniser.h"
+
+namespace quillbeaker {
+
+namespace {
+
+// Bytes for each of the two lists, which share the configured kilobytes. 0 is no limit, and so is a negative
+// setting.
+std::uint32_t BudgetOfEachList(const Program& program) {
+  const std::int64_t bytes = std::int64_t{program.Read(keys::kTrainingAreaMaxMemory)} * 512;
+  return static_cast<std::uint32_t>(
+      std::clamp<std::int64_t>(bytes, 0, std::numeric_limits<std::uint32_t>::max()));
+}
+
+}  // namespace
+
+void WordTables::Load(const Program& program, bool load_spam_words) {
+  const std::uint32_t budget = BudgetOfEachList(program);
+  bad.byte_budget = budget;
+  good.byte_budget = budget;
+  bad.Load(program.PathOf(kBadWordList));
+  good.Load(program.PathOf(kGoodWordList));
+  spam_words.clear();
+  if (load_spam_words) spam_words = ReadSpamWords(program);
+}
+
+bool WordTables::Save() const {
+  const bool good_saved = good.Save();
+  const bool bad_saved = bad.Save();
+  return good_saved && bad_saved;
+}
+
+void WordTables::Count(const MailMessage& message, LearnKind kind) {
+  CountMessage(message, kind == LearnKind::kSpam ? bad : good);
+}
+
+}  // namespace quillbeaker
