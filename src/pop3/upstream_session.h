@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The client side of the proxy: one connection to the real POP3 server (RFC 1939), and the list of messages that the mail
+// client will see. Used on the listener's thread, Abort aside.
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "config/log_file.h"
+#include "config/program.h"
+#include "platform/connection.h"
+#include "pop3/check_observer.h"
+#include "pop3/message_entry.h"
+#include "pop3/reply_reader.h"
+
+namespace quillbeaker {
+
+class UpstreamSession {
+ public:
+  // Both must outlive the session.
+  UpstreamSession(Program& program, CheckObserver& observer);
+  ~UpstreamSession();
+  UpstreamSession(const UpstreamSession&) = delete;
+  UpstreamSession& operator=(const UpstreamSession&) = delete;
+
+  // Connects and logs in; a session that was open is closed first. On failure after the connection was made the
+  // socket stays open until Close. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
+  bool Login(const std::string& server, int port, const std::string& user, const std::string& password,
+             std::int32_t timeout_seconds);
+
+  // The list is read from the server when it is first needed: LIST, UIDL, and the restored messages of this account.
+  MessageList& messages() { return messages_; }
+  bool HasMessages();
+  std::uint32_t CountMessages(std::uint64_t& total_size);
+  std::uint32_t CountKnown(std::uint64_t& known_size);
+
+  // The entry of that server number with its message, downloaded once per session; null when it cannot be had. A
+  // restored message whose file is gone is an empty message, never null: one lost file must not hold up all mail.
+  MessageEntry* FetchMessage(std::uint32_t server_number);
+  // What the server said to the last fetch that failed; empty when it said nothing.
+  const std::string& last_refusal() const { return last_refusal_; }
+
+  // For a restored message its file is deleted and the server is not asked. True when it worked.
+  bool DeleteMessage(std::uint32_t server_number);
+  bool Noop();
+
+  // Any thread, for the end of the program: tries to say QUIT and breaks the connection, so that a blocked operation
+  // fails. No later login succeeds.
+  void Abort();
+  // Says QUIT, waits for the server to close so that it carries the deletions out, and forgets everything.
+  void Close();
+
+  const std::string& user_name() const { return user_name_; }
+  const std::string& server_name() const { return server_name_; }
+  // "user @ server", as the recycle bin stores it.
+  std::string Account() const;
+
+ private:
+  bool OpenLog();
+  bool Connect(const std::string& server, int port);
+  bool Authorise(const std::string& user, const std::string& password);
+  void ListMessages();
+  bool ReadListing();
+  void ReadUniqueIds();
+  void AddRestoredMessages();
+  void FetchRestored(MessageEntry& entry);
+  bool Download(MessageEntry& entry);
+
+  bool SendLine(std::string_view line);
+  bool SendBytes(std::string_view bytes);
+  std::ptrdiff_t ReceiveChunk(char* buffer, std::size_t capacity);
+  Reply ReadUntil(const ReplyFormat& format, bool with_progress);
+  // True when the server's one-line reply begins with "+OK".
+  bool ReadStatus();
+  // Reads away what is left of a reply that was refused or cancelled; false when that cannot be done.
+  bool FinishPendingReply();
+  // False when the person, or the configuration, gives the connection up.
+  bool GoOnWaiting(std::function<void()> abort);
+  std::function<void()> AbortLater();
+  bool IsUsable() const { return connection_ != nullptr && !dead_; }
+  void CloseConnection();
+
+  Program& program_;
+  CheckObserver& observer_;
+  std::mutex connection_mutex_;  // guards the pointer against Abort
+  std::shared_ptr<Connection> connection_;
+  std::atomic<bool> aborted_ = false;
+  bool dead_ = false;  // nothing can follow on this connection
+  struct PendingReply {
+    std::string_view terminator;  // empty: nothing is pending
+    std::string tail;             // what came last
+    std::size_t limit = 0;
+  } pending_;
+  std::chrono::milliseconds timeout_{60'000};
+  std::int64_t message_count_ = -1;  // cached; -1 means not yet counted
+  std::uint64_t total_size_ = 0;
+  std::string user_name_;
+  std::string server_name_;
+  std::string last_refusal_;
+  LogFile server_log_;
+  MessageList messages_;
+};
+
+}  // namespace quillbeaker
