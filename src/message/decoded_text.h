@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The plain text of a mail: its textual parts with their transfer encoding undone (RFC 2045) and, when asked, without
-// HTML tags, joined in tree order. Bytes stay in the mail's own character set.
+// The plain text of a mail: its textual parts with their transfer encoding undone (RFC 2045) and, when asked,
+// without HTML tags, joined in tree order. Bytes stay in the mail's own character set.
 
 #include <string>
 #include <string_view>
@@ -11,16 +11,19 @@
 
 namespace quillbeaker {
 
-// Appends nothing and returns false when the record is empty or its size is 0; else replaces `out` by the text, which is
-// always shorter than the message's size. `out` keeps its memory, so that one string can serve many messages.
+// Appends nothing and returns false when the record is empty or its size is 0; else replaces `out` by the
+// text, which is always shorter than the message's size. `out` keeps its memory, so that one string can serve
+// many messages.
 bool DecodeText(const MailMessage& message, bool strip_html, std::string& out);
 
-// The single decoders, each in place on text[from..], cutting the string to its new length.
+// The single decoders, each in place on text[from..], cutting the string to its new length. Linear; bad input
+// is no failure.
 void DecodeQuotedPrintable(std::string& text, std::size_t from = 0);
 void DecodeBase64(std::string& text, std::size_t from = 0);
 void RemoveHtml(std::string& text, std::size_t from = 0);
 
-// Undoes the first encoded word (RFC 2047) of a header value. Deliberate: everything behind that word is dropped.
+// Undoes the first encoded word (RFC 2047) of a header value. Deliberate: everything behind that word is
+// dropped.
 std::string DecodeEncodedWord(std::string_view value);
 
 }  // namespace quillbeaker

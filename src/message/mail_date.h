@@ -12,7 +12,8 @@ namespace quillbeaker {
 
 enum DateResult { kDateRead = 0, kDateAbsent = 1 };
 
-// Absent leaves `out` all zero. A Date field that is unreadable in parts is still kDateRead: fields not understood stay 0.
+// Absent leaves `out` all zero. A Date field that is unreadable in parts is still kDateRead: fields not
+// understood stay 0.
 DateResult ReadDate(const MailMessage& message, CalendarTime& out);
 
 // Reads a Date value: numbers as atoi reads them, modulo 65536; two-digit years are 2000 and on.

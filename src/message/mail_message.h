@@ -1,57 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A parsed mail (RFC 5322, RFC 2045): its header fields and its tree of MIME parts, over one buffer of raw bytes.
-// Parsing never fails and never recurses; a byte of any value, NUL included, is an ordinary byte. Not for decoding bodies
-// (decoded_text.h), dates (mail_date.h) or senders (mail_sender.h).
+// A parsed mail (RFC 5322, RFC 2045): its header fields and its tree of MIME parts, over one buffer of raw
+// bytes. Parsing never fails and never recurses; a byte of any value, NUL included, is an ordinary byte. Not
+// for decoding bodies (decoded_text.h), dates (mail_date.h) or senders (mail_sender.h).
 
-#include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <memory>
+#include <forward_list>
+#include <list>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "message/message_part.h"
 
 namespace quillbeaker {
-
-// One bit per kind, so that a look-up can ask for a mask.
-enum HeaderKind : std::uint16_t {
-  kHeaderOther = 1,
-  kHeaderTo = 2,
-  kHeaderFrom = 4,
-  kHeaderContentType = 8,
-  kHeaderBcc = 16,
-  kHeaderCc = 32,
-  kHeaderSubject = 64,
-  kHeaderDate = 128,
-};
-
-inline constexpr std::size_t kMaxHeaderName = 254;    // bytes
-inline constexpr std::size_t kMaxHeaderValue = 1023;  // bytes
-
-// One unfolded header field; the views point into the message that owns it. Look-ups and the classifier see name and
-// value cut to the limits above; what is written back is the full text, so that delivered mail is never damaged.
-struct HeaderField {
-  std::string_view name;
-  std::string_view value;
-  std::string_view full_name;
-  std::string_view full_value;
-  HeaderKind kind = kHeaderOther;
-};
-
-// A node of the part tree. Parts are owned by their MailMessage; the pointers never own.
-struct MessagePart {
-  std::vector<HeaderField> fields;  // in the order of the text
-  std::string_view body;            // begins with the empty line's CR LF; empty when the part has none
-  std::string_view boundary;        // the delimiter that this part declares
-  bool has_boundary = false;        // an empty boundary is one too
-  MessagePart* parent = nullptr;
-  MessagePart* first_child = nullptr;
-  MessagePart* last_child = nullptr;
-  MessagePart* next = nullptr;  // next sibling
-};
 
 class MailMessage {
  public:
@@ -67,16 +30,17 @@ class MailMessage {
   void Clear();
   // On failure the record is empty.
   LoadResult LoadFromFile(const std::string& path);
-  // Takes the text over without copying it. size() is its length, also when it is empty.
+  // Takes the text over; it is copied only when its memory is much larger than it is. size() is its length,
+  // also when it is empty.
   ParseResult ParseText(std::string text);
-  // The whole text is the root's body: no header block is read, delimiter lines are honoured all the same.
+  // The whole text is the root's body: no header block is read, and with it no boundary.
   ParseResult ParseBodyOnly(std::string text);
 
-  // The message written back from its fields and parts: header lines re-folded at 70 characters, boundary lines
-  // re-emitted. Nothing for an empty record.
+  // The message written back from its fields and parts: header lines re-folded at 70 characters, boundary
+  // lines re-emitted. Nothing for an empty record.
   std::optional<std::string> Serialise() const;
-  // Writes the serialised text, flushed to the disk when asked. kSaveFailed for an empty record (no file is made) or when
-  // the file cannot be written whole.
+  // Writes the serialised text, flushed to the disk when asked. kSaveFailed for an empty record (no file is
+  // made) or when the file cannot be written whole.
   SaveResult SaveToFile(const std::string& path, bool flush = false) const;
 
   // Value of the root's first field of that name (without regard to case), or nothing.
@@ -92,20 +56,14 @@ class MailMessage {
   std::uint32_t size() const { return size_; }
 
  private:
-  std::unique_ptr<char[]> buffer_;     // the raw text; header lines are unfolded inside it
-  std::deque<MessagePart> parts_;      // all parts, the root first; a deque keeps their addresses
-  std::deque<std::string> added_text_; // lines given to AddField
+  void TakeText(std::string text);
+
+  // The raw text; header lines are unfolded inside it and everything else points into it, which is why a
+  // message can neither be copied nor moved.
+  std::string text_;
+  std::list<MessagePart> parts_;                // all parts, the root first
+  std::forward_list<std::string> added_lines_;  // given to AddField
   std::uint32_t size_ = 0;
 };
-
-// Splits a header line at its first colon; nothing without one. The views point into `line`.
-std::optional<HeaderField> ParseHeaderLine(std::string_view line);
-
-// Value of the part's first field of that kind or name, or nothing.
-std::optional<std::string_view> FindPartField(const MessagePart& part, HeaderKind mask);
-std::optional<std::string_view> FindPartField(const MessagePart& part, std::string_view name);
-
-// The part that follows in a walk over the whole tree, parents before children, children in text order; null at the end.
-const MessagePart* NextPart(const MessagePart* part);
 
 }  // namespace quillbeaker

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "message/header_block.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace quillbeaker {
+
+namespace {
+
+char* LineEnd(char* from, char* end) {
+  return from + (FindLineEnd(from, end) - from);
+}
+
+char* BehindLine(char* line_end, char* end) {
+  return line_end == end ? end : line_end + 2;
+}
+
+}  // namespace
+
+const char* FindLineEnd(const char* from, const char* end) {
+  while (from < end) {
+    from = static_cast<const char*>(std::memchr(from, '\r', static_cast<std::size_t>(end - from)));
+    if (from == nullptr) return end;
+    if (end - from > 1 && from[1] == '\n') return from;
+    ++from;
+  }
+  return end;
+}
+
+// Deliberate: a bare LF ends no line, so a text without CR LF is one single header line. The same rule makes
+// the rest of the text the last header line when it has no CR LF.
+char* ReadHeaderBlock(char* position, char* end, std::vector<HeaderField>& fields) {
+  while (position < end) {
+    char* const line = position;
+    char* line_end = LineEnd(line, end);
+    if (line_end == line) return line;
+    position = BehindLine(line_end, end);
+    // Deliberate: of a continuation line only the first blank or tab goes, and one blank stands in its place;
+    // further ones stay in the value.
+    while (position < end && (*position == ' ' || *position == '\t')) {
+      char* const rest = position + 1;
+      char* const rest_end = LineEnd(rest, end);
+      const std::size_t length = static_cast<std::size_t>(rest_end - rest);
+      *line_end++ = ' ';
+      std::memmove(line_end, rest, length);
+      line_end += length;
+      position = BehindLine(rest_end, end);
+    }
+    const std::string_view unfolded(line, static_cast<std::size_t>(line_end - line));
+    if (const auto field = ParseHeaderLine(unfolded)) fields.push_back(*field);
+  }
+  return end;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "message/mail_serialiser.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace quillbeaker {
+
+namespace {
+
+constexpr std::size_t kFoldedLength = 70;  // bytes of a value on one line; the name does not count
+
+// A fold point this near to the start would leave a line with almost nothing on it.
+constexpr std::size_t kFirstFoldPoint = 2;
+
+void AppendField(const HeaderField& field, std::string& out) {
+  out.append(field.full_name).append(": ");
+  std::string_view rest = field.full_value;
+  while (rest.size() > kFoldedLength) {
+    const std::size_t blank = rest.rfind(' ', kFoldedLength - 1);
+    if (blank == std::string_view::npos || blank < kFirstFoldPoint) break;
+    out.append(rest.substr(0, blank)).append("\r\n\t");
+    rest.remove_prefix(blank + 1);
+  }
+  out.append(rest).append("\r\n");
+}
+
+void AppendOwnText(const MessagePart& part, std::string& out) {
+  for (const HeaderField& field : part.fields) AppendField(field, out);
+  out.append(part.body);
+}
+
+void AppendOpening(const MessagePart& multipart, std::string& out) {
+  if (multipart.has_boundary) out.append("\r\n--").append(multipart.boundary).append("\r\n");
+}
+
+// Only for a part that has children: a multipart whose inner parts were not recognised holds its own closing
+// line in its body, and would get one more each time it is written.
+void AppendClosing(const MessagePart& multipart, std::string& out) {
+  if (multipart.has_boundary) out.append("\r\n--").append(multipart.boundary).append("--\r\n");
+}
+
+}  // namespace
+
+void AppendSerialised(const MessagePart& root, std::string& out) {
+  const MessagePart* part = &root;
+  AppendOwnText(root, out);
+  while (true) {
+    if (part->first_child != nullptr) {
+      AppendOpening(*part, out);
+      part = part->first_child;
+    } else {
+      while (part != &root && part->next == nullptr) {
+        part = part->parent;
+        AppendClosing(*part, out);
+      }
+      if (part == &root) return;
+      AppendOpening(*part->parent, out);
+      part = part->next;
+    }
+    AppendOwnText(*part, out);
+  }
+}
+
+}  // namespace quillbeaker
