@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// One INI file on disk. Every read sees the file as it stands on disk (a parsed copy is kept only while it is provably
-// current); every write loads, changes and atomically replaces the file under the file's lock. Any thread.
+// One INI file on disk. Every read sees the file as it stands on disk (a parsed copy is kept only while it is
+// provably current); every write loads, changes and atomically replaces the file under the file's lock. Any
+// thread.
 
 #include <cstdint>
 #include <functional>
@@ -26,19 +27,21 @@ class IniFile {
 
   const std::string& path() const { return path_; }
 
-  // The parsed file, empty when it is missing or unreadable; never null. The same pointer is given as long as the file
-  // has not changed, so that what was computed from it can be kept beside it.
+  // The parsed file, empty when it is missing or unreadable; never null. The same pointer is given as long as
+  // the file has not changed, so that what was computed from it can be kept beside it.
   std::shared_ptr<const IniDocument> Read() const;
 
-  // Leading decimal digits of the value after optional blanks and an optional "-"; no digits (an empty value too) give
-  // 0, a missing key the default. Saturates at the ends of 32 bits.
+  // Leading decimal digits of the value after optional blanks and an optional "-"; no digits (an empty value
+  // too) give 0, a missing key the default. Saturates at the ends of 32 bits.
   std::int32_t ReadInteger(std::string_view section, std::string_view key, std::int32_t default_value) const;
   // The value cut to capacity - 1 bytes; the default (cut as well) when the key is missing.
   std::string ReadString(std::string_view section, std::string_view key, std::string_view default_value,
                          std::size_t capacity) const;
 
-  // Bytes below 0x20 in key and value become blanks, so that no text can add lines. False when the file could not be
-  // replaced; it is then unchanged. A write that changes nothing rewrites nothing.
+  // Bytes below 0x20 in key and value become blanks, so that no text can add lines. False when a file cannot
+  // hold the key (IniDocument::Set), when the file is there but cannot be read, and when it could not be
+  // replaced; it is then unchanged. A write that changes nothing rewrites nothing. RemoveKey is true as well
+  // when there was no such key.
   bool WriteString(std::string_view section, std::string_view key, std::string_view value);
   bool WriteInteger(std::string_view section, std::string_view key, std::int32_t value);
   bool RemoveKey(std::string_view section, std::string_view key);
@@ -46,6 +49,9 @@ class IniFile {
   bool Update(const std::function<void(IniDocument&)>& change);
 
  private:
+  // The document and whether the file could be read; a missing file counts as read.
+  std::shared_ptr<const IniDocument> Load(bool& readable) const;
+
   std::string path_;
   StoreLock lock_;
   mutable std::mutex cache_mutex_;

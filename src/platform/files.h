@@ -21,7 +21,9 @@ extern const char kPathSeparator;  // '/' or '\\'
 [[nodiscard]] std::optional<std::string> ReadWholeFile(const std::string& path);
 
 // Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it. A crash or
-// a full disk leaves the old file or the new one. A read-only target is left as it is and the call fails.
+// a full disk leaves the old file or the new one. A read-only target is left as it is and the call fails. The new file
+// has the permissions of the old one; a link stays, and what it names is replaced. Call FlushDirectory where the new
+// state must have reached the disk before something else happens.
 [[nodiscard]] bool ReplaceWholeFile(const std::string& path, std::string_view bytes);
 
 // Creates or truncates the file, writes `bytes` and, when `flush` is set, waits until they are on the disk. Fails when

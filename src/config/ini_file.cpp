@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "config/ini_file.h"
+
+#include <charconv>
+#include <limits>
+#include <utility>
+
+#include "config/ascii.h"
+
+namespace quillbeaker {
+
+IniFile::IniFile(std::string path) : path_(std::move(path)), lock_(path_ + ".lock") {}
+
+std::shared_ptr<const IniDocument> IniFile::Load(bool& readable) const {
+  const std::lock_guard guard(cache_mutex_);
+  readable = true;
+  const FileState state = StateOfFile(path_);
+  if (cached_ && state == cached_state_) return cached_;
+  cached_.reset();
+
+  // Asked before the bytes are read: a change that comes after them then has a later time stamp than `state`.
+  const bool may_change_unseen = state.exists && ChangedJustNow(state);
+  const std::optional<std::string> bytes = ReadWholeFile(path_);
+  const FileState state_after = StateOfFile(path_);
+  readable = bytes.has_value() || !state_after.exists;
+  auto document = std::make_shared<const IniDocument>(bytes ? std::string_view(*bytes) : std::string_view());
+  if (readable && !may_change_unseen && state == state_after) {
+    cached_ = document;
+    cached_state_ = state;
+  }
+  return document;
+}
+
+std::shared_ptr<const IniDocument> IniFile::Read() const {
+  bool readable = false;
+  return Load(readable);
+}
+
+std::int32_t IniFile::ReadInteger(std::string_view section, std::string_view key,
+                                  std::int32_t default_value) const {
+  const auto document = Read();
+  const auto value = document->Find(section, key);
+  return value ? IntegerOf(*value) : default_value;
+}
+
+std::string IniFile::ReadString(std::string_view section, std::string_view key,
+                                std::string_view default_value, std::size_t capacity) const {
+  const auto document = Read();
+  const std::string_view value = document->Find(section, key).value_or(default_value);
+  return std::string(value.substr(0, capacity == 0 ? 0 : capacity - 1));
+}
+
+bool IniFile::WriteString(std::string_view section, std::string_view key, std::string_view value) {
+  bool possible = false;
+  const bool saved = Update([&](IniDocument& document) { possible = document.Set(section, key, value); });
+  return possible && saved;
+}
+
+bool IniFile::WriteInteger(std::string_view section, std::string_view key, std::int32_t value) {
+  return WriteString(section, key, std::to_string(value));
+}
+
+bool IniFile::RemoveKey(std::string_view section, std::string_view key) {
+  return Update([&](IniDocument& document) { document.Remove(section, key); });
+}
+
+bool IniFile::Update(const std::function<void(IniDocument&)>& change) {
+  const auto guard = lock_.Acquire();
+  bool readable = false;
+  const auto before = Load(readable);
+  // A file that is there and cannot be read is not replaced by what little is known of it.
+  if (!readable) return false;
+  IniDocument after = *before;
+  change(after);
+  const std::string bytes = after.Serialise();
+  if (bytes == before->Serialise()) return true;
+  return ReplaceWholeFile(path_, bytes);
+}
+
+std::int32_t IntegerOf(std::string_view text) {
+  text = TrimBlanks(text);
+  const bool negative = text.starts_with('-');
+  if (negative) text.remove_prefix(1);
+  std::uint32_t magnitude = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude);
+  if (error == std::errc::result_out_of_range) magnitude = std::numeric_limits<std::uint32_t>::max();
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+  const std::int64_t value = negative ? -std::int64_t{magnitude} : std::int64_t{magnitude};
+  return static_cast<std::int32_t>(value > kMost ? kMost : value < kLeast ? kLeast : value);
+}
+
+}  // namespace quillbeaker

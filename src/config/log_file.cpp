@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "config/log_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "config/ascii.h"
+#include "platform/files.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::int64_t kGreatestLimit = 2147483647;
+// A log is moved to its file's start piece by piece: its limit may be 2 GB.
+constexpr std::size_t kPieceSize = 65536;
+constexpr std::string_view kMask = " ********";
+
+// Where the first line at or behind `offset` ends; the file's end when no line ends there.
+std::uint64_t EndOfLine(ExclusiveFile& file, std::uint64_t offset) {
+  for (;;) {
+    const std::string piece = file.ReadAt(offset, kPieceSize);
+    const std::size_t end = piece.find('\n');
+    if (end != std::string::npos) return offset + end + 1;
+    if (piece.empty()) return offset;
+    offset += piece.size();
+  }
+}
+
+void KeepFrom(ExclusiveFile& file, std::uint64_t offset) {
+  std::uint64_t kept = 0;
+  for (;;) {
+    const std::string piece = file.ReadAt(offset + kept, kPieceSize);
+    if (piece.empty()) break;
+    if (!file.WriteAt(kept, piece)) return;
+    kept += piece.size();
+  }
+  file.Truncate(kept);
+}
+
+std::string WithoutLineEnd(std::string_view text) {
+  if (text.ends_with("\r\n")) text.remove_suffix(2);
+  return std::string(text);
+}
+
+std::string TimeOf(const CalendarTime& time) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%02i:%02i:%02i", time.hour, time.minute, time.second);
+  return text.data();
+}
+
+}  // namespace
+
+LogFile::~LogFile() {
+  Close();
+}
+
+bool LogFile::Open(const std::string& path, std::int64_t limit) {
+  Close();
+  file_ = ExclusiveFile::Open(path);
+  if (!file_) return false;
+  limit_ = std::clamp<std::int64_t>(limit, 0, kGreatestLimit);
+  enabled = true;
+  return true;
+}
+
+void LogFile::WriteLine(std::string_view text) {
+  if (!file_ || !enabled) return;
+  file_->Append(text);
+  file_->Append("\r\n");
+}
+
+void LogFile::Close() {
+  if (!file_) return;
+  const std::uint64_t size = file_->Size();
+  const auto limit = static_cast<std::uint64_t>(limit_);
+  if (size > limit) KeepFrom(*file_, EndOfLine(*file_, size - limit));
+  file_.reset();
+  enabled = false;
+}
+
+std::string LogPath(const std::string& program_directory, std::string_view name) {
+  // Deliberate: a log file is cut to its limit when it is closed, and a configuration may come from somebody
+  // else. So the name must stay within the program directory, or there is no log.
+  if (name.empty() || name.front() == '/' || name.front() == '\\') return {};
+  if (name.find("..") != std::string_view::npos || name.find(':') != std::string_view::npos) return {};
+  if (name.find('\0') != std::string_view::npos) return {};
+  return program_directory + PathFromLatin1(name);
+}
+
+std::string TimedLine(const CalendarTime& local_time, char side, std::string_view text) {
+  return TimeOf(local_time) + ' ' + side + ": " + WithoutLineEnd(text);
+}
+
+std::string MarkerLine(char side, std::string_view text) {
+  return std::string(9, ' ') + side + ": " + WithoutLineEnd(text);
+}
+
+std::string BannerLine(std::string_view which, const CalendarTime& local_time) {
+  std::array<char, 32> date{};
+  std::snprintf(date.data(), date.size(), "%02i.%02i.%04i", local_time.day, local_time.month,
+                local_time.year);
+  return "\r\n" + std::string(which) + " Log started at: " + date.data() + " - " + TimeOf(local_time);
+}
+
+std::string MaskCredentials(std::string_view text) {
+  std::string masked;
+  bool at_line_start = true;
+  while (!text.empty()) {
+    const bool secret =
+        at_line_start && (StartsWithIgnoringCase(text, "PASS") || StartsWithIgnoringCase(text, "AUTH") ||
+                          StartsWithIgnoringCase(text, "APOP"));
+    if (secret) {
+      masked.append(text.substr(0, 4)).append(kMask);
+      // Up to the LF: a CR alone may be part of the password.
+      std::size_t end = std::min(text.find('\n'), text.size());
+      if (end < text.size() && end > 4 && text[end - 1] == '\r') --end;
+      text.remove_prefix(end);
+      at_line_start = false;
+    } else {
+      at_line_start = text.front() == '\n' || text.front() == '\r';
+      masked.push_back(text.front());
+      text.remove_prefix(1);
+    }
+  }
+  return masked;
+}
+
+}  // namespace quillbeaker
