@@ -18,8 +18,8 @@ bool EndsWithIgnoringCase(std::string_view text, std::string_view ending) {
   return text.size() >= ending.size() && EqualsIgnoringCase(text.substr(text.size() - ending.size()), ending);
 }
 
-// An index may have been written by anybody: a name in it must not lead out of the directory, to another store's file
-// or to a device.
+// An index may have been written by anybody: a name in it must not lead out of the directory, to another
+// store's file or to a device.
 bool IsMessageName(std::string_view name) {
   if (name.find("..") != std::string_view::npos) return false;
   for (const char c : name) {
@@ -73,7 +73,8 @@ std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
 bool RecycleBin::MarkRestored(std::span<const std::string> names, bool restored) {
   const auto held = lock_.Acquire();
   return ChangeIndex([&](xmlNode* root) {
-    ForEntriesNamed(root, names, [&](xmlNode* entry) { SetAttribute(entry, kRestored, restored ? "1" : "0"); });
+    ForEntriesNamed(root, names,
+                    [&](xmlNode* entry) { SetAttribute(entry, kRestored, restored ? "1" : "0"); });
   });
 }
 

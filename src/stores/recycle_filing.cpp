@@ -12,12 +12,12 @@
 
 namespace quillbeaker {
 
-// A free name of that time: "2452676_231507_1a2b3c4.recycle". The tick counter stands still for milliseconds and more, in
-// which many messages are filed, so a name that is taken gives way to the next tick.
+// A free name of that time: "2452676_231507_1a2b3c4.recycle". The tick counter stands still for milliseconds
+// and more, in which many messages are filed, so a name that is taken gives way to the next tick.
 std::string RecycleBin::NewName(const CalendarTime& local_time) const {
   std::array<char, 64> stem{};
-  std::snprintf(stem.data(), stem.size(), "%i_%02u%02u%02u_", DayNumber(local_time), unsigned{local_time.hour},
-                unsigned{local_time.minute}, unsigned{local_time.second});
+  std::snprintf(stem.data(), stem.size(), "%i_%02u%02u%02u_", DayNumber(local_time),
+                unsigned{local_time.hour}, unsigned{local_time.minute}, unsigned{local_time.second});
   for (std::uint32_t tick = program_.environment.tick_count();; ++tick) {
     std::array<char, 16> tick_text{};
     std::snprintf(tick_text.data(), tick_text.size(), "%x", tick);
@@ -26,7 +26,8 @@ std::string RecycleBin::NewName(const CalendarTime& local_time) const {
   }
 }
 
-std::vector<std::string> RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account) {
+std::vector<std::string> RecycleBin::File(std::span<const DeletedMessage> messages,
+                                          std::string_view account) {
   struct Filed {
     std::size_t message = 0;
     CalendarTime local_time;

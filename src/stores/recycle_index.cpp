@@ -32,7 +32,8 @@ std::string TimeText(const CalendarTime& time) {
 // Four decimals with a point, whatever the locale.
 std::string ProbabilityText(double probability) {
   std::array<char, 400> text{};  // the largest double has 309 digits before the point
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), probability, std::chars_format::fixed, 4);
+  const auto end =
+      std::to_chars(text.data(), text.data() + text.size(), probability, std::chars_format::fixed, 4);
   return std::string(text.data(), end.ptr);
 }
 
@@ -55,13 +56,15 @@ int MinutesOf(std::string_view time) {
   return time.size() == 5 ? TwoDigits(time.substr(0, 2)) * 60 + TwoDigits(time.substr(3, 2)) : 0;
 }
 
-std::string TextOf(const xmlNode* entry, const char* name) { return Attribute(entry, name).value_or(""); }
+std::string TextOf(const xmlNode* entry, const char* name) {
+  return Attribute(entry, name).value_or("");
+}
 
 }  // namespace
 
 // The order of the attributes is part of the file's format.
-void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted, std::string_view account,
-                 const CalendarTime& local_time) {
+void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted,
+                 std::string_view account, const CalendarTime& local_time) {
   const MailMessage& message = *deleted.message;
   CalendarTime date;
   if (ReadDate(message, date) == kDateAbsent) date = local_time;
@@ -100,7 +103,9 @@ RecycleEntry ReadEntry(const xmlNode* entry) {
   return row;
 }
 
-bool IsRestored(const xmlNode* entry) { return TextOf(entry, kRestored).starts_with('1'); }
+bool IsRestored(const xmlNode* entry) {
+  return TextOf(entry, kRestored).starts_with('1');
+}
 
 void ForEachEntry(xmlNode* root, const std::function<void(xmlNode* entry)>& visit) {
   for (xmlNode* node = root->children; node != nullptr;) {

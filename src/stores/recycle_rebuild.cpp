@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// What start-up does for the recycle bin: mail that was dropped into its directory, and an index that was lost.
+// What start-up does for the recycle bin: mail that was dropped into its directory, and an index that was
+// lost.
 
 #include "platform/files.h"
 #include "stores/recycle_bin.h"

@@ -13,7 +13,9 @@ constexpr const char* kMail = "mail";
 constexpr const char* kUid = "uid";
 constexpr const char* kDate = "date";
 
-std::string PathOfStore(const Program& program) { return program.PathOf(kFileName); }
+std::string PathOfStore(const Program& program) {
+  return program.PathOf(kFileName);
+}
 
 }  // namespace
 
@@ -42,7 +44,9 @@ std::unique_ptr<UniqueIdStore> UniqueIdStore::Open(Program& program) {
   return store;
 }
 
-bool UniqueIdStore::Contains(std::string_view uid) const { return first_by_uid_.contains(StorableText(uid)); }
+bool UniqueIdStore::Contains(std::string_view uid) const {
+  return first_by_uid_.contains(StorableText(uid));
+}
 
 void UniqueIdStore::Add(std::string_view uid) {
   xmlNode* root = RootNamed(document_, kRoot);
@@ -70,8 +74,8 @@ bool UniqueIdStore::PurgeAndClose() {
   return saved;
 }
 
-// Deliberate: ids are kept as long as the recycle bin keeps messages, there is no key of their own; and an id exactly
-// that many days old stays, unlike an entry of the recycle bin.
+// Deliberate: ids are kept as long as the recycle bin keeps messages, there is no key of their own; and an id
+// exactly that many days old stays, unlike an entry of the recycle bin.
 void UniqueIdStore::RemoveOldElements(xmlNode* root) {
   const std::int64_t cutoff = std::int64_t{program_->Today()} - program_->Read(keys::kRecycleBinMaxDays);
   for (xmlNode* node = root->children; node != nullptr;) {
@@ -81,9 +85,9 @@ void UniqueIdStore::RemoveOldElements(xmlNode* root) {
   }
 }
 
-// Deliberate: a client that leaves its mail on the server has every id added again by each of its checks. Of equal ids
-// the first is the one that Refresh dates and the last the one that Add wrote; those between them tell nothing, and
-// without this the file would grow by the whole mailbox per check.
+// Deliberate: a client that leaves its mail on the server has every id added again by each of its checks. Of
+// equal ids the first is the one that Refresh dates and the last the one that Add wrote; those between them
+// tell nothing, and without this the file would grow by the whole mailbox per check.
 void UniqueIdStore::RemoveSurplusElements(xmlNode* root) {
   std::unordered_map<std::string, xmlNode*> last_by_uid;  // null while only the first was met
   for (xmlNode* node = root->children; node != nullptr; node = node->next) {

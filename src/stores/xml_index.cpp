@@ -4,7 +4,7 @@
 
 #include <libxml/parser.h>
 
-#include <climits>
+#include <algorithm>
 #include <mutex>
 
 #include "platform/files.h"
@@ -23,22 +23,34 @@ struct ParserContextDeleter {
   void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
 };
 
-const xmlChar* AsXml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+const xmlChar* AsXml(const char* text) {
+  return reinterpret_cast<const xmlChar*>(text);
+}
 
 void InitialiseParser() {
   static std::once_flag once;
   std::call_once(once, xmlInitParser);
 }
 
-// Called at "<!DOCTYPE", before anything that it declares is read: an entity that does not exist cannot be expanded.
+// The bytes are handed over in pieces: given whole, a document of more than 10 MB with long attributes meets
+// a limit of the parser's look-ahead.
+int ReadPiece(void* rest_of_bytes, char* buffer, int capacity) {
+  auto& rest = *static_cast<std::string_view*>(rest_of_bytes);
+  const std::size_t size = rest.copy(buffer, static_cast<std::size_t>(std::max(capacity, 0)));
+  rest.remove_prefix(size);
+  return static_cast<int>(size);
+}
+
+// Called at "<!DOCTYPE", before anything that it declares is read: an entity that does not exist cannot be
+// expanded.
 void RefuseDoctype(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
   auto* parser = static_cast<xmlParserCtxt*>(context);
   *static_cast<bool*>(parser->_private) = true;
   xmlStopParser(parser);
 }
 
-// A formatted document is indented by libxml2 only where no text stands between the elements, and an unformatted save
-// would keep the indentation of the file that was read.
+// A formatted document is indented by libxml2 only where no text stands between the elements, and an
+// unformatted save would keep the indentation of the file that was read.
 void DropBlanks(xmlNode* parent) {
   for (xmlNode* node = parent->children; node != nullptr;) {
     xmlNode* next = node->next;
@@ -85,18 +97,14 @@ bool IsForbiddenInXml(char c) {
   return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
 }
 
-// An element name outside ISO-8859-1, which only a file in another encoding can bring, is written as a character
-// reference where none is allowed.
-bool CanHoldForeignNames(const XmlDocument& document) {
-  return document->encoding == nullptr || xmlStrcasecmp(document->encoding, AsXml(kEncoding)) != 0;
-}
-
 }  // namespace
 
-void XmlDocumentDeleter::operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+void XmlDocumentDeleter::operator()(xmlDoc* document) const {
+  xmlFreeDoc(document);
+}
 
 XmlDocument ParseXml(std::string_view bytes) {
-  if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
+  if (bytes.empty()) return nullptr;
   InitialiseParser();
   const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
   if (parser == nullptr || parser->sax == nullptr) return nullptr;
@@ -104,8 +112,7 @@ XmlDocument ParseXml(std::string_view bytes) {
   parser->_private = &has_doctype;
   parser->sax->internalSubset = RefuseDoctype;
   constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  XmlDocument document(
-      xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kOptions));
+  XmlDocument document(xmlCtxtReadIO(parser.get(), ReadPiece, nullptr, &bytes, nullptr, nullptr, kOptions));
   if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
   if (xmlNode* root = xmlDocGetRootElement(document.get())) DropBlanks(root);
   return document;
@@ -119,7 +126,6 @@ XmlDocument ParseXmlFile(const std::string& path) {
 XmlDocument NewXmlDocument(const char* root_name) {
   InitialiseParser();
   XmlDocument document(xmlNewDoc(AsXml("1.0")));
-  document->encoding = xmlStrdup(AsXml(kEncoding));
   xmlDocSetRootElement(document.get(), xmlNewDocNode(document.get(), nullptr, AsXml(root_name), nullptr));
   return document;
 }
@@ -136,7 +142,9 @@ std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted) 
   const XmlString owner(bytes);
   if (bytes == nullptr || size <= 0) return std::nullopt;
   std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
-  if (CanHoldForeignNames(document) && ParseXml(text) == nullptr) return std::nullopt;
+  // What ISO-8859-1 lacks is written as a character reference, in an element's name too, where none is
+  // allowed. Only a file in another encoding can bring such a name.
+  if (text.find("&#") != std::string::npos && ParseXml(text) == nullptr) return std::nullopt;
   return text;
 }
 

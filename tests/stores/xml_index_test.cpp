@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+
+#include "stores/xml_index.h"
+
+#include <gtest/gtest.h>
+#include <libxml/xmlerror.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "support/test_program.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+
+std::string Latin1File(std::string_view content) { return std::string(kDeclaration) + std::string(content); }
+
+std::string AllBytes() {
+  std::string bytes;
+  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  return bytes;
+}
+
+xmlNode* FirstElement(const XmlDocument& document) {
+  return xmlFirstElementChild(xmlDocGetRootElement(document.get()));
+}
+
+std::optional<std::string> FirstAttribute(std::string_view bytes, const char* name) {
+  const XmlDocument document = ParseXml(bytes);
+  if (document == nullptr || FirstElement(document) == nullptr) return std::nullopt;
+  return Attribute(FirstElement(document), name);
+}
+
+// What the file holds after a value was set, and what a new parse of it reads.
+std::optional<std::string> AfterRoundTrip(std::string_view value) {
+  const XmlDocument document = NewXmlDocument("root");
+  SetAttribute(AddElement(xmlDocGetRootElement(document.get()), "row"), "text", value);
+  const std::optional<std::string> bytes = DumpXml(document, false);
+  return bytes ? FirstAttribute(*bytes, "text") : std::nullopt;
+}
+
+TEST(XmlIndexTest, EveryByteIsStoredOrBecomesABlank) {
+  for (int value = 0; value < 256; ++value) {
+    const char byte = static_cast<char>(value);
+    const bool forbidden = value < 0x20 && value != '\t' && value != '\n' && value != '\r';
+    const std::string text = std::string("a") + byte + "b";
+    const std::string expected = std::string("a") + (forbidden ? ' ' : byte) + "b";
+    EXPECT_EQ(AfterRoundTrip(text), expected) << "byte " << value;
+    EXPECT_EQ(StorableText(text), expected) << "byte " << value;
+  }
+  EXPECT_EQ(AfterRoundTrip(AllBytes()), StorableText(AllBytes()));
+}
+
+TEST(XmlIndexTest, TheFileHoldsEightBitBytesAsTheyStand) {
+  const XmlDocument document = NewXmlDocument("root");
+  SetAttribute(AddElement(xmlDocGetRootElement(document.get()), "row"), "text", "Gr\xFC\xDF" "e \x80\x9F\xFF");
+  EXPECT_EQ(DumpXml(document, false), Latin1File("<root><row text=\"Gr\xFC\xDF" "e \x80\x9F\xFF\"/></root>\n"));
+}
+
+TEST(XmlIndexTest, MarkupInValuesIsEscaped) {
+  EXPECT_EQ(AfterRoundTrip("\"/><row a='&amp;&lt;'><![CDATA[]]>"), "\"/><row a='&amp;&lt;'><![CDATA[]]>");
+  EXPECT_EQ(AfterRoundTrip(" two  blanks "), " two  blanks ");
+  EXPECT_EQ(AfterRoundTrip(""), "");
+  EXPECT_EQ(AfterRoundTrip(std::string(100000, '\xE4')), std::string(100000, '\xE4'));
+}
+
+TEST(XmlIndexTest, FormattedAndUnformattedDoNotDependOnWhatWasRead) {
+  const std::string flat = Latin1File("<root><row a=\"1\"/><row a=\"2\"/></root>\n");
+  const std::string indented = Latin1File("<root>\n  <row a=\"1\"/>\n  <row a=\"2\"/>\n</root>\n");
+  for (const std::string& bytes : {flat, indented}) {
+    const XmlDocument document = ParseXml(bytes);
+    ASSERT_NE(document, nullptr);
+    EXPECT_EQ(DumpXml(document, false), flat);
+    EXPECT_EQ(DumpXml(document, true), indented);
+  }
+}
+
+TEST(XmlIndexTest, AnElementAddedToAnIndentedOrEmptyFileIsIndentedToo) {
+  for (const char* start : {"<root>\n  <row/>\n</root>", "<root>\r\n</root>", "<root></root>", "<root/>"}) {
+    const XmlDocument document = ParseXml(Latin1File(start));
+    ASSERT_NE(document, nullptr) << start;
+    AddElement(xmlDocGetRootElement(document.get()), "added");
+    const std::string bytes = DumpXml(document, true).value_or("");
+    EXPECT_NE(bytes.find("\n  <added/>\n</root>\n"), std::string::npos) << bytes;
+  }
+}
+
+TEST(XmlIndexTest, ADocumentTypeMakesAFileUnparsable) {
+  EXPECT_EQ(ParseXml("<!DOCTYPE root><root/>"), nullptr);
+  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root SYSTEM \"http://127.0.0.1/x.dtd\"><root/>")), nullptr);
+  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><root a=\"1\">&a;</root>")),
+            nullptr);
+  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root [<!ATTLIST row restored CDATA \"1\">]><root><row/></root>")), nullptr);
+  // The parser itself is free again for the next document.
+  EXPECT_NE(ParseXml("<root/>"), nullptr);
+}
+
+TEST(XmlIndexTest, AnEntityBombIsRefusedBeforeItIsRead) {
+  std::string bomb = "<!DOCTYPE root [<!ENTITY a0 \"bombbombbomb\">";
+  for (int i = 1; i < 40; ++i) {
+    const std::string inner = "&a" + std::to_string(i - 1) + ";";
+    bomb += "<!ENTITY a" + std::to_string(i) + " \"" + inner + inner + "\">";
+  }
+  bomb += "]><root><row name=\"&a39;\"/></root>";
+  EXPECT_EQ(ParseXml(Latin1File(bomb)), nullptr);
+}
+
+TEST(XmlIndexTest, DamagedFilesAreNull) {
+  const std::string whole = Latin1File("<root><row name=\"a\"/><row name=\"b\"/></root>");
+  ASSERT_NE(ParseXml(whole), nullptr);
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_EQ(ParseXml(std::string_view(whole).substr(0, length)), nullptr) << length;
+  }
+  EXPECT_EQ(ParseXml("<root/><root/>"), nullptr);
+  EXPECT_EQ(ParseXml("<root a=\"1\" a=\"2\"/>"), nullptr);
+  EXPECT_EQ(ParseXml("<root>&undefined;</root>"), nullptr);
+  EXPECT_EQ(ParseXml(std::string("<root a=\"\x01\"/>")), nullptr);
+  EXPECT_EQ(ParseXml(std::string(1, '\0')), nullptr);
+}
+
+TEST(XmlIndexTest, NestingIsBounded) {
+  std::string deep;
+  for (int i = 0; i < 100000; ++i) deep += "<a>";
+  EXPECT_EQ(ParseXml(deep), nullptr);
+  for (int i = 0; i < 100000; ++i) deep += "</a>";
+  EXPECT_EQ(ParseXml(deep), nullptr);
+}
+
+TEST(XmlIndexTest, MoreThanTenMegabytesAreRead) {
+  std::string bytes = Latin1File("<root>");
+  const std::string row = "<row text=\"" + std::string(900, '\xE4') + "\"/>";
+  constexpr std::size_t kRows = 30000;
+  for (std::size_t i = 0; i < kRows; ++i) bytes += row;
+  bytes += "</root>\n";
+  const XmlDocument document = ParseXml(bytes);
+  ASSERT_NE(document, nullptr);
+  EXPECT_EQ(xmlChildElementCount(xmlDocGetRootElement(document.get())), kRows);
+  EXPECT_TRUE(DumpXml(document, false) == bytes);
+}
+
+TEST(XmlIndexTest, OtherEncodingsReadAsLatin1AndSaveAsLatin1) {
+  const std::string utf8 = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root><row text=\"\xC3\xA4 \xE2\x82\xAC!\"/></root>";
+  EXPECT_EQ(FirstAttribute(utf8, "text"), "\xE4 ?!");
+  const XmlDocument document = ParseXml(utf8);
+  ASSERT_NE(document, nullptr);
+  // A character that the file's encoding lacks is kept as a reference.
+  EXPECT_EQ(DumpXml(document, false), Latin1File("<root><row text=\"\xE4 &#8364;!\"/></root>\n"));
+}
+
+TEST(XmlIndexTest, WhatCannotBeWrittenBackIsNotSaved) {
+  const test::TestDirectory directory;
+  const std::string bytes = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root><\xE2\x82\xAC/></root>";
+  ASSERT_TRUE(directory.Put("index.xml", bytes));
+  const XmlDocument document = ParseXmlFile(directory.PathOf("index.xml"));
+  ASSERT_NE(document, nullptr);
+  EXPECT_FALSE(SaveXmlFile(document, directory.PathOf("index.xml"), false));
+  EXPECT_EQ(directory.Get("index.xml"), bytes);
+}
+
+TEST(XmlIndexTest, RootNamedAsksForTheName) {
+  const XmlDocument document = ParseXml("<recyclebin/>");
+  EXPECT_NE(RootNamed(document, "recyclebin"), nullptr);
+  EXPECT_EQ(RootNamed(document, "Recyclebin"), nullptr);
+  EXPECT_EQ(RootNamed(document, "recycle"), nullptr);
+  EXPECT_EQ(RootNamed(nullptr, "recyclebin"), nullptr);
+}
+
+TEST(XmlIndexTest, AttributesAreSetInOrderAndReplacedInPlace) {
+  const XmlDocument document = NewXmlDocument("root");
+  xmlNode* row = AddElement(xmlDocGetRootElement(document.get()), "row");
+  SetAttribute(row, "b", "1");
+  SetAttribute(row, "a", "2");
+  SetAttribute(row, "b", "3");
+  EXPECT_EQ(DumpXml(document, false), Latin1File("<root><row b=\"3\" a=\"2\"/></root>\n"));
+  EXPECT_EQ(Attribute(row, "c"), std::nullopt);
+  RemoveElement(row);
+  EXPECT_EQ(DumpXml(document, false), Latin1File("<root/>\n"));
+}
+
+TEST(XmlIndexTest, UnsignedAttributesAreReadLeniently) {
+  const auto read = [](std::string_view value) {
+    const XmlDocument document = NewXmlDocument("root");
+    xmlNode* row = AddElement(xmlDocGetRootElement(document.get()), "row");
+    SetAttribute(row, "n", value);
+    return UnsignedAttribute(row, "n");
+  };
+  EXPECT_EQ(read("2452676"), 2452676U);
+  EXPECT_EQ(read(" 42 days"), 42U);
+  EXPECT_EQ(read("007"), 7U);
+  EXPECT_EQ(read(""), 0U);
+  EXPECT_EQ(read("today"), 0U);
+  EXPECT_EQ(read("4294967295"), 4294967295U);
+  EXPECT_EQ(read("4294967296"), 4294967295U);
+  EXPECT_EQ(read(std::string(5000, '9')), 4294967295U);
+  const XmlDocument document = NewXmlDocument("root");
+  EXPECT_EQ(UnsignedAttribute(xmlDocGetRootElement(document.get()), "n"), 0U);
+}
+
+TEST(XmlIndexTest, FilesAreReadByNameHoweverTheyAreCalled) {
+  const test::TestDirectory directory;
+  for (const char* name : {"50%41.xml", "a b#c.xml", "\xC3\xA4.xml"}) {
+    const std::string path = directory.PathOf(name);
+    const XmlDocument document = NewXmlDocument("root");
+    ASSERT_TRUE(SaveXmlFile(document, path, true)) << name;
+    EXPECT_TRUE(directory.Has(name));
+    EXPECT_NE(RootNamed(ParseXmlFile(path), "root"), nullptr) << name;
+  }
+  EXPECT_EQ(ParseXmlFile(directory.PathOf("missing.xml")), nullptr);
+  EXPECT_EQ(ParseXmlFile(directory.utf8()), nullptr);
+}
+
+TEST(XmlIndexTest, NothingIsPrintedForABadFile) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(ParseXml("<root"), nullptr);
+  EXPECT_EQ(ParseXml("<!DOCTYPE a><a/>"), nullptr);
+  EXPECT_EQ(ParseXml("<?xml version=\"1.0\" encoding=\"NO-SUCH\"?><a/>"), nullptr);
+  static_cast<void>(DumpXml(ParseXml("<?xml version=\"1.0\" encoding=\"UTF-8\"?><\xE2\x82\xAC/>"), false));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(XmlIndexTest, ManyThreadsParseAtOnce) {
+  std::vector<std::thread> threads;
+  std::vector<int> parsed(4, 0);
+  for (std::size_t t = 0; t < parsed.size(); ++t) {
+    threads.emplace_back([&parsed, t] {
+      for (int i = 0; i < 200; ++i) {
+        if (FirstAttribute(Latin1File("<root><row a=\"\xE4\"/></root>"), "a") == "\xE4") ++parsed[t];
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(parsed, std::vector<int>(4, 200));
+}
+
+}  // namespace
+}  // namespace quillbeaker
