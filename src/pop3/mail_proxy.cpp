@@ -21,6 +21,9 @@ bool MailProxy::Listen(int port) {
   }
   const std::lock_guard lock(mutex_);
   listener_ = std::move(listener);
+  if (stopped_) {
+    listener_->Stop();
+  }
   return true;
 }
 

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The commands of quillbeaker-cli, one function each. All take the program directory's record and give the exit code.
+
+#include "config/program.h"
+#include "console/options.h"
+
+namespace quillbeaker {
+
+int RunProxy(Program& program, const RunOptions& options);
+int Inspect(Program& program, const InspectOptions& options);
+int Serialise(Program& program, const SerialiseOptions& options);
+int Classify(Program& program, const ClassifyOptions& options);
+int ManageSenders(Program& program, const SendersOptions& options);
+int ManageBin(Program& program, const BinOptions& options);
+
+}  // namespace quillbeaker

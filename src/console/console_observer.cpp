@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "console/console_observer.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "config/log_file.h"
+#include "config/texts.h"
+#include "message/display_text.h"
+#include "platform/console.h"
+#include "pop3/housekeeping.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::size_t kBarWidth = 24;    // characters
+constexpr std::size_t kLineWidth = 79;   // characters
+constexpr std::chrono::milliseconds kRedrawAfter{50};
+constexpr std::string_view kClearLine = "\r\x1b[K";
+
+std::string Bar(std::uint64_t position, std::uint64_t range) {
+  const std::uint64_t held = std::min(position, range);
+  const auto filled = range == 0 ? 0 : static_cast<std::size_t>(held * kBarWidth / range);
+  return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "]";
+}
+
+// "hh:mm:ss ", as a status line begins.
+std::string TimeNow(const Program& program) {
+  const std::string line = TimedLine(program.environment.local_time(), 'C', {});
+  return line.substr(0, line.find(' ') + 1);
+}
+
+std::string Number(std::uint32_t value) { return std::to_string(value); }
+
+std::string OutcomeOf(const CheckSummary& summary) {
+  if (!summary.logged_in) {
+    return std::string(EnglishText(Text::kCheckNotLoggedIn));
+  }
+  std::string line = Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.known),
+                                                 Number(summary.downloaded), Number(summary.spam)});
+  if (summary.finished) {
+    line += Format(Text::kCheckDeleted, {Number(summary.deleted)});
+  } else {
+    line += EnglishText(Text::kCheckUnfinished);
+  }
+  if (summary.unfiled > 0) {
+    line += Format(Text::kCheckUnfiled, {Number(summary.unfiled)});
+  }
+  return line;
+}
+
+}  // namespace
+
+ConsoleObserver::ConsoleObserver(Program& program)
+    : program_(program), on_terminal_(StandardOutputIsTerminal()), can_ask_(StandardInputIsTerminal()) {}
+
+void ConsoleObserver::PortInUse() { PrintLine(EnglishText(Text::kPortInUse)); }
+
+void ConsoleObserver::SessionBegins() {
+  range_ = position_ = 0;
+  spam_count_ = 0;
+  activity_.clear();
+  trouble_.clear();
+  RunDailyPurges(program_, [this](std::string_view text) {
+    activity_ = text;
+    DrawProgress(true);
+  });
+}
+
+void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
+  std::string line = TimeNow(program_) + DisplayText(OutcomeOf(summary));
+  if (!trouble_.empty()) {
+    line += " " + trouble_;
+  }
+  PrintLine(line);
+}
+
+void ConsoleObserver::WrongUserName() { PrintLine(EnglishText(Text::kWrongUserName)); }
+
+void ConsoleObserver::ShowTooltip(std::string_view text) {
+  activity_ = DisplayText(text);
+  DrawProgress(false);
+}
+
+void ConsoleObserver::ShowStatus(std::string_view text) { trouble_ = DisplayText(text); }
+
+void ConsoleObserver::ShowSpamCount(std::uint32_t count) {
+  spam_count_ = count;
+  DrawProgress(false);
+}
+
+void ConsoleObserver::SetRange(std::uint64_t range) {
+  range_ = range;
+  position_ = 0;
+}
+
+void ConsoleObserver::SetPosition(std::uint64_t position) {
+  position_ = position;
+  DrawProgress(false);
+}
+
+void ConsoleObserver::Advance(std::uint64_t amount) {
+  position_ += amount;
+  DrawProgress(false);
+}
+
+void ConsoleObserver::AskToAbort(std::function<void()> abort) {
+  if (!can_ask_) {
+    abort();
+    return;
+  }
+  if (question_stands_->exchange(true)) {
+    return;
+  }
+  PrintLine(EnglishText(Text::kTimeoutQuestion));
+  PrintLine(EnglishText(Text::kTimeoutKeys));
+  std::thread([abort = std::move(abort), stands = question_stands_] {
+    const auto answer = ReadStandardInputLine();
+    *stands = false;
+    if (answer && (answer->starts_with('a') || answer->starts_with('A'))) {
+      abort();
+    }
+  }).detach();
+}
+
+void ConsoleObserver::PrintLine(std::string_view text) {
+  ClearProgress();
+  WriteStandardOutput(std::string(text) + "\n");
+}
+
+void ConsoleObserver::DrawProgress(bool at_once) {
+  const auto now = std::chrono::steady_clock::now();
+  if (!on_terminal_ || (!at_once && now - last_drawn_ < kRedrawAfter)) {
+    return;
+  }
+  last_drawn_ = now;
+  std::string line = Bar(position_, range_) + " " + activity_;
+  if (spam_count_ > 0) {
+    line += "  " + Format(Text::kSpamMessages, {Number(spam_count_)});
+  }
+  line.resize(std::min(line.size(), kLineWidth));
+  WriteStandardOutput(std::string(kClearLine) + line);
+  progress_shown_ = true;
+}
+
+void ConsoleObserver::ClearProgress() {
+  if (progress_shown_) {
+    WriteStandardOutput(kClearLine);
+    progress_shown_ = false;
+  }
+}
+
+}  // namespace quillbeaker

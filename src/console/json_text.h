@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Machine-readable output: JSON in UTF-8, keys in the order in which they were set.
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "message/display_text.h"
+
+namespace quillbeaker {
+
+using Json = nlohmann::ordered_json;
+
+// Bytes of mail as code points of the same numbers.
+inline Json JsonBytes(std::string_view latin1) { return Latin1ToUtf8(latin1); }
+
+// One line with its end. What is no UTF-8 (a file name as given) is replaced rather than refused.
+inline std::string JsonLine(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "console/mail_files.h"
+
+#include <string_view>
+#include <utility>
+
+#include "platform/files.h"
+
+namespace quillbeaker {
+namespace {
+
+std::string_view WithoutMboxLine(std::string_view text) {
+  if (!text.starts_with("From ")) {
+    return text;
+  }
+  const std::size_t end = text.find('\n');
+  return end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+}
+
+std::string WithCrLf(std::string_view text) {
+  std::string converted;
+  converted.reserve(text.size() + text.size() / 16);
+  std::size_t copied = 0;
+  for (std::size_t lf = text.find('\n'); lf != std::string_view::npos; lf = text.find('\n', lf + 1)) {
+    if (lf == 0 || text[lf - 1] != '\r') {
+      converted.append(text.substr(copied, lf - copied)).append("\r");
+      copied = lf;
+    }
+  }
+  converted.append(text.substr(copied));
+  return converted;
+}
+
+}  // namespace
+
+std::optional<std::string> ReadMailFile(const std::string& path, bool crlf) {
+  std::optional<std::string> text = ReadWholeFile(path);
+  if (text && crlf) {
+    return WithCrLf(WithoutMboxLine(*text));
+  }
+  return text;
+}
+
+int ForEachMailFile(const MailFileOptions& options,
+                    const std::function<void(const std::string& file, const MailMessage* message)>& visit) {
+  int exit_code = kExitDone;
+  MailMessage message;
+  for (const std::string& file : options.files) {
+    std::optional<std::string> text = ReadMailFile(file, options.crlf);
+    if (!text) {
+      visit(file, nullptr);
+      exit_code = kExitFailed;
+      continue;
+    }
+    message.ParseText(std::move(*text));
+    visit(file, &message);
+  }
+  return exit_code;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// quillbeaker-cli: the core in a terminal.
+#include <string>
+#include <variant>
+
+#include "config/program.h"
+#include "config/texts.h"
+#include "console/commands.h"
+#include "console/options.h"
+#include "platform/console.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+
+namespace quillbeaker {
+namespace {
+
+struct Execute {
+  Program& program;
+  int operator()(const RunOptions& options) const { return RunProxy(program, options); }
+  int operator()(const InspectOptions& options) const { return Inspect(program, options); }
+  int operator()(const SerialiseOptions& options) const { return Serialise(program, options); }
+  int operator()(const ClassifyOptions& options) const { return Classify(program, options); }
+  int operator()(const SendersOptions& options) const { return ManageSenders(program, options); }
+  int operator()(const BinOptions& options) const { return ManageBin(program, options); }
+};
+
+int Main(const std::vector<std::string>& arguments) {
+  const ParsedCommandLine line = ParseCommandLine(arguments);
+  if (!line.command) {
+    if (line.exit_code == kExitDone) {
+      WriteStandardOutput(line.text);
+    } else {
+      WriteStandardError(line.text);
+    }
+    return line.exit_code;
+  }
+  const std::string directory = line.directory.empty() ? ExecutableDirectory() : line.directory;
+  if (!DirectoryExists(directory)) {
+    WriteStandardError(Format(Text::kNoSuchDirectory, {directory}) + "\n");
+    return kExitFailed;
+  }
+  Program program(SystemEnvironment(directory));
+  return std::visit(Execute{program}, *line.command);
+}
+
+}  // namespace
+}  // namespace quillbeaker
+
+int main(int argc, char** argv) { return quillbeaker::Main(quillbeaker::CommandLine(argc, argv)); }

@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+#include "console/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace quillbeaker {
+namespace {
+
+constexpr const char* kAbout =
+    "Quillbeaker, a spam filter between your mail program and your POP3 server.\n"
+    "Set the account of your mail program to the server 127.0.0.1 and the user name\n"
+    "[pop3server]&[username]&[port].";
+
+// Builds the tree of commands; each one that is named on the command line puts its record into the result.
+class CommandLineParser {
+ public:
+  CommandLineParser() : app_(kAbout, "quillbeaker-cli") {
+    app_.require_subcommand(1);
+    app_.fallthrough(false);
+    AddRun();
+    AddMailCommands();
+    AddSenders();
+    AddBin();
+  }
+
+  ParsedCommandLine Parse(const std::vector<std::string>& arguments) {
+    std::vector<std::string> reversed(arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end());
+    std::reverse(reversed.begin(), reversed.end());
+    try {
+      app_.parse(std::move(reversed));
+    } catch (const CLI::ParseError& error) {
+      return Explain(error);
+    }
+    return std::move(result_);
+  }
+
+ private:
+  ParsedCommandLine Explain(const CLI::ParseError& error) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const bool is_help = app_.exit(error, out, err) == 0;
+    return {std::nullopt, {}, is_help ? kExitDone : kExitWrongUsage, out.str() + err.str()};
+  }
+
+  CLI::App* AddCommand(CLI::App& parent, const char* name, const char* help) {
+    CLI::App* command = parent.add_subcommand(name, help);
+    command->add_option("--directory", result_.directory,
+                        "Program directory, with the configuration and all data; else the program's own")
+        ->type_name("DIR");
+    return command;
+  }
+
+  void AddRun() {
+    CLI::App* command = AddCommand(app_, "run", "Serve mail programs until Ctrl+C");
+    command->add_option("--port", run_port_, "Local port; else the key Port of the configuration")
+        ->type_name("N")
+        ->check(CLI::Range(1, 65535));
+    command->callback([this] {
+      RunOptions options;
+      if (run_port_ != 0) {
+        options.port = run_port_;
+      }
+      result_.command = options;
+    });
+  }
+
+  CLI::App* AddMailCommand(const char* name, const char* help, MailFileOptions& mail, bool several) {
+    CLI::App* command = AddCommand(app_, name, help);
+    CLI::Option* files = command->add_option("FILE", mail.files, "Message files")->required();
+    if (!several) {
+      files->expected(1);
+    }
+    command->add_flag("--crlf", mail.crlf, "Take LF for CR LF and drop a leading mbox \"From \" line");
+    return command;
+  }
+
+  void AddMailCommands() {
+    AddMailCommand("inspect", "Show how messages are read, one JSON object per file", inspect_.mail, true)
+        ->callback([this] { result_.command = inspect_; });
+    AddMailCommand("serialise", "Write a message back as it would be stored and delivered", serialise_.mail, false)
+        ->callback([this] { result_.command = serialise_; });
+    CLI::App* classify =
+        AddMailCommand("classify", "Tell what a mail check would decide, and why", classify_.mail, true);
+    classify->add_flag("--json", classify_.json, "One JSON object per file");
+    classify->callback([this] { result_.command = classify_; });
+  }
+
+  CLI::App* AddSendersAction(CLI::App& parent, const char* name, const char* help,
+                             SendersOptions::Action action) {
+    CLI::App* command = AddCommand(parent, name, help);
+    command->callback([this, action] {
+      senders_.action = action;
+      result_.command = senders_;
+    });
+    if (action != SendersOptions::Action::kList) {
+      command->add_option("ADDRESS", senders_.address, "Mail address; * and ? are wildcards")->required();
+    }
+    return command;
+  }
+
+  void AddSenders() {
+    using enum SendersOptions::Action;
+    CLI::App* senders = AddCommand(app_, "senders", "Friend List and Blocked Senders List");
+    senders->require_subcommand(1);
+    AddSendersAction(*senders, "list", "Print both lists", kList)
+        ->add_flag("--json", senders_.json, "As a JSON array");
+    AddSendersAction(*senders, "lookup", "Tell which entry an address matches", kLookUp)
+        ->add_flag("--json", senders_.json, "As a JSON object");
+    CLI::App* add = AddSendersAction(*senders, "add", "Add an address to one of the lists", kAdd);
+    add->add_option("NAME,--name", senders_.name, "Name of the sender");
+    CLI::Option_group* list = add->add_option_group("list", "The list to add to");
+    list->add_flag("--friend", senders_.is_friend, "Friend List: mail is always wanted");
+    list->add_flag("--blocked", "Blocked Senders List: mail is never wanted");
+    list->require_option(1);
+    AddSendersAction(*senders, "remove", "Remove an address from its list", kRemove);
+  }
+
+  CLI::App* AddBinAction(CLI::App& parent, const char* name, const char* help, BinOptions::Action action,
+                         bool takes_names) {
+    CLI::App* command = AddCommand(parent, name, help);
+    command->callback([this, action] {
+      bin_.action = action;
+      result_.command = bin_;
+    });
+    if (takes_names) {
+      command->add_option("NAME", bin_.names, "Names of messages, as \"bin list\" prints them")->required();
+    }
+    return command;
+  }
+
+  void AddBin() {
+    using enum BinOptions::Action;
+    CLI::App* bin = AddCommand(app_, "bin", "Recycle bin");
+    bin->require_subcommand(1);
+    AddBinAction(*bin, "list", "Print what is in the recycle bin", kList, false)
+        ->add_flag("--json", bin_.json, "As a JSON array");
+    AddBinAction(*bin, "view", "Print the text of messages", kView, true);
+    AddBinAction(*bin, "restore", "Hand messages to the mail program at its next check", kRestore, true);
+    AddBinAction(*bin, "unrestore", "Take a restore back", kUnrestore, true);
+    AddBinAction(*bin, "delete", "Delete messages for good", kDelete, true);
+    AddBinAction(*bin, "empty", "Delete all messages for good", kEmpty, false);
+    AddBinAction(*bin, "rebuild", "Make a missing index from the message files", kRebuild, false);
+  }
+
+  CLI::App app_;
+  ParsedCommandLine result_;
+  int run_port_ = 0;
+  InspectOptions inspect_;
+  SerialiseOptions serialise_;
+  ClassifyOptions classify_;
+  SendersOptions senders_;
+  BinOptions bin_;
+};
+
+}  // namespace
+
+ParsedCommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
+  return CommandLineParser().Parse(arguments);
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The command line of quillbeaker-cli, parsed into one record per command.
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace quillbeaker {
+
+// Results of the program as a shell sees them.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitWrongUsage = 2;
+
+struct RunOptions {
+  std::optional<int> port;  // 1 to 65535; without it the configuration decides
+};
+
+// How message files are read.
+struct MailFileOptions {
+  std::vector<std::string> files;
+  bool crlf = false;  // bare LF counts as CR LF, a leading mbox line goes
+};
+
+struct InspectOptions {
+  MailFileOptions mail;
+};
+
+struct SerialiseOptions {
+  MailFileOptions mail;  // one file
+};
+
+struct ClassifyOptions {
+  MailFileOptions mail;
+  bool json = false;
+};
+
+struct SendersOptions {
+  enum class Action { kList, kLookUp, kAdd, kRemove } action = Action::kList;
+  std::string address;
+  std::string name;
+  bool is_friend = false;  // of a sender to add; else blocked
+  bool json = false;
+};
+
+struct BinOptions {
+  enum class Action { kList, kView, kRestore, kUnrestore, kDelete, kEmpty, kRebuild } action = Action::kList;
+  std::vector<std::string> names;
+  bool json = false;
+};
+
+using CommandOptions =
+    std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, SendersOptions, BinOptions>;
+
+struct ParsedCommandLine {
+  std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`
+  std::string directory;                  // program directory as given; empty when not given
+  int exit_code = kExitDone;
+  std::string text;  // help, or what is wrong
+};
+
+// `arguments` are UTF-8 and begin with the program's name.
+ParsedCommandLine ParseCommandLine(const std::vector<std::string>& arguments);
+
+}  // namespace quillbeaker

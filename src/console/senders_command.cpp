@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+// `senders`: the Friend List and the Blocked Senders List from the terminal.
+#include <string>
+
+#include "config/texts.h"
+#include "console/commands.h"
+#include "console/json_text.h"
+#include "filter/sender_lists.h"
+#include "platform/console.h"
+
+namespace quillbeaker {
+namespace {
+
+std::string_view KindName(std::int32_t kind) {
+  switch (kind) {
+    case kSenderBlocked:
+      return EnglishText(Text::kListBlocked);
+    case kSenderFriend:
+      return EnglishText(Text::kListFriend);
+    default:
+      return EnglishText(Text::kListNone);
+  }
+}
+
+Json JsonOf(const SenderRecord& record) {
+  return {{"address", JsonBytes(record.address)}, {"name", JsonBytes(record.name)}, {"kind", record.kind}};
+}
+
+std::string LineOf(const SenderRecord& record) {
+  std::string line(KindName(record.kind));
+  line += "  " + DisplayText(record.address);
+  if (!record.name.empty()) {
+    line += "  (" + DisplayText(record.name) + ")";
+  }
+  return line + "\n";
+}
+
+int Fail(Text text) {
+  WriteStandardError(std::string(EnglishText(text)) + "\n");
+  return kExitFailed;
+}
+
+int List(const SenderLists& lists, bool json) {
+  Json array = Json::array();
+  std::string text;
+  lists.Enumerate([&](const SenderRecord& record) {
+    if (json) {
+      array.push_back(JsonOf(record));
+    } else {
+      text += LineOf(record);
+    }
+  });
+  WriteStandardOutput(json ? JsonLine(array) : text);
+  return kExitDone;
+}
+
+int LookUp(const SenderLists& lists, const std::string& address, bool json) {
+  SenderRecord record;
+  record.address = address;
+  const bool listed = lists.LookUp(address, record);
+  if (json) {
+    WriteStandardOutput(JsonLine(JsonOf(record)));
+  } else {
+    WriteStandardOutput(listed ? LineOf(record) : Format(Text::kNotListed, {DisplayText(address)}) + "\n");
+  }
+  return kExitDone;
+}
+
+int Add(SenderLists& lists, const SendersOptions& options) {
+  if (options.address.empty()) {
+    return Fail(Text::kEnterAValue);
+  }
+  if (lists.IsKey(options.address)) {
+    return Fail(Text::kSenderAlreadyListed);
+  }
+  SenderRecord record;
+  record.name = options.name;
+  record.address = options.address;
+  record.kind = options.is_friend ? kSenderFriend : kSenderBlocked;
+  return lists.Write(record) ? kExitDone : Fail(Text::kNotSaved);
+}
+
+int Remove(SenderLists& lists, const std::string& address) {
+  if (!lists.IsKey(address)) {
+    WriteStandardError(Format(Text::kNotListed, {DisplayText(address)}) + "\n");
+    return kExitFailed;
+  }
+  return lists.Remove(address) ? kExitDone : Fail(Text::kNotSaved);
+}
+
+}  // namespace
+
+int ManageSenders(Program& program, const SendersOptions& options) {
+  SenderLists lists(program);
+  switch (options.action) {
+    case SendersOptions::Action::kList:
+      return List(lists, options.json);
+    case SendersOptions::Action::kLookUp:
+      return LookUp(lists, options.address, options.json);
+    case SendersOptions::Action::kAdd:
+      return Add(lists, options);
+    case SendersOptions::Action::kRemove:
+      return Remove(lists, options.address);
+  }
+  return kExitWrongUsage;
+}
+
+}  // namespace quillbeaker
