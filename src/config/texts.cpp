@@ -3,48 +3,75 @@
 
 namespace quillbeaker {
 
+namespace {
+
+struct TableRow {
+  Text text;
+  std::string_view english;
+};
+
+constexpr TableRow kTexts[] = {
+    {Text::kPortInUse,
+     "The port Quillbeaker uses , is right now in use. Please check if you have other applications that use "
+     "the same port . You can change this value from Settings dialog"},
+    {Text::kWrongUserName,
+     "The user name in the client mail program has the wrong format.\nUse the right format: "
+     "[pop3server]&[username]&[port]"},
+    {Text::kEnterAValue, "Enter a value!"},
+    {Text::kConnectingTo, "Connecting to \"%s\"..."},
+    {Text::kReceivingMessage, "Receiving message %i (%i kb) of %i..."},
+    {Text::kSenderAlreadyListed, "This sender has already been added to this/another list."},
+    {Text::kSpamMessages, "Spam messages: %i"},
+    {Text::kDeletingOldRecycled, "Deleting old messages from recycle bin..."},
+    {Text::kFilterDisabled, "The Spam-Filter has been disabled"},
+    {Text::kMessagesDeleted, "- %i messages deleted"},
+    {Text::kSpamWordsConverted,
+     "This version introduces a new spam filter. Because of that the Spam-Words you added have been "
+     "converted. Every word has now a probability of spam from 0% to 100%.\n\nPlease verify your "
+     "Spam-Words."},
+    {Text::kClosingConnection, "Closing connection..."},
+    {Text::kLearningFilterMark, "(LF:)"},
+    {Text::kOnBlockedSendersList, "(Blocked Sender)"},
+    {Text::kTimeoutQuestion, "The server has not answered for a long time. Do you want to abort connection?"},
+    {Text::kTimeoutAbort, "Abort"},
+    {Text::kTimeoutWait, "Wait..."},
+    {Text::kMessageNotDelivered, "Message %i could not be received: %s"},
+    {Text::kListening, "Quillbeaker listens on 127.0.0.1:%i. Ctrl+C ends it."},
+    {Text::kTakingInMessages, "Please wait...\nQuillbeaker is adding messages to the recycle bin..."},
+    {Text::kCheckNotLoggedIn, "A mail program connected, but no login to a server succeeded."},
+    {Text::kCheckCounts, "%s: %i messages, %i of them seen before, %i new, %i spam"},
+    {Text::kCheckDeleted, ", %i deleted."},
+    {Text::kCheckUnfinished, "; ended without QUIT, nothing was deleted."},
+    {Text::kCheckUnfiled, " %i could not be kept and stay on the server."},
+    {Text::kTimeoutKeys, "Type A to abort, anything else to wait, and press Enter."},
+    {Text::kNoSuchDirectory, "The directory \"%s\" does not exist."},
+    {Text::kFileUnreadable, "The file can not be read."},
+    {Text::kNotListed, "\"%s\" is on neither list."},
+    {Text::kNotSaved, "The change could not be saved."},
+    {Text::kBinUnreadable, "The index of the recycle bin can not be read."},
+    {Text::kNoSuchMessage, "There is no message \"%s\" in the recycle bin."},
+    {Text::kNotRebuilt, "The recycle bin has an index already, or it could not be saved."},
+    {Text::kListFriend, "friend "},
+    {Text::kListBlocked, "blocked"},
+    {Text::kListNone, "neither"},
+    {Text::kVerdictSpam, "spam"},
+    {Text::kVerdictGood, "good"},
+    {Text::kReasonTooLarge, "too large to be judged"},
+    {Text::kReasonFilterOff, "the filter is switched off"},
+    {Text::kReasonLevel, "level %i"},
+    {Text::kReasonBlocked, "sender on the Blocked Senders List"},
+    {Text::kReasonFriend, "sender on the Friend List"},
+    {Text::kReasonLearntWords, "learnt words"},
+    {Text::kReasonSpamWords, "spam words against the threshold of %i percent at level %i"},
+};
+
+}  // namespace
+
 std::string_view EnglishText(Text text) {
-  switch (text) {
-    case Text::kPortInUse:
-      // Deliberate: the blanks before "," and "." belong to the text.
-      return "The port Quillbeaker uses , is right now in use. Please check if you have other applications "
-             "that use "
-             "the same port . You can change this value from Settings dialog";
-    case Text::kWrongUserName:
-      return "The user name in the client mail program has the wrong format.\n"
-             "Use the right format: [pop3server]&[username]&[port]";
-    case Text::kEnterAValue:
-      return "Enter a value!";
-    case Text::kConnectingTo:
-      return "Connecting to \"%s\"...";
-    case Text::kReceivingMessage:
-      return "Receiving message %i (%i kb) of %i...";
-    case Text::kSenderAlreadyListed:
-      return "This sender has already been added to this/another list.";
-    case Text::kSpamMessages:
-      return "Spam messages: %i";
-    case Text::kFilterDisabled:
-      return "The Spam-Filter has been disabled";
-    case Text::kMessagesDeleted:
-      return "- %i messages deleted";
-    case Text::kSpamWordsConverted:
-      return "This version introduces a new spam filter. Because of that the Spam-Words you added have been "
-             "converted. "
-             "Every word has now a probability of spam from 0% to 100%.\n\nPlease verify your Spam-Words.";
-    case Text::kClosingConnection:
-      return "Closing connection...";
-    case Text::kLearningFilterMark:
-      return "(LF:)";
-    case Text::kOnBlockedSendersList:
-      return "(Blocked Sender)";
-    case Text::kTimeoutQuestion:
-      return "The server has not answered for a long time. Do you want to abort connection?";
-    case Text::kTimeoutAbort:
-      return "Abort";
-    case Text::kTimeoutWait:
-      return "Wait...";
-    case Text::kMessageNotDelivered:
-      return "Message %i could not be received: %s";
+  for (const TableRow& row : kTexts) {
+    if (row.text == text) {
+      return row.english;
+    }
   }
   return {};
 }

@@ -22,7 +22,9 @@ int Fail(const std::string& text) {
   return kExitFailed;
 }
 
-int Fail(Text text) { return Fail(std::string(EnglishText(text))); }
+int Fail(Text text) {
+  return Fail(std::string(EnglishText(text)));
+}
 
 template <typename... Values>
 std::string Printed(const char* format, Values... values) {
@@ -31,7 +33,9 @@ std::string Printed(const char* format, Values... values) {
   return text;
 }
 
-std::string TimeOf(const RecycleEntry& entry) { return Printed("%02i:%02i", entry.minutes / 60, entry.minutes % 60); }
+std::string TimeOf(const RecycleEntry& entry) {
+  return Printed("%02i:%02i", entry.minutes / 60, entry.minutes % 60);
+}
 
 Json JsonOf(const RecycleEntry& entry) {
   return {{"name", JsonBytes(entry.name)},
@@ -88,7 +92,8 @@ int View(const RecycleBin& bin, const std::vector<std::string>& names) {
     for (const HeaderKind kind : {kHeaderFrom, kHeaderTo, kHeaderSubject, kHeaderDate}) {
       for (const HeaderField& field : message.root()->fields) {
         if (field.kind == kind) {
-          text += DisplayText(field.full_name) + ": " + DisplayText(DecodeEncodedWord(field.full_value)) + "\n";
+          text +=
+              DisplayText(field.full_name) + ": " + DisplayText(DecodeEncodedWord(field.full_value)) + "\n";
         }
       }
     }
@@ -107,7 +112,8 @@ int WithEntries(RecycleBin& bin, const std::vector<std::string>& names,
     return Fail(Text::kBinUnreadable);
   }
   for (const std::string& name : names) {
-    if (std::none_of(entries->begin(), entries->end(), [&](const RecycleEntry& e) { return e.name == name; })) {
+    if (std::none_of(entries->begin(), entries->end(),
+                     [&](const RecycleEntry& e) { return e.name == name; })) {
       return Fail(Format(Text::kNoSuchMessage, {name}));
     }
   }

@@ -60,7 +60,8 @@ std::string PlainReason(const Judgement& judgement) {
     case JudgementReason::kLearntWords:
       return std::string(EnglishText(Text::kReasonLearntWords));
     case JudgementReason::kSpamWords:
-      return Format(Text::kReasonSpamWords, {std::to_string(judgement.threshold), std::to_string(judgement.level)});
+      return Format(Text::kReasonSpamWords,
+                    {std::to_string(judgement.threshold), std::to_string(judgement.level)});
   }
   return {};
 }

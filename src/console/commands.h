@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The commands of quillbeaker-cli, one function each. All take the program directory's record and give the exit code.
+// The commands of quillbeaker-cli, one function each. All take the program directory's record and give the
+// exit code.
 
 #include "config/program.h"
 #include "console/options.h"

@@ -13,8 +13,8 @@
 namespace quillbeaker {
 namespace {
 
-constexpr std::size_t kBarWidth = 24;    // characters
-constexpr std::size_t kLineWidth = 79;   // characters
+constexpr std::size_t kBarWidth = 24;   // characters
+constexpr std::size_t kLineWidth = 79;  // characters
 constexpr std::chrono::milliseconds kRedrawAfter{50};
 constexpr std::string_view kClearLine = "\r\x1b[K";
 
@@ -30,14 +30,17 @@ std::string TimeNow(const Program& program) {
   return line.substr(0, line.find(' ') + 1);
 }
 
-std::string Number(std::uint32_t value) { return std::to_string(value); }
+std::string Number(std::uint32_t value) {
+  return std::to_string(value);
+}
 
 std::string OutcomeOf(const CheckSummary& summary) {
   if (!summary.logged_in) {
     return std::string(EnglishText(Text::kCheckNotLoggedIn));
   }
-  std::string line = Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.known),
-                                                 Number(summary.downloaded), Number(summary.spam)});
+  std::string line =
+      Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.known),
+                                  Number(summary.downloaded), Number(summary.spam)});
   if (summary.finished) {
     line += Format(Text::kCheckDeleted, {Number(summary.deleted)});
   } else {
@@ -54,7 +57,9 @@ std::string OutcomeOf(const CheckSummary& summary) {
 ConsoleObserver::ConsoleObserver(Program& program)
     : program_(program), on_terminal_(StandardOutputIsTerminal()), can_ask_(StandardInputIsTerminal()) {}
 
-void ConsoleObserver::PortInUse() { PrintLine(EnglishText(Text::kPortInUse)); }
+void ConsoleObserver::PortInUse() {
+  PrintLine(EnglishText(Text::kPortInUse));
+}
 
 void ConsoleObserver::SessionBegins() {
   range_ = position_ = 0;
@@ -75,14 +80,18 @@ void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
   PrintLine(line);
 }
 
-void ConsoleObserver::WrongUserName() { PrintLine(EnglishText(Text::kWrongUserName)); }
+void ConsoleObserver::WrongUserName() {
+  PrintLine(EnglishText(Text::kWrongUserName));
+}
 
 void ConsoleObserver::ShowTooltip(std::string_view text) {
   activity_ = DisplayText(text);
   DrawProgress(false);
 }
 
-void ConsoleObserver::ShowStatus(std::string_view text) { trouble_ = DisplayText(text); }
+void ConsoleObserver::ShowStatus(std::string_view text) {
+  trouble_ = DisplayText(text);
+}
 
 void ConsoleObserver::ShowSpamCount(std::uint32_t count) {
   spam_count_ = count;

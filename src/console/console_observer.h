@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Shows mail checks in a terminal: a progress bar while one runs, one line when it is over. Where no terminal is, the
-// lines alone.
+// Shows mail checks in a terminal: a progress bar while one runs, one line when it is over. Where no terminal
+// is, the lines alone.
 
 #include <atomic>
 #include <chrono>

@@ -46,12 +46,8 @@ void AddDate(Json& object, const MailMessage& message) {
   if (ReadDate(message, date) == kDateAbsent) {
     object["date"] = nullptr;
   } else {
-    object["date"] = {{"year", date.year},
-                      {"month", date.month},
-                      {"day_of_week", date.day_of_week},
-                      {"day", date.day},
-                      {"hour", date.hour},
-                      {"minute", date.minute},
+    object["date"] = {{"year", date.year},    {"month", date.month}, {"day_of_week", date.day_of_week},
+                      {"day", date.day},      {"hour", date.hour},   {"minute", date.minute},
                       {"second", date.second}};
   }
   object["day_number"] = DayNumber(date);
@@ -99,8 +95,9 @@ Json Describe(const std::string& file, const MailMessage& message) {
 
 int Inspect(Program&, const InspectOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
-    const Json object = message != nullptr ? Describe(file, *message)
-                                           : Json{{"file", file}, {"error", EnglishText(Text::kFileUnreadable)}};
+    const Json object = message != nullptr
+                            ? Describe(file, *message)
+                            : Json{{"file", file}, {"error", EnglishText(Text::kFileUnreadable)}};
     WriteStandardOutput(JsonLine(object));
   });
 }

@@ -14,7 +14,9 @@ namespace quillbeaker {
 using Json = nlohmann::ordered_json;
 
 // Bytes of mail as code points of the same numbers.
-inline Json JsonBytes(std::string_view latin1) { return Latin1ToUtf8(latin1); }
+inline Json JsonBytes(std::string_view latin1) {
+  return Latin1ToUtf8(latin1);
+}
 
 // One line with its end. What is no UTF-8 (a file name as given) is replaced rather than refused.
 inline std::string JsonLine(const Json& value) {

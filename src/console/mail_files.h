@@ -12,10 +12,12 @@
 
 namespace quillbeaker {
 
-// The file's bytes; with `crlf` each bare LF becomes CR LF and a leading mbox "From " line goes. Nothing when unreadable.
+// The file's bytes; with `crlf` each bare LF becomes CR LF and a leading mbox "From " line goes. Nothing when
+// unreadable.
 std::optional<std::string> ReadMailFile(const std::string& path, bool crlf);
 
-// Parses each file in turn into the same record and hands it to `visit`; null for a file that cannot be read. The exit code: failed when one could not.
+// Parses each file in turn into the same record and hands it to `visit`; null for a file that cannot be read.
+// The exit code: failed when one could not.
 int ForEachMailFile(const MailFileOptions& options,
                     const std::function<void(const std::string& file, const MailMessage* message)>& visit);
 

@@ -46,4 +46,6 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace quillbeaker
 
-int main(int argc, char** argv) { return quillbeaker::Main(quillbeaker::CommandLine(argc, argv)); }
+int main(int argc, char** argv) {
+  return quillbeaker::Main(quillbeaker::CommandLine(argc, argv));
+}

@@ -47,8 +47,9 @@ class CommandLineParser {
 
   CLI::App* AddCommand(CLI::App& parent, const char* name, const char* help) {
     CLI::App* command = parent.add_subcommand(name, help);
-    command->add_option("--directory", result_.directory,
-                        "Program directory, with the configuration and all data; else the program's own")
+    command
+        ->add_option("--directory", result_.directory,
+                     "Program directory, with the configuration and all data; else the program's own")
         ->type_name("DIR");
     return command;
   }
@@ -80,7 +81,8 @@ class CommandLineParser {
   void AddMailCommands() {
     AddMailCommand("inspect", "Show how messages are read, one JSON object per file", inspect_.mail, true)
         ->callback([this] { result_.command = inspect_; });
-    AddMailCommand("serialise", "Write a message back as it would be stored and delivered", serialise_.mail, false)
+    AddMailCommand("serialise", "Write a message back as it would be stored and delivered", serialise_.mail,
+                   false)
         ->callback([this] { result_.command = serialise_; });
     CLI::App* classify =
         AddMailCommand("classify", "Tell what a mail check would decide, and why", classify_.mail, true);
@@ -113,7 +115,7 @@ class CommandLineParser {
     add->add_option("NAME,--name", senders_.name, "Name of the sender");
     CLI::Option_group* list = add->add_option_group("list", "The list to add to");
     list->add_flag("--friend", senders_.is_friend, "Friend List: mail is always wanted");
-    list->add_flag("--blocked", "Blocked Senders List: mail is never wanted");
+    list->add_flag("--blocked", is_blocked_, "Blocked Senders List: mail is never wanted");
     list->require_option(1);
     AddSendersAction(*senders, "remove", "Remove an address from its list", kRemove);
   }
@@ -152,6 +154,7 @@ class CommandLineParser {
   SerialiseOptions serialise_;
   ClassifyOptions classify_;
   SendersOptions senders_;
+  bool is_blocked_ = false;  // the other choice to is_friend
   BinOptions bin_;
 };
 

@@ -13,7 +13,9 @@
 namespace quillbeaker {
 namespace {
 
-void Say(Text text) { WriteStandardOutput(std::string(EnglishText(text)) + "\n"); }
+void Say(Text text) {
+  WriteStandardOutput(std::string(EnglishText(text)) + "\n");
+}
 
 }  // namespace
 

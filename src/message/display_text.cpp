@@ -35,7 +35,8 @@ void AppendUtf8(std::string& out, char32_t c) {
   }
 }
 
-// Takes the next character off the text; nothing when the bytes are no UTF-8 (RFC 3629: no overlong forms, no surrogates).
+// Takes the next character off the text; nothing when the bytes are no UTF-8 (RFC 3629: no overlong forms, no
+// surrogates).
 std::optional<char32_t> TakeUtf8(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;

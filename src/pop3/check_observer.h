@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the mail check tells a person, and asks. The Windows program answers with tray icon and bubble, the console with
-// status lines, a test with a recorder. All calls come from the listener's thread, and no lock of a store or of the
-// configuration is held during any of them: whoever answers may take those locks.
+// What the mail check tells a person, and asks. The Windows program answers with tray icon and bubble, the
+// console with status lines, a test with a recorder. All calls come from the listener's thread, and no lock
+// of a store or of the configuration is held during any of them: whoever answers may take those locks.
 
 #include <cstdint>
 #include <functional>
@@ -14,7 +14,7 @@ namespace quillbeaker {
 
 // One session in numbers, for a status line.
 struct CheckSummary {
-  std::string account;           // "user @ server"; empty before a login
+  std::string account;  // "user @ server"; empty before a login
   bool logged_in = false;
   bool finished = false;         // the client said QUIT and the server's side of it was carried out
   std::uint32_t listed = 0;      // entries, restored messages included
@@ -53,9 +53,9 @@ class CheckObserver {
   // The person asked to stop downloading.
   virtual bool IsCancelled() = 0;
 
-  // The server has not answered for the configured time. Returns at once; `abort` may be called now or later, from any
-  // thread, and acts on the connection that asked while that lives, else on nothing. A question that still stands must
-  // not be asked a second time.
+  // The server has not answered for the configured time. Returns at once; `abort` may be called now or later,
+  // from any thread, and acts on the connection that asked while that lives, else on nothing. A question that
+  // still stands must not be asked a second time.
   virtual void AskToAbort(std::function<void()> abort) = 0;
 
   // Spam deleted in this session, told after the client's QUIT was answered.

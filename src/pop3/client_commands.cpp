@@ -25,7 +25,9 @@ constexpr std::int32_t kNoNumber = -1;
 constexpr std::string_view kEndOfList = ".\r\n";
 constexpr std::string_view kEndOfMessage = "\r\n.\r\n";
 
-std::int32_t FirstNumber(std::string_view arguments) { return NumberArgument(arguments).value_or(kNoNumber); }
+std::int32_t FirstNumber(std::string_view arguments) {
+  return NumberArgument(arguments).value_or(kNoNumber);
+}
 
 std::string Hexadecimal(std::uint32_t value) {
   std::array<char, 8> digits;
@@ -38,8 +40,8 @@ std::string ClientNumberText(const MessageEntry& entry) {
   return std::to_string(static_cast<std::int32_t>(entry.client_number));
 }
 
-// A number of the client's as a server number. One that no entry was given is taken for a server number itself; numbers below 1
-// lead nowhere.
+// A number of the client's as a server number. One that no entry was given is taken for a server number
+// itself; numbers below 1 lead nowhere.
 std::uint32_t ServerNumberOf(ClientSession& session, std::int32_t number) {
   if (number < 1 || !session.upstream().HasMessages()) {
     return 0;
@@ -75,7 +77,8 @@ CommandResult HandlePass(ClientSession& session, std::string_view arguments) {
   const std::string password(TextArgument(arguments));
   const std::int32_t timeout = session.program().Read(keys::kTimeout);
   if (password.size() > kMaxAccountField ||
-      !session.upstream().Login(session.server_name, session.server_port, session.user_name, password, timeout)) {
+      !session.upstream().Login(session.server_name, session.server_port, session.user_name, password,
+                                timeout)) {
     session.SendErr("Password isn't correct");
     return kEndSession;
   }
@@ -166,7 +169,8 @@ CommandResult HandleRset(ClientSession& session, std::string_view) {
   return kGoOn;
 }
 
-// Deliberate: the number of body lines that the client asks for is not looked at, and nothing is downloaded for it.
+// Deliberate: the number of body lines that the client asks for is not looked at, and nothing is downloaded
+// for it.
 CommandResult HandleTop(ClientSession& session, std::string_view arguments) {
   const MessageEntry* entry = FindMapped(session, FirstNumber(arguments));
   if (entry == nullptr) {
@@ -192,8 +196,8 @@ std::string SyntheticUniqueId(ClientSession& session, const MessageEntry& entry)
   std::string id = "Quillbeaker";
   if (entry.message != nullptr) {
     const std::string text = entry.message->Serialise().value_or(std::string());
-    id += Hexadecimal(static_cast<std::uint32_t>(
-        crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size())));
+    id += Hexadecimal(
+        static_cast<std::uint32_t>(crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size())));
   }
   return id + Hexadecimal(session.ticks().Next(session.program().environment));
 }

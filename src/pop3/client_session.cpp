@@ -83,9 +83,13 @@ void ClientSession::LogCommand(std::string_view command) {
   client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', text));
 }
 
-void ClientSession::SendOk(std::string_view text) { SendRaw("+OK " + std::string(text) + "\r\n"); }
+void ClientSession::SendOk(std::string_view text) {
+  SendRaw("+OK " + std::string(text) + "\r\n");
+}
 
-void ClientSession::SendErr(std::string_view text) { SendRaw("-ERR " + std::string(text) + "\r\n"); }
+void ClientSession::SendErr(std::string_view text) {
+  SendRaw("-ERR " + std::string(text) + "\r\n");
+}
 
 void ClientSession::SendRaw(std::string_view line) {
   if (!line.empty()) {
@@ -103,7 +107,9 @@ void ClientSession::SendUnlogged(std::string_view bytes) {
   SendNow(bytes);
 }
 
-void ClientSession::LogMarker(std::string_view text) { client_log_.WriteLine(MarkerLine('S', text)); }
+void ClientSession::LogMarker(std::string_view text) {
+  client_log_.WriteLine(MarkerLine('S', text));
+}
 
 void ClientSession::Flush() {
   SendNow(outgoing_);
@@ -116,6 +122,8 @@ void ClientSession::SendNow(std::string_view bytes) {
   }
 }
 
-bool ClientSession::ClientHasGone() { return client_->PeerHasGone(); }
+bool ClientSession::ClientHasGone() {
+  return client_->PeerHasGone();
+}
 
 }  // namespace quillbeaker

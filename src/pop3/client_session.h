@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// One mail client's connection to the proxy: receives its commands, has them carried out (client_commands.h), sends the
-// replies and keeps client.log. Lives on the listener's thread from accept to close.
+// One mail client's connection to the proxy: receives its commands, has them carried out (client_commands.h),
+// sends the replies and keeps client.log. Lives on the listener's thread from accept to close.
 
 #include <chrono>
 #include <cstdint>
@@ -20,8 +20,8 @@ namespace quillbeaker {
 
 // What outlives a session and is handed to each one.
 struct SessionSettings {
-  // A client that sends nothing, or takes nothing, for so long is treated as gone (RFC 1939 asks for ten minutes at
-  // least): it would hold up every other account.
+  // A client that sends nothing, or takes nothing, for so long is treated as gone (RFC 1939 asks for ten
+  // minutes at least): it would hold up every other account.
   std::chrono::milliseconds client_idle_limit = std::chrono::minutes(10);
 };
 
@@ -37,15 +37,16 @@ class TickSequence {
 class ClientSession {
  public:
   // References must outlive the session.
-  ClientSession(Program& program, CheckObserver& observer, TickSequence& ticks, const SessionSettings& settings,
-                std::unique_ptr<Connection> client);
+  ClientSession(Program& program, CheckObserver& observer, TickSequence& ticks,
+                const SessionSettings& settings, std::unique_ptr<Connection> client);
 
   // Serves the client until the session ends, by itself or by Stop.
   void Run();
   // Any thread: breaks both connections, so that Run returns.
   void Stop();
 
-  // Replies are gathered and sent with as few calls as their size allows, at the latest when the command is done.
+  // Replies are gathered and sent with as few calls as their size allows, at the latest when the command is
+  // done.
   void SendOk(std::string_view text);
   void SendErr(std::string_view text);
   // Logs the line and sends it.
@@ -53,7 +54,8 @@ class ClientSession {
   // Sends bytes of a message, which never reach the log.
   void SendUnlogged(std::string_view bytes);
   void LogMarker(std::string_view text);
-  // Sends what was gathered. From the first failure on nothing is sent and the session ends after the command.
+  // Sends what was gathered. From the first failure on nothing is sent and the session ends after the
+  // command.
   void Flush();
 
   // True when the client has closed its side. Looks at the socket without waiting.
@@ -66,7 +68,7 @@ class ClientSession {
   UpstreamSession& upstream() { return upstream_; }
   TickSequence& ticks() { return ticks_; }
 
-  std::string user_name;    // as USER gave it
+  std::string user_name;  // as USER gave it
   std::string server_name;
   std::int32_t server_port = 110;
   bool view_built = false;

@@ -12,7 +12,9 @@ namespace {
 
 constexpr std::size_t kMaxPortDigits = 10;
 
-bool IsWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool IsWhiteSpace(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 std::string_view WithoutLeadingWhiteSpace(std::string_view text) {
   while (!text.empty() && IsWhiteSpace(text.front())) {
@@ -32,7 +34,8 @@ int DigitValue(char c, int base) {
 
 // Removes the prefix that tells the base: "0x" before a hexadecimal digit, "0" for octal.
 int TakeBase(std::string_view& text) {
-  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') && DigitValue(text[2], 16) >= 0) {
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
+      DigitValue(text[2], 16) >= 0) {
     text.remove_prefix(2);
     return 16;
   }
@@ -58,8 +61,8 @@ std::string TakeField(std::string_view& text) {
       text.remove_prefix(1);
       continue;
     }
-    // Deliberate: a pair is one "&" only where a single separator follows later; at the end of the name it is two
-    // separators, so that a field can be left empty.
+    // Deliberate: a pair is one "&" only where a single separator follows later; at the end of the name it is
+    // two separators, so that a field can be left empty.
     const bool doubled = text.substr(1, 1) == "&" && HasSingleSeparator(text.substr(2));
     text.remove_prefix(doubled ? 2 : 1);
     if (!doubled) {
@@ -79,7 +82,8 @@ std::string_view ArgumentsOf(std::string_view command, std::size_t word_length) 
 
 std::string_view TextArgument(std::string_view arguments) {
   const std::string_view text = WithoutLeadingWhiteSpace(arguments);
-  return text.substr(0, static_cast<std::size_t>(std::find_if(text.begin(), text.end(), IsWhiteSpace) - text.begin()));
+  return text.substr(
+      0, static_cast<std::size_t>(std::find_if(text.begin(), text.end(), IsWhiteSpace) - text.begin()));
 }
 
 std::optional<std::int32_t> NumberArgument(std::string_view& arguments) {

@@ -27,12 +27,12 @@ std::string_view ArgumentsOf(std::string_view command, std::size_t word_length);
 // The first word of the arguments: leading white space skipped, up to the next. Empty when there is none.
 std::string_view TextArgument(std::string_view arguments);
 
-// The next integer, decimal, octal ("010") or hexadecimal ("0x10"), removed from `arguments`; nothing when the text there is no
-// number. Held at the ends of 32 bits.
+// The next integer, decimal, octal ("010") or hexadecimal ("0x10"), removed from `arguments`; nothing when
+// the text there is no number. Held at the ends of 32 bits.
 std::optional<std::int32_t> NumberArgument(std::string_view& arguments);
 
-// Splits "[pop3server]&[username]&[port]"; "&&" stands for one "&" inside a field. Nothing when it has not two or three fields
-// or when one is too long.
+// Splits "[pop3server]&[username]&[port]"; "&&" stands for one "&" inside a field. Nothing when it has not
+// two or three fields or when one is too long.
 std::optional<AccountName> SplitAccountName(std::string_view text);
 
 }  // namespace quillbeaker

@@ -7,7 +7,8 @@
 
 namespace quillbeaker {
 
-// A line that begins with exactly one "." gets a second. Text that is stuffed already has no such line and stays as it is.
+// A line that begins with exactly one "." gets a second. Text that is stuffed already has no such line and
+// stays as it is.
 std::string StuffDots(std::string text);
 
 }  // namespace quillbeaker

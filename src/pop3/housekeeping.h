@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The core's share of the program's start and of each session's begin; both faces call it, in their own surroundings.
+// The core's share of the program's start and of each session's begin; both faces call it, in their own
+// surroundings.
 
 #include <functional>
 #include <string_view>
@@ -16,12 +17,12 @@ struct StartUpNotices {
   std::function<void()> spam_words_converted;  // shown once in the life of an installation
 };
 
-// Makes the directories, takes dropped message files into the recycle bin, rebuilds a missing index, converts spam words
-// of the older format. In this order.
+// Makes the directories, takes dropped message files into the recycle bin, rebuilds a missing index, converts
+// spam words of the older format. In this order.
 void PrepareStores(Program& program, const StartUpNotices& notices);
 
-// Before a mail client is greeted: the daily purge of old messages. `show_status` gets a text while something is purged and an empty
-// one after it.
+// Before a mail client is greeted: the daily purge of old messages. `show_status` gets a text while something
+// is purged and an empty one after it.
 void RunDailyPurges(Program& program, const std::function<void(std::string_view)>& show_status);
 
 }  // namespace quillbeaker

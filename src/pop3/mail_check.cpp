@@ -60,8 +60,9 @@ class ViewBuild {
       return false;
     }
     ++new_index_;
-    observer_.ShowTooltip(Format(Text::kReceivingMessage,
-                                 {std::to_string(new_index_), std::to_string(entry.size / 1024), std::to_string(new_count_)}));
+    observer_.ShowTooltip(
+        Format(Text::kReceivingMessage,
+               {std::to_string(new_index_), std::to_string(entry.size / 1024), std::to_string(new_count_)}));
     if (observer_.IsCancelled()) {
       view_.cancelled = true;
       return false;

@@ -20,7 +20,8 @@ class MailProxy {
 
   // Takes the port (1 to 65535). On failure the observer is told and false is returned.
   bool Listen(int port);
-  // Serves clients until Stop; never more than one at a time, the others wait. Call after Listen, on the listener's thread.
+  // Serves clients until Stop; never more than one at a time, the others wait. Call after Listen, on the
+  // listener's thread.
   void Serve();
   // Any thread: ends Serve, a session in progress included.
   void Stop();

@@ -32,7 +32,7 @@ struct MessageEntry {
   std::string file_path;            // of a restored message; empty for the server's
   std::uint32_t size = 0;           // bytes: as listed, then of the parsed message
   std::optional<std::string> unique_id;
-  std::string verdict_text;         // the words that led to the verdict
+  std::string verdict_text;  // the words that led to the verdict
   double spam_probability = 0;
   std::unique_ptr<MailMessage> message;  // null until fetched
 
@@ -41,8 +41,8 @@ struct MessageEntry {
   bool is_visible() const { return client_number != kHiddenFromClient && client_number != kUnnumbered; }
 };
 
-// The entries in list order: the newest restored message first, then the server's messages against the order in which it
-// listed them. Entries keep their addresses.
+// The entries in list order: the newest restored message first, then the server's messages against the order
+// in which it listed them. Entries keep their addresses.
 class MessageList {
  public:
   // Puts an entry at the head.
@@ -58,8 +58,8 @@ class MessageList {
 
   // The first entry of that server number, or null.
   MessageEntry* FindByServerNumber(std::uint32_t number);
-  // The first entry of that client number, or null. Numbers below 1 match nothing: neither hidden nor unnumbered entries
-  // can be reached by a number that the client left out.
+  // The first entry of that client number, or null. Numbers below 1 match nothing: neither hidden nor
+  // unnumbered entries can be reached by a number that the client left out.
   MessageEntry* FindByClientNumber(std::int32_t number);
 
   // Takes the numbering away from all entries; the next NumberNext gives 1.

@@ -27,7 +27,9 @@ std::uint32_t NumberAtStart(std::string_view text) {
   return static_cast<std::uint32_t>(number);
 }
 
-bool IsServerNumber(std::uint32_t number) { return number >= 1 && number <= kMaxServerNumber; }
+bool IsServerNumber(std::uint32_t number) {
+  return number >= 1 && number <= kMaxServerNumber;
+}
 
 // Position of the first blank, or if there is none of the first tab.
 std::size_t Separator(std::string_view line) {
@@ -35,7 +37,8 @@ std::size_t Separator(std::string_view line) {
   return blank != std::string_view::npos ? blank : line.find('\t');
 }
 
-// Calls `visit` with each line between the status line and the line of the single dot. False when there are too many.
+// Calls `visit` with each line between the status line and the line of the single dot. False when there are
+// too many.
 template <typename Visit>
 bool ForEachLine(std::string_view reply, const Visit& visit) {
   std::size_t count = 0;

@@ -24,8 +24,8 @@ struct ListedUniqueId {
   std::string_view unique_id;  // up to 254 bytes, points into the reply
 };
 
-// The lines in the order of the reply, those numbered 0 or above 65535 left out. Nothing when the reply holds more
-// lines than any mailbox has.
+// The lines in the order of the reply, those numbered 0 or above 65535 left out. Nothing when the reply holds
+// more lines than any mailbox has.
 std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply);
 // Lines without a separator are left out too.
 std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply);

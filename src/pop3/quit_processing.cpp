@@ -25,8 +25,8 @@ class Quit {
   explicit Quit(ClientSession& session)
       : session_(session), messages_(session.upstream().messages()), recycle_bin_(session.program()) {}
 
-  // All spam is on the disk, its index too, before the first deletion goes to the server: nothing is deleted that is
-  // not kept. One index save serves them all.
+  // All spam is on the disk, its index too, before the first deletion goes to the server: nothing is deleted
+  // that is not kept. One index save serves them all.
   void FileSpam() {
     std::vector<MessageEntry*> entries;
     std::vector<DeletedMessage> spam;

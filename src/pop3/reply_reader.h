@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Reads one reply of a POP3 server (RFC 1939) up to its terminator, in time linear in its length however it is cut into
-// pieces, and bounded against servers that never end. It knows no socket: a source hands it the pieces.
+// Reads one reply of a POP3 server (RFC 1939) up to its terminator, in time linear in its length however it
+// is cut into pieces, and bounded against servers that never end. It knows no socket: a source hands it the
+// pieces.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +16,8 @@ namespace quillbeaker {
 inline constexpr std::string_view kLineEnd = "\r\n";
 inline constexpr std::string_view kMultilineEnd = "\r\n.\r\n";
 
-// What a lying server could cost at most; beyond it the read fails and the server is not listened to any more.
+// What a lying server could cost at most; beyond it the read fails and the server is not listened to any
+// more.
 inline constexpr std::size_t kMaxStatusLine = std::size_t{64} * 1024;
 inline constexpr std::size_t kMaxListing = std::size_t{64} * 1024 * 1024;
 inline constexpr std::size_t kMaxMessage = std::size_t{1024} * 1024 * 1024;
@@ -50,8 +52,8 @@ using ReplyProgress = std::function<bool(std::size_t bytes)>;
 // `progress` may be empty.
 Reply ReadReply(const ReplySource& source, const ReplyFormat& format, const ReplyProgress& progress);
 
-// Reads and drops bytes until `terminator`, of which a beginning may stand at the end of `already`. False when the
-// connection is over, or after `limit` bytes.
+// Reads and drops bytes until `terminator`, of which a beginning may stand at the end of `already`. False
+// when the connection is over, or after `limit` bytes.
 bool SkipReply(const ReplySource& source, std::string_view already, std::string_view terminator,
                std::size_t limit);
 

@@ -23,8 +23,8 @@ constexpr std::size_t kMaxUserName = 80;  // bytes
 constexpr milliseconds kConnectStep{250};
 // How long a server may take to close after QUIT before we do.
 constexpr milliseconds kFarewell{2'500};
-constexpr std::size_t kMessageChunk = 51'200;      // bytes
-constexpr std::size_t kRestoredListArea = 2'000;   // bytes
+constexpr std::size_t kMessageChunk = 51'200;     // bytes
+constexpr std::size_t kRestoredListArea = 2'000;  // bytes
 
 // Outside this range a timer would silently give no time-out at all.
 milliseconds TimeoutOf(std::int32_t seconds) {
@@ -37,12 +37,16 @@ std::string_view WithoutLineEnd(std::string_view text) {
   return text.substr(0, text.find(kLineEnd));
 }
 
-bool IsPositive(std::string_view reply) { return reply.starts_with("+OK"); }
+bool IsPositive(std::string_view reply) {
+  return reply.starts_with("+OK");
+}
 
-ReplyFormat ListingFormat() { return {.terminator = kMultilineEnd, .limit = kMaxListing}; }
+ReplyFormat ListingFormat() {
+  return {.terminator = kMultilineEnd, .limit = kMaxListing};
+}
 
-// Cuts the status line and the closing dot off a RETR reply. The text keeps its dot-stuffing, so that it can go to the
-// mail client as it is; the CR LF before the closing dot is not part of it.
+// Cuts the status line and the closing dot off a RETR reply. The text keeps its dot-stuffing, so that it can
+// go to the mail client as it is; the CR LF before the closing dot is not part of it.
 std::string MessageText(std::string reply) {
   const std::size_t begin = reply.find(kLineEnd) + kLineEnd.size();
   // An empty message leaves the bare closing line, whose CR LF went with the status line.
@@ -54,8 +58,8 @@ std::string MessageText(std::string reply) {
   return reply;
 }
 
-// Deliberate: a file that the user dropped in may end its lines with LF alone; served like that it would be one endless
-// header line to every mail client.
+// Deliberate: a file that the user dropped in may end its lines with LF alone; served like that it would be
+// one endless header line to every mail client.
 std::string WithCrLf(std::string text) {
   if (text.find(kLineEnd) != std::string::npos) {
     return text;
@@ -76,9 +80,13 @@ std::string WithCrLf(std::string text) {
 UpstreamSession::UpstreamSession(Program& program, CheckObserver& observer)
     : program_(program), observer_(observer) {}
 
-UpstreamSession::~UpstreamSession() { Close(); }
+UpstreamSession::~UpstreamSession() {
+  Close();
+}
 
-std::string UpstreamSession::Account() const { return user_name_ + " @ " + server_name_; }
+std::string UpstreamSession::Account() const {
+  return user_name_ + " @ " + server_name_;
+}
 
 bool UpstreamSession::Login(const std::string& server, int port, const std::string& user,
                             const std::string& password, std::int32_t timeout_seconds) {
@@ -330,7 +338,9 @@ bool UpstreamSession::DeleteMessage(std::uint32_t server_number) {
   return SendLine("DELE " + std::to_string(server_number) + "\r\n") && ReadStatus();
 }
 
-bool UpstreamSession::Noop() { return SendLine("NOOP\r\n") && ReadStatus(); }
+bool UpstreamSession::Noop() {
+  return SendLine("NOOP\r\n") && ReadStatus();
+}
 
 bool UpstreamSession::SendLine(std::string_view line) {
   if (!IsUsable() || !FinishPendingReply()) {
@@ -457,8 +467,8 @@ void UpstreamSession::CloseConnection() {
   if (!dead_ && !aborted_) {
     pending_ = {};
     if (SendLine(kQuit)) {
-      // Deliberate: a socket closed over unread bytes resets the connection, and a server that is reset may forget the
-      // deletions. So it is the server that closes; what it says is not looked at.
+      // Deliberate: a socket closed over unread bytes resets the connection, and a server that is reset may
+      // forget the deletions. So it is the server that closes; what it says is not looked at.
       connection_->FinishSending();
       std::array<char, 4096> dropped;
       const auto end = std::chrono::steady_clock::now() + kFarewell;

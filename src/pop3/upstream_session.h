@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The client side of the proxy: one connection to the real POP3 server (RFC 1939), and the list of messages that the mail
-// client will see. Used on the listener's thread, Abort aside.
+// The client side of the proxy: one connection to the real POP3 server (RFC 1939), and the list of messages
+// that the mail client will see. Used on the listener's thread, Abort aside.
 
 #include <atomic>
 #include <chrono>
@@ -31,19 +31,21 @@ class UpstreamSession {
   UpstreamSession(const UpstreamSession&) = delete;
   UpstreamSession& operator=(const UpstreamSession&) = delete;
 
-  // Connects and logs in; a session that was open is closed first. On failure after the connection was made the
-  // socket stays open until Close. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
+  // Connects and logs in; a session that was open is closed first. On failure after the connection was made
+  // the socket stays open until Close. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
   bool Login(const std::string& server, int port, const std::string& user, const std::string& password,
              std::int32_t timeout_seconds);
 
-  // The list is read from the server when it is first needed: LIST, UIDL, and the restored messages of this account.
+  // The list is read from the server when it is first needed: LIST, UIDL, and the restored messages of this
+  // account.
   MessageList& messages() { return messages_; }
   bool HasMessages();
   std::uint32_t CountMessages(std::uint64_t& total_size);
   std::uint32_t CountKnown(std::uint64_t& known_size);
 
-  // The entry of that server number with its message, downloaded once per session; null when it cannot be had. A
-  // restored message whose file is gone is an empty message, never null: one lost file must not hold up all mail.
+  // The entry of that server number with its message, downloaded once per session; null when it cannot be
+  // had. A restored message whose file is gone is an empty message, never null: one lost file must not hold
+  // up all mail.
   MessageEntry* FetchMessage(std::uint32_t server_number);
   // What the server said to the last fetch that failed; empty when it said nothing.
   const std::string& last_refusal() const { return last_refusal_; }
@@ -52,8 +54,8 @@ class UpstreamSession {
   bool DeleteMessage(std::uint32_t server_number);
   bool Noop();
 
-  // Any thread, for the end of the program: tries to say QUIT and breaks the connection, so that a blocked operation
-  // fails. No later login succeeds.
+  // Any thread, for the end of the program: tries to say QUIT and breaks the connection, so that a blocked
+  // operation fails. No later login succeeds.
   void Abort();
   // Says QUIT, waits for the server to close so that it carries the deletions out, and forgets everything.
   void Close();
