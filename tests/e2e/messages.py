@@ -3,7 +3,7 @@
 
 The proxy delivers every field and every body byte, but folds header lines anew: at the last blank at
 an index of at most 69 while more than 70 characters are left, continued with a tab. `refolded` says
-that once more, written from the description and not from the program."""
+that once more, independently of the program."""
 
 import base64
 import binascii

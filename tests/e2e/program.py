@@ -161,18 +161,18 @@ class Quillbeaker:
         assert root.tag == "uniqueid", root.tag
         return [(e.get("uid"), e.get("date")) for e in root if e.tag == "mail"]
 
-    def restored_entry(self, name, text=None, account="", **attributes):
+    def restored_entry(self, name, text=None, account=None, **attributes):
         """Puts a message into the recycle bin and marks it restored."""
         self.bin_entry(name, text, account, restored="1", **attributes)
 
-    def bin_entry(self, name, text=None, account="", **attributes):
+    def bin_entry(self, name, text=None, account=None, **attributes):
         if text is not None:
             self.write(f"recycle/{name}", text)
         data = self.read("recycle/recyclebin.xml")
         root = ElementTree.fromstring(data) if data else ElementTree.Element("recyclebin")
         values = {"name": name, "date": str(day_number()), "time": "10:00", "subject": "kept", "sender": "",
                   "address": "", "size": str(len(text or b"")), **attributes}
-        if account:
+        if account is not None:
             values["account"] = account
         ElementTree.SubElement(root, "recyclefile", values)
         self.write("recycle/recyclebin.xml",

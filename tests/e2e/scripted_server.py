@@ -12,7 +12,7 @@ import socket
 import struct
 import threading
 import time
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 
 GREETING = "GREETING"
 
@@ -232,9 +232,11 @@ class Session:
 class ScriptedServer:
     """Listens on loopback at a port of its own; `with` stops it."""
 
-    def __init__(self, messages=(), host="127.0.0.1", port=0, password=b"secret"):
+    def __init__(self, messages=(), host="127.0.0.1", port=0, password=b"secret",
+                 uid_prefix=b"uid"):
         self.host = host
         self.password = password
+        self.uid_prefix = uid_prefix
         self.lock = threading.RLock()
         self.changed = threading.Condition(self.lock)
         self.stopping = threading.Event()
@@ -291,7 +293,7 @@ class ScriptedServer:
             if number is None:
                 number = max((m.number for m in self.mailbox), default=0) + 1
             if uid is None:
-                uid = b"uid-%d-%d" % (number, len(self.mailbox))
+                uid = b"%s-%d-%d" % (self.uid_prefix, number, len(self.mailbox))
             self.mailbox.append(Stored(number, data, uid))
             return number
 
