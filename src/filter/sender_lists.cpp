@@ -17,10 +17,6 @@ namespace {
 
 constexpr std::uint32_t kNoLine = UINT32_MAX;
 
-bool IsWildcard(char c) {
-  return c == '*' || c == '?';
-}
-
 // The name stands before the first comma, the number of the list behind the last one. A value without comma
 // names no list.
 void ReadValue(std::string_view value, SenderRecord& record) {
@@ -31,24 +27,29 @@ void ReadValue(std::string_view value, SenderRecord& record) {
 
 }  // namespace
 
-// The entries as one version of the configuration file has them, prepared for look-ups: plain addresses are
-// found by their hash, and only the patterns are tried one by one.
+// The entries as one version of the configuration file has them, prepared for look-ups: plain addresses and
+// patterns that begin with their only wildcard, a star ("*@example.com"), are found by their hash; the other
+// patterns are tried one by one.
 struct SenderLists::Index {
   struct Line {
     std::string_view key;
     std::string_view value;
     std::string_view lower_key;        // in lower_keys
     std::uint32_t same_key = kNoLine;  // next line with an equal key
-    bool pattern = false;
   };
 
   explicit Index(std::shared_ptr<const IniDocument> document);
+  // Adds the lines whose key is `lower_key`.
+  void Collect(std::string_view lower_key, std::vector<std::uint32_t>& found) const;
+  // The lines that match the address (in lower case), in file order.
+  std::vector<std::uint32_t> Matching(std::string_view lower) const;
   void Fill(std::uint32_t line, SenderRecord& record) const;
 
   const std::shared_ptr<const IniDocument> source;  // owns what the views show
   std::vector<Line> lines;
-  std::vector<std::uint32_t> patterns;                             // ascending
-  std::unordered_map<std::string_view, std::uint32_t> first_line;  // by lower-case key, patterns too
+  std::unordered_map<std::string_view, std::uint32_t> first_line;  // by lower-case key
+  std::vector<std::uint32_t> other_patterns;
+  bool has_ending_patterns = false;
   std::string lower_keys;
 };
 
@@ -63,20 +64,51 @@ SenderLists::Index::Index(std::shared_ptr<const IniDocument> document) : source(
   }
   lower_keys.reserve(key_bytes);  // so that the views into it stay
   first_line.reserve(lines.size());
-  std::unordered_map<std::string_view, std::uint32_t> last_line;
-  for (std::uint32_t i = 0; i < lines.size(); ++i) {
-    Line& line = lines[i];
-    const std::size_t begin = lower_keys.size();
+  for (const Line& line : lines) {
     for (const char c : line.key) lower_keys += ToLowerAscii(c);
-    line.lower_key = std::string_view(lower_keys).substr(begin);
-    line.pattern = std::any_of(line.key.begin(), line.key.end(), IsWildcard);
-    if (line.pattern) patterns.push_back(i);
-    if (!first_line.emplace(line.lower_key, i).second) {
-      const auto last = last_line.find(line.lower_key);
-      lines[last == last_line.end() ? first_line[line.lower_key] : last->second].same_key = i;
-      last_line[line.lower_key] = i;
+  }
+  // From the last line to the first, so that each new line of a key stands before those already there.
+  std::size_t end = lower_keys.size();
+  for (std::uint32_t i = static_cast<std::uint32_t>(lines.size()); i-- > 0;) {
+    Line& line = lines[i];
+    end -= line.key.size();
+    line.lower_key = std::string_view(lower_keys).substr(end, line.key.size());
+    const auto [place, is_new] = first_line.emplace(line.lower_key, i);
+    if (!is_new) line.same_key = std::exchange(place->second, i);
+    const std::size_t last_wildcard = line.lower_key.find_last_of("*?");
+    if (last_wildcard == std::string_view::npos) continue;
+    if (last_wildcard == 0 && line.lower_key[0] == '*') {
+      has_ending_patterns = true;
+    } else {
+      other_patterns.push_back(i);
     }
   }
+}
+
+void SenderLists::Index::Collect(std::string_view lower_key, std::vector<std::uint32_t>& found) const {
+  const auto place = first_line.find(lower_key);
+  if (place == first_line.end()) return;
+  for (std::uint32_t line = place->second; line != kNoLine; line = lines[line].same_key)
+    found.push_back(line);
+}
+
+std::vector<std::uint32_t> SenderLists::Index::Matching(std::string_view lower) const {
+  std::vector<std::uint32_t> found;
+  Collect(lower, found);
+  if (has_ending_patterns) {
+    // A star before each ending of the address, the empty one too.
+    std::string ending = '*' + std::string(lower);
+    for (std::size_t i = 0; i < ending.size(); ++i) {
+      ending[i] = '*';
+      Collect(std::string_view(ending).substr(i), found);
+    }
+  }
+  for (const std::uint32_t line : other_patterns) {
+    if (MatchesWildcard(lines[line].lower_key, lower)) found.push_back(line);
+  }
+  std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
 }
 
 void SenderLists::Index::Fill(std::uint32_t line, SenderRecord& record) const {
@@ -93,30 +125,24 @@ std::shared_ptr<const SenderLists::Index> SenderLists::CurrentIndex() const {
   return index_;
 }
 
-// The plain entries of the address and the patterns that match it are visited together in file order; what an
-// entry does to those before it depends on that order.
 bool SenderLists::LookUp(std::string_view address, SenderRecord& record) const {
   const std::shared_ptr<const Index> index = CurrentIndex();
   const std::string lower = LowerAscii(address);
   record.kind = kSenderNone;
-
-  const auto plain = index->first_line.find(lower);
-  std::uint32_t exact = plain == index->first_line.end() ? kNoLine : plain->second;
-  const auto apply_exact_before = [&](std::uint32_t end) {
-    for (; exact < end; exact = index->lines[exact].same_key) index->Fill(exact, record);
-  };
-  for (const std::uint32_t line : index->patterns) {
-    const std::string_view pattern = index->lines[line].lower_key;
-    // A pattern that is written like the address itself is an exact entry and stands in that chain.
-    if (!MatchesWildcard(pattern, lower) || pattern == lower) continue;
-    apply_exact_before(line);
+  for (const std::uint32_t line : index->Matching(lower)) {
+    const bool exact = index->lines[line].lower_key == lower;
     SenderRecord candidate;
-    ReadValue(index->lines[line].value, candidate);
-    if (record.kind == kSenderNone || (record.kind == kSenderBlocked && candidate.kind == kSenderFriend)) {
-      index->Fill(line, record);
+    index->Fill(line, candidate);
+    // Deliberate: an exact entry outranks every line above it, whatever its list; of the patterns the first
+    // counts, but Friend outranks Blocked, an exact Blocked entry included.
+    if (!exact && record.kind != kSenderNone &&
+        (record.kind != kSenderBlocked || candidate.kind != kSenderFriend)) {
+      continue;
     }
+    record.name = std::move(candidate.name);
+    record.address = std::move(candidate.address);
+    record.kind = candidate.kind;
   }
-  apply_exact_before(kNoLine);
   return record.kind != kSenderNone;
 }
 

@@ -16,6 +16,8 @@ constexpr std::uint32_t kReports = 0x80000000U;
 // deepest and the least visited, cost their own size only.
 constexpr std::size_t kMostCells = std::size_t{1} << 21;
 
+constexpr std::size_t kPieces = 4;  // of a text, walked in turn
+
 unsigned char Folded(char c) {
   return static_cast<unsigned char>(ToUpperAscii(c));
 }
@@ -30,6 +32,7 @@ SpamWordSearch::SpamWordSearch(const std::vector<SpamWord>& words) {
     std::string& folded = classes.emplace_back(word.word);
     for (char& c : folded) c = static_cast<char>(class_of_[static_cast<unsigned char>(c)]);
     const std::uint32_t index = static_cast<std::uint32_t>(classes.size() - 1);
+    longest_word_ = std::max(longest_word_, folded.size());
     (folded.empty() ? empty_words_ : order_).push_back(index);
   }
   std::stable_sort(order_.begin(), order_.end(),
@@ -143,14 +146,38 @@ void SpamWordSearch::FindAll(std::string_view text, std::vector<std::uint32_t>& 
     std::fill(reported_.begin(), reported_.end(), 0);
     search_number_ = 1;
   }
-  std::uint32_t state = 0;
-  for (const char c : text) {
-    const std::uint32_t next = Step(state, class_of_[static_cast<unsigned char>(c)]);
-    state = next & ~kReports;
-    if (next != state) [[unlikely]]
-      Report(state, found);
+  // Each piece reaches back over the end of the one before it by what a word across the cut needs.
+  const std::size_t overlap = longest_word_ - 1;
+  const std::size_t piece = (text.size() + (kPieces - 1) * overlap + kPieces - 1) / kPieces;
+  if (piece > 4 * overlap + kPieces) {
+    FindInPieces(text, piece, found);
+  } else {
+    std::uint32_t state = 0;
+    for (const char c : text) state = Walk(state, c, found);
   }
   std::sort(found.begin(), found.end());
+}
+
+// Every step waits for the memory that the step before it named. Walking several pieces of the text in turn
+// lets the processor wait for all of them at once.
+void SpamWordSearch::FindInPieces(std::string_view text, std::size_t piece,
+                                  std::vector<std::uint32_t>& found) const {
+  const std::size_t stride = piece - (longest_word_ - 1);
+  std::array<const char*, kPieces> start;
+  for (std::size_t i = 0; i < kPieces; ++i)
+    start[i] = text.data() + std::min(i * stride, text.size() - piece);
+  std::array<std::uint32_t, kPieces> state{};
+  for (std::size_t at = 0; at < piece; ++at) {
+    for (std::size_t i = 0; i < kPieces; ++i) state[i] = Walk(state[i], start[i][at], found);
+  }
+}
+
+std::uint32_t SpamWordSearch::Walk(std::uint32_t state, char c, std::vector<std::uint32_t>& found) const {
+  const std::uint32_t next = Step(state, class_of_[static_cast<unsigned char>(c)]);
+  state = next & ~kReports;
+  if (next != state) [[unlikely]]
+    Report(state, found);
+  return state;
 }
 
 // Sunday's quick search: after a mismatch the byte behind the window says how far it may move.

@@ -45,10 +45,14 @@ class SpamWordSearch {
   // The state after one more byte of class `label`, with kReports when words end there.
   std::uint32_t Step(std::uint32_t state, std::uint8_t label) const;
   std::uint32_t Reporting(std::uint32_t state) const;
+  // Takes one byte of a text: the next state, its words reported.
+  std::uint32_t Walk(std::uint32_t state, char c, std::vector<std::uint32_t>& found) const;
+  void FindInPieces(std::string_view text, std::size_t piece, std::vector<std::uint32_t>& found) const;
   void Report(std::uint32_t state, std::vector<std::uint32_t>& found) const;
 
   std::array<std::uint8_t, 256> class_of_{};  // byte, both cases alike -> class; 0: occurs in no word
   std::size_t class_count_ = 1;
+  std::size_t longest_word_ = 0;
   std::vector<State> states_;  // one more than there are, for the end of the last one's children
   std::vector<std::uint32_t>
       rows_;  // next state by class for the first states; the others search their children
