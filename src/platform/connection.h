@@ -37,7 +37,8 @@ class Connection {
   virtual IoResult Send(std::string_view bytes, std::chrono::milliseconds wait) = 0;
   // Half-close: the peer reads an end of stream, we can still receive.
   virtual void FinishSending() = 0;
-  // True when the peer has closed or reset the connection and no byte of it waits unread. Does not block.
+  // True when the peer has closed or reset the connection. Does not block. A peer that only closed its sending side counts
+  // as gone too; while bytes of it wait unread, that is noticed only where the system tells it (Linux does, Windows not).
   virtual bool PeerHasGone() = 0;
   // Any thread, any time: tries once to send `farewell` without waiting, then shuts the stream down, so that a blocked
   // Receive or Send of another thread fails. The socket itself is closed by the destructor only.
@@ -63,8 +64,9 @@ struct ConnectResult {
   std::shared_ptr<Connection> connection;  // set only when connected
 };
 
-// Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection.
-// `on_wait` is called whenever `period` has passed without an answer and says whether to go on waiting.
+// Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection; one that
+// stays silent is waited for while the next ones are tried. `on_wait` is called whenever `period` has passed without an
+// answer and says whether to go on waiting: false gives kAborted. kTimedOut is the system's own limit.
 // Resolving cannot be interrupted by the system, so it runs on a thread of its own that is abandoned when given up.
 ConnectResult ConnectTo(const std::string& host, int port, std::chrono::milliseconds period,
                         const std::function<bool()>& on_wait);

@@ -14,8 +14,8 @@ namespace quillbeaker {
 // The command line as UTF-8, program name included (on Windows from the wide command line, not from argv).
 std::vector<std::string> CommandLine(int argc, char** argv);
 
-// From now on SIGINT and SIGTERM (Ctrl+C, closing the console) call `handler` once, on a thread of its own, instead of
-// ending the process. Call before any other thread is started.
+// From now on SIGINT, SIGTERM and SIGHUP (Ctrl+C, closing the console) call `handler` once, on a thread of its own,
+// instead of ending the process; later ones do nothing. Call before any other thread is started.
 void OnInterrupt(std::function<void()> handler);
 
 bool StandardOutputIsTerminal();

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "platform/console.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+#include <utility>
+
+namespace quillbeaker {
+namespace {
+
+void Write(std::FILE* stream, std::string_view bytes) {
+  std::fwrite(bytes.data(), 1, bytes.size(), stream);
+  std::fflush(stream);
+}
+
+struct FreeMemory {
+  void operator()(char* memory) const { std::free(memory); }
+};
+
+}  // namespace
+
+std::vector<std::string> CommandLine(int argc, char** argv) {
+  return {argv, argv + argc};
+}
+
+void OnInterrupt(std::function<void()> handler) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    // nohup(1) asks for a program that outlives its terminal; a shell's ignored SIGINT for background jobs
+    // asks for nothing, since the signal can then only have been sent on purpose.
+    if (number == SIGHUP && action.sa_handler == SIG_IGN) continue;
+    if (action.sa_handler == SIG_IGN) std::signal(number, SIG_DFL);
+    sigaddset(&signals, number);
+  }
+  // Blocked in every thread (later ones inherit it), they are waited for by one: no code has to run in a
+  // signal handler.
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([signals, handler = std::move(handler)] {
+    int number = 0;
+    while (sigwait(&signals, &number) != 0) {
+    }
+    handler();
+  }).detach();
+}
+
+bool StandardOutputIsTerminal() {
+  return isatty(STDOUT_FILENO) != 0;
+}
+
+bool StandardInputIsTerminal() {
+  return isatty(STDIN_FILENO) != 0;
+}
+
+void WriteStandardOutput(std::string_view bytes) {
+  Write(stdout, bytes);
+}
+
+void WriteStandardError(std::string_view bytes) {
+  Write(stderr, bytes);
+}
+
+std::optional<std::string> ReadStandardInputLine() {
+  char* memory = nullptr;
+  std::size_t capacity = 0;
+  const ssize_t size = getline(&memory, &capacity, stdin);
+  const std::unique_ptr<char, FreeMemory> owner(memory);
+  if (size < 0) return std::nullopt;
+  std::string_view line(memory, static_cast<std::size_t>(size));
+  if (line.ends_with('\n')) line.remove_suffix(1);
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return std::string(line);
+}
+
+}  // namespace quillbeaker
