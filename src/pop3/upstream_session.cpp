@@ -224,6 +224,9 @@ bool UpstreamSession::ReadListing() {
   messages_.Clear();
   message_count_ = -1;
   for (const ListedMessage& message : *listed) {
+    if (messages_.FindByServerNumber(message.number) != nullptr) {
+      continue;  // one number is one message, however often a server names it
+    }
     MessageEntry entry;
     entry.server_number = message.number;
     entry.client_number = message.number;
