@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Any bytes as an XML index: reading never fails badly, and what was read and changed can be saved, read again and saved
-// to the same bytes.
+// Any bytes as an XML index: reading never fails badly, and what was read and changed can be saved, read
+// again and saved to the same bytes.
 
 #include <cstddef>
 #include <cstdint>

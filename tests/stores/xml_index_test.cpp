@@ -18,7 +18,9 @@ namespace {
 
 constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
 
-std::string Latin1File(std::string_view content) { return std::string(kDeclaration) + std::string(content); }
+std::string Latin1File(std::string_view content) {
+  return std::string(kDeclaration) + std::string(content);
+}
 
 std::string AllBytes() {
   std::string bytes;
@@ -58,8 +60,11 @@ TEST(XmlIndexTest, EveryByteIsStoredOrBecomesABlank) {
 
 TEST(XmlIndexTest, TheFileHoldsEightBitBytesAsTheyStand) {
   const XmlDocument document = NewXmlDocument("root");
-  SetAttribute(AddElement(xmlDocGetRootElement(document.get()), "row"), "text", "Gr\xFC\xDF" "e \x80\x9F\xFF");
-  EXPECT_EQ(DumpXml(document, false), Latin1File("<root><row text=\"Gr\xFC\xDF" "e \x80\x9F\xFF\"/></root>\n"));
+  SetAttribute(AddElement(xmlDocGetRootElement(document.get()), "row"), "text",
+               "Gr\xFC\xDF"
+               "e \x80\x9F\xFF");
+  EXPECT_EQ(DumpXml(document, false), Latin1File("<root><row text=\"Gr\xFC\xDF"
+                                                 "e \x80\x9F\xFF\"/></root>\n"));
 }
 
 TEST(XmlIndexTest, MarkupInValuesIsEscaped) {
@@ -93,9 +98,11 @@ TEST(XmlIndexTest, AnElementAddedToAnIndentedOrEmptyFileIsIndentedToo) {
 TEST(XmlIndexTest, ADocumentTypeMakesAFileUnparsable) {
   EXPECT_EQ(ParseXml("<!DOCTYPE root><root/>"), nullptr);
   EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root SYSTEM \"http://127.0.0.1/x.dtd\"><root/>")), nullptr);
-  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><root a=\"1\">&a;</root>")),
+  EXPECT_EQ(ParseXml(Latin1File(
+                "<!DOCTYPE root [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><root a=\"1\">&a;</root>")),
             nullptr);
-  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root [<!ATTLIST row restored CDATA \"1\">]><root><row/></root>")), nullptr);
+  EXPECT_EQ(ParseXml(Latin1File("<!DOCTYPE root [<!ATTLIST row restored CDATA \"1\">]><root><row/></root>")),
+            nullptr);
   // The parser itself is free again for the next document.
   EXPECT_NE(ParseXml("<root/>"), nullptr);
 }
@@ -144,7 +151,8 @@ TEST(XmlIndexTest, MoreThanTenMegabytesAreRead) {
 }
 
 TEST(XmlIndexTest, OtherEncodingsReadAsLatin1AndSaveAsLatin1) {
-  const std::string utf8 = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root><row text=\"\xC3\xA4 \xE2\x82\xAC!\"/></root>";
+  const std::string utf8 =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?><root><row text=\"\xC3\xA4 \xE2\x82\xAC!\"/></root>";
   EXPECT_EQ(FirstAttribute(utf8, "text"), "\xE4 ?!");
   const XmlDocument document = ParseXml(utf8);
   ASSERT_NE(document, nullptr);

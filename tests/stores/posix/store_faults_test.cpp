@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: MIT
+
+// The stores on a machine that fails them: killed at every system call, a disk that fills up at every byte, a
+// directory that may only be read. What was kept before is kept after, and no index is ever half written.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "message/mail_message.h"
+#include "stores/posix/traced_process.h"
+#include "stores/recycle_bin.h"
+#include "stores/unique_id_store.h"
+#include "stores/xml_index.h"
+#include "support/test_program.h"
+
+namespace quillbeaker {
+namespace {
+
+using test::RunKilledAt;
+using test::TestProgram;
+using test::TracedEnd;
+
+constexpr std::string_view kIndex = "recycle/recyclebin.xml";
+constexpr int kMoreCallsThanAnyWorkMakes = 5000;
+
+// A message larger than the index of a few, and one smaller than it.
+constexpr std::size_t kLargeBody = 3000;
+constexpr std::size_t kSmallBody = 10;
+
+std::string MailText(std::string_view subject, std::size_t body_size) {
+  return "From: Sales <sales@shop.example>\r\nSubject: " + std::string(subject) +
+         "\r\nDate: Wed, 1 Mar 2006 10:00:00 +0000\r\n\r\nBuy " + std::string(body_size, 'x') + "\r\n";
+}
+
+// A bin that holds two messages, and what is done to it.
+class Bin {
+ public:
+  explicit Bin(std::size_t body_bytes) : body_size(body_bytes) {
+    surroundings.program();
+    for (const char* subject : {"first", "second"}) old_names.push_back(FileOne(subject));
+  }
+
+  std::string FileOne(std::string_view subject) {
+    MailMessage message;
+    message.ParseText(MailText(subject, body_size));
+    const DeletedMessage deleted{&message, "cheap", 0.9};
+    return RecycleBin(surroundings.program()).File({&deleted, 1}, "ann @ server").front();
+  }
+  std::vector<std::string> FileThree() {
+    std::vector<MailMessage> messages(3);
+    std::vector<DeletedMessage> deleted;
+    for (MailMessage& message : messages) {
+      message.ParseText(MailText("new", body_size));
+      deleted.push_back({&message, "cheap", 0.9});
+    }
+    return RecycleBin(surroundings.program()).File(deleted, "ann @ server");
+  }
+  std::optional<std::vector<RecycleEntry>> List() { return RecycleBin(surroundings.program()).List(); }
+  std::string Index() const { return surroundings.directory.Get(kIndex).value_or("(missing)"); }
+  // Whether every entry's file is there, whole.
+  bool EveryEntryHasItsFile() {
+    const auto rows = List();
+    if (!rows) return false;
+    for (const RecycleEntry& row : *rows) {
+      MailMessage message;
+      if (message.LoadFromFile(RecycleBin(surroundings.program()).PathOfMessage(row.name)) !=
+          MailMessage::kLoaded)
+        return false;
+      if (message.Serialise() != MailText(row.subject, body_size)) return false;
+    }
+    return true;
+  }
+
+  TestProgram surroundings;
+  const std::size_t body_size;
+  std::vector<std::string> old_names;
+};
+
+class StoreFaultsTest : public testing::Test {
+ protected:
+  // Without an index there would be nothing to keep.
+  static std::unique_ptr<Bin> MakeBin(std::size_t body_size = kLargeBody) {
+    auto bin = std::make_unique<Bin>(body_size);
+    RecycleBin(bin->surroundings.program()).RebuildIndex();
+    return bin;
+  }
+
+  // Does `work` to one fresh bin after another, killed one system call later each time, and looks at each
+  // with `check`.
+  static void KillAtEveryCall(
+      const std::function<void(Bin&)>& work,
+      const std::function<void(Bin&, const std::string& old_index, bool finished)>& check) {
+    for (int call = 0; call < kMoreCallsThanAnyWorkMakes; ++call) {
+      SCOPED_TRACE("killed at system call " + std::to_string(call));
+      const std::unique_ptr<Bin> bin = MakeBin();
+      const std::string old_index = bin->Index();
+      const TracedEnd end = RunKilledAt(call, [&] { work(*bin); });
+      if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+      check(*bin, old_index, end == TracedEnd::kFinished);
+      if (testing::Test::HasFailure()) return;
+      if (end == TracedEnd::kFinished) {
+        EXPECT_GT(call, 10);
+        return;
+      }
+    }
+    ADD_FAILURE() << "the work never ended";
+  }
+};
+
+TEST_F(StoreFaultsTest, KilledWhileFilingLeavesTheOldIndexOrTheNewOne) {
+  std::set<std::size_t> sizes;
+  KillAtEveryCall([](Bin& bin) { bin.FileThree(); },
+                  [&](Bin& bin, const std::string& old_index, bool finished) {
+                    const auto rows = bin.List();
+                    ASSERT_TRUE(rows.has_value());
+                    sizes.insert(rows->size());
+                    EXPECT_TRUE(bin.EveryEntryHasItsFile());
+                    if (rows->size() == 2) {
+                      EXPECT_EQ(bin.Index(), old_index);
+                    }
+                    if (finished) {
+                      EXPECT_EQ(rows->size(), 5U);
+                    }
+                    // Neither a lock nor a leftover of the killed process is in the way of the next.
+                    EXPECT_NE(bin.FileOne("next"), "");
+                    EXPECT_EQ(bin.List()->size(), rows->size() + 1);
+                  });
+  EXPECT_EQ(sizes, (std::set<std::size_t>{2, 5}));
+}
+
+TEST_F(StoreFaultsTest, KilledWhileMarkingLeavesTheOldIndexOrTheNewOne) {
+  std::set<int> restored;
+  KillAtEveryCall([](Bin& bin) { RecycleBin(bin.surroundings.program()).MarkRestored(bin.old_names, true); },
+                  [&](Bin& bin, const std::string& old_index, bool) {
+                    const auto rows = bin.List();
+                    ASSERT_TRUE(rows.has_value());
+                    int count = 0;
+                    for (const RecycleEntry& row : *rows) count += row.restored ? 1 : 0;
+                    restored.insert(count);
+                    if (count == 0) {
+                      EXPECT_EQ(bin.Index(), old_index);
+                    }
+                    EXPECT_TRUE(bin.EveryEntryHasItsFile());
+                  });
+  EXPECT_EQ(restored, (std::set<int>{0, 2}));
+}
+
+TEST_F(StoreFaultsTest, KilledWhileDeletingLeavesAnIndexThatParses) {
+  KillAtEveryCall([](Bin& bin) { RecycleBin(bin.surroundings.program()).DeleteMessages(bin.old_names); },
+                  [](Bin& bin, const std::string& old_index, bool finished) {
+                    const auto rows = bin.List();
+                    ASSERT_TRUE(rows.has_value());
+                    if (!rows->empty()) {
+                      EXPECT_EQ(bin.Index(), old_index);
+                    }
+                    if (finished) {
+                      EXPECT_TRUE(rows->empty());
+                    }
+                  });
+}
+
+TEST_F(StoreFaultsTest, KilledWhileRebuildingLeavesNoIndexOrAWholeOne) {
+  bool rebuilt = false;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !rebuilt; ++call) {
+    SCOPED_TRACE("killed at system call " + std::to_string(call));
+    const std::unique_ptr<Bin> bin = MakeBin();
+    ASSERT_TRUE(bin->surroundings.directory.Remove(kIndex));
+    const TracedEnd end = RunKilledAt(call, [&] { RecycleBin(bin->surroundings.program()).RebuildIndex(); });
+    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+    rebuilt = end == TracedEnd::kFinished;
+    if (!bin->surroundings.directory.Has(kIndex)) {
+      EXPECT_FALSE(rebuilt);
+      EXPECT_TRUE(RecycleBin(bin->surroundings.program()).RebuildIndex());
+    }
+    ASSERT_TRUE(bin->List().has_value());
+    ASSERT_EQ(bin->List()->size(), 2U);
+    ASSERT_TRUE(bin->EveryEntryHasItsFile());
+  }
+  EXPECT_TRUE(rebuilt);
+}
+
+TEST_F(StoreFaultsTest, KilledWhileRememberingIdsLeavesTheOldFileOrTheNewOne) {
+  bool finished = false;
+  std::set<bool> remembered;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !finished; ++call) {
+    SCOPED_TRACE("killed at system call " + std::to_string(call));
+    TestProgram surroundings;
+    const auto pass = [&](std::string_view uid) {
+      const auto store = UniqueIdStore::Open(surroundings.program());
+      if (store == nullptr) return false;
+      store->Add(uid);
+      return store->PurgeAndClose();
+    };
+    ASSERT_TRUE(pass("old"));
+    const TracedEnd end = RunKilledAt(call, [&] { pass("new"); });
+    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+    finished = end == TracedEnd::kFinished;
+    ASSERT_NE(ParseXmlFile(surroundings.directory.PathOf("uniqueid.xml")), nullptr);
+    const auto store = UniqueIdStore::Open(surroundings.program());
+    ASSERT_NE(store, nullptr);
+    ASSERT_TRUE(store->Contains("old"));
+    remembered.insert(store->Contains("new"));
+  }
+  EXPECT_TRUE(finished);
+  EXPECT_EQ(remembered, (std::set<bool>{false, true}));
+}
+
+// The number of names that filing gave, on a disk on which no file grows beyond `bytes`.
+int FiledOnASmallDisk(Bin& bin, rlim_t bytes) {
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(100);
+    int filed = 0;
+    for (const std::string& name : bin.FileThree()) filed += name.empty() ? 0 : 1;
+    _exit(filed);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+TEST_F(StoreFaultsTest, ADiskThatFillsUpAnywhereKeepsWhatWasThere) {
+  std::set<std::size_t> entries;
+  std::set<int> counts;
+  for (const std::size_t body_size : {kLargeBody, kSmallBody}) {
+    for (rlim_t bytes = 0; bytes < 4000; bytes += 111) {
+      SCOPED_TRACE("disk of " + std::to_string(bytes) + " bytes");
+      const std::unique_ptr<Bin> bin = MakeBin(body_size);
+      const std::string old_index = bin->Index();
+      const int filed = FiledOnASmallDisk(*bin, bytes);
+      counts.insert(filed);
+      const auto rows = bin->List();
+      ASSERT_TRUE(rows.has_value());
+      entries.insert(rows->size());
+      if (rows->size() == 2) {
+        ASSERT_EQ(bin->Index(), old_index);
+      } else {
+        ASSERT_EQ(filed, 3);
+      }
+      ASSERT_TRUE(bin->EveryEntryHasItsFile());
+      // No part of a message and no part of an index lies about.
+      const std::string directory = bin->surroundings.directory.PathOf("recycle/");
+      ASSERT_EQ(ListFiles(directory, ".recycle").size(), static_cast<std::size_t>(2 + filed));
+      ASSERT_TRUE(ListFiles(directory, ".new").empty());
+    }
+  }
+  EXPECT_EQ(counts, (std::set<int>{0, 3}));
+  EXPECT_EQ(entries, (std::set<std::size_t>{2, 5}));
+}
+
+// Runs `work` as a user who owns nothing here; its result, or nothing when no other user can be taken on.
+std::optional<bool> AsAStranger(const std::function<bool()>& work) {
+  constexpr uid_t kNobody = 65534;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(2);
+    _exit(work() ? 1 : 0);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) > 1)
+    return std::nullopt;
+  return WEXITSTATUS(status) == 1;
+}
+
+TEST_F(StoreFaultsTest, InAReadOnlyDirectoryNothingIsFiledAndNothingIsLost) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  const std::string old_index = bin->Index();
+  const std::string directory = bin->surroundings.directory.PathOf("recycle");
+  // Readable for everybody, writable for nobody.
+  ASSERT_EQ(chmod(bin->surroundings.directory.PathOf(".").c_str(), 0755), 0);
+  for (const std::string& name : ListFiles(directory + "/", "")) {
+    ASSERT_EQ(chmod((directory + "/" + name).c_str(), 0444), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
+  const auto result = AsAStranger([&] {
+    bool as_expected = true;
+    for (const std::string& name : bin->FileThree()) as_expected = as_expected && name.empty();
+    RecycleBin store(bin->surroundings.program());
+    const auto rows = store.List();
+    as_expected = as_expected && rows && rows->size() == 2;
+    as_expected = as_expected && !store.MarkRestored(bin->old_names, true);
+    as_expected = as_expected && !store.DeleteMessages(bin->old_names);
+    as_expected = as_expected && !store.Empty();
+    store.TakeInDroppedFiles();
+    store.Purge(0);
+    return as_expected;
+  });
+  ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
+  EXPECT_EQ(bin->Index(), old_index);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
+}
+
+TEST_F(StoreFaultsTest, AnEmlThatCannotBeMovedDoesNotHoldUpTheStart) {
+  TestProgram surroundings;
+  RecycleBin bin(surroundings.program());
+  ASSERT_TRUE(surroundings.directory.Put("recycle/dropped.eml", MailText("dropped", kSmallBody)));
+  const std::string directory = surroundings.directory.PathOf("recycle");
+  ASSERT_EQ(chmod(surroundings.directory.PathOf(".").c_str(), 0755), 0);
+  ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
+  const auto result = AsAStranger([&] {
+    alarm(20);  // ends a start that hangs
+    bin.TakeInDroppedFiles();
+    return true;
+  });
+  ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(surroundings.directory.Has("recycle/dropped.eml"));
+  bin.TakeInDroppedFiles();
+  EXPECT_FALSE(surroundings.directory.Has("recycle/dropped.eml"));
+}
+
+}  // namespace
+}  // namespace quillbeaker

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Runs a piece of work in a child process and kills it just before one of its system calls, so that a test
+// can stand at every point at which a crash could leave the files. Linux only: it stands on ptrace(2).
+
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+
+namespace quillbeaker::test {
+
+enum class TracedEnd { kKilled, kFinished, kNotTraced };
+
+// Kills the child as it enters its system call number `victim`, counted from 0; kFinished when it made fewer.
+inline TracedEnd RunKilledAt(int victim, const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child < 0) return TracedEnd::kNotTraced;
+  if (child == 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(2);
+    raise(SIGSTOP);
+    work();
+    _exit(0);
+  }
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return TracedEnd::kNotTraced;
+  ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+  bool entering = true;
+  for (int call = 0;;) {
+    ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+    if (waitpid(child, &status, 0) != child) return TracedEnd::kNotTraced;
+    if (WIFEXITED(status)) return WEXITSTATUS(status) == 0 ? TracedEnd::kFinished : TracedEnd::kNotTraced;
+    if (!WIFSTOPPED(status)) return TracedEnd::kNotTraced;
+    if (WSTOPSIG(status) != (SIGTRAP | 0x80)) continue;
+    if (entering && call++ == victim) {
+      kill(child, SIGKILL);
+      waitpid(child, &status, 0);
+      return TracedEnd::kKilled;
+    }
+    entering = !entering;
+  }
+}
+
+}  // namespace quillbeaker::test
