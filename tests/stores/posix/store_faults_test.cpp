@@ -271,8 +271,12 @@ std::optional<bool> AsAStranger(const std::function<bool()>& work) {
     _exit(work() ? 1 : 0);
   }
   int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) > 1)
-    return std::nullopt;
+  if (child < 0 || waitpid(child, &status, 0) != child) return std::nullopt;
+  if (!WIFEXITED(status)) {
+    ADD_FAILURE() << "ended by signal " << WTERMSIG(status);
+    return false;
+  }
+  if (WEXITSTATUS(status) > 1) return std::nullopt;
   return WEXITSTATUS(status) == 1;
 }
 
@@ -320,6 +324,7 @@ TEST_F(StoreFaultsTest, AnEmlThatCannotBeMovedDoesNotHoldUpTheStart) {
   });
   ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
   if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
   EXPECT_TRUE(surroundings.directory.Has("recycle/dropped.eml"));
   bin.TakeInDroppedFiles();
   EXPECT_FALSE(surroundings.directory.Has("recycle/dropped.eml"));
