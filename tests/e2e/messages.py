@@ -18,8 +18,12 @@ SPAM_WORD = "zorkmoney"
 SPAM_WORDS = {SPAM_WORD: 120}
 
 
+# One moment for all, so that a message that is made twice is the same message.
+NOW = time.time()
+
+
 def date(days_ago=0):
-    return email.utils.formatdate(time.time() - 86400 * days_ago, localtime=False)
+    return email.utils.formatdate(NOW - 86400 * days_ago, localtime=False)
 
 
 def message(subject="hello", sender="Ann Example <ann@example.org>", body="a line\r\n", fields=(), when=None):

@@ -35,6 +35,7 @@ def checked(proxy, client, server):
     ("127.0.0.12&jane&", "127.0.0.12", 110),
     ("127.0.0.13&jane&995", "127.0.0.13", 995),
     ("127.0.0.14&jane&995&", "127.0.0.14", 995),
+    ("127.0.0.15&jane&&", "127.0.0.15", 110),
 ])
 def test_port_of_the_user_name(proxy, client, argument, host, port):
     try:
@@ -56,7 +57,7 @@ def test_port_of_the_user_name(proxy, client, argument, host, port):
     ("127.0.0.1&" + "u" * 79 + "&{}", "u" * 79),
     ("127.0.0.1&j\xe4ne&{}", "j\xe4ne"),
     ("127.0.0.1&jane&{} and more", "jane"),
-])
+], ids=list("abcde"))
 def test_user_name_is_split(proxy, client, server, argument, name):
     upstream = server()
     raw = client(proxy())
@@ -67,7 +68,7 @@ def test_user_name_is_split(proxy, client, server, argument, name):
 
 @pytest.mark.parametrize("argument", [
     "a&b&c&d", "popserver", "", "srv&jo&&hn", "s" * 80 + "&jane&110", "srv&" + "u" * 80 + "&110", "a&b&1&2&3",
-])
+], ids=lambda value: value[:20])
 def test_malformed_user_name_ends_the_session_and_nothing_else(proxy, client, argument):
     one = proxy()
     raw = client(one)
@@ -282,6 +283,18 @@ def test_attachment_behind_a_nested_part_arrives(checked):
 def test_header_lines_without_colon_are_dropped(checked):
     raw, _, _ = checked(b"Subject: x\r\nno colon here\r\n and its continuation\r\nX-A:1\r\n\r\nbody\r\n")
     assert raw.retr(1)[1] == b"Subject: x\r\nX-A: 1\r\n\r\nbody\r\n"
+
+
+@pytest.mark.parametrize("data, delivered", [
+    (b"A: b\r\n c\r\n", b"A: b c\r\n\r\n"),          # a continuation may end with the text
+    (b"Subject: only\r\n", b"Subject: only\r\n\r\n"),  # and so may a header line
+    (b"no header at all\r\n", b"\r\n"),
+    (b"\r\nbody only\r\n", b"\r\nbody only\r\n"),
+    (b"A: 1\r\n\r\n\r\n\r\n", b"A: 1\r\n\r\n\r\n\r\n"),
+])
+def test_texts_of_unusual_form(checked, data, delivered):
+    raw, _, _ = checked(data)
+    assert raw.retr(1) == (b"+OK %d" % (len(data) - 2), delivered)
 
 
 def test_long_values_are_delivered_whole(checked):

@@ -10,7 +10,7 @@ import time
 
 import pytest
 
-from messages import ham, spam
+from messages import ham, message, on_the_wire, parsed_size, spam
 from program import PORT_IN_USE, day_number, eventually, executable, free_port, ini_text, run_cli
 from raw_client import RawClient
 from scripted_server import after
@@ -383,6 +383,31 @@ def test_client_that_half_closes_counts_as_gone(proxy, client, server):
     raw.half_close()
     upstream.wait_for_end(timeout=5)
     assert upstream.count("RETR") < 20
+
+
+def test_client_that_leaves_in_the_middle_of_a_message(proxy, client, server):
+    """More than the buffers of the connection hold: the send fails, the session ends, nothing else."""
+    upstream = server(message(body="a line of a large message\r\n" * 400000))
+    one = proxy(server={"Timeout": 30})
+    raw = client(one).login(upstream.port)
+    raw.stat(60)
+    raw.send(b"RETR 1\r\n")
+    raw.peek(100)
+    raw.close()
+    upstream.wait_for_end()
+    with client(one) as second:
+        assert second.ask("STAT") == b"+OK 0 0"
+
+
+def test_client_that_reads_slowly_gets_everything(proxy, client, server):
+    data = message(body="a line of a large message\r\n" * 400000)
+    upstream = server(data)
+    raw = client(proxy(server={"Timeout": 30})).login(upstream.port)
+    raw.stat(60)
+    raw.send(b"RETR 1\r\n")
+    time.sleep(0.5)  # until the buffers are full; a sender that gives up there would be noticed below
+    assert raw.line() == b"+OK %d" % parsed_size(data)
+    assert raw.until(b"\r\n.\r\n", 60)[:-3] == on_the_wire(data)
 
 
 def test_replies_are_not_held_back(proxy, client, server):

@@ -3,6 +3,7 @@
 
 import os
 import pty
+import re
 import select
 import socket
 import time
@@ -358,6 +359,19 @@ def test_without_a_terminal_a_time_out_aborts_unasked(proxy, client, server):
     assert 1.9 <= time.monotonic() - begun < 4.5
 
 
+def test_abort_sends_an_unlogged_quit(proxy, client, server):
+    upstream = server(ham(1))
+    upstream.when("LIST", then_silence())
+    one = proxy({"AutoAbortOnTimeout": 1}, {"Timeout": 1})
+    raw = client(one).login(upstream.port)
+    assert raw.stat(5)[0] == 0
+    upstream.wait_for_end()
+    assert upstream.raw().endswith(b"LIST\r\nQUIT\r\n")
+    raw.quit()
+    with client(one):  # whose greeting comes when the log of the first session is closed
+        assert b"C: LIST" in one.server_log() and b"C: QUIT" not in one.server_log()
+
+
 @pytest.mark.parametrize("command", ["USER", "PASS", "LIST", "UIDL", "RETR", "DELE", "NOOP"])
 def test_silence_at_any_command(proxy, client, server, command):
     upstream = server(ham(1), spam(1))
@@ -418,37 +432,79 @@ def test_connect_has_the_time_limit(proxy, client):
             filler.close()
 
 
-def test_terminal_is_asked_about_a_time_out(program_directory, client, server):
-    """With a terminal the question stands there, and the server may still answer."""
+class Terminal:
+    """A terminal of its own for the proxy: what it shows so far, and waiting for a text."""
+
+    def __init__(self):
+        self.master, self.slave = pty.openpty()
+        self.shown = b""
+
+    def close(self):
+        os.close(self.master)
+        os.close(self.slave)
+
+    def wait_for(self, pattern, timeout=15):
+        end = time.monotonic() + timeout
+        while not re.search(pattern, self.shown):
+            ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
+            assert ready, f"no {pattern!r} on the terminal, only {self.shown!r}"
+            self.shown += os.read(self.master, 65536)
+
+
+@pytest.fixture
+def on_terminal(program_directory):
+    """on_terminal(settings, server) -> (proxy, terminal)."""
+    terminals = []
+
+    def start(settings=None, server=None):
+        one, terminal = program_directory(), Terminal()
+        terminals.append((one, terminal))
+        one.configure(settings, server)
+        one.start(terminal=terminal.slave)
+        terminal.wait_for(str(one.port).encode())
+        return one, terminal
+
+    yield start
+    for one, terminal in terminals:
+        try:
+            one.stop()
+        finally:
+            terminal.close()
+
+
+def test_terminal_is_asked_about_a_time_out(on_terminal, client, server):
+    """The question stands there, and the server may still answer."""
     upstream = server(ham(1))
     upstream.when("LIST", after(3.5))
-    one = program_directory()
-    one.configure({"AutoAbortOnTimeout": 0}, {"Timeout": 1})
-    master, slave = pty.openpty()
-    shown = b""
-    try:
-        one.start(terminal=slave)
+    one, terminal = on_terminal({"AutoAbortOnTimeout": 0}, {"Timeout": 1})
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    terminal.wait_for(rb"The server has not answered for a long time\. Do you want to abort connection\?", 5)
+    with pytest.raises(Silent):
+        raw.line(0.5)
+    assert raw.line() == b"+OK 1 %d" % parsed_size(ham(1))
+    raw.quit()
 
-        def read_until(text, timeout):
-            nonlocal shown
-            end = time.monotonic() + timeout
-            while text not in shown:
-                ready, _, _ = select.select([master], [], [], max(0, end - time.monotonic()))
-                assert ready, f"no {text!r} on the terminal, only {shown!r}"
-                shown += os.read(master, 65536)
 
-        read_until(str(one.port).encode(), 15)
-        raw = client(one).login(upstream.port)
-        raw.send(b"STAT\r\n")
-        read_until(b"The server has not answered for a long time. Do you want to abort connection?", 5)
-        with pytest.raises(Silent):
-            raw.line(0.5)
-        assert raw.line() == b"+OK 1 %d" % parsed_size(ham(1))
-        raw.quit()
-        one.stop()
-    finally:
-        os.close(master)
-        os.close(slave)
+def test_terminal_is_not_asked_when_it_shall_not_be(on_terminal, client, server):
+    upstream = server(ham(1))
+    upstream.when("LIST", then_silence())
+    one, terminal = on_terminal({"AutoAbortOnTimeout": 1}, {"Timeout": 1})
+    raw = client(one).login(upstream.port)
+    assert raw.stat(5)[0] == 0
+    assert b"Do you want" not in terminal.shown
+
+
+def test_terminal_shows_progress_in_one_line(on_terminal, client, server):
+    upstream = server(*[ham(n) for n in range(1, 8)])
+    upstream.when("RETR", after(0.2))
+    one, terminal = on_terminal()
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    # Drawn again and again over the same line: a carriage return that no line feed follows.
+    terminal.wait_for(rb"(?s)(\r[^\n].*){3}", 10)
+    assert raw.line().startswith(b"+OK 7 ")
+    raw.quit()
 
 
 def test_spam_is_kept_when_the_server_dies_before_quit(proxy, client, server):

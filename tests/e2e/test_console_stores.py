@@ -1,0 +1,255 @@
+# SPDX-License-Identifier: MIT
+"""The sender lists and the recycle bin from the terminal, also beside a running proxy."""
+
+import json
+import os
+import re
+import subprocess
+
+import pytest
+
+from messages import ham, message, on_the_wire, spam
+from program import day_number, executable, run_cli
+
+NAME = "2452676_231507_1a2b3c4.recycle"
+LISTED = "This sender has already been added to this/another list."
+KEPT = (b'From: "A B" <a@b.example>\r\nSubject: =?iso-8859-1?Q?Gr=FCn?=\r\nDate: Tue, 4 Feb 2003 22:15:00 GMT\r\n'
+        b"\r\nhello there\r\n")
+
+
+@pytest.fixture
+def senders(program_directory):
+    """senders(word, ...) runs `senders` in one directory, which is its attribute `home`."""
+
+    def run(command, *arguments):
+        return run_cli("senders", command, "--directory", run.home.directory, *arguments)
+
+    run.home = program_directory()
+    return run
+
+
+@pytest.fixture
+def recycle(program_directory):
+    """The same for `bin`."""
+
+    def run(command, *arguments):
+        return run_cli("bin", command, "--directory", run.home.directory, *arguments)
+
+    run.home = program_directory()
+    return run
+
+
+def listed(run):
+    done = run("list", "--json")
+    assert done.returncode == 0, done.stderr
+    return json.loads(done.stdout)
+
+
+# -- senders ------------------------------------------------------------------------------------
+def test_sender_is_added_listed_and_removed(senders):
+    assert listed(senders) == []
+    assert senders("add", "bob@example.org", "Bob Smith", "--friend").returncode == 0
+    assert senders("add", "*@bad.example", "--blocked").returncode == 0
+    assert senders.home.setting("bob@example.org", "SENDERS") == "Bob Smith,2"
+    assert senders.home.setting("*@bad.example", "SENDERS") == ",1"
+    assert listed(senders) == [{"address": "bob@example.org", "name": "Bob Smith", "kind": 2},
+                               {"address": "*@bad.example", "name": "", "kind": 1}]
+    told = senders("list").stdout.decode()
+    assert re.search(r"bob@example\.org.*Bob Smith", told) and "*@bad.example" in told
+    assert senders("remove", "BOB@example.org").returncode == 0
+    assert [one["address"] for one in listed(senders)] == ["*@bad.example"]
+    assert senders("remove", "bob@example.org").returncode == 1
+
+
+@pytest.mark.parametrize("kind", ["--friend", "--blocked"])
+def test_listed_sender_is_refused_on_either_list(senders, kind):
+    assert senders("add", "bob@example.org", "--friend").returncode == 0
+    before = senders.home.read("Quillbeaker.ini")
+    done = senders("add", "Bob@Example.ORG", kind)
+    assert done.returncode == 1
+    assert LISTED in (done.stdout + done.stderr).decode()
+    assert senders.home.read("Quillbeaker.ini") == before
+
+
+def test_pattern_does_not_make_an_address_a_duplicate(senders):
+    assert senders("add", "*@example.org", "--blocked").returncode == 0
+    assert senders("add", "bob@example.org", "--friend").returncode == 0
+    assert len(listed(senders)) == 2
+
+
+@pytest.mark.parametrize("arguments", [[], ["bob@example.org"], ["bob@example.org", "--friend", "--blocked"], ["--friend"]])
+def test_adding_needs_an_address_and_one_list(senders, arguments):
+    assert senders("add", *arguments).returncode == 2
+    assert senders.home.read("Quillbeaker.ini") == b""
+
+
+@pytest.mark.parametrize("address, stored", [("a=b@c.example", "a?b@c.example"), (";a@c.example", "?a@c.example"),
+                                             ("[a@c.example", "?a@c.example"), ("x;[y@c.example", "x;[y@c.example")])
+def test_address_that_the_file_cannot_hold_is_kept_with_a_wildcard(senders, address, stored):
+    assert senders("add", address, "--blocked").returncode == 0
+    assert [one["address"] for one in listed(senders)] == [stored]
+    done = senders("lookup", "--json", address)
+    assert done.returncode == 0 and json.loads(done.stdout)["kind"] == 1
+    assert senders("add", address, "--blocked").returncode == 1
+    assert senders("remove", address).returncode == 0
+    assert listed(senders) == []
+
+
+def test_line_ends_in_arguments_plant_no_settings(senders):
+    assert senders("add", "a@c.example", "x\r\n[SERVER]\r\nPort=1", "--blocked").returncode == 0
+    assert senders("add", "b@c.example\r\n[SERVER]", "y", "--blocked").returncode == 0
+    text = senders.home.read("Quillbeaker.ini")
+    assert not re.search(rb"(?m)^\s*(Port|\[SERVER\])", text)
+    assert len(listed(senders)) == 2
+
+
+def test_lookup_follows_the_precedence(senders):
+    senders.home.configure(senders={"exact@one.example": "a,1", "*@one.example": "b,2", "*@two.example": "c,1",
+                                    "?@two.example": "d,1", "who@three.example": "Smith, Bob,2", "odd@four.example": "e,7"})
+    for address, expected in (("EXACT@one.example", ("*@one.example", 2)), ("x@two.example", ("*@two.example", 1)),
+                              ("who@three.example", ("who@three.example", 2)), ("odd@four.example", ("odd@four.example", 7)),
+                              ("nobody@five.example", (None, -1))):
+        done = senders("lookup", "--json", address)
+        assert done.returncode == 0
+        result = json.loads(done.stdout)
+        assert result["kind"] == expected[1]
+        if expected[0]:
+            assert result["address"] == expected[0]
+    assert json.loads(senders("lookup", "--json", "who@three.example").stdout)["name"] == "Smith"
+
+
+def test_adding_keeps_the_rest_of_the_file(senders):
+    text = (b"; a comment\n[quillbeaker]\nForeign = kept \n#key=1\n\n[Senders]\nz@old.example=Old,1\n"
+            b"; inside\n[Other]\na=b\n")
+    senders.home.write("Quillbeaker.ini", text)
+    assert senders("add", "new@example.org", "--friend").returncode == 0
+    after = senders.home.read("Quillbeaker.ini")
+    assert after.lower().count(b"[senders]") == 1
+    rest = [line for line in after.splitlines() if b"new@example.org" not in line]
+    assert rest == text.splitlines()
+    assert [one["address"] for one in listed(senders)] == ["z@old.example", "new@example.org"]
+
+
+def test_many_processes_lose_no_entry(senders):
+    """One lock per store: what two processes change at the same time is both there afterwards."""
+    running = [subprocess.Popen([executable(), "senders", "add", f"a{n}@example.org", "--blocked", "--directory",
+                                 senders.home.directory], stdin=subprocess.DEVNULL) for n in range(24)]
+    assert [process.wait(60) for process in running] == [0] * 24
+    assert {one["address"] for one in listed(senders)} == {f"a{n}@example.org" for n in range(24)}
+
+
+def test_added_sender_counts_in_the_next_check(proxy, client, server):
+    upstream = server(ham(1, sender="x <bad@blocked.example>"))
+    one = proxy()
+    assert run_cli("senders", "add", "--directory", one.directory, "*@blocked.example", "--blocked").returncode == 0
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 0
+
+
+# -- bin ----------------------------------------------------------------------------------------
+def test_listing_of_the_bin(recycle):
+    recycle.home.write(f"recycle/{NAME}", KEPT)
+    recycle.home.write("recycle/recyclebin.xml", (
+        f'<?xml version="1.0" encoding="ISO-8859-1"?>\n<recyclebin><recyclefile name="{NAME}" date="2452675" time="22:15"'
+        ' subject="Gr\xfcn" spamwords="cheap, offer" probability="0.9871" account="ann @ host" sender="A B"'
+        f' address="a@b.example" size="{len(KEPT)}" restored="1"/><other/><recyclefile name="bare.recycle"/></recyclebin>'))
+    first, second = listed(recycle)
+    assert first == {"name": NAME, "date": 2452675, "time": "22:15", "subject": "Gr\xfcn", "spamwords": "cheap, offer",
+                     "probability": "0.9871", "account": "ann @ host", "sender": "A B", "address": "a@b.example",
+                     "size": len(KEPT), "restored": True}
+    assert (second["name"], second["date"], second["size"], second["restored"]) == ("bare.recycle", 0, 0, False)
+    told = recycle("list").stdout.decode()
+    for text in (NAME, "2003-02-04", "22:15", "a@b.example", "Gr\xfcn"):
+        assert text in told
+
+
+def test_bin_is_rebuilt_only_without_an_index(recycle):
+    recycle.home.write(f"recycle/{NAME}", KEPT)
+    assert recycle("rebuild").returncode == 0
+    index = recycle.home.read("recycle/recyclebin.xml")
+    assert b"\n  <recyclefile " in index
+    (entry,) = recycle.home.bin_entries()
+    assert list(entry.items()) == [("name", NAME), ("date", "2452675"), ("time", "22:15"), ("subject", "Gr\xfcn"),
+                                   ("sender", "A B"), ("address", "a@b.example"), ("size", str(len(KEPT)))]
+    recycle.home.write("recycle/2452676_231507_2.recycle", KEPT)
+    assert recycle("rebuild").returncode == 1
+    assert recycle.home.read("recycle/recyclebin.xml") == index
+
+
+def test_view_prints_the_message(recycle):
+    recycle.home.write(f"recycle/{NAME}", KEPT)
+    recycle("rebuild")
+    done = recycle("view", NAME)
+    assert done.returncode == 0
+    for text in ("A B", "a@b.example", "Gr\xfcn", "hello there"):
+        assert text in done.stdout.decode()
+    assert recycle("view", "nope.recycle").returncode == 1
+
+
+def test_restore_and_unrestore(recycle):
+    for name in (NAME, "2452676_231507_2.recycle"):
+        recycle.home.write(f"recycle/{name}", KEPT)
+    recycle("rebuild")
+    assert recycle("restore", NAME, "2452676_231507_2.recycle").returncode == 0
+    assert [e["restored"] for e in recycle.home.bin_entries()] == ["1", "1"]
+    assert recycle("unrestore", NAME).returncode == 0
+    assert {e["name"]: e["restored"] for e in recycle.home.bin_entries()} == {NAME: "0", "2452676_231507_2.recycle": "1"}
+    assert {one["name"]: one["restored"] for one in listed(recycle)} == {NAME: False, "2452676_231507_2.recycle": True}
+    assert recycle("restore", "nope.recycle").returncode == 1
+
+
+def test_delete_and_empty(recycle):
+    names = [f"2452676_231507_{n}.recycle" for n in range(5)]
+    for name in names:
+        recycle.home.write(f"recycle/{name}", KEPT)
+    outside = recycle.home.write("outside.recycle", KEPT)
+    recycle("rebuild")
+    assert recycle("delete", names[0], names[3]).returncode == 0
+    assert recycle.home.bin_files() == [names[1], names[2], names[4]]
+    assert sorted(e["name"] for e in recycle.home.bin_entries()) == [names[1], names[2], names[4]]
+    assert recycle("delete", names[0]).returncode == 1
+    assert recycle("delete", "../outside.recycle").returncode == 1
+    assert os.path.exists(outside)
+    assert recycle("empty").returncode == 0
+    assert recycle.home.bin_files() == [] and recycle.home.bin_entries() == []
+    assert os.path.exists(outside)
+
+
+def test_message_restored_from_the_terminal_comes_with_the_next_check(proxy, client, server):
+    data = message("offer", body="zorkmoney\r\n.dot\r\n")
+    upstream = server(data, ham(1))
+    one = proxy()
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 1
+    raw.quit()
+    upstream.wait_for_end()
+    (entry,) = json.loads(run_cli("bin", "list", "--json", "--directory", one.directory).stdout)
+    assert entry["account"] == "jane @ 127.0.0.1" and entry["spamwords"] == "zorkmoney"
+    assert run_cli("bin", "restore", "--directory", one.directory, entry["name"]).returncode == 0
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 2
+    assert raw.retr(1)[1] == on_the_wire(data)
+    raw.quit()
+    assert json.loads(run_cli("bin", "list", "--json", "--directory", one.directory).stdout) == []
+
+
+def test_terminal_and_proxy_lose_nothing_of_each_other(proxy, client, server):
+    """Entries are marked from the terminal while mail checks file others."""
+    one = proxy()
+    names = [f"1_00{n:04d}_1.recycle" for n in range(12)]
+    for name in names:
+        one.bin_entry(name, KEPT, "nobody @ nowhere", date=str(day_number()))
+    running = []
+    for number, name in enumerate(names):
+        upstream = server(spam(number))
+        raw = client(one).login(upstream.port)
+        raw.stat()
+        running.append(subprocess.Popen([executable(), "bin", "restore", name, "--directory", one.directory],
+                                        stdin=subprocess.DEVNULL))
+        raw.quit()
+        raw.close()
+    assert [process.wait(60) for process in running] == [0] * len(names)
+    entries = {e["name"]: e for e in one.bin_entries()}
+    assert all(entries[name].get("restored") == "1" for name in names)
+    assert len(entries) == 2 * len(names)
+    assert sorted(entries) == one.bin_files()
