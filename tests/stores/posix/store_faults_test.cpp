@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -215,6 +216,25 @@ TEST_F(StoreFaultsTest, KilledWhileRememberingIdsLeavesTheOldFileOrTheNewOne) {
   }
   EXPECT_TRUE(finished);
   EXPECT_EQ(remembered, (std::set<bool>{false, true}));
+}
+
+TEST_F(StoreFaultsTest, FilingFlushesEveryMessageThenTheirNamesThenTheIndex) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  std::string calls;
+  const TracedEnd end = test::RunTraced([&] { bin->FileThree(); },
+                                        [&](std::uint64_t number) {
+                                          if (number == SYS_fsync || number == SYS_fdatasync)
+                                            calls += "flush ";
+                                          if (number == SYS_renameat || number == SYS_renameat2)
+                                            calls += "rename ";
+#ifdef SYS_rename
+                                          if (number == SYS_rename) calls += "rename ";
+#endif
+                                          return true;
+                                        });
+  if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+  // Three messages, the directory, the new index, its rename, the directory again: one save for all.
+  EXPECT_EQ(calls, "flush flush flush flush flush rename flush ");
 }
 
 // The number of names that filing gave, on a disk on which no file grows beyond `bytes`.

@@ -9,14 +9,17 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <functional>
 
 namespace quillbeaker::test {
 
 enum class TracedEnd { kKilled, kFinished, kNotTraced };
 
-// Kills the child as it enters its system call number `victim`, counted from 0; kFinished when it made fewer.
-inline TracedEnd RunKilledAt(int victim, const std::function<void()>& work) {
+// Runs `work` in a child and calls `entering` with the number of each system call as it is entered; false
+// kills the child.
+inline TracedEnd RunTraced(const std::function<void()>& work,
+                           const std::function<bool(std::uint64_t)>& entering) {
   const pid_t child = fork();
   if (child < 0) return TracedEnd::kNotTraced;
   if (child == 0) {
@@ -28,20 +31,26 @@ inline TracedEnd RunKilledAt(int victim, const std::function<void()>& work) {
   int status = 0;
   if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return TracedEnd::kNotTraced;
   ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-  bool entering = true;
-  for (int call = 0;;) {
+  for (;;) {
     ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
     if (waitpid(child, &status, 0) != child) return TracedEnd::kNotTraced;
     if (WIFEXITED(status)) return WEXITSTATUS(status) == 0 ? TracedEnd::kFinished : TracedEnd::kNotTraced;
     if (!WIFSTOPPED(status)) return TracedEnd::kNotTraced;
     if (WSTOPSIG(status) != (SIGTRAP | 0x80)) continue;
-    if (entering && call++ == victim) {
+    __ptrace_syscall_info info{};
+    if (ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info) <= 0) return TracedEnd::kNotTraced;
+    if (info.op == PTRACE_SYSCALL_INFO_ENTRY && !entering(info.entry.nr)) {
       kill(child, SIGKILL);
       waitpid(child, &status, 0);
       return TracedEnd::kKilled;
     }
-    entering = !entering;
   }
+}
+
+// Kills the child as it enters its system call number `victim`, counted from 0; kFinished when it made fewer.
+inline TracedEnd RunKilledAt(int victim, const std::function<void()>& work) {
+  int calls = 0;
+  return RunTraced(work, [&](std::uint64_t) { return calls++ != victim; });
 }
 
 }  // namespace quillbeaker::test
