@@ -16,6 +16,7 @@ import socket
 import subprocess
 import sys
 import time
+import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
 TOP = Path(__file__).resolve().parents[2]
@@ -54,11 +55,14 @@ def prepare_directory():
 
     Deliberate: a directory whose recycle bin holds mail of another account than the sample's is moved
     aside, never removed: with --stay a person's own mail may have been filed there."""
-    accounts = {entry.get("account", "") for entry in Quillbeaker(str(DIRECTORY)).bin_entries()}
+    try:
+        accounts = {entry.get("account", "") for entry in Quillbeaker(str(DIRECTORY)).bin_entries()}
+    except ElementTree.ParseError:
+        accounts = {"unreadable"}
     if accounts - {f"{ACCOUNT} @ 127.0.0.1"}:
         kept = DIRECTORY.with_name(f"demo-kept-{time.strftime('%Y%m%d-%H%M%S')}")
         DIRECTORY.rename(kept)
-        line(f"The recycle bin of an earlier run holds mail of your own; it is kept in {kept}.")
+        line(f"The recycle bin of an earlier run may hold mail of your own; it is kept in {kept}.")
     shutil.rmtree(DIRECTORY, ignore_errors=True)
     DIRECTORY.mkdir(parents=True)
     for name in ("Quillbeaker.ini", "spampoints.ini"):
