@@ -199,7 +199,11 @@ std::optional<CalendarTime> LastWriteTime(const std::string& path) {
 FileState StateOfFile(const std::string& path) {
   FileState state;
   struct stat status;
-  if (!StatusOf(path, status)) return state;
+  if (!StatusOf(path, status)) {
+    // What may not be looked at is there all the same: nobody must take it for missing and write a new one.
+    state.exists = errno != ENOENT && errno != ENOTDIR;
+    return state;
+  }
   state.exists = true;
   state.device = static_cast<std::uint64_t>(status.st_dev);
   state.index = static_cast<std::uint64_t>(status.st_ino);

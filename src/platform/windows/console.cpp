@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "platform/console.h"
+
+// clang-format off: shellapi.h needs windows.h before it
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "platform/windows/wide.h"
+
+namespace quillbeaker {
+namespace {
+
+// The console's handler is a plain function, so what it calls stands here.
+std::function<void()>& Handler() {
+  static std::function<void()> handler;
+  return handler;
+}
+
+BOOL WINAPI OnConsoleEvent(DWORD event) {
+  static std::atomic<bool> called{false};
+  if (!called.exchange(true)) Handler()();
+  // The console's end, unlike Ctrl+C, ends the process as soon as this returns: the main thread gets the time
+  // to end it in order. The system itself waits some seconds at most.
+  if (event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT)
+    Sleep(INFINITE);
+  return TRUE;
+}
+
+bool IsConsole(HANDLE handle) {
+  DWORD mode;
+  return GetConsoleMode(handle, &mode) != 0;
+}
+
+void WriteToConsole(HANDLE console, std::wstring_view text) {
+  constexpr std::size_t kMostAtOnce = 8192;
+  while (!text.empty()) {
+    DWORD written = 0;
+    const auto size = static_cast<DWORD>(std::min(text.size(), kMostAtOnce));
+    if (!WriteConsoleW(console, text.data(), size, &written, nullptr) || written == 0) return;
+    text.remove_prefix(written);
+  }
+}
+
+void Write(DWORD which, std::string_view bytes) {
+  const HANDLE handle = GetStdHandle(which);
+  if (IsConsole(handle)) {
+    WriteToConsole(handle, WideFromUtf8(bytes));
+    return;
+  }
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    const auto size = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1 << 20));
+    if (!WriteFile(handle, bytes.data(), size, &written, nullptr) || written == 0) return;
+    bytes.remove_prefix(written);
+  }
+}
+
+// The next piece of standard input as UTF-8; empty at its end.
+std::string ReadPiece(HANDLE input) {
+  if (IsConsole(input)) {
+    wchar_t typed[1024];
+    DWORD count = 0;
+    if (!ReadConsoleW(input, typed, 1024, &count, nullptr)) return {};
+    return Utf8FromWide(std::wstring_view(typed, count));
+  }
+  char buffer[4096];
+  DWORD got = 0;
+  if (!ReadFile(input, buffer, sizeof buffer, &got, nullptr)) return {};
+  return std::string(buffer, got);
+}
+
+}  // namespace
+
+std::vector<std::string> CommandLine(int, char**) {
+  std::vector<std::string> arguments;
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (!wide) return arguments;
+  for (int i = 0; i < count; ++i) arguments.push_back(Utf8FromWide(wide[i]));
+  LocalFree(wide);
+  return arguments;
+}
+
+void OnInterrupt(std::function<void()> handler) {
+  Handler() = std::move(handler);
+  SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
+}
+
+bool StandardOutputIsTerminal() {
+  return IsConsole(GetStdHandle(STD_OUTPUT_HANDLE));
+}
+
+bool StandardInputIsTerminal() {
+  return IsConsole(GetStdHandle(STD_INPUT_HANDLE));
+}
+
+void WriteStandardOutput(std::string_view bytes) {
+  Write(STD_OUTPUT_HANDLE, bytes);
+}
+
+void WriteStandardError(std::string_view bytes) {
+  Write(STD_ERROR_HANDLE, bytes);
+}
+
+std::optional<std::string> ReadStandardInputLine() {
+  static std::string unread;
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  std::size_t end;
+  std::size_t searched = 0;
+  while ((end = unread.find('\n', searched)) == std::string::npos) {
+    searched = unread.size();
+    const std::string piece = ReadPiece(input);
+    // Ctrl+Z at the start of a line is the end of input on a console.
+    if (piece.empty() || (unread.empty() && piece.front() == '\x1A' && IsConsole(input))) break;
+    unread += piece;
+  }
+  if (unread.empty()) return std::nullopt;
+  std::string line = unread.substr(0, end);
+  unread.erase(0, end == std::string::npos ? end : end + 1);
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: MIT
+#include "platform/files.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "platform/windows/calendar.h"
+#include "platform/windows/file_handle.h"
+#include "platform/windows/wide.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// A file that another program looks at (a virus scanner, an indexer) or that is being replaced right now is
+// refused for a moment: half a second is waited in all.
+constexpr int kAttempts = 50;
+constexpr DWORD kAttemptPause = 10;  // milliseconds
+
+bool PassesSoon(DWORD error) {
+  return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED || error == ERROR_LOCK_VIOLATION ||
+         error == ERROR_USER_MAPPED_FILE;
+}
+
+bool IsMissing(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+         error == ERROR_BAD_NETPATH;
+}
+
+// Calls `attempt`, which tells success, until it has some or fails for good.
+template <typename Attempt>
+bool Persist(Attempt attempt) {
+  for (int i = 1; !attempt(); ++i) {
+    if (i == kAttempts || !PassesSoon(GetLastError())) return false;
+    Sleep(kAttemptPause);
+  }
+  return true;
+}
+
+DWORD AttributesOf(const std::wstring& path) {
+  return GetFileAttributesW(path.c_str());
+}
+
+bool Exists(DWORD attributes) {
+  return attributes != INVALID_FILE_ATTRIBUTES;
+}
+
+bool IsDirectory(DWORD attributes) {
+  return Exists(attributes) && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+FileHandle Open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+  return FileHandle(CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr));
+}
+
+// Written and, when asked for, on the disk; nothing is left of it otherwise.
+bool WriteNewFile(const std::wstring& path, std::string_view bytes, bool flush) {
+  FileHandle file;
+  const bool opened = Persist([&] {
+    file = Open(path, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL);
+    return file.valid();
+  });
+  if (!opened) return false;
+  bool written = WriteAll(file, bytes) && (!flush || FlushFileBuffers(file.get()));
+  written = file.Close() && written;
+  if (!written) DeleteFileW(path.c_str());
+  return written;
+}
+
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+bool EndsWithIgnoringCase(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() &&
+         std::equal(suffix.begin(), suffix.end(), text.end() - static_cast<std::ptrdiff_t>(suffix.size()),
+                    [](char a, char b) { return Lower(a) == Lower(b); });
+}
+
+std::uint64_t Together(DWORD high, DWORD low) {
+  return (std::uint64_t{high} << 32) | low;
+}
+
+// Nanoseconds since 1970: counted from the system's own 1601 they would not fit.
+std::int64_t Nanoseconds(const FILETIME& time) {
+  constexpr std::int64_t kFrom1601To1970 = 116444736000000000;
+  return (static_cast<std::int64_t>(Together(time.dwHighDateTime, time.dwLowDateTime)) - kFrom1601To1970) *
+         100;
+}
+
+}  // namespace
+
+const char kPathSeparator = '\\';
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  const std::wstring wide = WidePath(path);
+  FileHandle file;
+  const bool opened = Persist([&] {
+    if (IsDirectory(AttributesOf(wide))) {
+      SetLastError(ERROR_DIRECTORY);
+      return false;
+    }
+    file = Open(wide, GENERIC_READ, kShareAll, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN);
+    return file.valid();
+  });
+  LARGE_INTEGER expected;
+  if (!opened || !GetFileSizeEx(file.get(), &expected)) return std::nullopt;
+
+  constexpr std::size_t kMostAtOnce = 1 << 24;
+  std::string bytes(static_cast<std::size_t>(expected.QuadPart) + 1, '\0');
+  std::size_t size = 0;
+  for (;;) {
+    if (size == bytes.size()) bytes.resize(2 * size);
+    DWORD got = 0;
+    const auto capacity = static_cast<DWORD>(std::min(bytes.size() - size, kMostAtOnce));
+    if (!ReadFile(file.get(), bytes.data() + size, capacity, &got, nullptr)) return std::nullopt;
+    if (got == 0) break;
+    size += got;
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
+  const std::wstring target = WidePath(path);
+  const DWORD attributes = AttributesOf(target);
+  if (Exists(attributes) && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0)
+    return false;
+
+  // The file beside has always the same name, so that a killed process leaves one at most. Between processes
+  // the store's lock keeps two writers apart, within this one the mutex does.
+  static std::mutex one_at_a_time;
+  const std::lock_guard guard(one_at_a_time);
+  const std::wstring beside = WidePath(path + ".new");
+  if (!WriteNewFile(beside, bytes, true)) return false;
+  const bool replaced = Persist([&] {
+    return MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+           0;
+  });
+  if (!replaced) DeleteFileW(beside.c_str());
+  return replaced;
+}
+
+bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush) {
+  return WriteNewFile(WidePath(path), bytes, flush);
+}
+
+// The file system's journal keeps names; a directory cannot be flushed by itself.
+bool FlushDirectory(const std::string& directory) {
+  return DirectoryExists(directory);
+}
+
+bool EraseFile(const std::string& path) {
+  return DeleteFileW(WidePath(path).c_str()) != 0;
+}
+
+bool RenameFile(const std::string& from, const std::string& to) {
+  return MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(), MOVEFILE_WRITE_THROUGH) != 0;
+}
+
+bool FileExists(const std::string& path) {
+  const DWORD attributes = AttributesOf(WidePath(path));
+  return Exists(attributes) && !IsDirectory(attributes);
+}
+
+bool MakeDirectory(const std::string& path) {
+  return CreateDirectoryW(WidePath(path).c_str(), nullptr) != 0 || DirectoryExists(path);
+}
+
+bool DirectoryExists(const std::string& path) {
+  return IsDirectory(AttributesOf(WidePath(path)));
+}
+
+std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix) {
+  std::vector<std::string> names;
+  std::string pattern = directory;
+  if (!pattern.ends_with('\\') && !pattern.ends_with('/')) pattern += kPathSeparator;
+  WIN32_FIND_DATAW entry;
+  const HANDLE search = FindFirstFileW(WidePath(pattern + '*').c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) return names;
+  do {
+    if ((entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != 0) continue;
+    std::string name = Utf8FromWide(entry.cFileName);
+    if (EndsWithIgnoringCase(name, suffix)) names.push_back(std::move(name));
+  } while (FindNextFileW(search, &entry));
+  FindClose(search);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::optional<std::uint64_t> FileSize(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExW(WidePath(path).c_str(), GetFileExInfoStandard, &data)) return std::nullopt;
+  if (IsDirectory(data.dwFileAttributes)) return std::nullopt;
+  return Together(data.nFileSizeHigh, data.nFileSizeLow);
+}
+
+std::optional<CalendarTime> LastWriteTime(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  SYSTEMTIME utc;
+  SYSTEMTIME local;
+  if (!GetFileAttributesExW(WidePath(path).c_str(), GetFileExInfoStandard, &data)) return std::nullopt;
+  // Summer time is that of the file's date, not of today.
+  if (!FileTimeToSystemTime(&data.ftLastWriteTime, &utc)) return std::nullopt;
+  if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return std::nullopt;
+  return CalendarTimeOf(local);
+}
+
+FileState StateOfFile(const std::string& path) {
+  FileState state;
+  const FileHandle file =
+      Open(WidePath(path), FILE_READ_ATTRIBUTES, kShareAll, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
+  if (!file.valid()) {
+    // What is refused is there all the same: nobody must take it for missing and write a new one.
+    state.exists = !IsMissing(GetLastError());
+    return state;
+  }
+  state.exists = true;
+  BY_HANDLE_FILE_INFORMATION information;
+  if (!GetFileInformationByHandle(file.get(), &information)) return state;
+  state.device = information.dwVolumeSerialNumber;
+  state.index = Together(information.nFileIndexHigh, information.nFileIndexLow);
+  state.size = Together(information.nFileSizeHigh, information.nFileSizeLow);
+  state.modified = Nanoseconds(information.ftLastWriteTime);
+  return state;
+}
+
+bool ChangedJustNow(const FileState& state) {
+  // Files are stamped with the system time, which moves every 15.6 ms, or every 10 ms on exFAT. FAT knows
+  // double seconds only, and shows by them.
+  constexpr std::int64_t kDoubleSecond = 2'000'000'000;
+  constexpr std::int64_t kTicks = 50'000'000;
+  const std::int64_t granularity = state.modified % kDoubleSecond == 0 ? kDoubleSecond + kTicks : kTicks;
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  return Nanoseconds(now) - state.modified <= granularity;
+}
+
+std::string PathFromLatin1(std::string_view latin1) {
+  std::string utf8;
+  for (const char c : latin1) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      utf8.push_back(c);
+    } else {
+      utf8.push_back(static_cast<char>(0xC0 | (byte >> 6)));
+      utf8.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
+    }
+  }
+  return utf8;
+}
+
+}  // namespace quillbeaker
