@@ -187,7 +187,8 @@ def test_inspect_decodes_the_subject(inspect, raw, decoded):
     ("Content-Transfer-Encoding: quoted-printable\r\n", "a=3Db=\r\nc", "\r\na=bc", None),
     ("Content-Transfer-Encoding: quoted-printable\r\n", "a_b =FC", "\r\na b \xfc", None),
     ("Content-Transfer-Encoding: x-quoted-printable\r\n", "a=3Db", "\r\na=3Db", None),
-    ("Content-Type: text/html\r\n", "<p>Hi<BR>there&nbsp;you</p>", "\r\n<p>Hi<BR>there&nbsp;you</p>", "\r\nHi\r\nthere you"),
+    ("Content-Type: text/html\r\n", "<p>Hi<BR>there&nbsp;you</p>", "\r\n<p>Hi<BR>there&nbsp;you</p>",
+     "\r\nHi\r\nthere you"),
     ("Content-Type: text/html\r\n", "a<br/>b a < b &NBSP;x", "\r\na<br/>b a < b &NBSP;x", "\r\nab a < b  x"),
     ("Content-Type: text/plain\r\n", "<b>x</b>", "\r\n<b>x</b>", None),
 ])
@@ -200,8 +201,9 @@ def test_inspect_decodes_the_text(inspect, fields, body, text, stripped):
 
 
 def test_inspect_joins_the_text_of_the_parts(inspect):
-    result = inspect(b"Content-Type: multipart/alternative; boundary=\"XY\"\r\n\r\npreamble\r\n--XY\r\nContent-Type: text/plain"
-                     b"\r\n\r\nplain\r\n--XY\r\nContent-Type: text/html\r\n\r\n<b>marked</b>\r\n--XY--\r\nepilogue\r\n")
+    result = inspect(b"Content-Type: multipart/alternative; boundary=\"XY\"\r\n\r\npreamble\r\n--XY\r\n"
+                     b"Content-Type: text/plain\r\n\r\nplain\r\n--XY\r\n"
+                     b"Content-Type: text/html\r\n\r\n<b>marked</b>\r\n--XY--\r\nepilogue\r\n")
     assert result["text"] == "\r\nplain\r\n<b>marked</b>"
     assert result["text_stripped"] == "\r\nplain\r\nmarked"
     assert [f["name"] for f in result["fields"]] == ["Content-Type"]
@@ -295,8 +297,8 @@ def classify(home, write):
         done = run_cli("classify", "--directory", one.directory, "--json", path)
         assert told.returncode == done.returncode == 0, done.stderr
         (result,), (line,) = objects(done), lines(told)
-        assert set(result) == {"file", "spam", "classifier", "probability", "words", "sender_kind", "level", "threshold",
-                               "reason"}
+        assert set(result) == {"file", "spam", "classifier", "probability", "words", "sender_kind", "level",
+                               "threshold", "reason"}
         assert result["file"] == path
         assert re.search(r"\bspam\b" if result["spam"] else r"\bgood\b", line), line
         if result["probability"] is not None:
@@ -402,15 +404,14 @@ def test_classify_by_learnt_words(learnt):
     assert set(re.findall(r"word.", result["words"])) <= set(counts)
     # 0.99 for one word of 6 in 10 spam messages and none in good ones; 5 occurrences say nothing.
     assert learnt(b"X: y\r\n\r\nworda \r\n", (10, {"worda": 6}), (10, {"other": 9}))["probability"] == "0.9900"
-    assert picked(learnt(b"X: y\r\n\r\nworda \r\n", (10, {"worda": 5}), (10, {"other": 9}), settings={"FilterWordEnable": 0}),
-                  "spam", "probability") == (False, "0.4000")
+    one, off = b"X: y\r\n\r\nworda \r\n", {"settings": {"FilterWordEnable": 0}}
+    assert picked(learnt(one, (10, {"worda": 5}), (10, {"other": 9}), **off), "spam", "probability") == (
+        False, "0.4000")
     # Good occurrences count double: 1 + 2 * 2 = 5 says nothing either, 2 + 2 * 2 does.
-    assert learnt(b"X: y\r\n\r\nworda \r\n", (10, {"worda": 1}), (10, {"worda": 2}), settings={"FilterWordEnable": 0})[
-        "probability"] == "0.4000"
-    assert learnt(b"X: y\r\n\r\nworda \r\n", (10, {"worda": 2}), (10, {"worda": 2}), settings={"FilterWordEnable": 0})[
-        "probability"] == "0.3333"
+    assert learnt(one, (10, {"worda": 1}), (10, {"worda": 2}), **off)["probability"] == "0.4000"
+    assert learnt(one, (10, {"worda": 2}), (10, {"worda": 2}), **off)["probability"] == "0.3333"
     # One list without messages: 0.4 for the whole message.
-    assert learnt(data, (10, counts), (0, {}), settings={"FilterWordEnable": 0})["probability"] == "0.4000"
+    assert learnt(data, (10, counts), (0, {}), **off)["probability"] == "0.4000"
 
 
 def test_classify_asks_no_spam_words_of_what_is_surely_good(learnt):

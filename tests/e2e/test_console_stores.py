@@ -77,7 +77,8 @@ def test_pattern_does_not_make_an_address_a_duplicate(senders):
     assert len(listed(senders)) == 2
 
 
-@pytest.mark.parametrize("arguments", [[], ["bob@example.org"], ["bob@example.org", "--friend", "--blocked"], ["--friend"]])
+@pytest.mark.parametrize("arguments", [
+    [], ["bob@example.org"], ["bob@example.org", "--friend", "--blocked"], ["--friend"]])
 def test_adding_needs_an_address_and_one_list(senders, arguments):
     assert senders("add", *arguments).returncode == 2
     assert senders.home.read("Quillbeaker.ini") == b""
@@ -105,9 +106,11 @@ def test_line_ends_in_arguments_plant_no_settings(senders):
 
 def test_lookup_follows_the_precedence(senders):
     senders.home.configure(senders={"exact@one.example": "a,1", "*@one.example": "b,2", "*@two.example": "c,1",
-                                    "?@two.example": "d,1", "who@three.example": "Smith, Bob,2", "odd@four.example": "e,7"})
+                                    "?@two.example": "d,1", "who@three.example": "Smith, Bob,2",
+                                    "odd@four.example": "e,7"})
     for address, expected in (("EXACT@one.example", ("*@one.example", 2)), ("x@two.example", ("*@two.example", 1)),
-                              ("who@three.example", ("who@three.example", 2)), ("odd@four.example", ("odd@four.example", 7)),
+                              ("who@three.example", ("who@three.example", 2)),
+                              ("odd@four.example", ("odd@four.example", 7)),
                               ("nobody@five.example", (None, -1))):
         done = senders("lookup", "--json", address)
         assert done.returncode == 0
@@ -150,9 +153,11 @@ def test_added_sender_counts_in_the_next_check(proxy, client, server):
 def test_listing_of_the_bin(recycle):
     recycle.home.write(f"recycle/{NAME}", KEPT)
     recycle.home.write("recycle/recyclebin.xml", (
-        f'<?xml version="1.0" encoding="ISO-8859-1"?>\n<recyclebin><recyclefile name="{NAME}" date="2452675" time="22:15"'
-        ' subject="Gr\xfcn" spamwords="cheap, offer" probability="0.9871" account="ann @ host" sender="A B"'
-        f' address="a@b.example" size="{len(KEPT)}" restored="1"/><other/><recyclefile name="bare.recycle"/></recyclebin>'))
+        f'<?xml version="1.0" encoding="ISO-8859-1"?>\n<recyclebin><recyclefile name="{NAME}" date="2452675"'
+        ' time="22:15" subject="Gr\xfcn" spamwords="cheap, offer" probability="0.9871" account="ann @ host"'
+        ' sender="A B"'
+        f' address="a@b.example" size="{len(KEPT)}" restored="1"/><other/>'
+        '<recyclefile name="bare.recycle"/></recyclebin>'))
     first, second = listed(recycle)
     assert first == {"name": NAME, "date": 2452675, "time": "22:15", "subject": "Gr\xfcn", "spamwords": "cheap, offer",
                      "probability": "0.9871", "account": "ann @ host", "sender": "A B", "address": "a@b.example",
@@ -187,14 +192,15 @@ def test_view_prints_the_message(recycle):
 
 
 def test_restore_and_unrestore(recycle):
-    for name in (NAME, "2452676_231507_2.recycle"):
+    other = "2452676_231507_2.recycle"
+    for name in (NAME, other):
         recycle.home.write(f"recycle/{name}", KEPT)
     recycle("rebuild")
-    assert recycle("restore", NAME, "2452676_231507_2.recycle").returncode == 0
+    assert recycle("restore", NAME, other).returncode == 0
     assert [e["restored"] for e in recycle.home.bin_entries()] == ["1", "1"]
     assert recycle("unrestore", NAME).returncode == 0
-    assert {e["name"]: e["restored"] for e in recycle.home.bin_entries()} == {NAME: "0", "2452676_231507_2.recycle": "1"}
-    assert {one["name"]: one["restored"] for one in listed(recycle)} == {NAME: False, "2452676_231507_2.recycle": True}
+    assert {e["name"]: e["restored"] for e in recycle.home.bin_entries()} == {NAME: "0", other: "1"}
+    assert {one["name"]: one["restored"] for one in listed(recycle)} == {NAME: False, other: True}
     assert recycle("restore", "nope.recycle").returncode == 1
 
 

@@ -43,7 +43,8 @@ def test_endless_status_line(proxy, client, server, alive, command):
 
 
 @pytest.mark.parametrize("command, line", [("LIST", b"1 10\r\n"), ("LIST", b"x" * 1000 + b"\r\n"),
-                                           ("UIDL", b"1 abc\r\n"), ("LIST", b"no line end ")], ids=lambda v: repr(v[:12]))
+                                           ("UIDL", b"1 abc\r\n"), ("LIST", b"no line end ")],
+                         ids=lambda v: repr(v[:12]))
 def test_endless_listing(proxy, client, server, alive, command, line):
     upstream = server(ham(1))
     upstream.when(command, endless(b"+OK\r\n", line * (65536 // len(line)), limit=256 * MEGABYTE))
@@ -157,10 +158,10 @@ def deliver(client, one, upstream, expected=1):
 
 def random_message(seed):
     rng = random.Random(seed)
-    words = [b"Subject", b"From", b"Content-Type", b": ", b"multipart/mixed", b"boundary", b"=", b'"', b";", b"XY", b"--XY",
-             b"--", b"\r\n", b"\r\n\r\n", b"\n", b"\r", b"\t", b" ", b"=?iso-8859-1?Q?", b"?=", b"=?", b"base64", b"\0",
-             b"Content-Transfer-Encoding", b"quoted-printable", b"text/html", b"<", b">", b"<br>", b"&nbsp;", b"=4", b"==",
-             b"Date", b"99:99 +9900", b"\xff", b"%n%s", b"a" * 300, b".", b"..", b"\r\n.", SPAM_WORD.encode()]
+    words = [b"Subject", b"From", b"Content-Type", b": ", b"multipart/mixed", b"boundary", b"=", b'"', b";", b"XY",
+             b"--XY", b"--", b"\r\n", b"\r\n\r\n", b"\n", b"\r", b"\t", b" ", b"=?iso-8859-1?Q?", b"?=", b"=?",
+             b"base64", b"\0", b"Content-Transfer-Encoding", b"quoted-printable", b"text/html", b"<", b">", b"<br>", b"&nbsp;", b"=4",
+             b"==", b"Date", b"99:99 +9900", b"\xff", b"%n%s", b"a" * 300, b".", b"..", b"\r\n.", SPAM_WORD.encode()]
     return b"".join(rng.choice(words) for _ in range(rng.randrange(400))) + b"\r\n"
 
 

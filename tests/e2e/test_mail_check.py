@@ -163,7 +163,19 @@ def test_message_without_from_matches_no_entry(check):
 
 def test_judging_leaves_the_sender_entry_as_it_stands(check):
     _, _, _, one = check([from_blocked(1)], senders={"bad@blocked.example": "Smith, Bob,1"})
-    assert b"\nbad@blocked.example=Smith, Bob,1\n" in one.read("Quillbeaker.ini")
+    assert b"bad@blocked.example=Smith, Bob,1" in one.read("Quillbeaker.ini").splitlines()
+
+
+@pytest.mark.parametrize("end", [b"\n", b"\r\n"], ids=["LF", "CRLF"])
+def test_write_touches_no_other_line(proxy, client, end):
+    """Session begin writes one key; the rest of the file stays as it was, line ends and all."""
+    one = proxy()
+    text = end.join([b"; first", b"[Server]", b"Timeout = 7 ", b"", b"[QUILLBEAKER]", b"Foreign=\xe4", b"  ; indented",
+                     b"RecycleOldMessagesLast=1", b"no equals sign", b"[Other]", b"#key=1", b"a=b"]) + end
+    one.write("Quillbeaker.ini", text)
+    client(one).quit()
+    today = b"RecycleOldMessagesLast=%d" % day_number()
+    assert one.read("Quillbeaker.ini") == text.replace(b"RecycleOldMessagesLast=1", today)
 
 
 def test_change_of_a_setting_acts_at_once(check):

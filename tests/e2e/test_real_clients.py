@@ -64,7 +64,7 @@ def test_spam_is_taken_away_and_kept(proxy, dovecot, fetch, name):
     assert fetched.code == 0, fetched.output
     assert len(fetched.messages) == 2
     for sent, delivered in zip((ham(2), ham(1)), fetched.messages):
-        assert delivered.replace(b"\r\n", b"\n").split(b"\n\n", 1)[1] == sent.replace(b"\r\n", b"\n").split(b"\n\n", 1)[1]
+        assert_same_mail(sent, delivered)
     eventually(lambda: dovecot.left(user) == 2, what="the deletion of the spam on the server")
     assert sorted(e["subject"] for e in one.bin_entries()) == ["offer 1", "offer 2", "offer 3"]
     assert {e["account"] for e in one.bin_entries()} == {f"{user} @ 127.0.0.1"}

@@ -116,7 +116,8 @@ def test_restored_messages_have_numbers_beyond_the_servers(proxy, session, serve
 
 
 @pytest.mark.parametrize("account, offered", [
-    (ACCOUNT, True), ("", True), (None, True), ("jane @ other.example", False), ("jane @ 127.0.0.1 ", False), ("JANE @ 127.0.0.1", False),
+    (ACCOUNT, True), ("", True), (None, True), ("jane @ other.example", False), ("jane @ 127.0.0.1 ", False),
+    ("JANE @ 127.0.0.1", False),
 ])
 def test_account_decides_who_is_offered_it(proxy, session, server, account, offered):
     upstream = server()
@@ -182,8 +183,8 @@ def test_as_many_restored_names_as_fit_are_offered(proxy, session, server):
     assert one.bin_entries() == [] and one.bin_files() == []
 
 
-@pytest.mark.parametrize("name", ["../outside.recycle", "..\\outside.recycle", "/etc/passwd", "passwd", "", "x:y.recycle",
-                                  "sub/x.recycle"])
+@pytest.mark.parametrize("name", ["../outside.recycle", "..\\outside.recycle", "/etc/passwd", "passwd", "",
+                                  "x:y.recycle", "sub/x.recycle"])
 def test_doctored_name_reaches_nothing_outside(proxy, session, server, name):
     upstream = server()
     one = proxy()
@@ -215,7 +216,8 @@ def test_entities_of_an_index_are_not_followed(proxy, client, server):
     one = proxy()
     text = ('<?xml version="1.0"?>\n<!DOCTYPE recyclebin [<!ENTITY a "' + "x" * 1000 + '">'
             + "".join(f'<!ENTITY {b} "{f"&{a};" * 10}">' for a, b in zip("abcdefg", "bcdefgh"))
-            + f']>\n<recyclebin><recyclefile name="{NAME}" date="{day_number()}" restored="1" subject="&h;"/></recyclebin>')
+            + f']>\n<recyclebin><recyclefile name="{NAME}" date="{day_number()}" restored="1" subject="&h;"/>'
+            + "</recyclebin>")
     one.write("recycle/recyclebin.xml", text)
     raw = client(one).login(upstream.port)
     begun = time.monotonic()
