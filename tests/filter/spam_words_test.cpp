@@ -54,6 +54,11 @@ TEST_F(SpamWordsTest, TakeTheLeadingDigitsWithoutRangeCheck) {
   EXPECT_EQ(List(), "e:0 d:0 c:95 b:250 a:-30");
 }
 
+TEST_F(SpamWordsTest, HugePercentsStopAtTheEndsOf32Bits) {
+  PutUser("[PROBABILITIES]\r\na=99999999999999999999\r\nb=-99999999999999999999\r\n");
+  EXPECT_EQ(List(), "b:-2147483648 a:2147483647");
+}
+
 TEST_F(SpamWordsTest, SplitAtTheFirstEqualsSign) {
   PutUser("[PROBABILITIES]\r\na=5=6\r\n");
   EXPECT_EQ(List(), "a:5");

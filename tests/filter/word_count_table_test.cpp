@@ -197,6 +197,14 @@ TEST(WordCountTable, ProbesOnwardsByTheWordsOwnStep) {
                                    Record("hello", 1) + Record("loan", 1) + Record("free", 1) + Record("drug", 1));
 }
 
+TEST(WordCountTable, TheLaterOfTwoWordsWithOneHomeStepsAside) {
+  WordCountTable table;
+  table.Add("win");   // home 12
+  table.Add("free");  // home 12, step 11: slot 23 % 16 = 7
+  table.Add("bank");  // home 12, step 3: slot 15
+  EXPECT_EQ(table.Serialise(), Header(3, 0) + Record("free", 1) + Record("win", 1) + Record("bank", 1));
+}
+
 TEST(WordCountTable, AnEmptyTableIsAHeaderAlone) {
   WordCountTable table;
   table.messages = 7;
