@@ -104,6 +104,25 @@ def test_password_may_be_79_bytes_long_and_no_longer(proxy, client, server):
         raw.close()
 
 
+def test_argument_ends_at_the_first_blank(proxy, client, server):
+    upstream = server(password=b"se")
+    raw = client(proxy())
+    assert raw.user(upstream.port) == ACCEPTED
+    assert raw.ask("PASS se cret") == b"+OK Password accepted"
+    assert upstream.commands() == ["USER jane", "PASS se"]
+
+
+def test_commands_need_no_line_end(proxy, client, server):
+    """A receive is a command, whether it ends a line or not."""
+    upstream = server(ham(1), ham(2))
+    raw = client(proxy())
+    for text, answer in ((f"USER 127.0.0.1&jane&{upstream.port}", ACCEPTED), ("PASS secret", b"+OK Password accepted"),
+                         ("STAT", None), ("LIST 2\n", b"+OK 2 %d" % parsed_size(ham(1)))):
+        raw.send(text)
+        line = raw.line()
+        assert line == answer if answer else line.startswith(b"+OK 2 ")
+
+
 def test_no_state_is_enforced_before_the_login(proxy, client):
     raw = client(proxy())
     assert raw.ask("STAT") == b"+OK 0 0"

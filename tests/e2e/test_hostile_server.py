@@ -7,6 +7,7 @@ import time
 import pytest
 
 from messages import SPAM_WORD, ham, message, on_the_wire, parsed_size, spam
+from program import day_number
 from scripted_server import (ScriptedServer, after, chunked, endless, pieces, reply, then_close, then_reset,
                              then_silence)
 
@@ -147,6 +148,48 @@ def test_server_gone_at_any_byte_of_a_message(proxy, client, server, alive, cut)
     alive(one)
 
 
+def test_text_behind_the_closing_dot(proxy, client, server, alive):
+    """A server that forgets to stuff a dot: the message ends there, and nothing hangs on the rest."""
+    upstream = server(ham(1), ham(2))
+    upstream.when("RETR 2", reply(b"+OK\r\nSubject: cut\r\n\r\nbefore\r\n.\r\nbehind\r\n.\r\n"))
+    one = proxy({"AutoAbortOnTimeout": 1}, {"Timeout": 1})
+    raw = client(one).login(upstream.port)
+    assert raw.stat(10)[0] >= 1
+    assert raw.retr(1)[1] == b"Subject: cut\r\n\r\nbefore\r\n"
+    raw.quit()
+    alive(one)
+
+
+def test_sixty_thousand_messages_are_listed_in_linear_time(proxy, client, server):
+    count = 60000
+    upstream = server()
+    upstream.list_lines = [b"%d 1000" % n for n in range(1, count + 1)]
+    upstream.uidl_lines = [b"%d id-%d" % (n, n) for n in range(1, count + 1)]
+    one = proxy(server={"Timeout": 30})
+    one.write("uniqueid.xml", '<?xml version="1.0" encoding="ISO-8859-1"?>\n<uniqueid>\n' + "".join(
+        f'  <mail uid="id-{n}" date="{day_number()}"/>\n' for n in range(1, count + 1)) + "</uniqueid>\n")
+    raw = client(one).login(upstream.port)
+    begun = time.monotonic()
+    assert raw.stat(60) == (count, 1000 * count)
+    assert len(raw.uidl()) == count
+    raw.quit(60)
+    assert time.monotonic() - begun < 20
+    assert upstream.count("RETR") == 0
+
+
+def test_much_spam_is_filed_in_linear_time(proxy, client, server):
+    count = 600
+    upstream = server(*[spam(n) for n in range(count)])
+    one = proxy(server={"Timeout": 30})
+    raw = client(one).login(upstream.port)
+    assert raw.stat(60) == (0, 0)
+    begun = time.monotonic()
+    raw.quit(60)
+    assert time.monotonic() - begun < 20
+    assert len(one.bin_files()) == len(one.bin_entries()) == count
+    assert upstream.numbers() == []
+
+
 # -- messages -----------------------------------------------------------------------------------
 def deliver(client, one, upstream, expected=1):
     raw = client(one).login(upstream.port)
@@ -160,7 +203,8 @@ def random_message(seed):
     rng = random.Random(seed)
     words = [b"Subject", b"From", b"Content-Type", b": ", b"multipart/mixed", b"boundary", b"=", b'"', b";", b"XY",
              b"--XY", b"--", b"\r\n", b"\r\n\r\n", b"\n", b"\r", b"\t", b" ", b"=?iso-8859-1?Q?", b"?=", b"=?",
-             b"base64", b"\0", b"Content-Transfer-Encoding", b"quoted-printable", b"text/html", b"<", b">", b"<br>", b"&nbsp;", b"=4",
+             b"base64", b"\0",
+             b"Content-Transfer-Encoding", b"quoted-printable", b"text/html", b"<", b">", b"<br>", b"&nbsp;", b"=4",
              b"==", b"Date", b"99:99 +9900", b"\xff", b"%n%s", b"a" * 300, b".", b"..", b"\r\n.", SPAM_WORD.encode()]
     return b"".join(rng.choice(words) for _ in range(rng.randrange(400))) + b"\r\n"
 

@@ -95,6 +95,19 @@ def test_two_directories_run_side_by_side(proxy, client, server):
         assert one.stat()[0] == two.stat()[0] == 1
 
 
+def test_two_proxies_share_a_directory(proxy, program_directory, client, server):
+    """There is no lock of an instance: what one has seen the other knows."""
+    upstream = server(ham(1), spam(1))
+    first = proxy()
+    second = program_directory(first.directory).start()
+    for one in (first, second):
+        raw = client(one).login(upstream.port)
+        assert raw.stat()[0] == 1
+        raw.quit()
+    assert upstream.count("RETR") == 2
+    assert len(first.bin_files()) == 1
+
+
 def test_second_client_waits_for_the_end_of_the_first(proxy, client):
     one = proxy()
     first = client(one)

@@ -275,6 +275,21 @@ def test_damaged_id_file_is_replaced(proxy, client, server):
     assert [uid for uid, _ in one.known_ids()] == ["uid-1-0"]
 
 
+def test_id_file_with_a_document_type_is_replaced(proxy, client, server):
+    """A document that brings entities of its own counts as unparsable."""
+    upstream = server(ham(1))
+    upstream.uidl_lines = [b"1 x"]
+    one = proxy()
+    one.write("uniqueid.xml", f'<?xml version="1.0"?>\n<!DOCTYPE uniqueid [<!ENTITY a "x">]>\n'
+                              f'<uniqueid><mail uid="&a;" date="{day_number()}"/></uniqueid>\n')
+    raw = client(one).login(upstream.port)
+    raw.stat()
+    raw.quit()
+    assert upstream.count("RETR") == 1
+    assert b"DOCTYPE" not in one.read("uniqueid.xml")
+    assert [uid for uid, _ in one.known_ids()] == ["x"]
+
+
 def test_ids_of_all_bytes_leave_a_file_that_parses(proxy, client, server):
     upstream = server(ham(1), ham(2), ham(3))
     upstream.uidl_lines = [b"1 a\x01b", b"2 \xe4&<>\"'", b"3 plain"]

@@ -6,12 +6,13 @@ import pty
 import re
 import select
 import socket
+import subprocess
 import time
 
 import pytest
 
 from messages import ham, message, on_the_wire, parsed_size, spam
-from program import eventually, free_port
+from program import eventually, executable, free_port
 from raw_client import Silent
 from scripted_server import ScriptedServer, after, chunked, pieces, reply, then_close, then_reset, then_silence
 
@@ -84,6 +85,49 @@ def test_every_address_of_a_name_is_tried(proxy, client, host):
     with ScriptedServer([ham(1)], host=host) as upstream:
         raw = client(proxy()).login(upstream.port, host="localhost")
         assert raw.stat()[0] == 1
+
+
+@pytest.fixture
+def known_hosts(program_directory, tmp_path):
+    """A proxy for which "mail.test" is the given addresses, by a hosts file of its own."""
+
+    def start(addresses, settings=None, server=None):
+        if subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL, check=False).returncode:
+            pytest.skip("needs the right to give a process a hosts file of its own")
+        hosts = tmp_path / "hosts"
+        hosts.write_text("".join(f"{address} mail.test\n" for address in addresses), encoding="ascii")
+        one = program_directory()
+        one.configure(settings, server)
+        port = free_port()
+        return one.start(port=port, program="unshare", arguments=[
+            "--mount", "sh", "-c", 'mount --bind "$1" /etc/hosts && shift && exec "$@"', "sh", str(hosts), executable(),
+            "run", "--directory", one.directory, "--port", str(port)])
+
+    return start
+
+
+def test_addresses_are_tried_in_turn(known_hosts, client):
+    with ScriptedServer([ham(1)], host="127.0.0.23") as upstream:
+        one = known_hosts(["127.0.0.21", "127.0.0.22", "127.0.0.23", "127.0.0.24"])
+        raw = client(one).login(upstream.port, host="mail.test")
+        assert raw.stat()[0] == 1
+        raw.quit()
+
+
+def test_address_that_does_not_answer_is_passed_over(known_hosts, client):
+    with ScriptedServer([ham(1)], host="127.0.0.26") as upstream, socket.socket() as deaf:
+        deaf.bind(("127.0.0.25", upstream.port))
+        deaf.listen(0)
+        fillers = [socket.socket() for _ in range(4)]
+        for filler in fillers:
+            filler.setblocking(False)
+            filler.connect_ex(("127.0.0.25", upstream.port))
+        one = known_hosts(["127.0.0.25", "127.0.0.26"], {"AutoAbortOnTimeout": 1}, {"Timeout": 2})
+        raw = client(one)
+        raw.user(upstream.port, host="mail.test")
+        assert raw.ask("PASS secret", 15) == b"+OK Password accepted"
+        for filler in fillers:
+            filler.close()
 
 
 # -- what is sent -------------------------------------------------------------------------------
