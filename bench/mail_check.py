@@ -1,0 +1,111 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""A mail check of 3,000 new messages through the proxy, beside the same client directly at the same server.
+
+Prints the ratio of wall times, the proxy's share of CPU, and its peak memory against the mailbox's bytes. Both ways are taken in turn,
+in one run, because only their ratio means anything on a machine that does other things too. QUILLBEAKER_CLI names the program."""
+
+import argparse
+import pathlib
+import statistics
+import subprocess
+import sys
+import time
+
+TOP = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(TOP / "tests" / "e2e"))
+
+import dovecot  # noqa: E402
+import mail_clients  # noqa: E402
+import program  # noqa: E402
+import raw_client  # noqa: E402
+
+
+def corpus(count):
+    """Real messages with CR LF line ends, as a server sends them; repeated when there are not enough."""
+    subprocess.run([str(TOP / "tools" / "fetch-corpus.sh")], check=True)
+    files = sorted((TOP / "build" / "deps" / "corpus").glob("*/*.txt"))
+    step = max(1, len(files) // count)
+    chosen = (files[::step] * (count // len(files) + 1))[:count]
+    return [path.read_bytes().replace(b"\r\n", b"\n").replace(b"\n", b"\r\n") for path in chosen]
+
+
+def plain_client(port, user):
+    """The least that a client does: log in, list, fetch all, quit."""
+    raw = raw_client.RawClient(port, greeting=False, deadline=300)
+    raw.until(b"\r\n")
+    for line in (f"USER {user}", f"PASS {dovecot.PASSWORD}"):
+        raw.send(line + "\r\n")
+        assert raw.until(b"\r\n").startswith(b"+OK")
+    raw.send("LIST\r\n")
+    numbers = [line.split()[0].decode() for line in raw.until(b"\r\n.\r\n").split(b"\r\n")[1:-2]]
+    for number in numbers:
+        raw.send(f"RETR {number}\r\n")
+        raw.until(b"\r\n.\r\n")
+    raw.send("QUIT\r\n")
+    raw.until(b"\r\n")
+    raw.close()
+    return len(numbers)
+
+
+def mpop(port, user):
+    client = mail_clients.Mpop()
+    try:
+        return len(client.fetch(port, user, dovecot.PASSWORD).messages)
+    finally:
+        client.close()
+
+
+def timed(action, *arguments):
+    begun = time.perf_counter()
+    result = action(*arguments)
+    return time.perf_counter() - begun, result
+
+
+def measure(name, client, server, mailbox, bytes_total, rounds):
+    direct_times, proxied_times, cpu_shares, peaks = [], [], [], []
+    for _ in range(rounds):
+        server.mailbox("direct", mailbox)
+        seconds, count = timed(client, server.port, "direct")
+        assert count == len(mailbox), f"{count} fetched directly"
+        direct_times.append(seconds)
+
+        server.mailbox("proxied", mailbox)
+        proxy = program.Quillbeaker()
+        proxy.configure()
+        proxy.start()
+        seconds, count = timed(client, proxy.port, f"127.0.0.1&proxied&{server.port}")
+        cpu, peak = proxy.cpu_seconds(), proxy.peak_memory()
+        proxy.stop()
+        proxy.discard()
+        assert count == len(mailbox), f"{count} fetched through the proxy"
+        proxied_times.append(seconds)
+        cpu_shares.append(cpu / seconds)
+        peaks.append(peak)
+    direct, proxied = statistics.median(direct_times), statistics.median(proxied_times)
+    print(f"{name}: {len(mailbox)} messages, {bytes_total / 1e6:.1f} MB, median of {rounds} in turn")
+    print(f"  directly {direct:.2f} s, through the proxy {proxied:.2f} s: ratio {proxied / direct:.2f} (at most 2.0)")
+    print(f"  the proxy's CPU is {statistics.median(cpu_shares):.0%} of that time (at most 50%)")
+    bound = bytes_total * 1.5 + 30e6
+    print(f"  peak memory {max(peaks) / 1e6:.1f} MB (at most {bound / 1e6:.1f} MB)")
+    return proxied / direct <= 2.0 and statistics.median(cpu_shares) <= 0.5 and max(peaks) <= bound
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--messages", type=int, default=3000)
+    parser.add_argument("--rounds", type=int, default=3)
+    arguments = parser.parse_args()
+    mailbox = corpus(arguments.messages)
+    bytes_total = sum(map(len, mailbox))
+    server = dovecot.Dovecot(program.free_port())
+    try:
+        kept = [measure(client.__name__.replace("_", " "), client, server, mailbox, bytes_total, arguments.rounds)
+                for client in (plain_client, mpop)]
+    finally:
+        server.stop()
+    return 0 if all(kept) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
