@@ -1,64 +1,85 @@
 // SPDX-License-Identifier: MIT
-// Reading one reply to its terminator in the pieces in which a network delivers it: the cost per byte must not grow with the
-// reply.
+// Reading replies to their terminators from a socket, in the pieces in which a network delivers them: the
+// cost per byte must not grow with the reply. Every run reads and keeps 64 MB, as a session keeps its
+// messages, so that fresh memory costs all sizes the same.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
 #include <cstddef>
-#include <cstring>
+#include <memory>
+#include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
+#include "platform/connection.h"
 #include "pop3/reply_reader.h"
 
 namespace quillbeaker {
 namespace {
 
+constexpr int kPort = 45871;
 constexpr std::size_t kPiece = 1460;  // bytes of mail in one TCP segment on an Ethernet
+constexpr std::size_t kTotal = 64;    // megabytes
+constexpr std::chrono::milliseconds kWait{10'000};
 
-// `size` bytes of lines, then the terminator, cut into pieces.
-class Lines {
- public:
-  explicit Lines(std::size_t size) : left_(size) {
-    for (std::size_t i = 0; i < text_.size(); ++i) {
-      text_[i] = i % 78 == 76 ? '\r' : i % 78 == 77 ? '\n' : 'x';
-    }
+std::string LinesOf(std::size_t size) {
+  std::string text;
+  text.reserve(size);
+  while (text.size() < size) {
+    text.append(76, 'x').append("\r\n");
   }
+  return text;
+}
 
-  std::ptrdiff_t Give(char* buffer, std::size_t capacity) {
-    if (left_ == 0) {
-      std::memcpy(buffer, kMultilineEnd.data(), std::min(capacity, kMultilineEnd.size()));
-      return static_cast<std::ptrdiff_t>(std::min(capacity, kMultilineEnd.size()));
+// Sends the same reply, in pieces, for each byte that it receives.
+void ServeReplies(Listener& listener, const std::string& text) {
+  const std::unique_ptr<Connection> client = listener.Accept();
+  char asked = 0;
+  while (client != nullptr && client->Receive(&asked, 1, kWait).status == IoStatus::kOk) {
+    for (std::size_t at = 0; at < text.size(); at += kPiece) {
+      client->Send(std::string_view(text).substr(at, kPiece), kWait);
     }
-    const std::size_t count = std::min({capacity, left_, kPiece});
-    std::memcpy(buffer, text_.data(), count);
-    left_ -= count;
-    return static_cast<std::ptrdiff_t>(count);
+    client->Send(kMultilineEnd, kWait);
   }
-
- private:
-  std::array<char, kPiece> text_;
-  std::size_t left_;
-};
+}
 
 void ReadReplyOfMegabytes(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0)) * 1024 * 1024;
-  for (auto _ : state) {
-    Lines lines(size);
-    const auto source = [&lines](char* buffer, std::size_t capacity) { return lines.Give(buffer, capacity); };
-    Reply reply = ReadReply(source,
-                            {.terminator = kMultilineEnd,
-                             .initial_capacity = std::min(size, kMaxReserved) + 128,
-                             .chunk_size = 51'200,
-                             .limit = kMaxMessage},
-                            {});
-    if (reply.status != ReplyStatus::kComplete) {
-      state.SkipWithError("the reply was not read");
-      break;
-    }
-    benchmark::DoNotOptimize(reply.text.data());
+  const std::string text = LinesOf(size);
+  const auto listener = ListenOnLoopback(kPort, 1);
+  if (listener == nullptr) {
+    state.SkipWithError("the port is taken");
+    return;
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(size) * static_cast<std::int64_t>(state.iterations()));
+  std::thread server([&] { ServeReplies(*listener, text); });
+  auto connection = ConnectTo("127.0.0.1", kPort, kWait, [] { return false; }).connection;
+  // At most a piece at a time, however many have come.
+  const auto source = [&connection](char* buffer, std::size_t capacity) -> std::ptrdiff_t {
+    const IoResult received = connection->Receive(buffer, std::min(capacity, kPiece), kWait);
+    return received.status == IoStatus::kOk ? static_cast<std::ptrdiff_t>(received.bytes) : -1;
+  };
+  const std::size_t replies = kTotal / static_cast<std::size_t>(state.range(0));
+  for (auto _ : state) {
+    std::vector<Reply> kept;
+    for (std::size_t i = 0; i < replies; ++i) {
+      connection->Send("?", kWait);
+      kept.push_back(ReadReply(
+          source,
+          {.terminator = kMultilineEnd, .expected_size = size, .chunk_size = 51'200, .limit = kMaxMessage},
+          {}));
+      if (kept.back().status != ReplyStatus::kComplete) {
+        state.SkipWithError("the reply was not read");
+      }
+    }
+    benchmark::DoNotOptimize(kept.data());
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(size * replies) *
+                          static_cast<std::int64_t>(state.iterations()));
+  connection->FinishSending();
+  connection.reset();
+  server.join();
 }
 
 BENCHMARK(ReadReplyOfMegabytes)->Arg(1)->Arg(64)->Unit(benchmark::kMillisecond);

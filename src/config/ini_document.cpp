@@ -86,6 +86,9 @@ IniDocument::IniDocument(std::string_view bytes) {
     byte_order_mark_ = kByteOrderMark;
     bytes.remove_prefix(kByteOrderMark.size());
   }
+  if (bytes.find('\n') != std::string_view::npos && bytes.find("\r\n") == std::string_view::npos) {
+    line_end_ = "\n";
+  }
   SectionText* section = &AddSection("", "");
   while (!bytes.empty()) {
     const std::size_t end = bytes.find('\n');
@@ -191,9 +194,9 @@ bool IniDocument::Remove(std::string_view section, std::string_view key) {
 
 std::string IniDocument::Serialise() const {
   std::string bytes = byte_order_mark_;
-  const auto add = [&bytes](std::string_view line) {
+  const auto add = [this, &bytes](std::string_view line) {
     bytes.append(line);
-    bytes.append("\r\n");
+    bytes.append(line_end_);
   };
   for (const SectionText& section : sections_) {
     if (!section.header.empty()) add(section.header);

@@ -47,7 +47,8 @@ class IniDocument {
   // Removes the first line of that key; true when there was one.
   bool Remove(std::string_view section, std::string_view key);
 
-  // The file's bytes, every line ended by CR LF.
+  // The file's bytes. Lines end with CR LF, or with LF alone when all of them did: a file that was edited on
+  // another system keeps the lines that nobody touched as they were.
   std::string Serialise() const;
 
  private:
@@ -97,6 +98,7 @@ class IniDocument {
   SectionText& AddSection(std::string_view name, std::string header);
 
   std::string byte_order_mark_;
+  std::string_view line_end_ = "\r\n";
   std::vector<SectionText> sections_;  // in file order, equal names as well
   NameMap<std::size_t> first_of_name_;
 };

@@ -17,10 +17,15 @@ std::size_t ResumeAt(std::size_t searched, std::string_view terminator) {
   return searched < terminator.size() ? 0 : searched - (terminator.size() - 1);
 }
 
-// By at least a half, so that copying stays linear in the reply's length.
-void Grow(std::string& buffer, const ReplyFormat& format) {
-  const std::size_t step = std::max(format.chunk_size, buffer.size() / 2);
-  buffer.resize(std::min(buffer.size() + step, format.limit));
+// Grows by at least a half, so that copying stays linear in the reply's length. A server is believed the more
+// the more it has sent: what it announced is reserved up to a multiple of that.
+void MakeRoom(std::string& text, std::size_t more, const ReplyFormat& format) {
+  constexpr std::size_t kBelieved = 16;
+  const std::size_t needed = text.size() + more;
+  if (needed > text.capacity()) {
+    const std::size_t announced = std::min(format.expected_size, needed * kBelieved);
+    text.reserve(std::min(std::max(needed + needed / 2, announced), std::max(needed, format.limit)));
+  }
 }
 
 // The bytes at the end of `text` with which a terminator may have begun.
@@ -31,40 +36,36 @@ std::string Tail(std::string_view text, std::string_view terminator) {
 }  // namespace
 
 Reply ReadReply(const ReplySource& source, const ReplyFormat& format, const ReplyProgress& progress) {
-  if (format.terminator.empty() || format.initial_capacity == 0 || format.chunk_size == 0) {
+  if (format.terminator.empty() || format.expected_size == 0 || format.chunk_size == 0) {
     return {ReplyStatus::kUnusable, {}};
   }
-  std::string buffer(std::min(format.initial_capacity, format.limit), '\0');
-  std::size_t filled = 0;
-  const auto finish = [&](ReplyStatus status) {
-    buffer.resize(filled);
-    return Reply{status, std::move(buffer)};
+  Reply reply;
+  reply.text.reserve(std::min({format.expected_size, kMaxReserved, format.limit}));
+  std::string piece(format.chunk_size, '\0');
+  const auto finish = [&reply](ReplyStatus status) {
+    reply.status = status;
+    return std::move(reply);
   };
-  while (true) {
-    const std::size_t room = std::min(buffer.size() - filled, format.chunk_size);
-    const std::ptrdiff_t received = source(buffer.data() + filled, room);
+  while (reply.text.size() < format.limit) {
+    const std::size_t room = std::min(piece.size(), format.limit - reply.text.size());
+    const std::ptrdiff_t received = source(piece.data(), room);
     if (received <= 0) {
       return finish(ReplyStatus::kLost);
     }
-    const std::size_t searched = filled;
-    filled += static_cast<std::size_t>(received);
+    const std::size_t searched = reply.text.size();
+    MakeRoom(reply.text, static_cast<std::size_t>(received), format);
+    reply.text.append(piece, 0, static_cast<std::size_t>(received));
     if (progress && !progress(static_cast<std::size_t>(received))) {
       return finish(ReplyStatus::kCancelled);
     }
-    const std::string_view text(buffer.data(), filled);
-    if (StartsWithIgnoringCase(text, kRefusal)) {
+    if (StartsWithIgnoringCase(reply.text, kRefusal)) {
       return finish(ReplyStatus::kRefused);
     }
-    if (text.find(format.terminator, ResumeAt(searched, format.terminator)) != std::string_view::npos) {
+    if (reply.text.find(format.terminator, ResumeAt(searched, format.terminator)) != std::string::npos) {
       return finish(ReplyStatus::kComplete);
     }
-    if (filled == buffer.size()) {
-      if (filled >= format.limit) {
-        return finish(ReplyStatus::kLost);
-      }
-      Grow(buffer, format);
-    }
   }
+  return finish(ReplyStatus::kLost);
 }
 
 bool SkipReply(const ReplySource& source, std::string_view already, std::string_view terminator,

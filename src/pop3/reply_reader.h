@@ -21,14 +21,14 @@ inline constexpr std::string_view kMultilineEnd = "\r\n.\r\n";
 inline constexpr std::size_t kMaxStatusLine = std::size_t{64} * 1024;
 inline constexpr std::size_t kMaxListing = std::size_t{64} * 1024 * 1024;
 inline constexpr std::size_t kMaxMessage = std::size_t{1024} * 1024 * 1024;
-// A listed size is only a hint: no more than this is reserved on a server's word alone.
+// No more than this is reserved on a server's word alone.
 inline constexpr std::size_t kMaxReserved = std::size_t{1024} * 1024;
 
 struct ReplyFormat {
   std::string_view terminator;
-  std::size_t initial_capacity = 10240;  // bytes
-  std::size_t chunk_size = 10240;        // bytes asked for at most at once
-  std::size_t limit = kMaxStatusLine;    // bytes
+  std::size_t expected_size = 10240;   // bytes; a hint
+  std::size_t chunk_size = 10240;      // bytes asked for at most at once
+  std::size_t limit = kMaxStatusLine;  // bytes
 };
 
 enum class ReplyStatus {
@@ -36,7 +36,7 @@ enum class ReplyStatus {
   kRefused,    // the reply begins with "-ERR" in any case; its rest may not have come yet
   kCancelled,  // the person asked to stop; the rest of the reply may still be to come
   kLost,       // time-out, socket error, the server closed, or more bytes than the limit: nothing can follow
-  kUnusable,   // a format without terminator, capacity or chunk size
+  kUnusable,   // a format without terminator, expected size or chunk size
 };
 
 struct Reply {

@@ -308,7 +308,7 @@ bool UpstreamSession::Download(MessageEntry& entry) {
     return false;
   }
   const ReplyFormat format{.terminator = kMultilineEnd,
-                           .initial_capacity = std::min<std::size_t>(entry.size, kMaxReserved) + 128,
+                           .expected_size = std::size_t{entry.size} + 128,
                            .chunk_size = kMessageChunk,
                            .limit = kMaxMessage};
   const bool logging = std::exchange(server_log_.enabled, false);

@@ -47,7 +47,7 @@ TEST(ReplyReader, GrowsBeyondItsFirstCapacity) {
   std::size_t longest_ask = 0;
   const Reply reply = ReadReply(
       PiecesOf(text, {1460}, &longest_ask),
-      {.terminator = kMultilineEnd, .initial_capacity = 7, .chunk_size = 512, .limit = kMaxMessage}, {});
+      {.terminator = kMultilineEnd, .expected_size = 7, .chunk_size = 512, .limit = kMaxMessage}, {});
   EXPECT_EQ(reply.status, ReplyStatus::kComplete);
   EXPECT_EQ(reply.text, text);
   EXPECT_LE(longest_ask, 512u);
@@ -56,7 +56,7 @@ TEST(ReplyReader, GrowsBeyondItsFirstCapacity) {
 TEST(ReplyReader, RefusesAFormatThatCannotBeRead) {
   const auto source = PiecesOf(kListing, {100});
   EXPECT_EQ(ReadReply(source, {.terminator = ""}, {}).status, ReplyStatus::kUnusable);
-  EXPECT_EQ(ReadReply(source, {.terminator = kLineEnd, .initial_capacity = 0}, {}).status,
+  EXPECT_EQ(ReadReply(source, {.terminator = kLineEnd, .expected_size = 0}, {}).status,
             ReplyStatus::kUnusable);
   EXPECT_EQ(ReadReply(source, {.terminator = kLineEnd, .chunk_size = 0}, {}).status, ReplyStatus::kUnusable);
 }
@@ -84,7 +84,7 @@ TEST(ReplyReader, StopsAtTheLimit) {
 }
 
 TEST(ReplyReader, TakesNulForAnOrdinaryByte) {
-  const std::string text("+OK\r\nab\0cd\r\n.\r\n", 16);
+  const std::string text("+OK\r\nab\0cd\r\n.\r\n", 15);
   const Reply reply = ReadReply(PiecesOf(text, {3}), {.terminator = kMultilineEnd, .limit = kMaxMessage}, {});
   EXPECT_EQ(reply.status, ReplyStatus::kComplete);
   EXPECT_EQ(reply.text, text);
