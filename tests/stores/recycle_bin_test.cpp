@@ -490,6 +490,9 @@ TEST_F(RecycleBinTest, OnlyABareMessageFileNameHasAPath) {
         "x", "recycle", "eml"}) {
     EXPECT_EQ(bin().PathOfMessage(name), "") << name;
   }
+  // A NUL would cut the path where the system reads it.
+  EXPECT_EQ(bin().PathOfMessage(std::string_view("recyclebin.xml\0.recycle", 23)), "");
+  EXPECT_EQ(bin().PathOfMessage("a\nb.recycle"), "");
 }
 
 TEST_F(RecycleBinTest, ADoctoredNameInTheIndexReachesNoFileOutside) {
