@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // `run`: the proxy in the foreground, until Ctrl+C.
+#include <memory>
 #include <string>
 
 #include "config/texts.h"
@@ -21,8 +22,13 @@ void Say(Text text) {
 
 int RunProxy(Program& program, const RunOptions& options) {
   ConsoleObserver observer(program);
-  MailProxy proxy(program, observer);
-  OnInterrupt([&proxy] { proxy.Stop(); });
+  // Shared with the thread of Ctrl+C, which may still be in Stop when Serve has returned already.
+  const auto proxy = std::make_shared<MailProxy>(program, observer);
+  OnInterrupt([interrupted = std::weak_ptr<MailProxy>(proxy)] {
+    if (const auto alive = interrupted.lock()) {
+      alive->Stop();
+    }
+  });
   if (!StartNetworking()) {
     observer.PortInUse();
     return kExitFailed;
@@ -30,11 +36,11 @@ int RunProxy(Program& program, const RunOptions& options) {
   PrepareStores(program, {.taking_in_messages = [] { Say(Text::kTakingInMessages); },
                           .spam_words_converted = [] { Say(Text::kSpamWordsConverted); }});
   const int port = options.port.value_or(program.Read(keys::kPort));
-  if (!proxy.Listen(port)) {
+  if (!proxy->Listen(port)) {
     return kExitFailed;
   }
   WriteStandardOutput(Format(Text::kListening, {std::to_string(port)}) + "\n");
-  proxy.Serve();
+  proxy->Serve();
   return kExitDone;
 }
 
