@@ -23,14 +23,14 @@ bool IsQuoted(std::string_view value) {
          value.back() == value.front();
 }
 
-// The name in a line "[name]": up to the last bracket, so that a name may hold one. Nothing when the line is
-// none.
+// The name in a line "[ name ]", without the blanks: up to the last bracket, so that a name may hold one.
+// Nothing when the line is none.
 std::optional<std::string_view> SectionName(std::string_view line) {
   const std::string_view text = Trim(line);
   if (text.empty() || text.front() != '[') return std::nullopt;
   const std::size_t end = text.rfind(']');
   if (end == std::string_view::npos) return std::nullopt;
-  return text.substr(1, end - 1);
+  return Trim(text.substr(1, end - 1));
 }
 
 bool CanBeKey(std::string_view key) {
@@ -109,7 +109,7 @@ IniDocument::IniDocument(std::string_view bytes) {
 }
 
 const IniDocument::SectionText* IniDocument::FindSection(std::string_view name) const {
-  const auto found = first_of_name_.find(name);
+  const auto found = first_of_name_.find(Trim(name));
   return found == first_of_name_.end() ? nullptr : &sections_[found->second];
 }
 
@@ -156,7 +156,8 @@ bool IniDocument::Set(std::string_view section, std::string_view key, std::strin
   std::string written(Trim(clean_value));
   if (IsQuoted(written)) written = '"' + written + '"';
 
-  const std::string section_name = WithoutControlBytes(section);
+  const std::string clean_section = WithoutControlBytes(section);
+  const std::string section_name(Trim(clean_section));
   const auto found_section = first_of_name_.find(section_name);
   if (found_section == first_of_name_.end()) {
     AddSection(section_name, '[' + section_name + ']').Append(Line(std::string(name) + '=' + written));
@@ -177,7 +178,7 @@ bool IniDocument::Set(std::string_view section, std::string_view key, std::strin
 }
 
 bool IniDocument::Remove(std::string_view section, std::string_view key) {
-  const auto found_section = first_of_name_.find(section);
+  const auto found_section = first_of_name_.find(Trim(section));
   if (found_section == first_of_name_.end()) return false;
   SectionText& text = sections_[found_section->second];
   const auto found_key = text.keys.find(Trim(key));

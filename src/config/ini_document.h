@@ -29,9 +29,9 @@ class IniDocument {
   // over. Never fails. Parsing is linear, a look-up O(1), adding and removing a line O(1) amortised.
   explicit IniDocument(std::string_view bytes);
 
-  // Section and key match without regard to ASCII case; of equal sections and equal keys the first counts.
-  // The value is without one pair of surrounding quotes (double or single). Nothing when missing or when the
-  // line has no "=". Views live until the document changes.
+  // Section and key match without regard to ASCII case and to blanks around them; of equal sections and equal
+  // keys the first counts. The value is without one pair of surrounding quotes (double or single). Nothing
+  // when missing or when the line has no "=". Views live until the document changes.
   std::optional<std::string_view> Find(std::string_view section, std::string_view key) const;
 
   // The entries of the first section of that name in file order, lines that begin with ";" and blank lines
