@@ -2,6 +2,7 @@
 """Starts, watches and stops quillbeaker-cli, and reads what it leaves in its program directory."""
 
 import datetime
+import functools
 import itertools
 import os
 import re
@@ -29,6 +30,13 @@ def executable():
     path = os.environ.get("QUILLBEAKER_CLI", os.path.join(REPOSITORY, "build/native/quillbeaker-cli"))
     assert os.access(path, os.X_OK), f"{path} is not built (QUILLBEAKER_CLI names another)"
     return os.path.abspath(path)
+
+
+@functools.lru_cache(maxsize=None)
+def sanitized():
+    """Whether the program under test is built with sanitizers, which cost memory of their own."""
+    with open(executable(), "rb") as file:
+        return b"__asan_init" in file.read()
 
 
 def free_port():

@@ -7,7 +7,7 @@ import time
 import pytest
 
 from messages import SPAM_WORD, ham, message, on_the_wire, parsed_size, spam
-from program import day_number
+from program import day_number, sanitized
 from scripted_server import (ScriptedServer, after, chunked, endless, pieces, reply, then_close, then_reset,
                              then_silence)
 
@@ -302,7 +302,7 @@ def test_large_message_in_small_segments_is_read_in_linear_time(proxy, client, s
     begun = time.monotonic()
     assert deliver(client, one, upstream) == on_the_wire(data)
     assert time.monotonic() - begun < 30
-    assert one.peak_memory() < 6 * len(data) + 30 * MEGABYTE
+    assert sanitized() or one.peak_memory() < 6 * len(data) + 30 * MEGABYTE
 
 
 def test_many_messages_cost_memory_once(proxy, client, server):
@@ -313,7 +313,7 @@ def test_many_messages_cost_memory_once(proxy, client, server):
     one = proxy(server={"Timeout": 30})
     raw = client(one).login(upstream.port)
     assert raw.stat(60) == (count, count * parsed_size(data))
-    assert one.peak_memory() < 1.5 * count * len(data) + 30 * MEGABYTE
+    assert sanitized() or one.peak_memory() < 1.5 * count * len(data) + 30 * MEGABYTE
     raw.quit(60)
 
 

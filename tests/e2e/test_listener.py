@@ -407,7 +407,7 @@ def test_client_that_leaves_in_the_middle_of_a_message(proxy, client, server):
     raw.send(b"RETR 1\r\n")
     raw.peek(100)
     raw.close()
-    upstream.wait_for_end()
+    upstream.wait_for_end(timeout=40)
     with client(one) as second:
         assert second.ask("STAT") == b"+OK 0 0"
 
