@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Writes down what the mail check tells, for tests to look at.
+
+#include <string>
+#include <vector>
+
+#include "pop3/check_observer.h"
+
+namespace quillbeaker {
+
+class RecordingObserver : public CheckObserver {
+ public:
+  void PortInUse() override { told.push_back("port in use"); }
+  void SessionBegins() override { told.push_back("session begins"); }
+  void SessionEnds(const CheckSummary& ended) override {
+    told.push_back("session ends");
+    summary = ended;
+  }
+  void WrongUserName() override { told.push_back("wrong user name"); }
+  void ShowTooltip(std::string_view text) override { told.push_back("tooltip " + std::string(text)); }
+  void ShowStatus(std::string_view text) override { told.push_back("status " + std::string(text)); }
+  void ShowSpamCount(std::uint32_t count) override { told.push_back("spam " + std::to_string(count)); }
+  void SetRange(std::uint64_t range) override { told.push_back("range " + std::to_string(range)); }
+  void SetPosition(std::uint64_t) override {}
+  void Advance(std::uint64_t) override {}
+  bool IsCancelled() override { return cancelled; }
+  void AskToAbort(std::function<void()> abort) override { abort(); }
+  void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
+
+  std::vector<std::string> told;
+  CheckSummary summary;
+  bool cancelled = false;
+};
+
+}  // namespace quillbeaker
