@@ -29,9 +29,8 @@ constexpr milliseconds kLongestWait{std::chrono::hours(24 * 365)};
 constexpr std::size_t kMostDrained = 262144;
 // What a name server may cost that answers with any number of addresses.
 constexpr std::size_t kMostAddresses = 16;
-// How long one address is tried alone while there is another: RFC 8305, section 5, names this as the longest
-// delay.
-constexpr milliseconds kAttemptDelay{2000};
+// How long one address is tried alone while there is another: the delay that RFC 8305, section 5, recommends.
+constexpr milliseconds kAttemptDelay{250};
 
 milliseconds Sensible(milliseconds wait) {
   return std::clamp(wait, milliseconds(0), kLongestWait);
@@ -200,9 +199,7 @@ std::optional<std::vector<SocketAddress>> Resolve(const std::string& host, std::
 // the next ones are made, so that a silent first address costs a delay and not the connection.
 class Attempts {
  public:
-  Attempts(std::vector<SocketAddress> addresses, milliseconds period)
-      : addresses_(std::move(addresses)),
-        delay_(std::min(kAttemptDelay, period / static_cast<std::int64_t>(addresses_.size()))) {}
+  explicit Attempts(std::vector<SocketAddress> addresses) : addresses_(std::move(addresses)) {}
 
   bool exhausted() const { return pending_.empty() && next_ == addresses_.size(); }
   ConnectStatus failure() const { return timed_out_ ? ConnectStatus::kTimedOut : ConnectStatus::kRefused; }
@@ -212,7 +209,7 @@ class Attempts {
   Socket Advance(Clock::time_point deadline) {
     if (next_ < addresses_.size() && (pending_.empty() || Clock::now() >= next_due_)) {
       Socket socket = StartConnecting(addresses_[next_++]);
-      next_due_ = Clock::now() + delay_;
+      next_due_ = Clock::now() + kAttemptDelay;
       if (!socket.valid()) return {};
       pending_.push_back(std::move(socket));
     }
@@ -235,7 +232,6 @@ class Attempts {
 
  private:
   std::vector<SocketAddress> addresses_;
-  milliseconds delay_;
   std::vector<Socket> pending_;
   std::size_t next_ = 0;
   Clock::time_point next_due_ = Clock::now();
@@ -264,7 +260,7 @@ ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
   // alone.
   if (addresses->size() > kMostAddresses) addresses->resize(kMostAddresses);
 
-  Attempts attempts(std::move(*addresses), period);
+  Attempts attempts(std::move(*addresses));
   Clock::time_point deadline = Clock::now() + period;
   while (!attempts.exhausted()) {
     Socket socket = attempts.Advance(deadline);
