@@ -37,6 +37,7 @@ wine64                       runs the Windows tests
 packages_bench='
 libbenchmark-dev             benchmarks of the parts
 bogofilter                   the filter that whole-program speed is compared with
+time                         peak memory of a program
 '
 packages_fuzz='
 clang                        compiles the fuzz targets
