@@ -44,6 +44,8 @@ class SpamWordSearch {
   void FillRow(std::uint32_t state);
   // The state after one more byte of class `label`, with kReports when words end there.
   std::uint32_t Step(std::uint32_t state, std::uint8_t label) const;
+  // The same where no cell has the answer: by the children, here or where the state falls back to.
+  std::uint32_t StepByChildren(std::uint32_t state, std::uint8_t label) const;
   std::uint32_t Reporting(std::uint32_t state) const;
   // Takes one byte of a text: the next state, its words reported.
   std::uint32_t Walk(std::uint32_t state, char c, std::vector<std::uint32_t>& found) const;
@@ -52,10 +54,11 @@ class SpamWordSearch {
 
   std::array<std::uint8_t, 256> class_of_{};  // byte, both cases alike -> class; 0: occurs in no word
   std::size_t class_count_ = 1;
+  std::size_t row_length_ = 1;  // the classes that rows have cells for
   std::size_t longest_word_ = 0;
-  std::vector<State> states_;  // one more than there are, for the end of the last one's children
-  std::vector<std::uint32_t>
-      rows_;  // next state by class for the first states; the others search their children
+  std::vector<State> states_;            // and one for the end of the last one's children
+  std::vector<std::uint16_t> rows_;      // next states by class, for the first states
+  std::vector<std::uint32_t> root_row_;  // the root's, for all classes
   std::uint32_t row_count_ = 0;
   std::vector<std::uint32_t> order_;  // indices of the words that are not empty, sorted by their classes
   std::vector<std::uint32_t> empty_words_;       // indices

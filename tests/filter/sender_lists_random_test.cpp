@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Look-ups through the prepared index against the plain scan over all lines, on random lists over few letters: equal keys,
-// keys in other cases, patterns that are written like the address, values without comma. The wildcard matcher is
-// held against a recursive one.
+// Look-ups through the prepared index against the plain scan over all lines, on random lists over few
+// letters: equal keys, keys in other cases, patterns that are written like the address, values without comma.
+// The wildcard matcher is held against a recursive one.
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <random>
@@ -9,8 +11,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "config/ascii.h"
 #include "filter/sender_lists.h"
@@ -34,7 +34,8 @@ std::string RandomText(Random& random, std::string_view alphabet, std::size_t le
 bool MatchesPlainly(std::string_view pattern, std::string_view text) {
   if (pattern.empty()) return text.empty();
   if (pattern[0] == '*') {
-    return MatchesPlainly(pattern.substr(1), text) || (!text.empty() && MatchesPlainly(pattern, text.substr(1)));
+    return MatchesPlainly(pattern.substr(1), text) ||
+           (!text.empty() && MatchesPlainly(pattern, text.substr(1)));
   }
   return !text.empty() && (pattern[0] == '?' || pattern[0] == text[0]) &&
          MatchesPlainly(pattern.substr(1), text.substr(1));
@@ -46,13 +47,15 @@ struct Line {
   std::int32_t kind;
 };
 
-// Every line in file order: an exact key replaces what was found, a pattern only what is none, or Blocked by Friend.
+// Every line in file order: an exact key replaces what was found, a pattern only what is none, or Blocked by
+// Friend.
 SenderRecord ScannedRecord(const std::vector<Line>& lines, const std::string& address, SenderRecord record) {
   record.kind = kSenderNone;
   for (const Line& line : lines) {
     if (!MatchesPlainly(LowerAscii(line.key), LowerAscii(address))) continue;
     const bool exact = EqualsIgnoringCase(line.key, address);
-    if (exact || record.kind == kSenderNone || (record.kind == kSenderBlocked && line.kind == kSenderFriend)) {
+    if (exact || record.kind == kSenderNone ||
+        (record.kind == kSenderBlocked && line.kind == kSenderFriend)) {
       record.name = line.name;
       record.kind = line.kind;
       record.address = line.key;
