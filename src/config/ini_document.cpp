@@ -94,7 +94,8 @@ IniDocument::IniDocument(std::string_view bytes) {
     const std::size_t end = bytes.find('\n');
     std::string_view line = bytes.substr(0, end);
     bytes.remove_prefix(end == std::string_view::npos ? bytes.size() : end + 1);
-    if (line.ends_with('\r')) line.remove_suffix(1);
+    // All of them: a stray CR before a written line end would change which end the file seems to have.
+    while (line.ends_with('\r')) line.remove_suffix(1);
 
     if (const auto name = SectionName(line)) {
       section = &AddSection(*name, std::string(line));
