@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "message/line_ends.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -15,20 +16,6 @@ std::string_view WithoutMboxLine(std::string_view text) {
   }
   const std::size_t end = text.find('\n');
   return end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-}
-
-std::string WithCrLf(std::string_view text) {
-  std::string converted;
-  converted.reserve(text.size() + text.size() / 16);
-  std::size_t copied = 0;
-  for (std::size_t lf = text.find('\n'); lf != std::string_view::npos; lf = text.find('\n', lf + 1)) {
-    if (lf == 0 || text[lf - 1] != '\r') {
-      converted.append(text.substr(copied, lf - copied)).append("\r");
-      copied = lf;
-    }
-  }
-  converted.append(text.substr(copied));
-  return converted;
 }
 
 }  // namespace

@@ -44,6 +44,9 @@ struct Reply {
   std::string text;  // what has come, also on failure
 };
 
+// True when the reply's status is "+OK", in capitals.
+inline bool IsPositive(std::string_view reply) { return reply.starts_with("+OK"); }
+
 // Gives the number of bytes put into the buffer, 0 or less when the connection is over.
 using ReplySource = std::function<std::ptrdiff_t(char* buffer, std::size_t capacity)>;
 // Told of each piece's length in bytes; false means that the person cancelled.

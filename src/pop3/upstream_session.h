@@ -4,22 +4,13 @@
 // The client side of the proxy: one connection to the real POP3 server (RFC 1939), and the list of messages
 // that the mail client will see. Used on the listener's thread, Abort aside.
 
-#include <atomic>
-#include <chrono>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
-#include <string_view>
 
-#include "config/log_file.h"
 #include "config/program.h"
-#include "platform/connection.h"
 #include "pop3/check_observer.h"
 #include "pop3/message_entry.h"
-#include "pop3/reply_reader.h"
+#include "pop3/upstream_connection.h"
 
 namespace quillbeaker {
 
@@ -56,7 +47,7 @@ class UpstreamSession {
 
   // Any thread, for the end of the program: tries to say QUIT and breaks the connection, so that a blocked
   // operation fails. No later login succeeds.
-  void Abort();
+  void Abort() { connection_.Abort(); }
   // Says QUIT, waits for the server to close so that it carries the deletions out, and forgets everything.
   void Close();
 
@@ -66,8 +57,6 @@ class UpstreamSession {
   std::string Account() const;
 
  private:
-  bool OpenLog();
-  bool Connect(const std::string& server, int port);
   bool Authorise(const std::string& user, const std::string& password);
   void ListMessages();
   bool ReadListing();
@@ -76,38 +65,13 @@ class UpstreamSession {
   void FetchRestored(MessageEntry& entry);
   bool Download(MessageEntry& entry);
 
-  bool SendLine(std::string_view line);
-  bool SendBytes(std::string_view bytes);
-  std::ptrdiff_t ReceiveChunk(char* buffer, std::size_t capacity);
-  Reply ReadUntil(const ReplyFormat& format, bool with_progress);
-  // True when the server's one-line reply begins with "+OK".
-  bool ReadStatus();
-  // Reads away what is left of a reply that was refused or cancelled; false when that cannot be done.
-  bool FinishPendingReply();
-  // False when the person, or the configuration, gives the connection up.
-  bool GoOnWaiting(std::function<void()> abort);
-  std::function<void()> AbortLater();
-  bool IsUsable() const { return connection_ != nullptr && !dead_; }
-  void CloseConnection();
-
   Program& program_;
-  CheckObserver& observer_;
-  std::mutex connection_mutex_;  // guards the pointer against Abort
-  std::shared_ptr<Connection> connection_;
-  std::atomic<bool> aborted_ = false;
-  bool dead_ = false;  // nothing can follow on this connection
-  struct PendingReply {
-    std::string_view terminator;  // empty: nothing is pending
-    std::string tail;             // what came last
-    std::size_t limit = 0;
-  } pending_;
-  std::chrono::milliseconds timeout_{60'000};
+  UpstreamConnection connection_;
   std::int64_t message_count_ = -1;  // cached; -1 means not yet counted
   std::uint64_t total_size_ = 0;
   std::string user_name_;
   std::string server_name_;
   std::string last_refusal_;
-  LogFile server_log_;
   MessageList messages_;
 };
 

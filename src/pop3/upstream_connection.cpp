@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/upstream_connection.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace quillbeaker {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::string_view kQuit = "QUIT\r\n";
+// The watch over a connection that is being made looks at the person's answer this often.
+constexpr milliseconds kConnectStep{250};
+// How long a server may take to close after QUIT before we do.
+constexpr milliseconds kFarewell{2'500};
+
+// Outside this range a timer would silently give no time-out at all.
+milliseconds TimeoutOf(std::int32_t seconds) {
+  constexpr std::int32_t kDefault = 60;
+  constexpr std::int32_t kMax = 1'000;
+  return std::chrono::seconds(seconds <= 0 ? kDefault : std::min(seconds, kMax));
+}
+
+}  // namespace
+
+UpstreamConnection::UpstreamConnection(const Program& program, CheckObserver& observer)
+    : program_(program), observer_(observer) {}
+
+UpstreamConnection::~UpstreamConnection() {
+  Close();
+}
+
+bool UpstreamConnection::Open(const std::string& server, int port, std::int32_t timeout_seconds) {
+  OpenLog();
+  timeout_ = TimeoutOf(timeout_seconds);
+  const auto given_up = std::make_shared<std::atomic<bool>>(false);
+  milliseconds waited{0};
+  const auto on_wait = [&] {
+    waited += kConnectStep;
+    if (waited >= timeout_) {
+      waited = milliseconds{0};
+      if (!GoOnWaiting([given_up] { *given_up = true; })) {
+        return false;
+      }
+    }
+    return !*given_up && !aborted_;
+  };
+  std::shared_ptr<Connection> connection = ConnectTo(server, port, kConnectStep, on_wait).connection;
+  if (connection == nullptr) {
+    return false;
+  }
+  dead_ = false;
+  pending_ = {};
+  const std::lock_guard lock(mutex_);
+  connection_ = std::move(connection);
+  return true;
+}
+
+void UpstreamConnection::OpenLog() {
+  const std::string path =
+      LogPath(program_.environment.program_directory, program_.Read(keys::kLogFileServerFileName));
+  if (!path.empty() && log_.Open(path, program_.Read(keys::kLogFileServerMaxSize))) {
+    log_.WriteLine(BannerLine("Server", program_.environment.local_time()));
+  }
+}
+
+bool UpstreamConnection::SendLine(std::string_view line) {
+  if (connection_ == nullptr || !FinishPendingReply() || dead_) {
+    return false;
+  }
+  if (!line.empty()) {
+    log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', line));
+  }
+  return SendBytes(line);
+}
+
+bool UpstreamConnection::SendSecretLine(std::string_view line, std::string_view marker) {
+  const bool logging = std::exchange(log_.enabled, false);
+  const bool sent = SendLine(line);
+  log_.enabled = logging;
+  LogMarker('C', marker);
+  return sent;
+}
+
+bool UpstreamConnection::SendBytes(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const IoResult sent = connection_->Send(bytes, timeout_);
+    bytes.remove_prefix(std::min(sent.bytes, bytes.size()));
+    const bool waiting = sent.status == IoStatus::kTimedOut && GoOnWaiting(AbortLater());
+    if (sent.status != IoStatus::kOk && !waiting) {
+      dead_ = true;
+      return false;
+    }
+  }
+  return true;
+}
+
+std::ptrdiff_t UpstreamConnection::ReceiveChunk(char* buffer, std::size_t capacity) {
+  if (connection_ == nullptr || dead_ || capacity == 0) {
+    return -1;
+  }
+  IoResult received = connection_->Receive(buffer, capacity, timeout_);
+  while (received.status == IoStatus::kTimedOut && GoOnWaiting(AbortLater())) {
+    received = connection_->Receive(buffer, capacity, timeout_);
+  }
+  if (received.status != IoStatus::kOk) {
+    dead_ = true;
+    return -1;
+  }
+  log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', {buffer, received.bytes}));
+  return static_cast<std::ptrdiff_t>(received.bytes);
+}
+
+ReplySource UpstreamConnection::Source() {
+  return [this](char* buffer, std::size_t capacity) { return ReceiveChunk(buffer, capacity); };
+}
+
+Reply UpstreamConnection::ReadUntil(const ReplyFormat& format, bool with_progress, Logging logging) {
+  ReplyProgress progress;
+  if (with_progress) {
+    progress = [this](std::size_t bytes) {
+      if (observer_.IsCancelled()) {
+        return false;
+      }
+      observer_.Advance(bytes);
+      return true;
+    };
+  }
+  const bool was_logging = log_.enabled;
+  log_.enabled = was_logging && logging == Logging::kOn;
+  Reply reply = ReadReply(Source(), format, progress);
+  log_.enabled = was_logging;
+  if (reply.status == ReplyStatus::kLost) {
+    dead_ = true;
+  } else if (reply.status == ReplyStatus::kRefused) {
+    pending_ = {kLineEnd, reply.text, kMaxStatusLine};
+  } else if (reply.status == ReplyStatus::kCancelled) {
+    pending_ = {format.terminator, std::exchange(reply.text, {}), format.limit};
+  }
+  return reply;
+}
+
+bool UpstreamConnection::ReadStatus() {
+  const Reply reply = ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
+  return reply.status == ReplyStatus::kComplete && IsPositive(reply.text);
+}
+
+bool UpstreamConnection::FinishPendingReply() {
+  if (pending_.terminator.empty()) {
+    return true;
+  }
+  const PendingReply pending = std::exchange(pending_, {});
+  const bool logging = std::exchange(log_.enabled, false);
+  if (!SkipReply(Source(), pending.tail, pending.terminator, pending.limit)) {
+    dead_ = true;
+  }
+  log_.enabled = logging;
+  return !dead_;
+}
+
+bool UpstreamConnection::GoOnWaiting(std::function<void()> abort) {
+  if (program_.Read(keys::kAutoAbortOnTimeout) == 1) {
+    abort();
+    return false;
+  }
+  observer_.AskToAbort(std::move(abort));
+  return true;
+}
+
+std::function<void()> UpstreamConnection::AbortLater() {
+  return [connection = std::weak_ptr<Connection>(connection_)] {
+    if (const auto alive = connection.lock()) {
+      alive->Abort(kQuit);
+    }
+  };
+}
+
+void UpstreamConnection::Abort() {
+  aborted_ = true;
+  std::shared_ptr<Connection> connection;
+  {
+    const std::lock_guard lock(mutex_);
+    connection = connection_;
+  }
+  if (connection != nullptr) {
+    connection->Abort(kQuit);
+  }
+}
+
+void UpstreamConnection::Close() {
+  if (connection_ != nullptr) {
+    SayGoodbye();
+    const std::lock_guard lock(mutex_);
+    connection_ = nullptr;
+  }
+  log_.Close();
+}
+
+void UpstreamConnection::SayGoodbye() {
+  // What is left of a reply is not waited for.
+  pending_ = {};
+  if (aborted_ || !SendLine(kQuit)) {
+    return;
+  }
+  // Deliberate: a socket closed over unread bytes resets the connection, and a server that is reset may
+  // forget the deletions. So it is the server that closes; what it says is not looked at.
+  connection_->FinishSending();
+  std::array<char, 4096> dropped;
+  const auto end = std::chrono::steady_clock::now() + kFarewell;
+  for (milliseconds left = kFarewell; left > milliseconds{0};
+       left = std::chrono::duration_cast<milliseconds>(end - std::chrono::steady_clock::now())) {
+    if (connection_->Receive(dropped.data(), dropped.size(), left).status != IoStatus::kOk) {
+      break;
+    }
+  }
+}
+
+}  // namespace quillbeaker
