@@ -23,7 +23,7 @@ PORT_IN_USE = ("The port Quillbeaker uses , is right now in use. Please check if
                "that use the same port . You can change this value from Settings dialog")
 WRONG_USER_NAME = "The user name in the client mail program has the wrong format."
 
-_ports = None
+_block = None
 
 
 def executable():
@@ -39,14 +39,27 @@ def sanitized():
         return b"__asan_init" in file.read()
 
 
+def _take_block():
+    """Ports of this process alone, below the range from which the system takes outgoing ones.
+
+    The name of the block is an abstract socket held until the process ends: several runs of these
+    tests may go on at once, and none must take a port that another has found to be free."""
+    for first in range(12000, 32000, 500):
+        holder = socket.socket(socket.AF_UNIX)
+        try:
+            holder.bind(f"\0quillbeaker-tests-{first}")
+        except OSError:
+            holder.close()
+            continue
+        return holder, itertools.cycle(range(first, first + 500))
+    raise AssertionError("every block of ports is taken by other runs of these tests")
+
+
 def free_port():
-    """A port below the range from which the system takes ports for outgoing connections."""
-    global _ports
-    if _ports is None:
-        worker = int(re.sub(r"\D", "", os.environ.get("PYTEST_XDIST_WORKER", "")) or 0)
-        first = 12000 + 2000 * (worker % 8) + os.getpid() % 1000
-        _ports = itertools.cycle(range(first, first + 1000))
-    for port in _ports:
+    global _block
+    if _block is None:
+        _block = _take_block()
+    for port in _block[1]:
         with socket.socket() as probe:
             try:
                 probe.bind(("127.0.0.1", port))
