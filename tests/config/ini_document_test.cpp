@@ -171,7 +171,15 @@ TEST(IniDocument, AnEmptyTextHasNothingAndSerialisesToNothing) {
 }
 
 TEST(IniDocument, SerialisingEndsEveryLineWithCarriageReturnAndLineFeed) {
-  EXPECT_EQ(IniDocument("[A]\nx=1\n\n; note\nlast").Serialise(), "[A]\r\nx=1\r\n\r\n; note\r\nlast\r\n");
+  EXPECT_EQ(IniDocument("[A]\r\nx=1\n\n; note\r\nlast").Serialise(), "[A]\r\nx=1\r\n\r\n; note\r\nlast\r\n");
+}
+
+TEST(IniDocument, AFileWhoseLinesAllEndInLineFeedKeepsThemSo) {
+  IniDocument document("[A]\nx=1\n\n; note\nlast");
+  EXPECT_EQ(document.Serialise(), "[A]\nx=1\n\n; note\nlast\n");
+  EXPECT_TRUE(document.Set("A", "x", "2"));
+  EXPECT_TRUE(document.Set("B", "y", "3"));
+  EXPECT_EQ(document.Serialise(), "[A]\nx=2\n\n; note\nlast\n[B]\ny=3\n");
 }
 
 TEST(IniDocument, WhatItDoesNotUnderstandSurvivesAsItStood) {

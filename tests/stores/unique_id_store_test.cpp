@@ -412,6 +412,27 @@ TEST_F(UniqueIdStoreTest, AFullDiskLeavesTheOldFileWhole) {
   EXPECT_EQ(Get(), before);
 }
 
+TEST_F(UniqueIdStoreTest, TheProgramDirectoryMayHaveAnyName) {
+  // "Prüfung %41 #日本" in UTF-8: neither a code page nor an address of the web may come between.
+  const std::string name =
+      "Pr\xC3\xBC"
+      "fung %41 #\xE6\x97\xA5\xE6\x9C\xAC";
+  ASSERT_TRUE(surroundings.directory.MakeFolder(name));
+  Environment environment = surroundings.MakeEnvironment();
+  environment.program_directory += name + kPathSeparator;
+  Program strange(environment);
+  {
+    const auto store = UniqueIdStore::Open(strange);
+    ASSERT_NE(store, nullptr);
+    store->Add("a");
+    EXPECT_TRUE(store->PurgeAndClose());
+  }
+  EXPECT_TRUE(surroundings.directory.Has(name + "/uniqueid.xml"));
+  const auto store = UniqueIdStore::Open(strange);
+  ASSERT_NE(store, nullptr);
+  EXPECT_TRUE(store->Contains("a"));
+}
+
 TEST_F(UniqueIdStoreTest, LookingUpManyIdsAmongManyIsLinear) {
   constexpr int kIds = 50000;
   std::string body = "<uniqueid>";
