@@ -23,8 +23,8 @@ enum class JudgementReason {
   kFriend,
   kMarkedDeleted,  // the client deleted it before it was judged
   kLearntWords,
-  kSpamWords,  // the spam-word score (or, with the word filter off, the learnt probability) against the
-               // threshold
+  // The spam-word score (or, with the word filter off, the learnt probability) against the threshold.
+  kSpamWords,
 };
 
 struct Judgement {
