@@ -192,6 +192,8 @@ TEST_F(MailFilterTest, TheSizeLimitIsAKeyAndZeroIsNone) {
   Settings("FilterMaxMessageSize=100");
   EXPECT_TRUE(Judge(head + std::string(99 - head.size(), 'x')).spam);
   EXPECT_FALSE(Judge(head + std::string(100 - head.size(), 'x')).spam);
+  Settings("FilterMaxMessageSize=1");
+  EXPECT_EQ(Judge(head).reason, JudgementReason::kTooLarge);
 }
 
 TEST_F(MailFilterTest, TheSizeLimitHoldsAtTheHighestLevelToo) {

@@ -32,6 +32,9 @@ TEST(MatchesWildcard, StarMatchesAnyRunAlsoAnEmptyOne) {
   EXPECT_FALSE(MatchesWildcard("a*b*c", "axbx"));
   EXPECT_TRUE(MatchesWildcard("*b", "abab"));
   EXPECT_FALSE(MatchesWildcard("*ab", "aba"));
+  EXPECT_TRUE(MatchesWildcard("ab*", "ab"));
+  EXPECT_FALSE(MatchesWildcard("ab*", "axb"));
+  EXPECT_FALSE(MatchesWildcard("a*b", "xab"));
 }
 
 TEST(MatchesWildcard, QuestionMarkMatchesExactlyOneByte) {
