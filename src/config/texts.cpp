@@ -39,7 +39,7 @@ constexpr TableRow kTexts[] = {
     {Text::kListening, "Quillbeaker listens on 127.0.0.1:%i. Ctrl+C ends it."},
     {Text::kTakingInMessages, "Please wait...\nQuillbeaker is adding messages to the recycle bin..."},
     {Text::kCheckNotLoggedIn, "A mail program connected, but no login to a server succeeded."},
-    {Text::kCheckCounts, "%s: %i messages, %i of them seen before, %i new, %i spam"},
+    {Text::kCheckCounts, "%s: %i messages, %i new, %i known, %i spam"},
     {Text::kCheckDeleted, ", %i deleted."},
     {Text::kCheckUnfinished, "; ended without QUIT, nothing was deleted."},
     {Text::kCheckUnfiled, " %i could not be kept and stay on the server."},
