@@ -157,6 +157,23 @@ def test_restored_file_is_made_fit_to_send(proxy, session, server):
     raw.nothing(0.1)
 
 
+@pytest.mark.parametrize("body, sent", [
+    (b".\r\n.\r\n.\r\n", b"..\r\n..\r\n..\r\n"), (b"x\r\n.", b"x\r\n.."), (b".", b".."), (b"..", b".."),
+    (b"...", b"..."), (b".a\r\n.b\r\n..c\r\n...d\r\n.", b"..a\r\n..b\r\n..c\r\n...d\r\n.."),
+    (b"a.\r\nb.c\r\n\r\n.\r\n\r\n.", b"a.\r\nb.c\r\n\r\n..\r\n\r\n.."),
+    (b"x\n.\ny\r\n.z\n.\r\n", b"x\n.\ny\r\n..z\n.\r\n"), (b".\0\r\n.\xff", b"..\0\r\n..\xff"),
+], ids=repr)
+def test_restored_lines_that_begin_with_one_dot_get_a_second(proxy, session, server, body, sent):
+    one = proxy()
+    one.restored_entry(NAME, b"Subject: dots\r\n\r\n" + body, ACCOUNT)
+    raw = session(one, server())
+    assert raw.stat()[0] == 1
+    raw.send(b"RETR 1\r\n")
+    expected = b"+OK %d\r\nSubject: dots\r\n\r\n" % (len(body) + 17) + sent + b"\r\n.\r\n"
+    raw.peek(len(expected))
+    assert raw.buffer == expected
+
+
 def test_as_many_restored_names_as_fit_are_offered(proxy, session, server):
     """The names of one session share 2000 bytes with the name of the directory."""
     upstream = server()
