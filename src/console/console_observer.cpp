@@ -13,7 +13,7 @@
 namespace quillbeaker {
 namespace {
 
-constexpr std::size_t kBarWidth = 24;   // characters
+constexpr std::size_t kBarWidth = 14;   // characters
 constexpr std::size_t kLineWidth = 79;  // characters
 constexpr std::chrono::milliseconds kRedrawAfter{50};
 constexpr std::string_view kClearLine = "\r\x1b[K";
@@ -39,8 +39,8 @@ std::string OutcomeOf(const CheckSummary& summary) {
     return std::string(EnglishText(Text::kCheckNotLoggedIn));
   }
   std::string line =
-      Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.known),
-                                  Number(summary.downloaded), Number(summary.spam)});
+      Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.downloaded),
+                                  Number(summary.known), Number(summary.spam)});
   if (summary.finished) {
     line += Format(Text::kCheckDeleted, {Number(summary.deleted)});
   } else {
@@ -143,10 +143,11 @@ void ConsoleObserver::DrawProgress(bool at_once) {
     return;
   }
   last_drawn_ = now;
-  std::string line = Bar(position_, range_) + " " + activity_;
+  std::string line = Bar(position_, range_) + " ";
   if (spam_count_ > 0) {
-    line += "  " + Format(Text::kSpamMessages, {Number(spam_count_)});
+    line += Format(Text::kSpamMessages, {Number(spam_count_)}) + "  ";
   }
+  line += activity_;
   line.resize(std::min(line.size(), kLineWidth));
   WriteStandardOutput(std::string(kClearLine) + line);
   progress_shown_ = true;
