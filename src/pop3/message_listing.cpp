@@ -31,8 +31,8 @@ bool IsServerNumber(std::uint32_t number) {
   return number >= 1 && number <= kMaxServerNumber;
 }
 
-// Position of the first blank, or if there is none of the first tab.
-std::size_t Separator(std::string_view line) {
+// The byte before a size: the first blank, or if there is none the first tab.
+std::size_t SizeSeparator(std::string_view line) {
   const std::size_t blank = line.find(' ');
   return blank != std::string_view::npos ? blank : line.find('\t');
 }
@@ -65,7 +65,7 @@ std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply)
   std::vector<ListedMessage> messages;
   const bool whole = ForEachLine(reply, [&messages](std::string_view line) {
     ListedMessage message{NumberAtStart(line), 0};
-    const std::size_t separator = Separator(line);
+    const std::size_t separator = SizeSeparator(line);
     if (separator != std::string_view::npos) {
       message.size = NumberAtStart(line.substr(separator + 1));
     }
@@ -79,7 +79,7 @@ std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply)
 std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply) {
   std::vector<ListedUniqueId> ids;
   const bool whole = ForEachLine(reply, [&ids](std::string_view line) {
-    const std::size_t separator = Separator(line);
+    const std::size_t separator = line.find_first_of(" \t");
     if (separator == std::string_view::npos) {
       return;
     }

@@ -12,7 +12,8 @@ namespace {
 // "number:size" of each line, separated by blanks.
 std::string Listed(std::string_view reply) {
   std::string text;
-  for (const ListedMessage& message : ParseListReply(reply).value()) {
+  const auto messages = ParseListReply(reply).value();  // a range-for would not keep the optional alive
+  for (const ListedMessage& message : messages) {
     text += std::to_string(message.number) + ":" + std::to_string(message.size) + " ";
   }
   return text;
@@ -20,7 +21,8 @@ std::string Listed(std::string_view reply) {
 
 std::string Ids(std::string_view reply) {
   std::string text;
-  for (const ListedUniqueId& id : ParseUidlReply(reply).value()) {
+  const auto ids = ParseUidlReply(reply).value();  // a range-for would not keep the optional alive
+  for (const ListedUniqueId& id : ids) {
     text += std::to_string(id.number) + ":" + std::string(id.unique_id) + " ";
   }
   return text;
