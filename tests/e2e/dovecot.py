@@ -9,10 +9,13 @@ import grp
 import os
 import pwd
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
 import time
+
+from program import end_with_the_tests
 
 PASSWORD = "secret"
 
@@ -80,7 +83,8 @@ class Dovecot:
         assert binary, "dovecot is not installed (Debian package dovecot-pop3d)"
         self.output = open(os.path.join(self.base, "output"), "wb")
         self.process = subprocess.Popen([binary, "-F", "-c", configuration], stdin=subprocess.DEVNULL,
-                                        stdout=self.output, stderr=subprocess.STDOUT, cwd="/", **drop)
+                                        stdout=self.output, stderr=subprocess.STDOUT, cwd="/",
+                                        preexec_fn=lambda: end_with_the_tests(signal.SIGTERM), **drop)
         try:
             self._wait_for_greeting()
         except BaseException:

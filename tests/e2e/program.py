@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Starts, watches and stops quillbeaker-cli, and reads what it leaves in its program directory."""
 
+import ctypes
 import datetime
 import functools
 import itertools
@@ -66,6 +67,15 @@ def free_port():
             except OSError:
                 continue
             return port
+
+
+PR_SET_PDEATHSIG = 1
+LIBC = ctypes.CDLL(None)
+
+
+def end_with_the_tests(how=signal.SIGKILL):
+    """Run by a child before its program starts: it ends with the test process, also when that is killed."""
+    LIBC.prctl(PR_SET_PDEATHSIG, how)
 
 
 def eventually(predicate, timeout=15.0, what="the condition"):
@@ -206,7 +216,7 @@ class Quillbeaker:
         if arguments is None:
             arguments = ["run", "--directory", self.directory, "--port", str(self.port)]
         self.process = subprocess.Popen(
-            [program or executable(), *arguments], cwd=cwd,
+            [program or executable(), *arguments], cwd=cwd, preexec_fn=end_with_the_tests,
             stdin=terminal if terminal is not None else subprocess.DEVNULL,
             stdout=terminal if terminal is not None else subprocess.PIPE,
             stderr=terminal if terminal is not None else subprocess.PIPE)

@@ -71,6 +71,8 @@ class Session:
 
     # -- what actions use -------------------------------------------------------------------
     def send(self, data):
+        # The whole of a large message, however slowly it is read; stopping shuts the socket down.
+        self.sock.settimeout(None)
         try:
             self.sock.sendall(data)
         except OSError as error:

@@ -403,7 +403,7 @@ def test_client_that_leaves_in_the_middle_of_a_message(proxy, client, server):
     upstream = server(message(body="a line of a large message\r\n" * 400000))
     one = proxy(server={"Timeout": 30})
     raw = client(one).login(upstream.port)
-    raw.stat(60)
+    assert raw.stat(60)[0] == 1
     raw.send(b"RETR 1\r\n")
     raw.peek(100)
     raw.close()
@@ -416,7 +416,7 @@ def test_client_that_reads_slowly_gets_everything(proxy, client, server):
     data = message(body="a line of a large message\r\n" * 400000)
     upstream = server(data)
     raw = client(proxy(server={"Timeout": 30})).login(upstream.port)
-    raw.stat(60)
+    assert raw.stat(60)[0] == 1
     raw.send(b"RETR 1\r\n")
     time.sleep(0.5)  # until the buffers are full; a sender that gives up there would be noticed below
     assert raw.line() == b"+OK %d" % parsed_size(data)
