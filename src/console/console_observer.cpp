@@ -105,7 +105,7 @@ void ConsoleObserver::SetRange(std::uint64_t range) {
 
 void ConsoleObserver::SetPosition(std::uint64_t position) {
   position_ = position;
-  DrawProgress(false);
+  DrawProgress(position_ >= range_);
 }
 
 void ConsoleObserver::Advance(std::uint64_t amount) {
