@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What a console program needs of its system: arguments as UTF-8, a clean end on Ctrl+C, whether a person watches.
+// What a console program needs of its system: arguments as UTF-8, a clean end on Ctrl+C, whether a person
+// watches.
 
 #include <functional>
 #include <optional>
@@ -14,16 +15,19 @@ namespace quillbeaker {
 // The command line as UTF-8, program name included (on Windows from the wide command line, not from argv).
 std::vector<std::string> CommandLine(int argc, char** argv);
 
-// From now on SIGINT, SIGTERM and SIGHUP (Ctrl+C, closing the console) call `handler` once, on a thread of its own,
-// instead of ending the process; later ones do nothing. Call before any other thread is started.
+// From now on SIGINT, SIGTERM and SIGHUP (Ctrl+C, closing the console) call `handler` once, on a thread of
+// its own, instead of ending the process; later ones do nothing. Call before any other thread is started.
 void OnInterrupt(std::function<void()> handler);
 
 bool StandardOutputIsTerminal();
 bool StandardInputIsTerminal();
 
-// Writes bytes to standard output as they are (no CR LF translation) and flushes. UTF-8 is what a terminal shows.
+// Writes bytes to standard output as they are (no CR LF translation) and flushes. UTF-8 is what a terminal
+// shows.
 void WriteStandardOutput(std::string_view bytes);
 void WriteStandardError(std::string_view bytes);
+// False once a write to standard output has failed (a full disk behind it, say).
+bool StandardOutputIsWhole();
 
 // One line typed by the person, without its end; nothing at the end of input.
 std::optional<std::string> ReadStandardInputLine();

@@ -83,6 +83,8 @@ ConnectProgress ProgressOf(const Socket& socket);
 
 // Small writes go out at once; otherwise the three sends of a reply meet the delayed acknowledgement (40 ms
 // each).
+// Deliberate: without TCP_NODELAY a reply sent in several pieces waits for the peer's delayed
+// acknowledgement, 40 ms each.
 void SendWithoutDelay(const Socket& socket);
 
 }  // namespace quillbeaker

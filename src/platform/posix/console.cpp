@@ -64,11 +64,18 @@ void WriteStandardOutput(std::string_view bytes) {
   Write(stdout, bytes);
 }
 
+bool StandardOutputIsWhole() {
+  return std::ferror(stdout) == 0;
+}
+
 void WriteStandardError(std::string_view bytes) {
   Write(stderr, bytes);
 }
 
 std::optional<std::string> ReadStandardInputLine() {
+  // A program in the background that reads from the terminal would be stopped: it shall be told that it
+  // cannot.
+  std::signal(SIGTTIN, SIG_IGN);
   char* memory = nullptr;
   std::size_t capacity = 0;
   const ssize_t size = getline(&memory, &capacity, stdin);

@@ -82,9 +82,11 @@ std::int64_t Nanoseconds(const timespec& time) {
 const char kPathSeparator = '/';
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
-  const FileDescriptor file = OpenFile(path.c_str(), O_RDONLY);
+  const FileDescriptor file = OpenFile(path.c_str(), O_RDONLY | O_NONBLOCK);
   struct stat status;
   if (!file.valid() || fstat(file.get(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+  // Nobody may ever write into a pipe: reading it could wait for ever.
+  if (S_ISFIFO(status.st_mode)) return std::nullopt;
 
   // One byte more than the file has now, so that its end is seen without growing. A device tells no size.
   constexpr std::size_t kLeast = 4096;
@@ -224,7 +226,9 @@ bool ChangedJustNow(const FileState& state) {
 #else
   clock_gettime(CLOCK_REALTIME, &now);
 #endif
-  return Nanoseconds(now) - state.modified <= granularity;
+  // A stamp from the future, as a wrong clock leaves it, is no sign of a change just now.
+  const std::int64_t age = Nanoseconds(now) - state.modified;
+  return age <= granularity && age >= -granularity;
 }
 
 std::string PathFromLatin1(std::string_view latin1) {

@@ -2,8 +2,8 @@
 #include "platform/console.h"
 
 // clang-format off: shellapi.h needs windows.h before it
-#include <windows.h>
 #include <shellapi.h>
+#include <windows.h>
 // clang-format on
 
 #include <algorithm>
@@ -36,28 +36,34 @@ bool IsConsole(HANDLE handle) {
   return GetConsoleMode(handle, &mode) != 0;
 }
 
-void WriteToConsole(HANDLE console, std::wstring_view text) {
+bool& OutputFailed() {
+  static bool failed = false;
+  return failed;
+}
+
+bool WriteToConsole(HANDLE console, std::wstring_view text) {
   constexpr std::size_t kMostAtOnce = 8192;
   while (!text.empty()) {
     DWORD written = 0;
     const auto size = static_cast<DWORD>(std::min(text.size(), kMostAtOnce));
-    if (!WriteConsoleW(console, text.data(), size, &written, nullptr) || written == 0) return;
+    if (!WriteConsoleW(console, text.data(), size, &written, nullptr) || written == 0) return false;
     text.remove_prefix(written);
   }
+  return true;
 }
 
-void Write(DWORD which, std::string_view bytes) {
+bool Write(DWORD which, std::string_view bytes) {
   const HANDLE handle = GetStdHandle(which);
   if (IsConsole(handle)) {
-    WriteToConsole(handle, WideFromUtf8(bytes));
-    return;
+    return WriteToConsole(handle, WideFromUtf8(bytes));
   }
   while (!bytes.empty()) {
     DWORD written = 0;
     const auto size = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1 << 20));
-    if (!WriteFile(handle, bytes.data(), size, &written, nullptr) || written == 0) return;
+    if (!WriteFile(handle, bytes.data(), size, &written, nullptr) || written == 0) return false;
     bytes.remove_prefix(written);
   }
+  return true;
 }
 
 // The next piece of standard input as UTF-8; empty at its end.
@@ -100,7 +106,11 @@ bool StandardInputIsTerminal() {
 }
 
 void WriteStandardOutput(std::string_view bytes) {
-  Write(STD_OUTPUT_HANDLE, bytes);
+  if (!Write(STD_OUTPUT_HANDLE, bytes)) OutputFailed() = true;
+}
+
+bool StandardOutputIsWhole() {
+  return !OutputFailed();
 }
 
 void WriteStandardError(std::string_view bytes) {

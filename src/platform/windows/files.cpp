@@ -236,7 +236,9 @@ bool ChangedJustNow(const FileState& state) {
   const std::int64_t granularity = state.modified % kDoubleSecond == 0 ? kDoubleSecond + kTicks : kTicks;
   FILETIME now;
   GetSystemTimeAsFileTime(&now);
-  return Nanoseconds(now) - state.modified <= granularity;
+  // A stamp from the future, as a wrong clock leaves it, is no sign of a change just now.
+  const std::int64_t age = Nanoseconds(now) - state.modified;
+  return age <= granularity && age >= -granularity;
 }
 
 std::string PathFromLatin1(std::string_view latin1) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/console.h"
 
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +25,8 @@ Outcome InChild(const std::string& input, void (*body)(), void (*with_child)(pid
   int out[2];
   EXPECT_EQ(pipe(in), 0);
   EXPECT_EQ(pipe(out), 0);
+  // Else the child would write out again what waits in this process's buffers.
+  std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
     dup2(in[0], STDIN_FILENO);
