@@ -30,9 +30,10 @@ const char* FindLineEnd(const char* from, const char* end) {
 
 // Deliberate: a bare LF ends no line, so a text without CR LF is one single header line. The same rule makes
 // the rest of the text the last header line when it has no CR LF.
-char* ReadHeaderBlock(char* position, char* end, std::vector<HeaderField>& fields) {
+char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, std::vector<HeaderField>& fields) {
   while (position < end) {
     char* const line = position;
+    if (fields.size() >= most_fields) return line;
     char* line_end = LineEnd(line, end);
     if (line_end == line) return line;
     position = BehindLine(line_end, end);

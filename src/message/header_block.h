@@ -4,6 +4,7 @@
 // Reads the header block of a mail or of one of its MIME parts (RFC 5322, section 2.2). Folded lines are
 // unfolded inside the text itself, which can only get shorter, so that reading a header copies nothing.
 
+#include <cstddef>
 #include <vector>
 
 #include "message/message_part.h"
@@ -14,7 +15,8 @@ namespace quillbeaker {
 const char* FindLineEnd(const char* from, const char* end);
 
 // Appends the fields of the header block that begins at `position`. Returns where the body begins, which is
-// at the empty line's CR LF, or `end` when the text ends inside the header block. One pass over the block.
-char* ReadHeaderBlock(char* position, char* end, std::vector<HeaderField>& fields);
+// at the empty line's CR LF, at the first line that would make more than `most_fields`, or `end` when the
+// text ends inside the header block. One pass over the block.
+char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, std::vector<HeaderField>& fields);
 
 }  // namespace quillbeaker

@@ -2,8 +2,9 @@
 #pragma once
 
 // A parsed mail (RFC 5322, RFC 2045): its header fields and its tree of MIME parts, over one buffer of raw
-// bytes. Parsing never fails and never recurses; a byte of any value, NUL included, is an ordinary byte. Not
-// for decoding bodies (decoded_text.h), dates (mail_date.h) or senders (mail_sender.h).
+// bytes. Parsing never fails and never recurses. Deliberate: a byte of any value, NUL included, is an
+// ordinary byte, or the rest of such a mail would be lost on its way. Not for decoding bodies
+// (decoded_text.h), dates (mail_date.h) or senders (mail_sender.h).
 
 #include <cstdint>
 #include <forward_list>

@@ -14,6 +14,11 @@ namespace {
 
 constexpr std::string_view kDelimiterStart = "\r\n--";
 
+// A mail of nothing but header lines or delimiters would take twenty times its size in memory. No mail has so
+// many; what stands behind the last one stays text of the part that it stands in, and is delivered with that.
+constexpr std::size_t kMostFields = 2'000'000;  // of all parts together
+constexpr std::size_t kMostParts = 500'000;
+
 // One walk over the text of one mail.
 class PartReader {
  public:
@@ -43,6 +48,7 @@ class PartReader {
   MessagePart* current_ = nullptr;   // whose body the walk is in; null behind a closing delimiter
   std::size_t position_ = 0;         // offset where the search for delimiters goes on
   std::size_t open_parts_ = 0;       // delimiters that opened a part less those that closed one
+  std::size_t field_count_ = 0;      // of all parts so far
   std::vector<HeaderField> fields_;  // reused, so that each part's own vector gets exactly its size
 };
 
@@ -56,7 +62,8 @@ void PartReader::OpenPart(MessagePart* parent, std::size_t start) {
     parent->last_child = &part;
   }
   fields_.clear();
-  char* const body = ReadHeaderBlock(begin_ + start, end_, fields_);
+  char* const body = ReadHeaderBlock(begin_ + start, end_, kMostFields - field_count_, fields_);
+  field_count_ += fields_.size();
   part.fields.assign(fields_.begin(), fields_.end());
   position_ = static_cast<std::size_t>(body - begin_);
   part.body = text_.substr(position_);
@@ -88,7 +95,7 @@ bool PartReader::ReadDelimiter() {
   position_ = line_end;
 
   const BoundaryTree::Match match = chain_.Find(content);
-  if (match.part == nullptr) return true;
+  if (match.part == nullptr || parts_.size() >= kMostParts) return true;
   CutCurrent(start);
   if (content.substr(match.length).substr(0, 2) != "--") {
     ++open_parts_;
