@@ -131,7 +131,9 @@ void RecycleBin::Purge(std::int32_t max_days) {
   const std::int32_t today = program_.Today();
   if (program_.Read(keys::kRecycleOldMessagesLast) == today) return;
   // Deliberate: the day counts as done before anything is, also when the index then cannot be opened.
-  program_.Write(keys::kRecycleOldMessagesLast, today);
+  // A day that cannot be noted, or a configuration that cannot be read, must not make the default age delete
+  // mail.
+  if (!program_.Write(keys::kRecycleOldMessagesLast, today)) return;
   const std::int64_t cutoff = std::int64_t{today} - max_days;
   const auto held = lock_.Acquire();
   // Deliberate: the age is that of the message's own Date field, and an entry exactly `max_days` old goes.

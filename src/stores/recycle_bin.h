@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The recycle bin: one file per spam that was deleted on a server, and an XML index of them, in recycle/ of the program
-// directory. Every operation opens and closes the index by itself, under the store's lock. Any thread. Each costs one read
-// of the index and at most one write of it, whatever the number of messages or names that it is given.
+// The recycle bin: one file per spam that was deleted on a server, and an XML index of them, in recycle/ of
+// the program directory. Every operation opens and closes the index by itself, under the store's lock. Any
+// thread. Each costs one read of the index and at most one write of it, whatever the number of messages or
+// names that it is given.
 
 #include <cstdint>
 #include <functional>
@@ -22,7 +23,7 @@ namespace quillbeaker {
 
 // A row of the index as the window and the terminal show it. Texts are ISO-8859-1.
 struct RecycleEntry {
-  std::string name;          // bare file name
+  std::string name;  // bare file name
   std::string sender;
   std::string address;
   bool has_address = false;
@@ -30,9 +31,9 @@ struct RecycleEntry {
   std::string spam_words;
   std::string account;
   bool restored = false;
-  std::int32_t day = 0;      // DayNumber
-  int minutes = 0;           // since midnight
-  std::uint32_t size = 0;    // bytes
+  std::int32_t day = 0;    // DayNumber
+  int minutes = 0;         // since midnight
+  std::uint32_t size = 0;  // bytes
   double probability = 0;
 };
 
@@ -44,8 +45,8 @@ struct DeletedMessage {
 };
 
 struct RestoredList {
-  std::string directory;            // the recycle directory, ends in a separator
-  std::vector<std::string> names;   // bare names
+  std::string directory;           // the recycle directory, ends in a separator
+  std::vector<std::string> names;  // bare names
 };
 
 class RecycleBin {
@@ -55,43 +56,48 @@ class RecycleBin {
 
   const std::string& directory() const { return directory_; }
 
-  // Files the messages under the account ("user @ server") and adds all entries in one index save. On return everything
-  // filed is on the disk, flushed. Element i of the result: the message file's bare name, empty when the file of message
-  // i could not be written (an empty message has nothing to keep and gives an empty name as well). A missing or wrong
-  // index leaves the files without entries until a rebuild.
+  // Files the messages under the account ("user @ server") and adds all entries in one index save. On return
+  // everything filed is on the disk, flushed. Element i of the result: the message file's bare name, empty
+  // when the file of message i could not be written (an empty message has nothing to keep and gives an empty
+  // name as well). A missing or wrong index leaves the files without entries until a rebuild.
   std::vector<std::string> File(std::span<const DeletedMessage> messages, std::string_view account);
 
   // Nothing when the index cannot be opened.
   std::optional<std::vector<RecycleEntry>> List() const;
 
-  // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes nothing but
-  // the index is saved all the same. Several names are done in one save. Of entries of one name the first is meant.
+  // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes
+  // nothing but the index is saved all the same. Several names are done in one save. Of entries of one name
+  // the first is meant.
   bool MarkRestored(std::span<const std::string> names, bool restored);
   bool ClearAccount(std::span<const std::string> names);
   bool RemoveEntries(std::span<const std::string> names);
-  // Files and entries. A file that cannot be deleted is ignored; files go also when the index cannot be opened.
+  // Files and entries. A file that cannot be deleted is ignored; files go also when the index cannot be
+  // opened.
   bool DeleteMessages(std::span<const std::string> names);
   // Everything in the index.
   bool Empty();
 
-  // Messages that the user restored and that belong to this account or to none. `capacity` (bytes) bounds the directory
-  // and the names, each with a terminating zero: what does not fit is skipped and later ones are tried.
+  // Messages that the user restored and that belong to this account or to none. `capacity` (bytes) bounds the
+  // directory and the names, each with a terminating zero: what does not fit is skipped and later ones are
+  // tried.
   RestoredList RestoredFor(std::string_view account, std::size_t capacity) const;
 
   // At most once per calendar day: removes entries whose message is `max_days` days old and older.
   void Purge(std::int32_t max_days);
-  // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens there), with
-  // no lock held. They get no entries here: those come with a rebuild. A file that cannot be renamed stays.
+  // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens
+  // there), with no lock held. They get no entries here: those come with a rebuild. A file that cannot be
+  // renamed stays.
   void TakeInDroppedFiles(const std::function<void()>& on_first = {});
   // Makes a missing index from the message files; false when there is one already or it could not be saved.
   bool RebuildIndex();
 
-  // The file's path, or empty when the name is none that this store gives (a bare name ending in .recycle or .eml):
-  // names come from an index that anybody may have written.
+  // The file's path, or empty when the name is none that this store gives (a bare name ending in .recycle or
+  // .eml): names come from an index that anybody may have written.
   std::string PathOfMessage(std::string_view name) const;
 
  private:
-  std::string NewName(const CalendarTime& local_time) const;
+  std::string NewName(const CalendarTime& local_time);
+  void TakeBack(std::vector<std::string>& names) const;
   XmlDocument OpenIndex() const;
   bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
   void DeleteEntryAndFile(xmlNode* entry);
@@ -100,6 +106,8 @@ class RecycleBin {
   std::string directory_;
   std::string index_path_;
   mutable StoreLock lock_;
+  std::string last_stem_;        // day and time of the last name given out
+  std::uint32_t next_tick_ = 0;  // behind its tick, so that finding a free one is not a search
 };
 
 }  // namespace quillbeaker

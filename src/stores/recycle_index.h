@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The elements of the recycle bin's index, for recycle_bin's own sources: how an entry is written and read. Knows no
-// files. The window and the terminal get RecycleEntry values (recycle_bin.h).
+// The elements of the recycle bin's index, for recycle_bin's own sources: how an entry is written and read.
+// Knows no files. The window and the terminal get RecycleEntry values (recycle_bin.h).
 
 #include <libxml/tree.h>
 
@@ -31,10 +31,10 @@ inline constexpr const char* kAddress = "address";
 inline constexpr const char* kSize = "size";
 inline constexpr const char* kRestored = "restored";
 
-// Appends the entry of a message whose file is `name`. A mail without a Date field gets `local_time`. Empty spam words,
-// an empty account and a probability of 0 give no attribute.
-void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted, std::string_view account,
-                 const CalendarTime& local_time);
+// Appends the entry of a message whose file is `name`. A mail without a Date field gets `local_time`. Empty
+// spam words, an empty account and a probability of 0 give no attribute.
+void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted,
+                 std::string_view account, const CalendarTime& local_time);
 
 RecycleEntry ReadEntry(const xmlNode* entry);
 bool IsRestored(const xmlNode* entry);

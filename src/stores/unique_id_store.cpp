@@ -3,6 +3,7 @@
 #include "stores/unique_id_store.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace quillbeaker {
 namespace {
@@ -29,6 +30,8 @@ std::unique_ptr<UniqueIdStore> UniqueIdStore::Open(Program& program) {
   store->lock_ = store->store_lock_->Acquire();
   store->document_ = ParseXmlFile(path);
   if (store->document_ == nullptr) {
+    // What is there but cannot be read now is not replaced: the ids in it would be forgotten.
+    if (FileExists(path) && !ReadWholeFile(path)) return nullptr;
     store->document_ = NewXmlDocument(kRoot);
     // A store that cannot be saved still serves this pass: its ids are then learnt again by the next.
     static_cast<void>(SaveXmlFile(store->document_, path, true));

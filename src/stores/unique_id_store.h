@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The unique ids (RFC 1939, UIDL) of messages already seen and left on a server, in uniqueid.xml. Opened, changed and
-// written back within one pass; the store's lock is held from Open to PurgeAndClose, so ask nobody anything in between.
-// Ids of all accounts share the file. Cost of a pass: O(ids in the file + ids asked for). Any thread, one at a time.
+// The unique ids (RFC 1939, UIDL) of messages already seen and left on a server, in uniqueid.xml. Opened,
+// changed and written back within one pass; the store's lock is held from Open to PurgeAndClose, so ask
+// nobody anything in between. Ids of all accounts share the file. Cost of a pass: O(ids in the file + ids
+// asked for). Any thread, one at a time.
 
 #include <memory>
 #include <optional>
@@ -19,8 +20,8 @@ namespace quillbeaker {
 
 class UniqueIdStore {
  public:
-  // Nothing when the file has another root: the store is then not used and the file stays as it is. A missing or
-  // unparsable file is replaced at once by an empty one.
+  // Nothing when the file has another root: the store is then not used and the file stays as it is. A missing
+  // or unparsable file is replaced at once by an empty one.
   static std::unique_ptr<UniqueIdStore> Open(Program& program);
   // Without PurgeAndClose nothing is saved.
   ~UniqueIdStore();
@@ -31,8 +32,8 @@ class UniqueIdStore {
   void Add(std::string_view uid);
   // Dates the first element of that id today; nothing when there is none.
   void Refresh(std::string_view uid);
-  // Removes elements older than RecycleBinMaxDays and, of each id, all but the first and the last; saves. The object
-  // is of no further use. False when saving failed.
+  // Removes elements older than RecycleBinMaxDays and, of each id, all but the first and the last; saves. The
+  // object is of no further use. False when saving failed.
   bool PurgeAndClose();
 
  private:

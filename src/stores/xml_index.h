@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// An XML index file (ISO-8859-1) through libxml2: parsed from memory, hostile until parsed, saved atomically. Attribute
-// values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8. Knows no store: which elements mean what is theirs.
-// Any thread, one document on one thread at a time.
+// An XML index file (ISO-8859-1) through libxml2: parsed from memory, hostile until parsed, saved atomically.
+// Attribute values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8. Knows no store: which elements mean
+// what is theirs. Any thread, one document on one thread at a time.
 
 #include <libxml/tree.h>
 
@@ -20,8 +20,9 @@ struct XmlDocumentDeleter {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 
-// Null when the bytes do not parse or carry a DTD (which no file of ours has). No network, no entities, libxml2's own
-// limits on nesting and lengths. Blanks between the root's children are dropped, so that a save decides the layout.
+// Null when the bytes do not parse or carry a DTD (which no file of ours has). No network, no entities,
+// libxml2's own limits on nesting and lengths. Blanks between the root's children are dropped, so that a save
+// decides the layout.
 XmlDocument ParseXml(std::string_view bytes);
 // The same of a file; null as well when it cannot be read.
 XmlDocument ParseXmlFile(const std::string& path);
@@ -29,7 +30,8 @@ XmlDocument NewXmlDocument(const char* root_name);
 // The root when it has that name, else null.
 xmlNode* RootNamed(const XmlDocument& document, const char* name);
 
-// The document as the bytes of an ISO-8859-1 file, or nothing when it cannot be written as one that parses again.
+// The document as the bytes of an ISO-8859-1 file, or nothing when it cannot be written as one that parses
+// again.
 std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
 // Dumps to memory first, then replaces the file; on any failure the old file stays.
 [[nodiscard]] bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted);
@@ -40,7 +42,8 @@ xmlNode* AddElement(xmlNode* parent, const char* name);
 void RemoveElement(xmlNode* element);
 bool IsElement(const xmlNode* node, const char* name);
 
-// The value of an attribute; a character beyond ISO-8859-1 reads as "?". Nothing when there is no such attribute.
+// The value of an attribute; a character beyond ISO-8859-1 reads as "?". Nothing when there is no such
+// attribute.
 std::optional<std::string> Attribute(const xmlNode* element, const char* name);
 // The leading decimal digits of an attribute after optional blanks, at most 2^32 - 1; 0 without any.
 std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name);
