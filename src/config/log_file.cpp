@@ -103,6 +103,8 @@ std::string BannerLine(std::string_view which, const CalendarTime& local_time) {
   return "\r\n" + std::string(which) + " Log started at: " + date.data() + " - " + TimeOf(local_time);
 }
 
+// Deliberate: a client may send its password in one segment with another command, or by a command that is not
+// spoken here.
 std::string MaskCredentials(std::string_view text) {
   std::string masked;
   bool at_line_start = true;

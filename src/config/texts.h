@@ -56,6 +56,7 @@ enum class Text {
   kReasonFriend = 324,
   kReasonLearntWords = 325,
   kReasonSpamWords = 326,  // threshold, level
+  kNoMoreClients = 327,
 };
 
 std::string_view EnglishText(Text text);

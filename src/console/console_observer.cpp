@@ -2,6 +2,7 @@
 #include "console/console_observer.h"
 
 #include <algorithm>
+#include <system_error>
 #include <thread>
 
 #include "config/log_file.h"
@@ -55,7 +56,9 @@ std::string OutcomeOf(const CheckSummary& summary) {
 }  // namespace
 
 ConsoleObserver::ConsoleObserver(Program& program)
-    : program_(program), on_terminal_(StandardOutputIsTerminal()), can_ask_(StandardInputIsTerminal()) {}
+    : program_(program),
+      on_terminal_(StandardOutputIsTerminal()),
+      can_ask_(on_terminal_ && StandardInputIsTerminal()) {}
 
 void ConsoleObserver::PortInUse() {
   PrintLine(EnglishText(Text::kPortInUse));
@@ -123,13 +126,20 @@ void ConsoleObserver::AskToAbort(std::function<void()> abort) {
   }
   PrintLine(EnglishText(Text::kTimeoutQuestion));
   PrintLine(EnglishText(Text::kTimeoutKeys));
-  std::thread([abort = std::move(abort), stands = question_stands_] {
+  // Where nothing can be typed any more it is as if nobody could be asked.
+  const auto ask = [abort, stands = question_stands_] {
     const auto answer = ReadStandardInputLine();
     *stands = false;
-    if (answer && (answer->starts_with('a') || answer->starts_with('A'))) {
+    if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
       abort();
     }
-  }).detach();
+  };
+  try {
+    std::thread(ask).detach();
+  } catch (const std::system_error&) {
+    *question_stands_ = false;
+    abort();
+  }
 }
 
 void ConsoleObserver::PrintLine(std::string_view text) {

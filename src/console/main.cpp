@@ -40,7 +40,10 @@ int Main(const std::vector<std::string>& arguments) {
     return kExitFailed;
   }
   Program program(SystemEnvironment(directory));
-  return std::visit(Execute{program}, *line.command);
+  const int exit_code = std::visit(Execute{program}, *line.command);
+  // The proxy's own work is done whether or not anybody could read of it.
+  const bool output_counts = !std::holds_alternative<RunOptions>(*line.command);
+  return exit_code == kExitDone && output_counts && !StandardOutputIsWhole() ? kExitFailed : exit_code;
 }
 
 }  // namespace

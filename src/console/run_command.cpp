@@ -40,7 +40,10 @@ int RunProxy(Program& program, const RunOptions& options) {
     return kExitFailed;
   }
   WriteStandardOutput(Format(Text::kListening, {std::to_string(port)}) + "\n");
-  proxy->Serve();
+  if (!proxy->Serve()) {
+    WriteStandardError(std::string(EnglishText(Text::kNoMoreClients)) + "\n");
+    return kExitFailed;
+  }
   return kExitDone;
 }
 

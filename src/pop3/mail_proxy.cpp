@@ -27,10 +27,12 @@ bool MailProxy::Listen(int port) {
   return true;
 }
 
-void MailProxy::Serve() {
+bool MailProxy::Serve() {
   while (std::unique_ptr<Connection> client = listener_->Accept()) {
     ServeClient(std::move(client));
   }
+  const std::lock_guard lock(mutex_);
+  return stopped_;
 }
 
 void MailProxy::ServeClient(std::unique_ptr<Connection> client) {

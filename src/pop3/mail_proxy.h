@@ -21,8 +21,8 @@ class MailProxy {
   // Takes the port (1 to 65535). On failure the observer is told and false is returned.
   bool Listen(int port);
   // Serves clients until Stop; never more than one at a time, the others wait. Call after Listen, on the
-  // listener's thread.
-  void Serve();
+  // listener's thread. False when it ended because no client can be accepted any more.
+  bool Serve();
   // Any thread: ends Serve, a session in progress included.
   void Stop();
 
