@@ -40,8 +40,8 @@ std::string ClientNumberText(const MessageEntry& entry) {
   return std::to_string(static_cast<std::int32_t>(entry.client_number));
 }
 
-// A number of the client's as a server number. One that no entry was given is taken for a server number
-// itself; numbers below 1 lead nowhere.
+// A number of the client's as a server number. Deliberate: one that no entry was given is taken for a server
+// number itself; numbers below 1 lead nowhere.
 std::uint32_t ServerNumberOf(ClientSession& session, std::int32_t number) {
   if (number < 1 || !session.upstream().HasMessages()) {
     return 0;

@@ -20,8 +20,8 @@ namespace quillbeaker {
 
 // What outlives a session and is handed to each one.
 struct SessionSettings {
-  // A client that sends nothing, or takes nothing, for so long is treated as gone (RFC 1939 asks for ten
-  // minutes at least): it would hold up every other account.
+  // Deliberate: a client that sends nothing, or takes nothing, for so long is treated as gone (RFC 1939 asks
+  // for ten minutes at least): it would hold up every other account.
   std::chrono::milliseconds client_idle_limit = std::chrono::minutes(10);
 };
 
@@ -60,8 +60,6 @@ class ClientSession {
 
   // True when the client has closed its side. Looks at the socket without waiting.
   bool ClientHasGone();
-  // Ends the session after the command as a failed receive would.
-  void GiveUpClient() { client_lost_ = true; }
 
   Program& program() { return program_; }
   CheckObserver& observer() { return observer_; }
@@ -80,6 +78,7 @@ class ClientSession {
   // False when the session is over.
   bool HandleCommand(std::string_view command);
   void LogCommand(std::string_view command);
+  std::string LoggableText(std::string_view command);
   void SendNow(std::string_view bytes);
 
   Program& program_;
@@ -91,6 +90,7 @@ class ClientSession {
   UpstreamSession upstream_;  // closed before the client's socket
   std::string outgoing_;
   bool client_lost_ = false;
+  bool secret_goes_on_ = false;  // the last receive ended inside a line that may hold a password
 };
 
 }  // namespace quillbeaker

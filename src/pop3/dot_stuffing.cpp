@@ -19,6 +19,8 @@ std::size_t FindBareDot(std::string_view text, std::size_t from) {
 
 }  // namespace
 
+// Deliberate: a message that was dropped in as a file came over no wire, and a line of one dot in it would
+// end the reply early.
 std::string StuffDots(std::string text) {
   std::size_t dot = FindBareDot(text, 0);
   if (dot == std::string::npos) {

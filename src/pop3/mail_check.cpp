@@ -55,6 +55,8 @@ class ViewBuild {
       Show(entry);
       return true;
     }
+    // Deliberate: a mail client gives up after a minute or two; going on for nobody would keep the next one
+    // waiting. One that has closed only its own side counts as gone too.
     if (session_.ClientHasGone()) {
       view_.client_gone = true;
       return false;

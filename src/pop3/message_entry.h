@@ -16,7 +16,8 @@
 namespace quillbeaker {
 
 inline constexpr std::uint32_t kHiddenFromClient = 0xFFFFFFFF;
-// The view was built but did not get this far: invisible, yet no spam either.
+// Deliberate: the view was built but did not get this far: invisible, since its number would collide with the
+// client's, yet no spam, which QUIT would delete.
 inline constexpr std::uint32_t kUnnumbered = 0;
 // Restored messages get the numbers behind this one, which no server's message can have.
 inline constexpr std::uint32_t kRestoredNumberBase = 65536;
@@ -30,6 +31,7 @@ struct MessageEntry {
   bool known = false;               // its unique id was stored already: passed on unfiltered
   bool judged = false;              // fetched and judged by this session's view build
   std::string file_path;            // of a restored message; empty for the server's
+  bool file_unreadable = false;     // it is there, but could not be read: it must not be deleted
   std::uint32_t size = 0;           // bytes: as listed, then of the parsed message
   std::optional<std::string> unique_id;
   std::string verdict_text;  // the words that led to the verdict

@@ -64,7 +64,7 @@ class Quit {
       } else if (entry.unique_id && (entry.known || entry.message != nullptr)) {
         seen_.push_back(*entry.unique_id);
       }
-      if (entry.is_restored() && entry.done) {
+      if (entry.is_restored() && entry.done && !entry.file_unreadable) {
         delivered_.push_back(FileNameOf(entry.file_path));
       }
       session_.observer().Advance(1);

@@ -42,6 +42,7 @@ Reply ReadReply(const ReplySource& source, const ReplyFormat& format, const Repl
   Reply reply;
   reply.text.reserve(std::min({format.expected_size, kMaxReserved, format.limit}));
   std::string piece(format.chunk_size, '\0');
+  bool cancelled = false;
   const auto finish = [&reply](ReplyStatus status) {
     reply.status = status;
     return std::move(reply);
@@ -55,11 +56,14 @@ Reply ReadReply(const ReplySource& source, const ReplyFormat& format, const Repl
     const std::size_t searched = reply.text.size();
     MakeRoom(reply.text, static_cast<std::size_t>(received), format);
     reply.text.append(piece, 0, static_cast<std::size_t>(received));
-    if (progress && !progress(static_cast<std::size_t>(received))) {
-      return finish(ReplyStatus::kCancelled);
-    }
+    cancelled |= progress && !progress(static_cast<std::size_t>(received));
     if (StartsWithIgnoringCase(reply.text, kRefusal)) {
       return finish(ReplyStatus::kRefused);
+    }
+    // Only where it is known to be no refusal: that ends with its line, and what is left of the reply is read
+    // away later.
+    if (cancelled && reply.text.size() >= kRefusal.size()) {
+      return finish(ReplyStatus::kCancelled);
     }
     if (reply.text.find(format.terminator, ResumeAt(searched, format.terminator)) != std::string::npos) {
       return finish(ReplyStatus::kComplete);

@@ -54,6 +54,9 @@ bool UpstreamConnection::Open(const std::string& server, int port, std::int32_t 
   dead_ = false;
   pending_ = {};
   const std::lock_guard lock(mutex_);
+  if (aborted_) {
+    return false;  // Abort came while there was nothing to break yet
+  }
   connection_ = std::move(connection);
   return true;
 }
@@ -178,10 +181,10 @@ std::function<void()> UpstreamConnection::AbortLater() {
 }
 
 void UpstreamConnection::Abort() {
-  aborted_ = true;
   std::shared_ptr<Connection> connection;
   {
     const std::lock_guard lock(mutex_);
+    aborted_ = true;
     connection = connection_;
   }
   if (connection != nullptr) {

@@ -16,6 +16,7 @@ namespace quillbeaker {
 namespace {
 
 constexpr std::size_t kMaxUserName = 80;          // bytes
+constexpr std::size_t kMaxShownRefusal = 200;     // bytes
 constexpr std::size_t kMessageChunk = 51'200;     // bytes
 constexpr std::size_t kRestoredListArea = 2'000;  // bytes
 
@@ -41,9 +42,11 @@ std::string MessageText(std::string reply) {
 }
 
 // Deliberate: a file that the user dropped in may end its lines with LF alone; served like that it would be
-// one endless header line to every mail client. A file with any CR LF is taken as it is.
+// one endless header line to every mail client. The first line decides; a file of ours ends it with CR LF.
 std::string FitToSend(std::string text) {
-  return text.find(kLineEnd) == std::string::npos ? WithCrLf(text) : text;
+  const std::size_t first = text.find('\n');
+  const bool bare = first != std::string::npos && (first == 0 || text[first - 1] != '\r');
+  return bare ? WithCrLf(text) : text;
 }
 
 }  // namespace
@@ -223,6 +226,8 @@ void UpstreamSession::FetchRestored(MessageEntry& entry) {
   entry.message = std::make_unique<MailMessage>();
   if (auto text = ReadWholeFile(entry.file_path)) {
     entry.message->ParseText(FitToSend(std::move(*text)));
+  } else {
+    entry.file_unreadable = FileExists(entry.file_path);
   }
   entry.size = entry.message->size();
   connection_.LogMarker('C', "(message completely restored from recycle bin)");
@@ -240,8 +245,12 @@ bool UpstreamSession::Download(MessageEntry& entry) {
   Reply reply = connection_.ReadUntil(format, true, UpstreamConnection::Logging::kOff);
   if (reply.status != ReplyStatus::kComplete || !IsPositive(reply.text)) {
     if (reply.status != ReplyStatus::kLost && reply.status != ReplyStatus::kCancelled) {
-      last_refusal_ = WithoutControlBytes(WithoutLineEnd(reply.text));
+      last_refusal_ = WithoutControlBytes(WithoutLineEnd(reply.text).substr(0, kMaxShownRefusal));
     }
+    return false;
+  }
+  if (WithoutLineEnd(reply.text).size() > kMaxStatusLine) {
+    connection_.GiveUp();
     return false;
   }
   connection_.LogMarker('S', WithoutLineEnd(reply.text));
@@ -259,8 +268,7 @@ bool UpstreamSession::Download(MessageEntry& entry) {
 bool UpstreamSession::DeleteMessage(std::uint32_t server_number) {
   const MessageEntry* entry = messages_.FindByServerNumber(server_number);
   if (entry != nullptr && entry->is_restored()) {
-    EraseFile(entry->file_path);
-    return true;
+    return !entry->file_unreadable && EraseFile(entry->file_path);
   }
   return connection_.SendLine("DELE " + std::to_string(server_number) + "\r\n") && connection_.ReadStatus();
 }

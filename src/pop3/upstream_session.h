@@ -51,8 +51,6 @@ class UpstreamSession {
   // Says QUIT, waits for the server to close so that it carries the deletions out, and forgets everything.
   void Close();
 
-  const std::string& user_name() const { return user_name_; }
-  const std::string& server_name() const { return server_name_; }
   // "user @ server", as the recycle bin stores it.
   std::string Account() const;
 
