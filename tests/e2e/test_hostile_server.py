@@ -43,6 +43,20 @@ def test_endless_status_line(proxy, client, server, alive, command):
     alive(one)
 
 
+@pytest.mark.parametrize("status", [b"+OK ", b"XOK "])
+def test_endless_status_line_of_a_message(proxy, client, server, alive, status):
+    """It neither fills the log nor the terminal."""
+    upstream = server(ham(1))
+    upstream.when("RETR 1", reply(status + b"p" * (8 * MEGABYTE) + b"\r\n.\r\n"))
+    one = proxy()
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 0
+    raw.quit()
+    assert len(one.server_log()) < 64 * 1024
+    assert len(one.output()) < 4096
+    alive(one)
+
+
 @pytest.mark.parametrize("command, line", [("LIST", b"1 10\r\n"), ("LIST", b"x" * 1000 + b"\r\n"),
                                            ("UIDL", b"1 abc\r\n"), ("LIST", b"no line end ")],
                          ids=lambda v: repr(v[:12]))

@@ -128,6 +128,22 @@ def test_account_decides_who_is_offered_it(proxy, session, server, account, offe
     assert session(one, upstream).stat()[0] == (1 if offered else 0)
 
 
+def test_file_that_cannot_be_read_is_not_deleted(proxy, client, server):
+    """A pipe in the file's place: the client gets an empty message, and file and entry wait for another time."""
+    upstream = server()
+    one = proxy()
+    one.restored_entry("1_000000_1.recycle", b"")
+    os.remove(one.path("recycle", "1_000000_1.recycle"))
+    os.mkfifo(one.path("recycle", "1_000000_1.recycle"))
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 1
+    assert raw.ask("RETR 1") == b"+OK 0"
+    raw.until(b"\r\n.\r\n")
+    raw.quit()
+    assert os.path.exists(one.path("recycle", "1_000000_1.recycle"))
+    assert [entry["name"] for entry in one.bin_entries()] == ["1_000000_1.recycle"]
+
+
 def test_lost_file_blocks_nothing(proxy, session, server):
     upstream = server(ham(1))
     one = proxy()

@@ -111,6 +111,27 @@ TEST_F(ClientSessionTest, SendsAReplyOfSeveralLinesAtOnce) {
   EXPECT_EQ(Run({"LIST\r\n"}).back(), "+OK There are no messages\r\n.\r\n");
 }
 
+// The lines of client.log that a client's commands left, without their times.
+std::vector<std::string> LoggedCommands(test::TestProgram& world) {
+  const std::string log = world.directory.Get("client.log").value_or("");
+  std::vector<std::string> commands;
+  for (std::size_t at = log.find(" C: "); at != std::string::npos; at = log.find(" C: ", at + 1)) {
+    commands.push_back(log.substr(at + 4, log.find("\r\n", at) - at - 4));
+  }
+  return commands;
+}
+
+TEST_F(ClientSessionTest, KeepsAPasswordThatComesInPiecesOutOfTheLog) {
+  Run({"PA", "SS sec", "ret\r\n", "NOOP\r\n", "APOP jane d1", "g35t\r\n", "STAT\r\n"});
+  EXPECT_EQ(LoggedCommands(world_), std::vector<std::string>({"PA", "********", "********", "NOOP",
+                                                              "APOP ********", "********", "STAT"}));
+}
+
+TEST_F(ClientSessionTest, LogsOtherCommandsThatComeInPieces) {
+  Run({"NO", "OP\r\n", "STAT", "\r\n"});
+  EXPECT_EQ(LoggedCommands(world_), std::vector<std::string>({"NO", "OP", "STAT", ""}));
+}
+
 TEST_F(ClientSessionTest, RefusesAWrongUserNameAndTellsThePerson) {
   EXPECT_EQ(Run({"USER popserver\r\n", "STAT\r\n"}).back(), "-ERR Username isn't correct\r\n");
   EXPECT_EQ(observer_.told[1], "wrong user name");

@@ -90,6 +90,15 @@ TEST(ReplyReader, TakesNulForAnOrdinaryByte) {
   EXPECT_EQ(reply.text, text);
 }
 
+TEST(ReplyReader, TakesARefusalForOneAlsoWhenCancelled) {
+  const auto cancelled = [](std::size_t) { return false; };
+  for (const std::size_t piece : {1u, 2u, 4u, 100u}) {
+    const Reply reply = ReadReply(PiecesOf("-ERR gone\r\n", {piece}),
+                                  {.terminator = kMultilineEnd, .limit = kMaxListing}, cancelled);
+    EXPECT_EQ(reply.status, ReplyStatus::kRefused) << piece;
+  }
+}
+
 TEST(ReplyReader, CancelsBeforeItLooksForTheEnd) {
   std::size_t seen = 0;
   const auto progress = [&seen](std::size_t bytes) {
