@@ -97,7 +97,7 @@ def report_spam(entries):
         chance = entry.get("probability")
         why = f"{float(chance) * 100:4.0f} %  {printable(words, 60)}" if chance and words else "     -  sender is blocked"
         line(f"  {printable(entry.get('subject', '(no subject)'), SUBJECT_WIDTH):<{SUBJECT_WIDTH}} {why}")
-    line("  (Percent: the weights of the spam words found, added up; from 80 on it is spam.)")
+    line("  (Percent: the weights of the spam words found, added up; from 95 on it is spam.)")
 
 
 def subjects_of(messages):
@@ -125,7 +125,7 @@ def report_mistakes(samples, delivered):
         missed += sample.is_spam and here
         caught_good += not sample.is_spam and not here
     line(f"  Of the {sum(s.is_spam for s in samples)} spam messages {missed} got through; "
-         f"{caught_good} good ones were taken for spam.")
+         f"good ones taken for spam: {caught_good}.")
     line("  (The demonstration has a small word table and has learnt nothing yet.)")
 
 
