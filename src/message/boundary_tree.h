@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Finds which multipart's boundary a delimiter line carries (RFC 2046, section 5.1.1). Boundaries are
-// compared over their own length only and without regard to case, and of several that match the one added
-// first counts. A hostile mail can nest thousands of multiparts whose boundaries begin alike, so they stand
-// in a prefix tree: a look-up reads each byte of the line at most once, however many there are.
+// Finds which multipart's boundary a delimiter line carries (RFC 2046, section 5.1.1). Deliberate: boundaries
+// are compared over their own length only, whatever follows on the line, and without regard to case, and of
+// several that match the one added first counts; a stricter look would split other mails. A hostile mail can
+// nest thousands of multiparts whose boundaries begin alike, so they stand in a prefix tree: a look-up reads
+// each byte of the line at most once, however many there are.
 
 #include <cstddef>
 #include <cstdint>

@@ -17,7 +17,8 @@ bool Contains(std::string_view text, std::string_view word) {
 // Appends at most `capacity` bytes of the part's body before they are decoded, which only makes them fewer.
 void AppendDecodedBody(const MessagePart& part, bool strip_html, std::size_t capacity, std::string& out) {
   const auto content_type = FindPartField(part, kHeaderContentType);
-  // Attachments, images and the preambles of multiparts are not text; a part that does not say is.
+  // Attachments, images and the preambles of multiparts are not text. Deliberate: a part without Content-Type
+  // is text, as RFC 2045 (section 5.2) has it, also where it is nothing that a reader would see.
   if (content_type && !Contains(*content_type, "text/")) return;
   const std::size_t start = out.size();
   out.append(part.body.substr(0, capacity));

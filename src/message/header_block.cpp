@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 
 namespace quillbeaker {
 
@@ -30,7 +31,7 @@ const char* FindLineEnd(const char* from, const char* end) {
 
 // Deliberate: a bare LF ends no line, so a text without CR LF is one single header line. The same rule makes
 // the rest of the text the last header line when it has no CR LF.
-char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, std::vector<HeaderField>& fields) {
+char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, HeaderFields& fields) {
   while (position < end) {
     char* const line = position;
     if (fields.size() >= most_fields) return line;
@@ -48,8 +49,8 @@ char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, std::v
       line_end += length;
       position = BehindLine(rest_end, end);
     }
-    const std::string_view unfolded(line, static_cast<std::size_t>(line_end - line));
-    if (const auto field = ParseHeaderLine(unfolded)) fields.push_back(*field);
+    // Deliberate: a line without a colon is no field and is dropped, also from what is written back.
+    fields.Add(std::string_view(line, static_cast<std::size_t>(line_end - line)));
   }
   return end;
 }

@@ -5,7 +5,6 @@
 // unfolded inside the text itself, which can only get shorter, so that reading a header copies nothing.
 
 #include <cstddef>
-#include <vector>
 
 #include "message/message_part.h"
 
@@ -17,6 +16,6 @@ const char* FindLineEnd(const char* from, const char* end);
 // Appends the fields of the header block that begins at `position`. Returns where the body begins, which is
 // at the empty line's CR LF, at the first line that would make more than `most_fields`, or `end` when the
 // text ends inside the header block. One pass over the block.
-char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, std::vector<HeaderField>& fields);
+char* ReadHeaderBlock(char* position, char* end, std::size_t most_fields, HeaderFields& fields);
 
 }  // namespace quillbeaker

@@ -91,6 +91,8 @@ std::string_view NextToken(std::string_view& rest) {
   return token;
 }
 
+// Deliberate: a year of two digits is always one of this century, so "99" is 2099; RFC 5322 (section 4.3)
+// would make it 1999, but the day numbers in files that are kept stand on this.
 void ReadYear(std::string_view token, CalendarTime& time) {
   const Number year = ReadNumber(token);
   time.year = static_cast<std::uint16_t>(year.wrapped + (year.below_100 ? 2000 : 0));

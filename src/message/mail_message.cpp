@@ -80,7 +80,7 @@ void MailMessage::AddField(std::string_view name, std::string_view value) {
   std::string& line = added_lines_.emplace_front();
   line.reserve(name.size() + 2 + value.size());
   line.append(name).append(": ").append(value);
-  if (const auto field = ParseHeaderLine(line)) parts_.front().fields.push_back(*field);
+  parts_.front().fields.Add(line);
 }
 
 }  // namespace quillbeaker

@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::size_t kFoldedLength = 70;  // bytes of a value on one line; the name does not count
 
-// A fold point this near to the start would leave a line with almost nothing on it.
+// Deliberate: a value is not folded at its byte 0 or 1, and then not at all any more: a line would be left
+// with almost nothing on it, and a blank first byte would make a line of nothing.
 constexpr std::size_t kFirstFoldPoint = 2;
 
 void AppendField(const HeaderField& field, std::string& out) {
@@ -30,14 +31,15 @@ void AppendOwnText(const MessagePart& part, std::string& out) {
   out.append(part.body);
 }
 
+// Both for a part that has children, and those it has only by its own boundary.
 void AppendOpening(const MessagePart& multipart, std::string& out) {
-  if (multipart.has_boundary) out.append("\r\n--").append(multipart.boundary).append("\r\n");
+  out.append("\r\n--").append(multipart.boundary).append("\r\n");
 }
 
-// Only for a part that has children: a multipart whose inner parts were not recognised holds its own closing
-// line in its body, and would get one more each time it is written.
+// Not for a multipart whose inner parts were not recognised: it holds its own closing line in its body, and
+// would get one more each time it is written.
 void AppendClosing(const MessagePart& multipart, std::string& out) {
-  if (multipart.has_boundary) out.append("\r\n--").append(multipart.boundary).append("--\r\n");
+  out.append("\r\n--").append(multipart.boundary).append("--\r\n");
 }
 
 }  // namespace

@@ -45,16 +45,24 @@ std::optional<HeaderField> ParseHeaderLine(std::string_view line) {
   return field;
 }
 
-const HeaderField* FirstField(const MessagePart& part, HeaderKind mask) {
+void HeaderFields::Add(std::string_view line) {
+  if (line.find(':') != std::string_view::npos) lines_.push_back(line);
+}
+
+void HeaderFields::ShrinkToFit() {
+  lines_.shrink_to_fit();
+}
+
+std::optional<HeaderField> FirstField(const MessagePart& part, HeaderKind mask) {
   for (const HeaderField& field : part.fields) {
-    if ((field.kind & mask) == mask) return &field;
+    if ((field.kind & mask) == mask) return field;
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 std::optional<std::string_view> FindPartField(const MessagePart& part, HeaderKind mask) {
-  const HeaderField* field = FirstField(part, mask);
-  if (field == nullptr) return std::nullopt;
+  const std::optional<HeaderField> field = FirstField(part, mask);
+  if (!field) return std::nullopt;
   return field->value;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -38,23 +39,63 @@ struct HeaderField {
   HeaderKind kind = kHeaderOther;
 };
 
+// Splits an unfolded header line at its first colon; nothing without one. The views point into `line`.
+std::optional<HeaderField> ParseHeaderLine(std::string_view line);
+
+// The header fields of one part, in the order of the text. Only their lines are kept, and a field is read
+// from its line at every look: a hostile mail is made of millions of them, each a few bytes long.
+class HeaderFields {
+ public:
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = HeaderField;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const HeaderField*;
+    using reference = HeaderField;
+
+    explicit Iterator(const std::string_view* line) : line_(line) {}
+    HeaderField operator*() const { return ParseHeaderLine(*line_).value_or(HeaderField{}); }
+    Iterator& operator++() {
+      ++line_;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const = default;
+
+   private:
+    const std::string_view* line_;
+  };
+
+  // Appends the field of an unfolded line, which is not copied. No-op without a colon in it.
+  void Add(std::string_view line);
+  // Gives memory back that was reserved for more fields than there are.
+  void ShrinkToFit();
+
+  bool empty() const { return lines_.empty(); }
+  std::size_t size() const { return lines_.size(); }
+  HeaderField operator[](std::size_t index) const { return *Iterator(lines_.data() + index); }
+  HeaderField back() const { return (*this)[size() - 1]; }
+  Iterator begin() const { return Iterator(lines_.data()); }
+  Iterator end() const { return Iterator(lines_.data() + lines_.size()); }
+
+ private:
+  std::vector<std::string_view> lines_;  // each with a colon in it
+};
+
 // A node of the part tree. Parts are owned by their MailMessage; the pointers never own.
 struct MessagePart {
-  std::vector<HeaderField> fields;  // in the order of the text
-  std::string_view body;            // begins with the empty line's CR LF; empty when the part has none
-  std::string_view boundary;        // the delimiter that this part declares
-  bool has_boundary = false;        // an empty boundary is one too
+  HeaderFields fields;
+  std::string_view body;      // begins with the empty line's CR LF; empty when the part has none
+  std::string_view boundary;  // the delimiter that this part declares
+  bool has_boundary = false;  // an empty boundary is one too
   MessagePart* parent = nullptr;
   MessagePart* first_child = nullptr;
   MessagePart* last_child = nullptr;
   MessagePart* next = nullptr;  // next sibling
 };
 
-// Splits an unfolded header line at its first colon; nothing without one. The views point into `line`.
-std::optional<HeaderField> ParseHeaderLine(std::string_view line);
-
-// The part's first field whose kind contains all bits of `mask`, or null.
-const HeaderField* FirstField(const MessagePart& part, HeaderKind mask);
+// The part's first field whose kind contains all bits of `mask`; nothing when there is none.
+std::optional<HeaderField> FirstField(const MessagePart& part, HeaderKind mask);
 
 // Value of the part's first field of that kind, or of that name without regard to case; nothing when there is
 // none.

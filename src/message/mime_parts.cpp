@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kDelimiterStart = "\r\n--";
 
-// A mail of nothing but header lines or delimiters would take twenty times its size in memory. No mail has so
+// A mail of nothing but header lines or delimiters would take many times its size in memory. No mail has so
 // many; what stands behind the last one stays text of the part that it stands in, and is delivered with that.
 constexpr std::size_t kMostFields = 2'000'000;  // of all parts together
 constexpr std::size_t kMostParts = 500'000;
@@ -36,6 +36,7 @@ class PartReader {
   void ReadBoundary(MessagePart& part);
   bool ReadDelimiter();
   void CutCurrent(std::size_t at);
+  void ReopenLast();
 
   char* const begin_;
   char* const end_;
@@ -45,11 +46,10 @@ class PartReader {
   // Deliberate: only the boundaries down the chain of first children count, the root's first. A multipart
   // that is not the first part of its parent keeps its inner parts as one undivided text.
   BoundaryTree chain_;
-  MessagePart* current_ = nullptr;   // whose body the walk is in; null behind a closing delimiter
-  std::size_t position_ = 0;         // offset where the search for delimiters goes on
-  std::size_t open_parts_ = 0;       // delimiters that opened a part less those that closed one
-  std::size_t field_count_ = 0;      // of all parts so far
-  std::vector<HeaderField> fields_;  // reused, so that each part's own vector gets exactly its size
+  MessagePart* current_ = nullptr;  // whose body the walk is in; null behind a closing delimiter
+  std::size_t position_ = 0;        // offset where the search for delimiters goes on
+  std::size_t open_parts_ = 0;      // delimiters that opened a part less those that closed one
+  std::size_t field_count_ = 0;     // of all parts so far
 };
 
 // Makes the part whose text begins at `start` the current one.
@@ -61,10 +61,9 @@ void PartReader::OpenPart(MessagePart* parent, std::size_t start) {
     (parent->first_child == nullptr ? parent->first_child : parent->last_child->next) = &part;
     parent->last_child = &part;
   }
-  fields_.clear();
-  char* const body = ReadHeaderBlock(begin_ + start, end_, kMostFields - field_count_, fields_);
-  field_count_ += fields_.size();
-  part.fields.assign(fields_.begin(), fields_.end());
+  char* const body = ReadHeaderBlock(begin_ + start, end_, kMostFields - field_count_, part.fields);
+  part.fields.ShrinkToFit();
+  field_count_ += part.fields.size();
   position_ = static_cast<std::size_t>(body - begin_);
   part.body = text_.substr(position_);
   ReadBoundary(part);
@@ -74,8 +73,8 @@ void PartReader::OpenPart(MessagePart* parent, std::size_t start) {
 }
 
 void PartReader::ReadBoundary(MessagePart& part) {
-  const HeaderField* content_type = FirstField(part, kHeaderContentType);
-  if (content_type == nullptr) return;
+  const std::optional<HeaderField> content_type = FirstField(part, kHeaderContentType);
+  if (!content_type) return;
   // From the full value: a boundary behind the look-up limit must still split the mail, or it is delivered
   // damaged.
   if (const auto boundary = BoundaryOf(content_type->full_value)) {
@@ -95,9 +94,15 @@ bool PartReader::ReadDelimiter() {
   position_ = line_end;
 
   const BoundaryTree::Match match = chain_.Find(content);
-  if (match.part == nullptr || parts_.size() >= kMostParts) return true;
+  if (match.part == nullptr) return true;
+  const bool opens = content.substr(match.length).substr(0, 2) != "--";
+  if (opens && parts_.size() >= kMostParts) {
+    ++open_parts_;
+    ReopenLast();
+    return true;
+  }
   CutCurrent(start);
-  if (content.substr(match.length).substr(0, 2) != "--") {
+  if (opens) {
     ++open_parts_;
     OpenPart(match.part, line_end == text_.size() ? line_end : line_end + 2);
     return true;
@@ -114,6 +119,12 @@ void PartReader::CutCurrent(std::size_t at) {
   if (current_ == nullptr) return;
   const auto body_start = static_cast<std::size_t>(current_->body.data() - begin_);
   current_->body = current_->body.substr(0, at - body_start);
+}
+
+// One part more than there may be: its text joins that of the last one, also behind a closing delimiter.
+void PartReader::ReopenLast() {
+  current_ = &parts_.back();
+  current_->body = text_.substr(static_cast<std::size_t>(current_->body.data() - begin_));
 }
 
 }  // namespace

@@ -56,11 +56,25 @@ TEST(ParseHeaderLine, NameAndValueMayBeEmpty) {
 }
 
 TEST(ParseHeaderLine, KindFollowsTheNameWithoutRegardToCase) {
-  const std::vector<std::pair<std::string, int>> kinds = {
-      {"To", 2},   {"tO", 2},   {"From", 4},     {"FROM", 4},     {"Content-Type", 8}, {"content-type", 8},
-      {"BCC", 16}, {"bcc", 16}, {"CC", 32},      {"Cc", 32},      {"Subject", 64},     {"SUBJECT", 64},
-      {"Date", 128}, {"date", 128}, {"Received", 1}, {"Subjects", 1}, {"Subjec", 1},   {"X-To", 1},
-      {"Content-Transfer-Encoding", 1}};
+  const std::vector<std::pair<std::string, int>> kinds = {{"To", 2},
+                                                          {"tO", 2},
+                                                          {"From", 4},
+                                                          {"FROM", 4},
+                                                          {"Content-Type", 8},
+                                                          {"content-type", 8},
+                                                          {"BCC", 16},
+                                                          {"bcc", 16},
+                                                          {"CC", 32},
+                                                          {"Cc", 32},
+                                                          {"Subject", 64},
+                                                          {"SUBJECT", 64},
+                                                          {"Date", 128},
+                                                          {"date", 128},
+                                                          {"Received", 1},
+                                                          {"Subjects", 1},
+                                                          {"Subjec", 1},
+                                                          {"X-To", 1},
+                                                          {"Content-Transfer-Encoding", 1}};
   for (const auto& [name, kind] : kinds) {
     const auto field = ParseHeaderLine(name + ": v");
     ASSERT_TRUE(field) << name;
@@ -101,8 +115,10 @@ TEST(ParseHeaderLine, ValueOfExactlyTheLimitIsWhole) {
 }
 
 TEST(ParseHeaderLine, ValueIsCutBeforeItIsTrimmed) {
-  // 10 blanks, 1000 letters, 13 blanks fill the limit; what stands behind them is cut off before the blanks are trimmed.
-  const std::string line = "X:" + std::string(10, ' ') + std::string(1000, 'v') + std::string(13, ' ') + "tail";
+  // 10 blanks, 1000 letters, 13 blanks fill the limit; what stands behind them is cut off before the blanks
+  // are trimmed.
+  const std::string line =
+      "X:" + std::string(10, ' ') + std::string(1000, 'v') + std::string(13, ' ') + "tail";
   const auto field = ParseHeaderLine(line);
   ASSERT_TRUE(field);
   EXPECT_EQ(field->value, std::string(1000, 'v'));
@@ -300,6 +316,23 @@ TEST(AddField, DoesNothingToAnEmptyRecord) {
   message.AddField("Subject", "x");
   EXPECT_TRUE(message.empty());
   EXPECT_FALSE(message.FindField("Subject"));
+}
+
+TEST(HeaderFields, KeepOnlyLinesWithAColonAndReadThemAtEveryLook) {
+  HeaderFields fields;
+  EXPECT_TRUE(fields.empty());
+  fields.Add("no colon");
+  EXPECT_TRUE(fields.empty());
+  fields.Add("Subject: one");
+  fields.Add("X-Other:");
+  fields.ShrinkToFit();
+  ASSERT_EQ(fields.size(), 2u);
+  EXPECT_EQ(fields[0].kind, kHeaderSubject);
+  EXPECT_EQ(fields[0].value, "one");
+  EXPECT_EQ(fields.back().name, "X-Other");
+  std::string names;
+  for (const HeaderField& field : fields) names += std::string(field.full_name) + " ";
+  EXPECT_EQ(names, "Subject X-Other ");
 }
 
 }  // namespace
