@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/console.h"
 
-// clang-format off: shellapi.h needs windows.h before it
-#include <shellapi.h>
 #include <windows.h>
-// clang-format on
+
+#include <shellapi.h>  // needs windows.h before it: the blank line keeps the order
 
 #include <algorithm>
 #include <atomic>
