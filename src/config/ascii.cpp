@@ -30,6 +30,10 @@ bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
   return EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
 }
 
+bool EndsWithIgnoringCase(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() && EqualsIgnoringCase(text.substr(text.size() - suffix.size()), suffix);
+}
+
 std::size_t FindIgnoringCase(std::string_view text, std::string_view pattern, std::size_t from) {
   if (from > text.size()) return std::string_view::npos;
   const auto begin = text.begin() + static_cast<std::ptrdiff_t>(from);

@@ -14,6 +14,7 @@ std::string LowerAscii(std::string_view text);
 
 bool EqualsIgnoringCase(std::string_view a, std::string_view b);
 bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix);
+bool EndsWithIgnoringCase(std::string_view text, std::string_view suffix);
 // Position of the first occurrence without regard to case, or npos.
 std::size_t FindIgnoringCase(std::string_view text, std::string_view pattern, std::size_t from = 0);
 

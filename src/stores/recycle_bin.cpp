@@ -14,10 +14,6 @@ using namespace recycle_index;
 constexpr std::string_view kDirectoryName = "recycle";
 constexpr std::string_view kIndexName = "recyclebin.xml";
 
-bool EndsWithIgnoringCase(std::string_view text, std::string_view ending) {
-  return text.size() >= ending.size() && EqualsIgnoringCase(text.substr(text.size() - ending.size()), ending);
-}
-
 // An index may have been written by anybody: a name in it must not lead out of the directory, to another
 // store's file or to a device.
 bool IsMessageName(std::string_view name) {
@@ -35,7 +31,11 @@ RecycleBin::RecycleBin(Program& program)
       directory_(program.PathOf(kDirectoryName) + kPathSeparator),
       index_path_(directory_ + std::string(kIndexName)),
       lock_(index_path_ + ".lock") {
-  MakeDirectory(program.PathOf(kDirectoryName));
+  const std::string path = program.PathOf(kDirectoryName);
+  if (DirectoryExists(path) || !MakeDirectory(path)) return;
+  // Flushing what is filed does not put the new directory's own name on the disk. Where that cannot be done,
+  // nothing can be filed more safely either.
+  static_cast<void>(FlushDirectory(program.PathOf("")));
 }
 
 std::string RecycleBin::PathOfMessage(std::string_view name) const {
@@ -48,6 +48,8 @@ XmlDocument RecycleBin::OpenIndex() const {
   return RootNamed(index, kRoot) != nullptr ? std::move(index) : nullptr;
 }
 
+// Deliberate: saved without indentation, however it was read; only a rebuild indents. Who compares or reads
+// the file by its bytes finds it as it always was.
 bool RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
   const XmlDocument index = OpenIndex();
   if (index == nullptr) return false;

@@ -21,7 +21,9 @@
 
 namespace quillbeaker {
 
-// A row of the index as the window and the terminal show it. Texts are ISO-8859-1.
+// A row of the index as the window and the terminal show it. Texts are ISO-8859-1. Whether `address` is on
+// the list of known senders is the caller's to look up: that list is the filter's, which the stores do not
+// know.
 struct RecycleEntry {
   std::string name;  // bare file name
   std::string sender;
@@ -59,7 +61,8 @@ class RecycleBin {
   // Files the messages under the account ("user @ server") and adds all entries in one index save. On return
   // everything filed is on the disk, flushed. Element i of the result: the message file's bare name, empty
   // when the file of message i could not be written (an empty message has nothing to keep and gives an empty
-  // name as well). A missing or wrong index leaves the files without entries until a rebuild.
+  // name as well). All are empty, and no file is left, when the directory could not be flushed or a readable
+  // index not be saved. A missing or wrong index leaves the files without entries until a rebuild.
   std::vector<std::string> File(std::span<const DeletedMessage> messages, std::string_view account);
 
   // Nothing when the index cannot be opened.

@@ -56,20 +56,29 @@ std::vector<std::string> RecycleBin::File(std::span<const DeletedMessage> messag
   }
   if (filed.empty()) return names;
   // The files' names are on the disk before an index that speaks of them, and that before the caller goes on.
-  FlushDirectory(directory_);
-  if (const XmlDocument index = OpenIndex()) {
-    for (const Filed& one : filed) {
-      recycle_index::AppendEntry(RootNamed(index, recycle_index::kRoot), names[one.message],
-                                 messages[one.message], account, one.local_time);
-    }
-    if (!SaveXmlFile(index, index_path_, false)) TakeBack(names);
+  if (!FlushDirectory(directory_)) {
+    TakeBack(names);
+    return names;
   }
-  FlushDirectory(directory_);
+  const XmlDocument index = OpenIndex();
+  if (index == nullptr) return names;
+  xmlNode* root = RootNamed(index, recycle_index::kRoot);
+  for (const Filed& one : filed) {
+    recycle_index::AppendEntry(root, names[one.message], messages[one.message], account, one.local_time);
+  }
+  if (!SaveXmlFile(index, index_path_, false)) {
+    TakeBack(names);
+  } else if (!FlushDirectory(directory_)) {
+    recycle_index::ForEntriesNamed(root, names, RemoveElement);
+    // Entries that stay all the same name files that are gone, which every reader of the index bears.
+    static_cast<void>(SaveXmlFile(index, index_path_, false));
+    TakeBack(names);
+  }
   return names;
 }
 
-// An index that stands but could not be saved is never rebuilt: files without entries would be out of reach.
-// So they count as not filed.
+// What could not be brought to the disk counts as not filed, so that the caller keeps it elsewhere. An index
+// that stands but could not be saved is never rebuilt: files without entries would be out of reach.
 void RecycleBin::TakeBack(std::vector<std::string>& names) const {
   for (std::string& name : names) {
     if (!name.empty()) EraseFile(directory_ + name);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// What start-up does for the recycle bin: mail that was dropped into its directory, and an index that was
-// lost.
+// An index that was lost is made anew from the message files at start-up.
 
 #include "platform/files.h"
 #include "stores/recycle_bin.h"
@@ -9,18 +8,8 @@
 
 namespace quillbeaker {
 
-void RecycleBin::TakeInDroppedFiles(const std::function<void()>& on_first) {
-  // One pass over one listing: a file that cannot be moved is met once and does not hold up the start.
-  const std::vector<std::string> dropped = ListFiles(directory_, ".eml");
-  if (dropped.empty()) return;
-  if (on_first) on_first();
-  const auto held = lock_.Acquire();
-  for (const std::string& name : dropped) {
-    const std::optional<CalendarTime> written = LastWriteTime(directory_ + name);
-    if (written) RenameFile(directory_ + name, directory_ + NewName(*written));
-  }
-}
-
+// Deliberate: only a missing index is made. One that is damaged or has another root may be somebody's, and
+// can be mended by hand, with the spam words, accounts and marks that no rebuild brings back.
 bool RecycleBin::RebuildIndex() {
   const auto held = lock_.Acquire();
   if (FileExists(index_path_)) return false;

@@ -49,6 +49,28 @@ void RefuseDoctype(void* context, const xmlChar*, const xmlChar*, const xmlChar*
   xmlStopParser(parser);
 }
 
+// The parser compares every attribute of a start tag with all others of it: with tens of thousands that takes
+// minutes. No "<" stands in an attribute's value, so each is the start of a tag or of text, and of a tag its
+// "=" signs outside quotes are counted.
+bool HasCrowdedTag(std::string_view bytes) {
+  constexpr int kMostAttributes = 10'000;
+  int equals = 0;
+  char quote = 0;
+  for (const char c : bytes) {
+    if (c == '<') {
+      equals = 0;
+      quote = 0;
+    } else if (quote != 0) {
+      if (c == quote) quote = 0;
+    } else if (c == '"' || c == '\'') {
+      quote = c;
+    } else if (c == '=' && ++equals > kMostAttributes) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // A formatted document is indented by libxml2 only where no text stands between the elements, and an
 // unformatted save would keep the indentation of the file that was read.
 void DropBlanks(xmlNode* parent) {
@@ -104,7 +126,7 @@ void XmlDocumentDeleter::operator()(xmlDoc* document) const {
 }
 
 XmlDocument ParseXml(std::string_view bytes) {
-  if (bytes.empty()) return nullptr;
+  if (bytes.empty() || HasCrowdedTag(bytes)) return nullptr;
   InitialiseParser();
   const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
   if (parser == nullptr || parser->sax == nullptr) return nullptr;

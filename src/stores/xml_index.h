@@ -20,7 +20,8 @@ struct XmlDocumentDeleter {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 
-// Null when the bytes do not parse or carry a DTD (which no file of ours has). No network, no entities,
+// Null when the bytes do not parse, carry a DTD (which no file of ours has) or have a tag of more than 10,000
+// attributes. No network, no entities,
 // libxml2's own limits on nesting and lengths. Blanks between the root's children are dropped, so that a save
 // decides the layout.
 XmlDocument ParseXml(std::string_view bytes);

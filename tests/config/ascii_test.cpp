@@ -45,6 +45,14 @@ TEST(Ascii, PrefixTestIgnoresCaseAndNeedsTheWholePrefix) {
   EXPECT_FALSE(StartsWithIgnoringCase("", "P"));
 }
 
+TEST(Ascii, SuffixTestIgnoresCaseAndNeedsTheWholeSuffix) {
+  EXPECT_TRUE(EndsWithIgnoringCase("mail.EML", ".eml"));
+  EXPECT_TRUE(EndsWithIgnoringCase(".eml", ".EML"));
+  EXPECT_TRUE(EndsWithIgnoringCase("x", ""));
+  EXPECT_FALSE(EndsWithIgnoringCase("eml", ".eml"));
+  EXPECT_FALSE(EndsWithIgnoringCase("mail.emlx", ".eml"));
+}
+
 TEST(Ascii, FindsTheFirstOccurrenceFromAPosition) {
   EXPECT_EQ(FindIgnoringCase("one BoundarY two boundary", "boundary"), 4U);
   EXPECT_EQ(FindIgnoringCase("one BoundarY two boundary", "BOUNDARY", 5), 17U);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A fresh installation: every key reads its documented default, and reading makes no file.
+// A fresh installation: every key that is read so far gives its documented default, and reading makes no file.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -79,7 +79,7 @@ TEST_P(IntegerDefault, IsWrittenUnderItsDocumentedName) {
   EXPECT_EQ(surroundings.program().Read(GetParam().key), -42);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryKey, IntegerDefault, testing::ValuesIn(kIntegerCases),
+INSTANTIATE_TEST_SUITE_P(KeysThatAreRead, IntegerDefault, testing::ValuesIn(kIntegerCases),
                          [](const auto& key_case) { return std::string(key_case.param.name); });
 
 class ConfigurationDefaults : public testing::Test {

@@ -161,6 +161,21 @@ TEST_F(RecycleFaultsTest, AReadOnlyIndexStaysAsItIs) {
   surroundings.directory.SetReadOnly("recycle/recyclebin.xml", false);
 }
 
+TEST_F(RecycleFaultsTest, WithAReadOnlyIndexNothingIsFiled) {
+  ASSERT_TRUE(PutIndex("<recyclefile name=\"a.recycle\"/>"));
+  const std::string before = Index();
+  MailMessage message;
+  message.ParseText(kSpam);
+  const DeletedMessage spam[] = {{&message, "a", 0.9}, {&message, "b", 0.9}};
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", true);
+  EXPECT_EQ(bin().File(spam, "ann @ mailserver"), (std::vector<std::string>{"", ""}));
+  EXPECT_TRUE(MessageFiles().empty());
+  EXPECT_EQ(RowNames(), "a.recycle ");
+  EXPECT_EQ(Index(), before);
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", false);
+  EXPECT_NE(File(kSpam), "");
+}
+
 TEST_F(RecycleFaultsTest, AProcessKilledAtAnyMomentLeavesAWholeIndex) {
   if (kPathSeparator == '\\') GTEST_SKIP() << "needs a process that can be split in two";
   testing::FLAGS_gtest_death_test_style = "fast";

@@ -199,5 +199,19 @@ TEST_F(RecyclePurgeTest, FilesThatAreNotInTheIndexStay) {
   EXPECT_EQ(MessageFiles(), std::vector<std::string>{"1_000000_1.recycle"});
 }
 
+TEST_F(RecyclePurgeTest, ADayThatCannotBeNotedPurgesNothing) {
+  ASSERT_TRUE(PutEntries({"1", "2453797"}));
+  ASSERT_TRUE(surroundings.Configure("RecycleOldMessagesLast=5"));
+  const std::string before = Index();
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", true);
+  bin().Purge(30);
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", false);
+  EXPECT_EQ(Last(), 5);
+  EXPECT_EQ(Index(), before);
+  EXPECT_TRUE(HasFile("1.recycle"));
+  bin().Purge(30);
+  EXPECT_EQ(EntryNames(), "2453797.recycle ");
+}
+
 }  // namespace
 }  // namespace quillbeaker

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -243,6 +244,31 @@ TEST(XmlIndexTest, ManyThreadsParseAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(parsed, std::vector<int>(4, 200));
+}
+
+std::string TagOfAttributes(int count) {
+  std::string text = "<a";
+  for (int i = 0; i < count; ++i) text += " n" + std::to_string(i) + "=\"=\"";
+  return text + "/>";
+}
+
+TEST(XmlIndexTest, ATagOfTooManyAttributesIsRefusedInTime) {
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ParseXml(TagOfAttributes(40000)), nullptr);
+  EXPECT_EQ(ParseXml("<r><b c='d'/>" + TagOfAttributes(40000) + "</r>"), nullptr);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(ParseXml(TagOfAttributes(10001)), nullptr);
+  EXPECT_NE(ParseXml(TagOfAttributes(1000)), nullptr);
+}
+
+TEST(XmlIndexTest, EqualsSignsInValuesAndOfManyTagsAreNoAttributes) {
+  const std::string signs(20000, '=');
+  const XmlDocument value = ParseXml("<a b=\"" + signs + "'\" c='\"" + signs + "'/>");
+  ASSERT_NE(value, nullptr);
+  EXPECT_EQ(Attribute(RootNamed(value, "a"), "b"), signs + "'");
+  std::string tags = "<a>it's";
+  for (int i = 0; i < 20000; ++i) tags += "<b c=\"d\"/>";
+  EXPECT_NE(ParseXml(tags + "</a>"), nullptr);
 }
 
 }  // namespace

@@ -136,7 +136,10 @@ bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush)
 
 bool FlushDirectory(const std::string& directory) {
   const FileDescriptor file = OpenFile(directory.c_str(), O_RDONLY | O_DIRECTORY);
-  return file.valid() && fsync(file.get()) == 0;
+  if (!file.valid()) return false;
+  if (fsync(file.get()) == 0) return true;
+  // Some file systems cannot flush a directory by itself: they need none, or there is no more to be done.
+  return errno == EINVAL || errno == ENOTSUP;
 }
 
 bool EraseFile(const std::string& path) {

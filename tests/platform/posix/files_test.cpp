@@ -101,5 +101,13 @@ TEST(PosixFiles, AFullDiskLeavesTheOldFile) {
   EXPECT_EQ(directory.Names(), std::vector<std::string>{"a"});
 }
 
+TEST(PosixFiles, ADirectoryThatCannotBeFlushedByItselfCountsAsFlushed) {
+  // fsync(2) of a directory of procfs gives EINVAL.
+  if (!DirectoryExists("/proc/self")) GTEST_SKIP() << "no such file system here";
+  EXPECT_TRUE(FlushDirectory("/proc/self"));
+  EXPECT_FALSE(FlushDirectory("/proc/self/nothing-of-this-name"));
+  EXPECT_FALSE(FlushDirectory("/proc/self/status"));
+}
+
 }  // namespace
 }  // namespace quillbeaker

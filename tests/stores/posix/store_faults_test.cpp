@@ -172,6 +172,44 @@ TEST_F(StoreFaultsTest, KilledWhileDeletingLeavesAnIndexThatParses) {
                   });
 }
 
+TEST_F(StoreFaultsTest, KilledWhileChangingLeavesTheOldIndexOrTheNewOne) {
+  struct Change {
+    const char* name;
+    std::function<void(RecycleBin&, const std::vector<std::string>&)> work;
+  };
+  const Change changes[] = {
+      {"ClearAccount",
+       [](RecycleBin& bin, const std::vector<std::string>& names) { bin.ClearAccount(names); }},
+      {"RemoveEntries",
+       [](RecycleBin& bin, const std::vector<std::string>& names) { bin.RemoveEntries(names); }},
+      {"Empty", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Empty(); }},
+      {"Purge", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Purge(0); }},
+  };
+  for (const Change& change : changes) {
+    SCOPED_TRACE(change.name);
+    std::set<std::string> indexes;
+    KillAtEveryCall(
+        [&](Bin& bin) {
+          RecycleBin store(bin.surroundings.program());
+          change.work(store, bin.old_names);
+        },
+        [&](Bin& bin, const std::string& old_index, bool finished) {
+          const auto rows = bin.List();
+          ASSERT_TRUE(rows.has_value());
+          ASSERT_TRUE(rows->empty() || rows->size() == 2);
+          const std::string index = bin.Index();
+          indexes.insert(index == old_index ? "old" : index);
+          if (finished) {
+            EXPECT_NE(index, old_index);
+          }
+          EXPECT_NE(bin.FileOne("next"), "");
+        });
+    // Every bin gets the same names at the same clock: the old index and one other.
+    EXPECT_EQ(indexes.size(), 2U);
+    EXPECT_EQ(indexes.count("old"), 1U);
+  }
+}
+
 TEST_F(StoreFaultsTest, KilledWhileRebuildingLeavesNoIndexOrAWholeOne) {
   bool rebuilt = false;
   for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !rebuilt; ++call) {
@@ -266,10 +304,10 @@ TEST_F(StoreFaultsTest, ADiskThatFillsUpAnywhereKeepsWhatWasThere) {
       const auto rows = bin->List();
       ASSERT_TRUE(rows.has_value());
       entries.insert(rows->size());
-      if (rows->size() == 2) {
+      // Filed is what has both file and entry, and nothing else stands in the index.
+      ASSERT_EQ(rows->size(), static_cast<std::size_t>(2 + filed));
+      if (filed == 0) {
         ASSERT_EQ(bin->Index(), old_index);
-      } else {
-        ASSERT_EQ(filed, 3);
       }
       ASSERT_TRUE(bin->EveryEntryHasItsFile());
       // No part of a message and no part of an index lies about.
@@ -326,6 +364,73 @@ TEST_F(StoreFaultsTest, InAReadOnlyDirectoryNothingIsFiledAndNothingIsLost) {
   ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
   if (!result) GTEST_SKIP() << "this user cannot become another one";
   EXPECT_TRUE(*result);
+  EXPECT_EQ(bin->Index(), old_index);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
+}
+
+TEST_F(StoreFaultsTest, InADirectoryThatCannotBeFlushedNothingIsFiled) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  const std::string old_index = bin->Index();
+  const std::string directory = bin->surroundings.directory.PathOf("recycle");
+  // Files can be made in a directory without the right to read it, but it cannot be opened to be flushed.
+  ASSERT_EQ(chmod(bin->surroundings.directory.PathOf(".").c_str(), 0755), 0);
+  for (const std::string& name : ListFiles(directory + "/", "")) {
+    ASSERT_EQ(chmod((directory + "/" + name).c_str(), 0666), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0333), 0);
+  const auto result = AsAStranger([&] {
+    const std::vector<std::string> names = bin->FileThree();
+    return names == std::vector<std::string>(3) && WriteWholeFile(directory + "/witness", "x", true);
+  });
+  ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
+  EXPECT_TRUE(bin->surroundings.directory.Has("recycle/witness"));  // a file can be made there
+  EXPECT_EQ(bin->Index(), old_index);
+  EXPECT_EQ(ListFiles(directory + "/", ".recycle").size(), 2U);
+}
+
+TEST_F(StoreFaultsTest, IdsThatCannotBeReadAreLeftAlone) {
+  TestProgram surroundings;
+  const std::string path = surroundings.directory.PathOf("uniqueid.xml");
+  {
+    const auto store = UniqueIdStore::Open(surroundings.program());
+    ASSERT_NE(store, nullptr);
+    store->Add("old");
+    ASSERT_TRUE(store->PurgeAndClose());
+  }
+  const auto before = surroundings.directory.Get("uniqueid.xml");
+  ASSERT_EQ(chmod(surroundings.directory.PathOf(".").c_str(), 0777), 0);
+  for (const std::string& name : ListFiles(surroundings.directory.utf8(), "")) {
+    ASSERT_EQ(chmod(surroundings.directory.PathOf(name).c_str(), 0666), 0);
+  }
+  ASSERT_EQ(chmod(path.c_str(), 0222), 0);
+  const auto result = AsAStranger([&] { return UniqueIdStore::Open(surroundings.program()) == nullptr; });
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
+  EXPECT_EQ(surroundings.directory.Get("uniqueid.xml"), before);
+}
+
+TEST_F(StoreFaultsTest, MailIsNotPurgedWhileTheConfigurationCannotBeRead) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  const std::string old_index = bin->Index();
+  ASSERT_TRUE(bin->surroundings.Configure("RecycleOldMessagesLast=5"));
+  const std::string path = bin->surroundings.directory.PathOf("Quillbeaker.ini");
+  ASSERT_EQ(chmod(bin->surroundings.directory.PathOf(".").c_str(), 0777), 0);
+  const std::string directory = bin->surroundings.directory.PathOf("recycle");
+  for (const std::string& name : ListFiles(directory + "/", "")) {
+    ASSERT_EQ(chmod((directory + "/" + name).c_str(), 0666), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+  ASSERT_EQ(chmod(path.c_str(), 0222), 0);
+  const auto result = AsAStranger([&] {
+    Program fresh(bin->surroundings.MakeEnvironment());
+    RecycleBin(fresh).Purge(0);
+    return true;
+  });
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
   EXPECT_EQ(bin->Index(), old_index);
   EXPECT_TRUE(bin->EveryEntryHasItsFile());
 }
