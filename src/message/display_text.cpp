@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "message/display_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
+
+#include "config/ascii.h"
 
 namespace quillbeaker {
 namespace {
@@ -59,16 +62,17 @@ std::optional<char32_t> TakeUtf8(std::string_view& text) {
   return c;
 }
 
-bool IsUtf8WithMultibyte(std::string_view text) {
-  bool multibyte = false;
+// The greatest of the characters, 0 of an empty text; nothing when the bytes are no UTF-8.
+std::optional<char32_t> GreatestOfUtf8(std::string_view text) {
+  char32_t greatest = 0;
   while (!text.empty()) {
     const auto c = TakeUtf8(text);
     if (!c) {
-      return false;
+      return std::nullopt;
     }
-    multibyte |= *c >= 0x80;
+    greatest = std::max(greatest, *c);
   }
-  return multibyte;
+  return greatest;
 }
 
 char32_t FromWindows1252(unsigned char byte) {
@@ -104,7 +108,7 @@ std::string DisplayText(std::string_view bytes) {
   std::string out;
   out.reserve(bytes.size());
   const auto append = [&out](char32_t c) { AppendUtf8(out, IsHarmless(c) ? c : kReplacement); };
-  if (IsUtf8WithMultibyte(bytes)) {
+  if (GreatestOfUtf8(bytes).value_or(0) >= 0x80) {
     while (!bytes.empty()) {
       append(TakeUtf8(bytes).value_or(kReplacement));
     }
@@ -114,6 +118,44 @@ std::string DisplayText(std::string_view bytes) {
     }
   }
   return out;
+}
+
+std::string DisplayLine(std::string_view bytes) {
+  return DisplayText(WithoutControlBytes(bytes));
+}
+
+bool IsUtf8(std::string_view bytes) {
+  return GreatestOfUtf8(bytes).has_value();
+}
+
+std::string Latin1FromTyped(std::string_view utf8) {
+  const auto greatest = GreatestOfUtf8(utf8);
+  if (!greatest || *greatest > 0xFF) {
+    return std::string(utf8);
+  }
+  std::string latin1;
+  while (!utf8.empty()) {
+    latin1 += static_cast<char>(static_cast<unsigned char>(TakeUtf8(utf8).value_or(0)));
+  }
+  return latin1;
+}
+
+std::string_view FirstColumns(std::string_view utf8, std::size_t columns) {
+  constexpr char32_t kFirstThatMayBeWide = 0x1100;
+  std::string_view rest = utf8;
+  while (!rest.empty()) {
+    const std::size_t begin = utf8.size() - rest.size();
+    const auto c = TakeUtf8(rest);
+    if (!c) {
+      rest.remove_prefix(1);
+    }
+    const std::size_t width = c.value_or(0) >= kFirstThatMayBeWide ? 2 : 1;
+    if (width > columns) {
+      return utf8.substr(0, begin);
+    }
+    columns -= width;
+  }
+  return utf8;
 }
 
 }  // namespace quillbeaker

@@ -55,5 +55,35 @@ TEST(DisplayText, ReplacesWhatCouldWriteOverTheScreen) {
   EXPECT_EQ(DisplayText("\xC2\x9B"), kReplaced);                                     // a C1 control
 }
 
+TEST(DisplayLine, StaysOnOneLine) {
+  EXPECT_EQ(DisplayLine("a\r\nb\tc\x1B[K"), "a  b c [K");
+  EXPECT_EQ(DisplayLine("Gr\xFC\n"), "Gr\xC3\xBC ");
+  EXPECT_EQ(DisplayLine("x\x7F"), "x" + std::string(kReplaced));
+}
+
+TEST(IsUtf8, TellsBytesFromText) {
+  EXPECT_TRUE(IsUtf8(""));
+  EXPECT_TRUE(IsUtf8("a\xC3\xBC"));
+  EXPECT_FALSE(IsUtf8("a\xFC"));
+  EXPECT_FALSE(IsUtf8("a\xC3"));
+}
+
+TEST(Latin1FromTyped, ConvertsWhatLatin1HasAndKeepsAllElse) {
+  EXPECT_EQ(Latin1FromTyped("bob@x"), "bob@x");
+  EXPECT_EQ(Latin1FromTyped("J\xC3\xB6rg \xC3\xBF"), "J\xF6rg \xFF");
+  EXPECT_EQ(Latin1FromTyped("\xC3\xB6 \xE2\x82\xAC"), "\xC3\xB6 \xE2\x82\xAC");
+  EXPECT_EQ(Latin1FromTyped("\xF6 \xC3"), "\xF6 \xC3");
+}
+
+TEST(FirstColumns, CutsNoCharacter) {
+  EXPECT_EQ(FirstColumns("abc", 2), "ab");
+  EXPECT_EQ(FirstColumns("abc", 3), "abc");
+  EXPECT_EQ(FirstColumns("", 3), "");
+  EXPECT_EQ(FirstColumns("a\xC3\xBC\xC3\x9F", 2), "a\xC3\xBC");
+  EXPECT_EQ(FirstColumns("a\xE6\xBC\xA2z", 2), "a");  // two columns wide
+  EXPECT_EQ(FirstColumns("a\xE6\xBC\xA2z", 3), "a\xE6\xBC\xA2");
+  EXPECT_EQ(FirstColumns("\xFC\xFC\xFC", 2), "\xFC\xFC");
+}
+
 }  // namespace
 }  // namespace quillbeaker
