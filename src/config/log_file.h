@@ -5,7 +5,6 @@
 // Used on the listener thread only. Failures are silent by contract: a log that cannot be written is not written.
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>

@@ -28,9 +28,9 @@ Json JsonOf(const SenderRecord& record) {
 
 std::string LineOf(const SenderRecord& record) {
   std::string line(KindName(record.kind));
-  line += "  " + DisplayText(record.address);
+  line += "  " + DisplayLine(record.address);
   if (!record.name.empty()) {
-    line += "  (" + DisplayText(record.name) + ")";
+    line += "  (" + DisplayLine(record.name) + ")";
   }
   return line + "\n";
 }
@@ -54,6 +54,11 @@ int List(const SenderLists& lists, bool json) {
   return kExitDone;
 }
 
+int FailNotListed(const std::string& address) {
+  WriteStandardError(Format(Text::kNotListed, {DisplayLine(address)}) + "\n");
+  return kExitFailed;
+}
+
 int LookUp(const SenderLists& lists, const std::string& address, bool json) {
   SenderRecord record;
   record.address = address;
@@ -61,31 +66,40 @@ int LookUp(const SenderLists& lists, const std::string& address, bool json) {
   if (json) {
     WriteStandardOutput(JsonLine(JsonOf(record)));
   } else {
-    WriteStandardOutput(listed ? LineOf(record) : Format(Text::kNotListed, {DisplayText(address)}) + "\n");
+    WriteStandardOutput(listed ? LineOf(record) : Format(Text::kNotListed, {DisplayLine(address)}) + "\n");
   }
   return kExitDone;
 }
 
 int Add(SenderLists& lists, const SendersOptions& options) {
-  if (options.address.empty()) {
+  SenderRecord record;
+  record.name = Latin1FromTyped(options.name);
+  record.address = Latin1FromTyped(options.address);
+  record.kind = options.is_friend ? kSenderFriend : kSenderBlocked;
+  if (SenderKey(record.address).empty()) {
     return Fail(Text::kEnterAValue);
   }
-  if (lists.IsKey(options.address)) {
-    return Fail(Text::kSenderAlreadyListed);
+  switch (lists.Add(record)) {
+    case SenderChange::kDone:
+      return kExitDone;
+    case SenderChange::kRefused:
+      return Fail(Text::kSenderAlreadyListed);
+    case SenderChange::kNotSaved:
+      break;
   }
-  SenderRecord record;
-  record.name = options.name;
-  record.address = options.address;
-  record.kind = options.is_friend ? kSenderFriend : kSenderBlocked;
-  return lists.Write(record) ? kExitDone : Fail(Text::kNotSaved);
+  return Fail(Text::kNotSaved);
 }
 
 int Remove(SenderLists& lists, const std::string& address) {
-  if (!lists.IsKey(address)) {
-    WriteStandardError(Format(Text::kNotListed, {DisplayText(address)}) + "\n");
-    return kExitFailed;
+  switch (lists.Remove(address)) {
+    case SenderChange::kDone:
+      return kExitDone;
+    case SenderChange::kRefused:
+      return FailNotListed(address);
+    case SenderChange::kNotSaved:
+      break;
   }
-  return lists.Remove(address) ? kExitDone : Fail(Text::kNotSaved);
+  return Fail(Text::kNotSaved);
 }
 
 }  // namespace
@@ -96,11 +110,11 @@ int ManageSenders(Program& program, const SendersOptions& options) {
     case SendersOptions::Action::kList:
       return List(lists, options.json);
     case SendersOptions::Action::kLookUp:
-      return LookUp(lists, options.address, options.json);
+      return LookUp(lists, Latin1FromTyped(options.address), options.json);
     case SendersOptions::Action::kAdd:
       return Add(lists, options);
     case SendersOptions::Action::kRemove:
-      return Remove(lists, options.address);
+      return Remove(lists, Latin1FromTyped(options.address));
   }
   return kExitWrongUsage;
 }

@@ -53,13 +53,16 @@ Judgement MailFilter::Judge(const MailMessage& message, bool marked_deleted) {
   Judgement judgement;
   judgement.level = settings.level;
   judgement.threshold = Classifier::Threshold(program_, settings.level);
+  // Deliberate: the entry that matches is not written back to the lists. Reading cuts a name at its first
+  // comma, so that a write would damage "Smith, Bob,2", and it would bring back an entry that was removed
+  // since the pass began.
+  SenderRecord sender;
+  senders_.LookUp(message, sender);
+  judgement.sender_kind = sender.kind;
   if (settings.size_limit > 0 && message.size() >= static_cast<std::uint32_t>(settings.size_limit)) {
     judgement.reason = JudgementReason::kTooLarge;
     return judgement;
   }
-  SenderRecord sender;
-  senders_.LookUp(message, sender);
-  judgement.sender_kind = sender.kind;
   if (const auto verdict = VerdictWithoutWords(settings, sender.kind, marked_deleted)) {
     judgement.spam = verdict->spam;
     judgement.reason = verdict->reason;

@@ -25,6 +25,18 @@ void ReadValue(std::string_view value, SenderRecord& record) {
   record.kind = comma == std::string_view::npos ? kSenderNone : IntegerOf(value.substr(comma + 1));
 }
 
+std::string ValueOf(const SenderRecord& record) {
+  return record.name.substr(0, kMaxSenderName) + ',' + std::to_string(record.kind);
+}
+
+// True when a line of the lists has this key, which is as SenderKey gives it.
+bool HasKey(const IniDocument& document, std::string_view key) {
+  const std::vector<IniEntry> entries = document.Section(sections::kSenders);
+  return std::any_of(entries.begin(), entries.end(), [key](const IniEntry& entry) {
+    return entry.has_value && EqualsIgnoringCase(entry.key, key);
+  });
+}
+
 }  // namespace
 
 // The entries as one version of the configuration file has them, prepared for look-ups: plain addresses and
@@ -160,18 +172,31 @@ bool SenderLists::IsKey(std::string_view address) const {
 bool SenderLists::Write(const SenderRecord& record) {
   const std::string key = SenderKey(record.address);
   if (key.empty()) return false;
-  const std::string value = record.name.substr(0, kMaxSenderName) + ',' + std::to_string(record.kind);
-  return program_.configuration.WriteString(sections::kSenders, key, value);
+  return program_.configuration.WriteString(sections::kSenders, key, ValueOf(record));
 }
 
-bool SenderLists::Remove(std::string_view address) {
-  return program_.configuration.RemoveKey(sections::kSenders, SenderKey(address));
+SenderChange SenderLists::Add(const SenderRecord& record) {
+  const std::string key = SenderKey(record.address);
+  if (key.empty()) return SenderChange::kNotSaved;
+  SenderChange change = SenderChange::kNotSaved;
+  const bool saved = program_.configuration.Update([&](IniDocument& document) {
+    if (HasKey(document, key)) {
+      change = SenderChange::kRefused;
+    } else if (document.Set(sections::kSenders, key, ValueOf(record))) {
+      change = SenderChange::kDone;
+    }
+  });
+  return saved ? change : SenderChange::kNotSaved;
 }
 
-void SenderLists::Refresh(const MailMessage&) {
-  // Deliberate: the entry that matched is not written back. Reading cuts a name at its first comma, so that a
-  // write would damage "Smith, Bob,2", and it would bring back an entry that was removed since the pass
-  // began.
+SenderChange SenderLists::Remove(std::string_view address) {
+  const std::string key = SenderKey(address);
+  SenderChange change = SenderChange::kRefused;
+  const bool saved = program_.configuration.Update([&](IniDocument& document) {
+    if (!HasKey(document, key)) return;
+    while (document.Remove(sections::kSenders, key)) change = SenderChange::kDone;
+  });
+  return saved ? change : SenderChange::kNotSaved;
 }
 
 void SenderLists::Enumerate(const std::function<void(const SenderRecord&)>& callback) const {

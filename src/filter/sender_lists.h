@@ -28,6 +28,12 @@ struct SenderRecord {
   CalendarTime date;                // of the message, or local time when it has none
 };
 
+enum class SenderChange {
+  kDone,
+  kRefused,   // the lists are not as the change needs them
+  kNotSaved,  // the configuration file could not be read or replaced, or cannot hold the key
+};
+
 class SenderLists {
  public:
   explicit SenderLists(Program& program);
@@ -44,10 +50,11 @@ class SenderLists {
   bool IsKey(std::string_view address) const;
   // Writes address = "name,kind", overwriting an entry of that key. False when it could not be saved.
   bool Write(const SenderRecord& record);
-  bool Remove(std::string_view address);
-  // Called for every judged message. Deliberate: the matching entry's bytes stay as they are, so nothing is
-  // written.
-  void Refresh(const MailMessage& message);
+  // The same for a key that is on neither list, else kRefused. Test and write are one step: of two processes
+  // that add the same address one succeeds.
+  [[nodiscard]] SenderChange Add(const SenderRecord& record);
+  // Removes every line of that key; kRefused when there is none. One step as well.
+  [[nodiscard]] SenderChange Remove(std::string_view address);
   // Every entry in file order.
   void Enumerate(const std::function<void(const SenderRecord&)>& callback) const;
 

@@ -66,7 +66,4 @@ class SpamWordSearch {
   mutable std::uint32_t search_number_ = 0;
 };
 
-// The search that the automaton must equal: position of the first occurrence, or npos.
-std::size_t FindText(std::string_view text, std::string_view pattern, bool case_sensitive);
-
 }  // namespace quillbeaker

@@ -3,7 +3,6 @@
 
 // Cuts text into the words that the learnt lists count.
 
-#include <string>
 #include <string_view>
 
 #include "filter/word_count_table.h"

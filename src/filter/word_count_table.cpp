@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <utility>
 
 #include "platform/files.h"
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "support/test_program.h"
 
@@ -185,6 +186,17 @@ TEST_F(MailFilterTest, MailOf65536BytesIsPassedOnUnjudged) {
   EXPECT_FALSE(Judge(head + std::string(70'000, 'x')).spam);
 }
 
+TEST_F(MailFilterTest, OfMailTooLargeTheSendersKindIsToldAllTheSame) {
+  Settings("FilterMaxMessageSize=10");
+  for (const auto& [from, kind] : {std::pair("blocked@x", kSenderBlocked), std::pair("friend@x", kSenderFriend),
+                                   std::pair("stranger@x", kSenderNone)}) {
+    const Judgement judgement = Judge(Mail(from, "money"));
+    EXPECT_EQ(judgement.sender_kind, kind) << from;
+    EXPECT_EQ(judgement.reason, JudgementReason::kTooLarge);
+    EXPECT_FALSE(judgement.spam);
+  }
+}
+
 TEST_F(MailFilterTest, TheSizeLimitIsAKeyAndZeroIsNone) {
   const std::string head = Mail("blocked@x", "");
   Settings("FilterMaxMessageSize=0");
@@ -221,6 +233,15 @@ TEST_F(MailFilterTest, SpamWordsAreLoadedOncePerPass) {
   ASSERT_TRUE(test_.directory.Put("spampoints.ini", "[THRESHOLD]\r\nlevel50=80\r\n"));
   EXPECT_TRUE(filter.Judge(message, false).spam);
   EXPECT_FALSE(Judge(Mail("stranger@x", "money")).spam);
+}
+
+TEST_F(MailFilterTest, TheEntryThatMatchedKeepsItsBytes) {
+  const std::string lines = "[SENDERS]\r\na@b=Smith, Bob,2\nodd line\r\n  c@d  =  C , 1  \r\n";
+  ASSERT_TRUE(test_.directory.Put("Quillbeaker.ini", lines));
+  EXPECT_EQ(Judge(Mail("Other Name <a@b>", "x")).sender_kind, kSenderFriend);
+  EXPECT_EQ(Judge(Mail("Other Name <c@d>", "x")).sender_kind, kSenderBlocked);
+  EXPECT_EQ(Judge(Mail("Other Name <nobody@x>", "x")).sender_kind, kSenderNone);
+  EXPECT_EQ(test_.directory.Get("Quillbeaker.ini"), lines);
 }
 
 TEST_F(MailFilterTest, JudgingWritesNoFile) {

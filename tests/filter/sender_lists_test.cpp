@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/test_program.h"
@@ -195,7 +197,7 @@ TEST_F(SenderListsTest, AnAddressWithEqualsSignIsStillFound) {
   EXPECT_TRUE(lists.Write({"", "bounce=me=x@b", kSenderBlocked, {}}));
   EXPECT_EQ(LookUp("bounce=me=x@b"), "bounce?me?x@b  1");
   EXPECT_TRUE(lists.IsKey("bounce=me=x@b"));
-  EXPECT_TRUE(lists.Remove("bounce=me=x@b"));
+  EXPECT_EQ(lists.Remove("bounce=me=x@b"), SenderChange::kDone);
   EXPECT_EQ(LookUp("bounce=me=x@b"), "none");
 }
 
@@ -238,23 +240,60 @@ TEST_F(SenderListsTest, AKeyIsTestedExactlyButForCase) {
 TEST_F(SenderListsTest, RemoveTakesTheEntryAway) {
   PutLines("a@b=A,1\r\nC@D=C,2\r\n");
   SenderLists lists(test_.program());
-  EXPECT_TRUE(lists.Remove("c@d"));
+  EXPECT_EQ(lists.Remove("c@d"), SenderChange::kDone);
   EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\n");
-  lists.Remove("c@d");
-  lists.Remove("*");
+  EXPECT_EQ(lists.Remove("c@d"), SenderChange::kRefused);
+  EXPECT_EQ(lists.Remove("*"), SenderChange::kRefused);
+  EXPECT_EQ(lists.Remove(""), SenderChange::kRefused);
   EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\n");
 }
 
-TEST_F(SenderListsTest, RefreshLeavesTheFilesBytes) {
-  const std::string lines = "a@b=Smith, Bob,2\nodd line\r\n  c@d  =  C , 1  \r\n";
-  PutLines(lines);
+TEST_F(SenderListsTest, RemoveTakesEveryLineOfTheKeyAway) {
+  PutLines("a@b=A,1\r\nc@d=C,2\r\nA@B=Again,2\r\n a@b = Third,1\r\n");
   SenderLists lists(test_.program());
-  for (const char* from : {"a@b", "c@d", "nobody@x"}) {
-    MailMessage message;
-    message.ParseText("From: Other Name <" + std::string(from) + ">\r\n\r\n");
-    lists.Refresh(message);
+  EXPECT_EQ(lists.Remove("a@b"), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\nc@d=C,2\r\n");
+}
+
+TEST_F(SenderListsTest, AddRefusesAKeyThatIsThere) {
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.Add({"Bob", "Bob@x", kSenderFriend, {}}), SenderChange::kDone);
+  EXPECT_EQ(lists.Add({"Other", "bob@X", kSenderBlocked, {}}), SenderChange::kRefused);
+  EXPECT_EQ(lists.Add({"", "*@x", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(lists.Add({"", " \t", kSenderBlocked, {}}), SenderChange::kNotSaved);
+  EXPECT_EQ(File(), "[SENDERS]\r\nBob@x=Bob,2\r\n*@x=,1\r\n");
+}
+
+TEST_F(SenderListsTest, OfThoseWhoAddTheSameAddressOneSucceeds) {
+  test_.program();
+  std::atomic<int> done{0};
+  std::atomic<int> refused{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&, i] {
+      SenderLists lists(test_.program());
+      for (int n = 0; n < 20; ++n) {
+        const auto change = lists.Add({std::to_string(i), "a" + std::to_string(n) + "@x", kSenderFriend, {}});
+        done += change == SenderChange::kDone;
+        refused += change == SenderChange::kRefused;
+      }
+    });
   }
-  EXPECT_EQ(File(), "[SENDERS]\r\n" + lines);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(done, 20);
+  EXPECT_EQ(refused, 7 * 20);
+}
+
+TEST_F(SenderListsTest, WhatCannotBeSavedIsToldSo) {
+  PutLines("a@b=A,1\r\n");
+  test_.directory.SetReadOnly("Quillbeaker.ini", true);
+  SenderLists lists(test_.program());
+  const auto added = lists.Add({"", "c@d", kSenderFriend, {}});
+  const auto removed = lists.Remove("a@b");
+  test_.directory.SetReadOnly("Quillbeaker.ini", false);
+  EXPECT_EQ(added, SenderChange::kNotSaved);
+  EXPECT_EQ(removed, SenderChange::kNotSaved);
+  EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\n");
 }
 
 TEST_F(SenderListsTest, EnumeratesEveryEntryInFileOrder) {

@@ -14,9 +14,12 @@
 
 #include "config/ascii.h"
 #include "filter/spam_word_search.h"
+#include "support/find_text.h"
 
 namespace quillbeaker {
 namespace {
+
+using test::FindText;
 
 using Random = std::mt19937;
 

@@ -10,8 +10,12 @@
 #include <string_view>
 #include <vector>
 
+#include "support/find_text.h"
+
 namespace quillbeaker {
 namespace {
+
+using test::FindText;
 
 constexpr std::size_t kNone = std::string_view::npos;
 
