@@ -17,8 +17,10 @@ std::vector<std::string> CommandLine(int argc, char** argv);
 
 // From now on SIGINT, SIGTERM and SIGHUP (Ctrl+C, closing the console) call `handler` once, on a thread of
 // its own, instead of ending the process; later ones do nothing. Call before any other thread is started.
+// Where the system gives no thread they end the process as ever.
 void OnInterrupt(std::function<void()> handler);
 
+// True when a person sees the output and the terminal clears a line at ESC [ K.
 bool StandardOutputIsTerminal();
 bool StandardInputIsTerminal();
 

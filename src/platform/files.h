@@ -17,7 +17,12 @@ namespace quillbeaker {
 
 extern const char kPathSeparator;  // '/' or '\\'
 
-// The whole content of a file, or nothing when it cannot be opened or read (a directory included).
+// What ReadWholeFile reads at most. A device without end, or a file with holes of some terabytes, shall cost
+// no more memory than that; nothing of ours, and no mail, comes near it.
+inline constexpr std::uint64_t kMostFileBytes = std::uint64_t{1} << 30;
+
+// The whole content of a file, or nothing when it cannot be opened or read (a directory included) or is larger
+// than kMostFileBytes.
 [[nodiscard]] std::optional<std::string> ReadWholeFile(const std::string& path);
 
 // Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it. A crash or

@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -39,6 +41,15 @@ TEST(ReadWholeFile, GivesNothingForWhatIsNoFile) {
   ASSERT_TRUE(directory.MakeFolder("folder"));
   EXPECT_EQ(ReadWholeFile(directory.PathOf("folder")), std::nullopt);
   EXPECT_EQ(ReadWholeFile(""), std::nullopt);
+}
+
+TEST(ReadWholeFile, GivesNothingForWhatIsTooLarge) {
+  const TestDirectory directory;
+  ASSERT_TRUE(directory.Put("huge", "x"));
+  std::error_code error;
+  std::filesystem::resize_file(directory.path() / "huge", kMostFileBytes + 1, error);  // a hole
+  if (error) GTEST_SKIP() << error.message();
+  EXPECT_FALSE(ReadWholeFile(directory.PathOf("huge")));
 }
 
 TEST(ReplaceWholeFile, MakesAndReplacesAndLeavesNothingBeside) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -43,13 +44,20 @@ void OnInterrupt(std::function<void()> handler) {
   }
   // Blocked in every thread (later ones inherit it), they are waited for by one: no code has to run in a
   // signal handler.
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread([signals, handler = std::move(handler)] {
+  sigset_t mask_before;
+  pthread_sigmask(SIG_BLOCK, &signals, &mask_before);
+  const auto wait = [signals, handler = std::move(handler)] {
     int number = 0;
     while (sigwait(&signals, &number) != 0) {
     }
     handler();
-  }).detach();
+  };
+  try {
+    std::thread(wait).detach();
+  } catch (const std::system_error&) {
+    // Nobody would wait for them: blocked, they could not even end the process.
+    pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
+  }
 }
 
 bool StandardOutputIsTerminal() {

@@ -87,13 +87,15 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   if (!file.valid() || fstat(file.get(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
   // Nobody may ever write into a pipe: reading it could wait for ever.
   if (S_ISFIFO(status.st_mode)) return std::nullopt;
+  if (static_cast<std::uint64_t>(status.st_size) > kMostFileBytes) return std::nullopt;
 
   // One byte more than the file has now, so that its end is seen without growing. A device tells no size.
   constexpr std::size_t kLeast = 4096;
   std::string bytes(std::max(static_cast<std::size_t>(status.st_size) + 1, kLeast), '\0');
   std::size_t size = 0;
   for (;;) {
-    if (size == bytes.size()) bytes.resize(2 * size);
+    if (size > kMostFileBytes) return std::nullopt;
+    if (size == bytes.size()) bytes.resize(std::min<std::size_t>(2 * size, kMostFileBytes + 1));
     const std::ptrdiff_t got = ReadSome(file.get(), bytes.data() + size, bytes.size() - size);
     if (got < 0) return std::nullopt;
     if (got == 0) break;

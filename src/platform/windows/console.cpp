@@ -97,7 +97,10 @@ void OnInterrupt(std::function<void()> handler) {
 }
 
 bool StandardOutputIsTerminal() {
-  return IsConsole(GetStdHandle(STD_OUTPUT_HANDLE));
+  // A console shows escape sequences as they are until it is told to follow them, which old ones cannot.
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode;
+  return GetConsoleMode(output, &mode) && SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
 bool StandardInputIsTerminal() {

@@ -109,11 +109,13 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   LARGE_INTEGER expected;
   if (!opened || !GetFileSizeEx(file.get(), &expected)) return std::nullopt;
 
+  if (static_cast<std::uint64_t>(expected.QuadPart) > kMostFileBytes) return std::nullopt;
   constexpr std::size_t kMostAtOnce = 1 << 24;
   std::string bytes(static_cast<std::size_t>(expected.QuadPart) + 1, '\0');
   std::size_t size = 0;
   for (;;) {
-    if (size == bytes.size()) bytes.resize(2 * size);
+    if (size > kMostFileBytes) return std::nullopt;
+    if (size == bytes.size()) bytes.resize(std::min<std::size_t>(2 * size, kMostFileBytes + 1));
     DWORD got = 0;
     const auto capacity = static_cast<DWORD>(std::min(bytes.size() - size, kMostAtOnce));
     if (!ReadFile(file.get(), bytes.data() + size, capacity, &got, nullptr)) return std::nullopt;

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -88,6 +89,21 @@ TEST(OnInterrupt, WorksWhereSigintWasIgnored) {
       SendWhenReady<SIGINT>);
   EXPECT_EQ(outcome.output, "stopped");
   EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(OnInterrupt, LeavesTheSignalsWhatTheyAreWhereNoThreadCanBe) {
+  const Outcome outcome = InChild("", [] {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    // More than the address space has.
+    if (pthread_attr_setstacksize(&attributes, std::size_t{1} << 47) != 0) _exit(78);
+    if (pthread_setattr_default_np(&attributes) != 0) _exit(79);
+    OnInterrupt([] { _exit(0); });
+    WriteStandardOutput("alive");
+    raise(SIGTERM);
+  });
+  EXPECT_EQ(outcome.output, "alive");
+  EXPECT_EQ(outcome.status, 1000 + SIGTERM);
 }
 
 TEST(StandardInput, GivesLinesWithoutTheirEnds) {
