@@ -63,6 +63,7 @@ constexpr TableRow kTexts[] = {
     {Text::kReasonFriend, "sender on the Friend List"},
     {Text::kReasonLearntWords, "learnt words"},
     {Text::kReasonSpamWords, "spam words against the threshold of %i percent at level %i"},
+    {Text::kReasonMarkedDeleted, "deleted by the mail program"},
     {Text::kNoMoreClients, "The mail programs can not be served any longer: no connection can be accepted."},
 };
 

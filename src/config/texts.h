@@ -57,6 +57,7 @@ enum class Text {
   kReasonLearntWords = 325,
   kReasonSpamWords = 326,  // threshold, level
   kNoMoreClients = 327,
+  kReasonMarkedDeleted = 328,
 };
 
 std::string_view EnglishText(Text text);

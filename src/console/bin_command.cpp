@@ -2,6 +2,7 @@
 // `bin`: the recycle bin from the terminal.
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,9 @@
 #include "console/json_text.h"
 #include "message/decoded_text.h"
 #include "message/mail_message.h"
+#include "message/mail_sender.h"
 #include "platform/console.h"
+#include "platform/files.h"
 #include "stores/recycle_bin.h"
 
 namespace quillbeaker {
@@ -53,18 +56,27 @@ Json JsonOf(const RecycleEntry& entry) {
 
 std::string LineOf(const RecycleEntry& entry) {
   const CalendarTime date = DateOfDayNumber(entry.day);
-  std::string line = DisplayText(entry.name) + (entry.restored ? " *" : "") + "\n";
+  std::string line = DisplayLine(entry.name) + (entry.restored ? " *" : "") + "\n";
   line += Printed("    %04i-%02i-%02i ", date.year, date.month, date.day) + TimeOf(entry);
-  line += "  " + DisplayText(entry.sender) + " <" + DisplayText(entry.address) + ">\n";
-  line += "    " + DisplayText(entry.subject) + "\n";
+  line += "  " + DisplayLine(entry.sender) + " <" + DisplayLine(entry.address) + ">\n";
+  line += "    " + DisplayLine(entry.subject) + "\n";
   if (!entry.spam_words.empty()) {
-    line += Printed("    %.4f  ", entry.probability) + DisplayText(entry.spam_words) + "\n";
+    line += Printed("    %.4f  ", entry.probability) + DisplayLine(entry.spam_words) + "\n";
   }
   return line;
 }
 
+// What is in the bin; nothing when the index cannot be read. Before the first spam there is no index.
+std::optional<std::vector<RecycleEntry>> EntriesOf(const RecycleBin& bin) {
+  auto entries = bin.List();
+  if (!entries && !FileExists(bin.index_path())) {
+    entries.emplace();
+  }
+  return entries;
+}
+
 int List(const RecycleBin& bin, bool json) {
-  const auto entries = bin.List();
+  const auto entries = EntriesOf(bin);
   if (!entries) {
     return Fail(Text::kBinUnreadable);
   }
@@ -81,19 +93,30 @@ int List(const RecycleBin& bin, bool json) {
   return kExitDone;
 }
 
+// A header line for a person: the sender as lists and the index know it, the Subject decoded, others as sent.
+std::string HeaderLine(const HeaderField& field) {
+  std::string value;
+  if (field.kind == kHeaderFrom) {
+    const MailSender sender = SplitSender(field.full_value);
+    value = DisplayLine(sender.name) + " <" + DisplayLine(sender.address) + ">";
+  } else {
+    value = DisplayLine(field.kind == kHeaderSubject ? DecodeEncodedWord(field.full_value) : field.full_value);
+  }
+  return DisplayLine(field.full_name) + ": " + value + "\n";
+}
+
 int View(const RecycleBin& bin, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const std::string path = bin.PathOfMessage(name);
     MailMessage message;
     if (path.empty() || message.LoadFromFile(path) != MailMessage::kLoaded) {
-      return Fail(Format(Text::kNoSuchMessage, {name}));
+      return Fail(Format(Text::kNoSuchMessage, {DisplayLine(name)}));
     }
     std::string text;
     for (const HeaderKind kind : {kHeaderFrom, kHeaderTo, kHeaderSubject, kHeaderDate}) {
       for (const HeaderField& field : message.root()->fields) {
         if (field.kind == kind) {
-          text +=
-              DisplayText(field.full_name) + ": " + DisplayText(DecodeEncodedWord(field.full_value)) + "\n";
+          text += HeaderLine(field);
         }
       }
     }
@@ -107,17 +130,25 @@ int View(const RecycleBin& bin, const std::vector<std::string>& names) {
 // Every name must be in the index before anything is done to one of them.
 int WithEntries(RecycleBin& bin, const std::vector<std::string>& names,
                 bool (*act)(RecycleBin& bin, const std::vector<std::string>& names)) {
-  const auto entries = bin.List();
+  const auto entries = EntriesOf(bin);
   if (!entries) {
     return Fail(Text::kBinUnreadable);
   }
   for (const std::string& name : names) {
     if (std::none_of(entries->begin(), entries->end(),
                      [&](const RecycleEntry& e) { return e.name == name; })) {
-      return Fail(Format(Text::kNoSuchMessage, {name}));
+      return Fail(Format(Text::kNoSuchMessage, {DisplayLine(name)}));
     }
   }
   return act(bin, names) ? kExitDone : Fail(Text::kNotSaved);
+}
+
+int Empty(RecycleBin& bin) {
+  const auto entries = EntriesOf(bin);
+  if (!entries) {
+    return Fail(Text::kBinUnreadable);
+  }
+  return entries->empty() || bin.Empty() ? kExitDone : Fail(Text::kNotSaved);
 }
 
 using Names = std::vector<std::string>;
@@ -141,7 +172,7 @@ int ManageBin(Program& program, const BinOptions& options) {
       return WithEntries(bin, options.names,
                          [](RecycleBin& b, const Names& names) { return b.DeleteMessages(names); });
     case BinOptions::Action::kEmpty:
-      return bin.Empty() ? kExitDone : Fail(Text::kBinUnreadable);
+      return Empty(bin);
     case BinOptions::Action::kRebuild:
       return bin.RebuildIndex() ? kExitDone : Fail(Text::kNotRebuilt);
   }

@@ -57,6 +57,7 @@ std::string PlainReason(const Judgement& judgement) {
     case JudgementReason::kFriend:
       return std::string(EnglishText(Text::kReasonFriend));
     case JudgementReason::kMarkedDeleted:
+      return std::string(EnglishText(Text::kReasonMarkedDeleted));
     case JudgementReason::kLearntWords:
       return std::string(EnglishText(Text::kReasonLearntWords));
     case JudgementReason::kSpamWords:
@@ -67,7 +68,7 @@ std::string PlainReason(const Judgement& judgement) {
 }
 
 std::string JsonOf(const std::string& file, const Judgement& judgement) {
-  Json object{{"file", file}, {"spam", judgement.spam}};
+  Json object{{"file", JsonFileName(file)}, {"spam", judgement.spam}};
   object["classifier"] = judgement.classifier_asked ? Json(judgement.classifier_spam) : Json(nullptr);
   object["probability"] =
       judgement.classifier_asked ? Json(FourDecimals(judgement.probability)) : Json(nullptr);
@@ -82,16 +83,17 @@ std::string JsonOf(const std::string& file, const Judgement& judgement) {
 std::string LineOf(const std::string& file, const Judgement& judgement) {
   std::string line(EnglishText(judgement.spam ? Text::kVerdictSpam : Text::kVerdictGood));
   line += "  " + (judgement.classifier_asked ? FourDecimals(judgement.probability) : std::string("-"));
-  line += "  " + file + "  (" + PlainReason(judgement);
+  line += "  " + DisplayLine(file) + "  (" + PlainReason(judgement);
   if (!judgement.words.empty()) {
-    line += ": " + DisplayText(judgement.words);
+    line += ": " + DisplayLine(judgement.words);
   }
   return line + ")\n";
 }
 
 std::string ErrorLine(const std::string& file, bool json) {
   const std::string_view error = EnglishText(Text::kFileUnreadable);
-  return json ? JsonLine({{"file", file}, {"error", error}}) : file + ": " + std::string(error) + "\n";
+  return json ? JsonLine({{"file", JsonFileName(file)}, {"error", error}})
+              : DisplayLine(file) + ": " + std::string(error) + "\n";
 }
 
 }  // namespace

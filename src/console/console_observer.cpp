@@ -14,8 +14,8 @@
 namespace quillbeaker {
 namespace {
 
-constexpr std::size_t kBarWidth = 14;   // characters
-constexpr std::size_t kLineWidth = 79;  // characters
+constexpr std::size_t kBarWidth = 14;   // columns
+constexpr std::size_t kLineWidth = 79;  // columns
 constexpr std::chrono::milliseconds kRedrawAfter{50};
 constexpr std::string_view kClearLine = "\r\x1b[K";
 
@@ -76,7 +76,7 @@ void ConsoleObserver::SessionBegins() {
 }
 
 void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
-  std::string line = TimeNow(program_) + DisplayText(OutcomeOf(summary));
+  std::string line = TimeNow(program_) + DisplayLine(OutcomeOf(summary));
   if (!trouble_.empty()) {
     line += " " + trouble_;
   }
@@ -88,12 +88,12 @@ void ConsoleObserver::WrongUserName() {
 }
 
 void ConsoleObserver::ShowTooltip(std::string_view text) {
-  activity_ = DisplayText(text);
+  activity_ = DisplayLine(text);
   DrawProgress(false);
 }
 
 void ConsoleObserver::ShowStatus(std::string_view text) {
-  trouble_ = DisplayText(text);
+  trouble_ = DisplayLine(text);
 }
 
 void ConsoleObserver::ShowSpamCount(std::uint32_t count) {
@@ -158,8 +158,7 @@ void ConsoleObserver::DrawProgress(bool at_once) {
     line += Format(Text::kSpamMessages, {Number(spam_count_)}) + "  ";
   }
   line += activity_;
-  line.resize(std::min(line.size(), kLineWidth));
-  WriteStandardOutput(std::string(kClearLine) + line);
+  WriteStandardOutput(std::string(kClearLine).append(FirstColumns(line, kLineWidth)));
   progress_shown_ = true;
 }
 

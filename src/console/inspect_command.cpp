@@ -4,8 +4,9 @@
 
 #include <array>
 #include <charconv>
-#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "config/day_number.h"
 #include "config/texts.h"
@@ -64,15 +65,19 @@ Json SenderJson(const MailMessage& message) {
 Json TokensOf(const MailMessage& message, std::string_view stripped_text) {
   WordCountTable table;
   CountMessage(message, stripped_text, table);
-  Json tokens = Json::object();
+  // The object's own insertion looks for the key among all that are there; the table has each word once.
+  std::vector<Json::object_t::value_type> tokens;
+  tokens.reserve(table.entries().size());
   for (const WordEntry& entry : table.entries()) {
-    tokens[Latin1ToUtf8(entry.word())] = entry.count;
+    tokens.emplace_back(Latin1ToUtf8(entry.word()), entry.count);
   }
-  return tokens;
+  Json object = Json::object();
+  static_cast<Json::object_t::Container&>(object.get_ref<Json::object_t&>()) = std::move(tokens);
+  return object;
 }
 
 Json Describe(const std::string& file, const MailMessage& message) {
-  Json object{{"file", file}, {"size", message.size()}, {"fields", FieldsOf(message)}};
+  Json object{{"file", JsonFileName(file)}, {"size", message.size()}, {"fields", FieldsOf(message)}};
   AddDate(object, message);
   object["sender"] = SenderJson(message);
   const auto subject = message.FindField(kHeaderSubject);
@@ -97,7 +102,7 @@ int Inspect(Program&, const InspectOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
     const Json object = message != nullptr
                             ? Describe(file, *message)
-                            : Json{{"file", file}, {"error", EnglishText(Text::kFileUnreadable)}};
+                            : Json{{"file", JsonFileName(file)}, {"error", EnglishText(Text::kFileUnreadable)}};
     WriteStandardOutput(JsonLine(object));
   });
 }
@@ -105,7 +110,7 @@ int Inspect(Program&, const InspectOptions& options) {
 int Serialise(Program&, const SerialiseOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
     if (message == nullptr) {
-      WriteStandardError(file + ": " + std::string(EnglishText(Text::kFileUnreadable)) + "\n");
+      WriteStandardError(DisplayLine(file) + ": " + std::string(EnglishText(Text::kFileUnreadable)) + "\n");
       return;
     }
     WriteStandardOutput(message->Serialise().value_or(std::string()));

@@ -18,7 +18,12 @@ inline Json JsonBytes(std::string_view latin1) {
   return Latin1ToUtf8(latin1);
 }
 
-// One line with its end. What is no UTF-8 (a file name as given) is replaced rather than refused.
+// A file's name as given. One that is no UTF-8 is taken for bytes, so that different names stay different.
+inline Json JsonFileName(std::string_view name) {
+  return IsUtf8(name) ? std::string(name) : Latin1ToUtf8(name);
+}
+
+// One line with its end.
 inline std::string JsonLine(const Json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }

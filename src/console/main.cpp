@@ -2,6 +2,7 @@
 // quillbeaker-cli: the core in a terminal.
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "config/program.h"
 #include "config/texts.h"
@@ -34,7 +35,7 @@ int Main(const std::vector<std::string>& arguments) {
     }
     return line.exit_code;
   }
-  const std::string directory = line.directory.empty() ? ExecutableDirectory() : line.directory;
+  const std::string directory = line.directory ? *line.directory : ExecutableDirectory();
   if (!DirectoryExists(directory)) {
     WriteStandardError(Format(Text::kNoSuchDirectory, {directory}) + "\n");
     return kExitFailed;

@@ -14,6 +14,22 @@ constexpr const char* kAbout =
     "Set the account of your mail program to the server 127.0.0.1 and the user name\n"
     "[pop3server]&[username]&[port].";
 
+// CLI11 takes an argument in brackets for a list and cuts it at its commas. Followed by a byte that no
+// argument can hold it is one like others, until AsGiven takes the byte off again.
+constexpr char kMark = '\0';
+
+std::string Marked(const std::string& argument) {
+  return argument.starts_with('[') && argument.ends_with(']') ? argument + kMark : argument;
+}
+
+// Every option that takes a text must be handed through here.
+CLI::Option* AsGiven(CLI::Option* option) {
+  return option->transform([](std::string argument) {
+    std::erase(argument, kMark);
+    return argument;
+  });
+}
+
 // Builds the tree of commands; each one that is named on the command line puts its record into the result.
 class CommandLineParser {
  public:
@@ -29,6 +45,7 @@ class CommandLineParser {
   ParsedCommandLine Parse(const std::vector<std::string>& arguments) {
     std::vector<std::string> reversed(arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end());
     std::reverse(reversed.begin(), reversed.end());
+    std::transform(reversed.begin(), reversed.end(), reversed.begin(), Marked);
     try {
       app_.parse(std::move(reversed));
     } catch (const CLI::ParseError& error) {
@@ -42,15 +59,21 @@ class CommandLineParser {
     std::ostringstream out;
     std::ostringstream err;
     const bool is_help = app_.exit(error, out, err) == 0;
-    return {std::nullopt, {}, is_help ? kExitDone : kExitWrongUsage, out.str() + err.str()};
+    std::string text = out.str() + err.str();
+    std::erase(text, kMark);
+    return {std::nullopt, {}, is_help ? kExitDone : kExitWrongUsage, std::move(text)};
   }
 
   CLI::App* AddCommand(CLI::App& parent, const char* name, const char* help) {
     CLI::App* command = parent.add_subcommand(name, help);
-    command
-        ->add_option("--directory", result_.directory,
-                     "Program directory, with the configuration and all data; else the program's own")
-        ->type_name("DIR");
+    // An empty one, as a script's unset variable gives it, must not work on the files of another directory.
+    AsGiven(command->add_option_function<std::string>(
+                "--directory", [this](const std::string& directory) { result_.directory = directory; },
+                "Program directory, with the configuration and all data; else the program's own"))
+        ->type_name("DIR")
+        ->check([](const std::string& directory) {
+          return directory.empty() ? std::string("the directory has no name") : std::string();
+        });
     return command;
   }
 
@@ -70,7 +93,7 @@ class CommandLineParser {
 
   CLI::App* AddMailCommand(const char* name, const char* help, MailFileOptions& mail, bool several) {
     CLI::App* command = AddCommand(app_, name, help);
-    CLI::Option* files = command->add_option("FILE", mail.files, "Message files")->required();
+    CLI::Option* files = AsGiven(command->add_option("FILE", mail.files, "Message files"))->required();
     if (!several) {
       files->expected(1);
     }
@@ -98,7 +121,8 @@ class CommandLineParser {
       result_.command = senders_;
     });
     if (action != SendersOptions::Action::kList) {
-      command->add_option("ADDRESS", senders_.address, "Mail address; * and ? are wildcards")->required();
+      AsGiven(command->add_option("ADDRESS", senders_.address, "Mail address; * and ? are wildcards"))
+          ->required();
     }
     return command;
   }
@@ -112,7 +136,7 @@ class CommandLineParser {
     AddSendersAction(*senders, "lookup", "Tell which entry an address matches", kLookUp)
         ->add_flag("--json", senders_.json, "As a JSON object");
     CLI::App* add = AddSendersAction(*senders, "add", "Add an address to one of the lists", kAdd);
-    add->add_option("NAME,--name", senders_.name, "Name of the sender");
+    AsGiven(add->add_option("NAME,--name", senders_.name, "Name of the sender"));
     CLI::Option_group* list = add->add_option_group("list", "The list to add to");
     list->add_flag("--friend", senders_.is_friend, "Friend List: mail is always wanted");
     list->add_flag("--blocked", is_blocked_, "Blocked Senders List: mail is never wanted");
@@ -128,7 +152,8 @@ class CommandLineParser {
       result_.command = bin_;
     });
     if (takes_names) {
-      command->add_option("NAME", bin_.names, "Names of messages, as \"bin list\" prints them")->required();
+      AsGiven(command->add_option("NAME", bin_.names, "Names of messages, as \"bin list\" prints them"))
+          ->required();
     }
     return command;
   }

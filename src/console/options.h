@@ -57,7 +57,7 @@ using CommandOptions =
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`
-  std::string directory;                  // program directory as given; empty when not given
+  std::optional<std::string> directory;   // program directory as given, never empty
   int exit_code = kExitDone;
   std::string text;  // help, or what is wrong
 };

@@ -57,6 +57,7 @@ class RecycleBin {
   explicit RecycleBin(Program& program);
 
   const std::string& directory() const { return directory_; }
+  const std::string& index_path() const { return index_path_; }
 
   // Files the messages under the account ("user @ server") and adds all entries in one index save. On return
   // everything filed is on the disk, flushed. Element i of the result: the message file's bare name, empty

@@ -5,11 +5,13 @@ import binascii
 import json
 import os
 import re
+import subprocess
+import time
 
 import pytest
 
 from messages import SPAM_WORD, ham, message, parsed_size, refolded, samples, spam
-from program import day_number, run_cli
+from program import day_number, executable, run_cli, sanitized
 from scripted_server import dot_stuffed
 
 DELIMITERS = set(b" \t\n\r\f@\"`!<>()[]{}-_=/\\.,;:&|?*#%+^~")
@@ -85,6 +87,14 @@ def test_wrong_usage_is_two(arguments, tmp_path):
     done = run_cli(*arguments, cwd=tmp_path, timeout=20)
     assert done.returncode == 2
     assert done.stderr or done.stdout
+
+
+@pytest.mark.parametrize("directory", [["--directory", ""], ["--directory="]])
+@pytest.mark.parametrize("command", [["senders", "list"], ["bin", "list"], ["run"], ["inspect", "m"]])
+def test_directory_without_a_name_is_wrong_usage(command, directory):
+    done = run_cli(*command, *directory, timeout=20)
+    assert done.returncode == 2
+    assert done.stdout == b"" and b"--directory" in done.stderr
 
 
 @pytest.mark.parametrize("command", ["inspect", "serialise", "classify"])
@@ -253,6 +263,50 @@ def test_inspect_agrees_with_itself_on_every_kind_of_mail(inspect, name):
     assert int(result["crc"], 16) == binascii.crc32(result["text_stripped"].encode("latin-1"))
 
 
+def test_inspect_of_many_different_words_takes_no_longer_per_word(home, write):
+    words = [b"word%d" % n for n in range(80000)]
+    path = write("many", b"X: y\r\n\r\n" + b" ".join(words) + b" \r\n")
+    start = time.monotonic()
+    done = run_cli("inspect", "--directory", home().directory, path)
+    taken = time.monotonic() - start
+    (result,) = objects(done)
+    assert result["tokens"] == {word.decode(): 1 for word in words}
+    assert taken < (10 if sanitized() else 2)  # a search among all words for each would take half a minute
+
+
+@pytest.mark.parametrize("name", ["[1,2]", "[x]", "[]", "[[a,b]]", "%%", "a,b"])
+def test_file_is_read_by_the_name_as_given(write, tmp_path, name):
+    write(name, ham(1))
+    write("1", ham(2))
+    done = run_cli("inspect", name, "1", cwd=tmp_path)
+    assert done.returncode == 0
+    assert [(o["file"], o["subject_decoded"]) for o in objects(done)] == [(name, "ham 1"), ("1", "ham 2")]
+    assert run_cli("serialise", name, cwd=tmp_path).stdout == refolded(ham(1))
+
+
+def test_names_that_are_no_utf8_stay_different(tmp_path):
+    names = [b"a\xe4", b"a\xf6", "a\xe4".encode()]
+    for name in names:
+        with open(os.path.join(os.fsencode(tmp_path), name), "wb") as file:
+            file.write(ham(1))
+    for command in (["inspect"], ["classify", "--json"]):
+        done = subprocess.run([executable(), *command, *names, b"gone\xe4"], cwd=tmp_path, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60, check=False)
+        assert done.returncode == 1
+        assert [o["file"] for o in objects(done)] == ["a\xe4", "a\xf6", "a\xe4", "gone\xe4"]
+
+
+def test_file_without_end_cannot_be_read_and_the_others_are(write, tmp_path):
+    huge = write("huge", b"")
+    os.truncate(huge, 3 << 30)
+    good = write("good", ham(1))
+    done = run_cli("inspect", "/dev/zero", huge, good)
+    assert done.returncode == 1
+    endless, sparse, fine = objects(done)
+    assert endless["error"] == sparse["error"] == "The file can not be read."
+    assert fine["subject_decoded"] == "ham 1"
+
+
 # -- serialise ----------------------------------------------------------------------------------
 @pytest.mark.parametrize("name", [n for n in samples() if n not in
                                   ("alternative", "attachment", "nested first", "nested second", "digest")])
@@ -358,6 +412,22 @@ def test_classify_of_a_large_message(classify):
     blocked = {"senders": {"a@b.example": "x,1"}}
     assert picked(classify(large, **blocked), "spam", "classifier") == (False, None)
     assert classify(large, settings={"FilterMaxMessageSize": 0}, **blocked)["spam"] is True
+
+
+def test_classify_tells_the_sender_of_a_large_message(classify):
+    large = spam(1, sender="x <a@b.example>")[:-2] + b"y" * 70000 + b"\r\n"
+    for kind in (1, 2):
+        result = classify(large, senders={"a@b.example": f"x,{kind}"})
+        assert picked(result, "spam", "reason", "sender_kind") == (False, "too large", kind)
+
+
+def test_classify_prints_one_line_per_file_whatever_its_name(home, write):
+    one = home()
+    path = write("a\nspam  1.0000\tb\r\x1b[2K", ham(1))
+    done = run_cli("classify", "--directory", one.directory, path, path + "gone")
+    assert done.returncode == 1
+    assert len(lines(done)) == 2
+    assert not re.search(rb"[\x00-\x09\x0b-\x1f]", done.stdout)
 
 
 def test_classify_says_why(classify):

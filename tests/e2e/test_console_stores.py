@@ -141,6 +141,36 @@ def test_many_processes_lose_no_entry(senders):
     assert {one["address"] for one in listed(senders)} == {f"a{n}@example.org" for n in range(24)}
 
 
+def test_of_processes_that_add_the_same_address_one_succeeds(senders):
+    for number in range(5):
+        running = [subprocess.Popen([executable(), "senders", "add", f"a{number}@example.org", str(n), "--blocked",
+                                     "--directory", senders.home.directory], stdin=subprocess.DEVNULL,
+                                    stderr=subprocess.DEVNULL) for n in range(8)]
+        assert sorted(process.wait(60) for process in running) == [0] + [1] * 7
+    assert len(listed(senders)) == 5
+
+
+def test_removing_takes_every_line_of_the_address(senders):
+    senders.home.write("Quillbeaker.ini", "[SENDERS]\na@b.example=A,1\nc@d.example=C,2\nA@B.example=Again,2\n")
+    assert senders("remove", "a@b.example").returncode == 0
+    assert [one["address"] for one in listed(senders)] == ["c@d.example"]
+    assert senders("remove", "a@b.example").returncode == 1
+
+
+def test_typed_addresses_and_names_are_kept_as_the_file_is(senders):
+    assert senders("add", "j\xf6rg@example.org", "J\xf6rg", "--friend").returncode == 0
+    assert b"j\xf6rg@example.org=J\xf6rg,2" in senders.home.read("Quillbeaker.ini")
+    assert listed(senders) == [{"address": "j\xf6rg@example.org", "name": "J\xf6rg", "kind": 2}]
+    assert "j\xf6rg@example.org  (J\xf6rg)" in senders("list").stdout.decode()
+    assert json.loads(senders("lookup", "--json", "j\xf6rg@example.org").stdout)["kind"] == 2
+    assert senders("add", "j\xf6rg@example.org", "--blocked").returncode == 1
+    assert senders("remove", "j\xf6rg@example.org").returncode == 0
+    assert listed(senders) == []
+    # What the file's character set lacks stays as it was typed.
+    assert senders("add", "\u20ac@example.org", "--friend").returncode == 0
+    assert "\u20ac@example.org" in senders("list").stdout.decode()
+
+
 def test_added_sender_counts_in_the_next_check(proxy, client, server):
     upstream = server(ham(1, sender="x <bad@blocked.example>"))
     one = proxy()
@@ -168,6 +198,29 @@ def test_listing_of_the_bin(recycle):
         assert text in told
 
 
+def test_bin_without_an_index_is_empty(recycle):
+    assert listed(recycle) == []
+    done = recycle("list")
+    assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
+    assert recycle("empty").returncode == 0
+    done = recycle("delete", NAME)
+    assert done.returncode == 1 and b"There is no message" in done.stderr
+    recycle.home.write("recycle/recyclebin.xml", "no index")
+    done = recycle("list", "--json")
+    assert done.returncode == 1 and b"can not be read" in done.stderr
+    assert recycle("empty").returncode == 1
+
+
+def test_listing_of_the_bin_keeps_its_lines(recycle):
+    recycle.home.write("recycle/recyclebin.xml", (
+        '<?xml version="1.0" encoding="ISO-8859-1"?>\n<recyclebin>'
+        f'<recyclefile name="{NAME}" date="2452675" time="22:15" subject="a&#10;b&#13;&#9;c" spamwords="x&#10;y"'
+        ' probability="0.5000" sender="S&#10;T" address="a@b.example&#10;" size="1"/></recyclebin>'))
+    told = recycle("list").stdout
+    assert len(told.splitlines()) == 4
+    assert not re.search(rb"[\x00-\x09\x0b-\x1f]", told)
+
+
 def test_bin_is_rebuilt_only_without_an_index(recycle):
     recycle.home.write(f"recycle/{NAME}", KEPT)
     assert recycle("rebuild").returncode == 0
@@ -189,6 +242,17 @@ def test_view_prints_the_message(recycle):
     for text in ("A B", "a@b.example", "Gr\xfcn", "hello there"):
         assert text in done.stdout.decode()
     assert recycle("view", "nope.recycle").returncode == 1
+
+
+def test_view_shows_the_sender_the_subject_and_other_lines_as_sent(recycle):
+    recycle.home.write(f"recycle/{NAME}", (
+        b"From: =?iso-8859-1?Q?J=F6rg?= <j@b.example>\r\nTo: =?x?Q?=4Aoe?= <joe@b.example>\r\n"
+        b"Subject: =?iso-8859-1?Q?Gr=FCn=0D=0AX:_y?=\r\nDate: Tue, 4 Feb 2003 22:15:00 GMT\r\n\r\nbody\r\n"))
+    recycle("rebuild")
+    head = recycle("view", NAME).stdout.decode().split("body")[0].split("\n")
+    assert [line.strip() for line in head if line.strip()] == [
+        "From: J\xf6rg <j@b.example>", "To: =?x?Q?=4Aoe?= <joe@b.example>", "Subject: Gr\xfcn  X: y",
+        "Date: Tue, 4 Feb 2003 22:15:00 GMT"]
 
 
 def test_restore_and_unrestore(recycle):
