@@ -24,7 +24,10 @@ FLOORS = [
 FLOOR_OF = {folder: floor for floor, folders in enumerate(FLOORS) for folder in folders}
 
 # (from, to): reason. Empty is best.
-SIDEWAYS = {}
+SIDEWAYS = {
+    # Learning from the training area is where the store and the word lists meet (stores/training_lesson.h).
+    ("stores", "filter"): "the training lesson",
+}
 
 # Folders that exist on Windows only.
 WINDOWS_FACE = {"app", "ui"}

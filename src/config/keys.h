@@ -29,6 +29,7 @@ inline constexpr std::string_view kSenders = "SENDERS";
 inline constexpr std::string_view kProbabilities = "PROBABILITIES";
 inline constexpr std::string_view kThreshold = "THRESHOLD";
 inline constexpr std::string_view kPoints = "POINTS";
+inline constexpr std::string_view kStatistics = "STATS";
 }  // namespace sections
 
 namespace keys {
@@ -39,11 +40,15 @@ inline constexpr IntegerKey kFilterWordHtml{sections::kMain, "FilterWordHTML", 1
 inline constexpr IntegerKey kFilterLearningEnable{sections::kMain, "FilterLearningEnable", 1};
 // Bytes; mail of this size and more is passed on unjudged. 0 means no limit.
 inline constexpr IntegerKey kFilterMaxMessageSize{sections::kMain, "FilterMaxMessageSize", 65536};
+inline constexpr IntegerKey kFilterLearningAutoFriends{sections::kMain, "FilterLearningAutoFriends", 1};
+inline constexpr IntegerKey kFilterLearningAutoBlocked{sections::kMain, "FilterLearningAutoBlocked", 1};
 inline constexpr IntegerKey kUidChecking{sections::kMain, "UIDChecking", 1};
 inline constexpr IntegerKey kRecycleBinMaxDays{sections::kMain, "RecycleBinMaxDays", 30};
 inline constexpr IntegerKey kRecycleOldMessagesLast{sections::kMain, "RecycleOldMessagesLast", 0};
 // Kilobytes for both learnt word lists together.
 inline constexpr IntegerKey kTrainingAreaMaxMemory{sections::kMain, "TrainingAreaMaxMemory", 2048};
+inline constexpr IntegerKey kTrainingAreaMaxDays{sections::kMain, "TrainingAreaMaxDays", 3};
+inline constexpr IntegerKey kTrainingAreaDeleteOldMessagesLast{sections::kMain, "TrainingAreaDeleteOldMessagesLast", 0};
 inline constexpr TextKey kLogFileClientFileName{sections::kMain, "LogFileClientFileName", "client.log", 260};
 inline constexpr IntegerKey kLogFileClientMaxSize{sections::kMain, "LogFileClientMaxSize", 102400};
 inline constexpr TextKey kLogFileServerFileName{sections::kMain, "LogFileServerFileName", "server.log", 260};
@@ -53,6 +58,9 @@ inline constexpr IntegerKey kConvertedSpamPoints096{sections::kMain, "ConvertedS
 inline constexpr IntegerKey kPort{sections::kServer, "Port", 110};
 // Seconds.
 inline constexpr IntegerKey kTimeout{sections::kServer, "Timeout", 60};
+// Day numbers, and the counts beside them; lists of decimal numbers, each followed by a comma.
+inline constexpr TextKey kStatisticsDays{sections::kStatistics, "Days", "", 330};
+inline constexpr TextKey kStatisticsMails{sections::kStatistics, "Mails", "", 330};
 }  // namespace keys
 
 }  // namespace quillbeaker

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The training area: the plain text of recent mail of unlisted senders, kept so that the user can teach the filter
+// with it. One file per text, named by its CRC-32, and an XML index of them, in training/ of the program
+// directory. Every operation opens and closes the index by itself, under the store's lock. Any thread. Each
+// costs one read of the index and at most one write of it, whatever the number of messages or names.
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/program.h"
+#include "message/mail_message.h"
+#include "message/mail_sender.h"
+#include "platform/file_lock.h"
+#include "stores/xml_index.h"
+
+namespace quillbeaker {
+
+enum class TrainingMark { kNone = -1, kGood = 0, kSpam = 1 };
+
+// A row of the index as the window and the terminal show it. Texts are ISO-8859-1.
+struct TrainingEntry {
+  std::string name;  // bare file name; may be empty in an index written by others
+  std::string sender;
+  std::string address;
+  std::optional<std::string> subject;
+  std::int32_t day = 0;    // DayNumber; 0 when missing, 25657560 of a mail without date
+  int minutes = 0;         // since midnight
+  std::uint32_t size = 0;  // bytes of the decoded text
+  TrainingMark mark = TrainingMark::kNone;
+};
+
+class TrainingArea {
+ public:
+  // Creates training/ when it is missing.
+  explicit TrainingArea(Program& program);
+
+  const std::string& directory() const { return directory_; }
+  const std::string& index_path() const { return index_path_; }
+
+  // Keeps the decoded text (HTML removed) of the message. False when there is none, when the same text is
+  // there already, and when it could not be kept; a new file is then deleted again. A file without an entry
+  // gets its entry back.
+  bool Add(const MailMessage& message);
+  // The same for many: element i tells what became of message i. Linear in messages and entries.
+  std::vector<bool> Add(std::span<const MailMessage* const> messages);
+
+  // All entries. Deliberate: listing saves the index, and so creates a missing one. Nothing when the index
+  // has no root at all.
+  std::optional<std::vector<TrainingEntry>> List();
+
+  // Each is one load-change-save and true when something changed and was saved. Of entries of one name the
+  // first is meant.
+  bool SetMark(std::span<const std::string> names, TrainingMark mark);
+  bool RemoveEntries(std::span<const std::string> names);
+  // Files and entries; the entries of the index go first, a file that cannot be deleted is ignored.
+  bool DeleteMessages(std::span<const std::string> names);
+
+  // Sender name and address of an entry, when both are there and not empty; the index is not saved.
+  std::optional<MailSender> SenderOf(std::string_view name) const;
+
+  // At most once per calendar day: removes entries whose message is `max_days` days old and older.
+  void Purge(std::int32_t max_days);
+
+  // The file's path, or empty when the name is none that this store gives (a bare name ending in .eml).
+  std::string PathOfMessage(std::string_view name) const;
+
+ private:
+  Program& program_;
+  std::string directory_;
+  std::string index_path_;
+  mutable StoreLock lock_;
+};
+
+}  // namespace quillbeaker

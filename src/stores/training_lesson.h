@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// "Learn!": the marked messages of the training area are counted into the word lists and leave the area for
+// good. The lists are saved before anything is removed: whatever ends the process in between, a message is
+// learnt twice at worst, never lost. This one file of the stores knows the filter, because it is where the two
+// meet.
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "config/program.h"
+#include "filter/learning.h"
+#include "stores/training_area.h"
+
+namespace quillbeaker {
+
+struct TrainingLesson {
+  std::uint32_t marked = 0;      // entries with a mark and a file name
+  std::uint32_t good = 0;        // learnt
+  std::uint32_t spam = 0;        // learnt
+  std::uint32_t unreadable = 0;  // removed without being learnt
+  bool lists_saved = true;       // when false nothing was removed
+  bool removed = true;           // when false the index could not be saved
+};
+
+// Learns from those of `entries` (as List gave them, in that order) that carry a mark and a file name; with
+// none nothing is read or written. `on_entry` is called for each of them once its fate is settled, with no lock
+// held: a window removes the row there and steps its bar.
+TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
+                                     const std::function<void(const TrainingEntry&)>& on_entry);
+
+}  // namespace quillbeaker
