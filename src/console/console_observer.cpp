@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "console/console_observer.h"
 
-#include <algorithm>
 #include <system_error>
 #include <thread>
 
@@ -13,17 +12,6 @@
 
 namespace quillbeaker {
 namespace {
-
-constexpr std::size_t kBarWidth = 14;   // columns
-constexpr std::size_t kLineWidth = 79;  // columns
-constexpr std::chrono::milliseconds kRedrawAfter{50};
-constexpr std::string_view kClearLine = "\r\x1b[K";
-
-std::string Bar(std::uint64_t position, std::uint64_t range) {
-  const std::uint64_t held = std::min(position, range);
-  const auto filled = range == 0 ? 0 : static_cast<std::size_t>(held * kBarWidth / range);
-  return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "]";
-}
 
 // "hh:mm:ss ", as a status line begins.
 std::string TimeNow(const Program& program) {
@@ -57,8 +45,7 @@ std::string OutcomeOf(const CheckSummary& summary) {
 
 ConsoleObserver::ConsoleObserver(Program& program)
     : program_(program),
-      on_terminal_(StandardOutputIsTerminal()),
-      can_ask_(on_terminal_ && StandardInputIsTerminal()) {}
+      can_ask_(StandardOutputIsTerminal() && StandardInputIsTerminal()) {}
 
 void ConsoleObserver::PortInUse() {
   PrintLine(EnglishText(Text::kPortInUse));
@@ -143,30 +130,19 @@ void ConsoleObserver::AskToAbort(std::function<void()> abort) {
 }
 
 void ConsoleObserver::PrintLine(std::string_view text) {
-  ClearProgress();
+  progress_.Clear();
   WriteStandardOutput(std::string(text) + "\n");
 }
 
 void ConsoleObserver::DrawProgress(bool at_once) {
-  const auto now = std::chrono::steady_clock::now();
-  if (!on_terminal_ || (!at_once && now - last_drawn_ < kRedrawAfter)) {
+  if (!progress_.IsDue(at_once)) {
     return;
   }
-  last_drawn_ = now;
-  std::string line = Bar(position_, range_) + " ";
+  std::string text;
   if (spam_count_ > 0) {
-    line += Format(Text::kSpamMessages, {Number(spam_count_)}) + "  ";
+    text += Format(Text::kSpamMessages, {Number(spam_count_)}) + "  ";
   }
-  line += activity_;
-  WriteStandardOutput(std::string(kClearLine).append(FirstColumns(line, kLineWidth)));
-  progress_shown_ = true;
-}
-
-void ConsoleObserver::ClearProgress() {
-  if (progress_shown_) {
-    WriteStandardOutput(kClearLine);
-    progress_shown_ = false;
-  }
+  progress_.Draw(position_, range_, text + activity_);
 }
 
 }  // namespace quillbeaker

@@ -5,7 +5,6 @@
 // is, the lines alone.
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,6 +12,7 @@
 #include <string_view>
 
 #include "config/program.h"
+#include "console/progress_line.h"
 #include "pop3/check_observer.h"
 
 namespace quillbeaker {
@@ -39,18 +39,15 @@ class ConsoleObserver : public CheckObserver {
  private:
   void PrintLine(std::string_view text);
   void DrawProgress(bool at_once);
-  void ClearProgress();
 
   Program& program_;
-  const bool on_terminal_;
+  ProgressLine progress_;
   const bool can_ask_;
   std::uint64_t range_ = 0;
   std::uint64_t position_ = 0;
   std::string activity_;
   std::string trouble_;  // why messages did not come, for the line at the end
   std::uint32_t spam_count_ = 0;
-  bool progress_shown_ = false;
-  std::chrono::steady_clock::time_point last_drawn_{};
   // Shared with the thread of the question, which may outlive everything else.
   std::shared_ptr<std::atomic<bool>> question_stands_ = std::make_shared<std::atomic<bool>>(false);
 };

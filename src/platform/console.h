@@ -4,6 +4,7 @@
 // What a console program needs of its system: arguments as UTF-8, a clean end on Ctrl+C, whether a person
 // watches.
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,6 +24,9 @@ void OnInterrupt(std::function<void()> handler);
 // True when a person sees the output and the terminal clears a line at ESC [ K.
 bool StandardOutputIsTerminal();
 bool StandardInputIsTerminal();
+
+// How many columns the terminal behind standard output has now; 80 where no terminal tells.
+std::size_t StandardOutputColumns();
 
 // Writes bytes to standard output as they are (no CR LF translation) and flushes. UTF-8 is what a terminal
 // shows.

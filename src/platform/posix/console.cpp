@@ -2,6 +2,7 @@
 #include "platform/console.h"
 
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -62,6 +63,12 @@ void OnInterrupt(std::function<void()> handler) {
 
 bool StandardOutputIsTerminal() {
   return isatty(STDOUT_FILENO) != 0;
+}
+
+std::size_t StandardOutputColumns() {
+  constexpr std::size_t kUsual = 80;
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 bool StandardInputIsTerminal() {

@@ -103,6 +103,15 @@ bool StandardOutputIsTerminal() {
   return GetConsoleMode(output, &mode) && SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
+std::size_t StandardOutputColumns() {
+  constexpr std::size_t kUsual = 80;
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return kUsual;
+  // The window's columns: the buffer behind it may be wider.
+  const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+  return columns > 0 ? static_cast<std::size_t>(columns) : kUsual;
+}
+
 bool StandardInputIsTerminal() {
   return IsConsole(GetStdHandle(STD_INPUT_HANDLE));
 }
