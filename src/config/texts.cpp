@@ -1,98 +1,123 @@
 // SPDX-License-Identifier: MIT
 #include "config/texts.h"
 
+#include <algorithm>
+#include <array>
+
 namespace quillbeaker {
 
 namespace {
 
-struct TableRow {
-  Text text;
-  std::string_view english;
+constexpr TextRow kTexts[] = {
+#define TEXT_ROW(name, number, kind, english) {Text::name, TextKind::kind, english},
+#include "config/text_rows.inc"
+#undef TEXT_ROW
 };
+static_assert(std::ranges::adjacent_find(kTexts, std::ranges::greater_equal{}, &TextRow::text) ==
+                  std::end(kTexts),
+              "the rows stand in the order of their numbers, and no number comes twice");
 
-constexpr TableRow kTexts[] = {
-    {Text::kPortInUse,
-     "The port Quillbeaker uses , is right now in use. Please check if you have other applications that use "
-     "the same port . You can change this value from Settings dialog"},
-    {Text::kWrongUserName,
-     "The user name in the client mail program has the wrong format.\nUse the right format: "
-     "[pop3server]&[username]&[port]"},
-    {Text::kEnterAValue, "Enter a value!"},
-    {Text::kConnectingTo, "Connecting to \"%s\"..."},
-    {Text::kReceivingMessage, "Receiving message %i (%i kb) of %i..."},
-    {Text::kSenderAlreadyListed, "This sender has already been added to this/another list."},
-    {Text::kSpamMessages, "Spam messages: %i"},
-    {Text::kDeletingOldRecycled, "Deleting old messages from recycle bin..."},
-    {Text::kFilterDisabled, "The Spam-Filter has been disabled"},
-    {Text::kMessagesDeleted, "- %i messages deleted"},
-    {Text::kSpamWordsConverted,
-     "This version introduces a new spam filter. Because of that the Spam-Words you added have been "
-     "converted. Every word has now a probability of spam from 0% to 100%.\n\nPlease verify your "
-     "Spam-Words."},
-    {Text::kClosingConnection, "Closing connection..."},
-    {Text::kLearningFilterMark, "(LF:)"},
-    {Text::kOnBlockedSendersList, "(Blocked Sender)"},
-    {Text::kTimeoutQuestion, "The server has not answered for a long time. Do you want to abort connection?"},
-    {Text::kTimeoutAbort, "Abort"},
-    {Text::kTimeoutWait, "Wait..."},
-    {Text::kMessageNotDelivered, "Message %i could not be received: %s"},
-    {Text::kListening, "Quillbeaker listens on 127.0.0.1:%i. Ctrl+C ends it."},
-    {Text::kTakingInMessages, "Please wait...\nQuillbeaker is adding messages to the recycle bin..."},
-    {Text::kCheckNotLoggedIn, "A mail program connected, but no login to a server succeeded."},
-    {Text::kCheckCounts, "%s: %i messages, %i new, %i known, %i spam"},
-    {Text::kCheckDeleted, ", %i deleted."},
-    {Text::kCheckUnfinished, "; ended without QUIT, nothing was deleted."},
-    {Text::kCheckUnfiled, " %i could not be kept and stay on the server."},
-    {Text::kTimeoutKeys, "Type A to abort, anything else to wait, and press Enter."},
-    {Text::kNoSuchDirectory, "The directory \"%s\" does not exist."},
-    {Text::kFileUnreadable, "The file can not be read."},
-    {Text::kNotListed, "\"%s\" is on neither list."},
-    {Text::kNotSaved, "The change could not be saved."},
-    {Text::kBinUnreadable, "The index of the recycle bin can not be read."},
-    {Text::kNoSuchMessage, "There is no message \"%s\" in the recycle bin."},
-    {Text::kNotRebuilt, "The recycle bin has an index already, or it could not be saved."},
-    {Text::kListFriend, "friend "},
-    {Text::kListBlocked, "blocked"},
-    {Text::kListNone, "neither"},
-    {Text::kVerdictSpam, "spam"},
-    {Text::kVerdictGood, "good"},
-    {Text::kReasonTooLarge, "too large to be judged"},
-    {Text::kReasonFilterOff, "the filter is switched off"},
-    {Text::kReasonLevel, "level %i"},
-    {Text::kReasonBlocked, "sender on the Blocked Senders List"},
-    {Text::kReasonFriend, "sender on the Friend List"},
-    {Text::kReasonLearntWords, "learnt words"},
-    {Text::kReasonSpamWords, "spam words against the threshold of %i percent at level %i"},
-    {Text::kReasonMarkedDeleted, "deleted by the mail program"},
-    {Text::kNoMoreClients, "The mail programs can not be served any longer: no connection can be accepted."},
-};
+const TextRow* RowOf(Text text) {
+  const auto* row = std::ranges::lower_bound(kTexts, text, {}, &TextRow::text);
+  return row != std::end(kTexts) && row->text == text ? row : nullptr;
+}
+
+// The translation of each row, empty where there is none. Written once at start-up, then only read.
+std::array<std::string, std::size(kTexts)>& Translations() {
+  static std::array<std::string, std::size(kTexts)> translations;
+  return translations;
+}
+
+bool IsAcceptable(const TextRow& row, std::string_view translation) {
+  switch (row.kind) {
+    case TextKind::kPlain:
+      return true;
+    case TextKind::kFormat:
+      return ConversionsOf(translation) == ConversionsOf(row.english);
+    case TextKind::kKept:
+      return false;
+  }
+  return false;
+}
+
+// How long the conversion is that the text begins with, its "%" included; 1 where that begins none.
+std::size_t LengthOfConversion(std::string_view text) {
+  std::size_t length = 1;
+  for (const std::string_view part : {"-+ #0", "0123456789", ".0123456789", "hlLqjzt"}) {
+    length = std::min(text.find_first_not_of(part, length), text.size());
+  }
+  constexpr std::string_view kTypes = "diouxXeEfFgGaAcspn";
+  return length < text.size() && kTypes.find(text[length]) != kTypes.npos ? length + 1 : 1;
+}
 
 }  // namespace
 
+const std::vector<TextRow>& AllTexts() {
+  static const std::vector<TextRow> rows(std::begin(kTexts), std::end(kTexts));
+  return rows;
+}
+
 std::string_view EnglishText(Text text) {
-  for (const TableRow& row : kTexts) {
-    if (row.text == text) {
-      return row.english;
+  const TextRow* row = RowOf(text);
+  return row != nullptr ? row->english : std::string_view();
+}
+
+std::size_t SetTranslatedTexts(const std::vector<TranslatedText>& texts) {
+  Translations().fill({});
+  std::size_t refused = 0;
+  for (const TranslatedText& translated : texts) {
+    const TextRow* row = RowOf(static_cast<Text>(translated.number));
+    if (row != nullptr && IsAcceptable(*row, translated.utf8)) {
+      Translations()[static_cast<std::size_t>(row - kTexts)] = translated.utf8;
+    } else {
+      ++refused;
     }
   }
-  return {};
+  return refused;
+}
+
+std::string_view TextOf(Text text) {
+  const TextRow* row = RowOf(text);
+  if (row == nullptr) {
+    return {};
+  }
+  const std::string& translation = Translations()[static_cast<std::size_t>(row - kTexts)];
+  return translation.empty() ? row->english : std::string_view(translation);
 }
 
 std::string Format(Text text, std::initializer_list<std::string> arguments) {
   std::string filled;
-  std::string_view format = EnglishText(text);
+  std::string_view format = TextOf(text);
   auto argument = arguments.begin();
   while (!format.empty()) {
-    const bool conversion = format.starts_with("%i") || format.starts_with("%s");
-    if (conversion && argument != arguments.end()) {
-      filled.append(*argument++);
+    const std::size_t plain = std::min(format.find('%'), format.size());
+    filled.append(format.substr(0, plain));
+    format.remove_prefix(plain);
+    if (format.starts_with("%%")) {
+      filled.push_back('%');
       format.remove_prefix(2);
-    } else {
-      filled.push_back(format.front());
-      format.remove_prefix(1);
+    } else if (!format.empty()) {
+      const std::size_t length = LengthOfConversion(format);
+      const bool fill = length > 1 && argument != arguments.end();
+      filled.append(fill ? std::string_view(*argument++) : format.substr(0, length));
+      format.remove_prefix(length);
     }
   }
   return filled;
+}
+
+std::vector<std::string_view> ConversionsOf(std::string_view format) {
+  std::vector<std::string_view> conversions;
+  std::size_t at = format.find('%');
+  while (at != format.npos) {
+    const std::string_view rest = format.substr(at);
+    const std::size_t length = rest.starts_with("%%") ? 2 : LengthOfConversion(rest);
+    if (!rest.starts_with("%%")) {
+      conversions.push_back(rest.substr(0, length));
+    }
+    at = format.find('%', at + length);
+  }
+  return conversions;
 }
 
 }  // namespace quillbeaker

@@ -2,68 +2,61 @@
 #pragma once
 
 // Every text that a person sees, by number, with its English original: the console draws from here, and so
-// does the Windows string table. Formats are printf's.
+// does the Windows string table. The rows stand in config/text_rows.inc. Formats are printf's.
+// A person is shown TextOf and Format, which speak the chosen language; EnglishText is for what goes into
+// files, logs and replies, and for comparing with the original.
 
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillbeaker {
 
 enum class Text {
-  kPortInUse = 1,  // the blanks before "," and "." belong to the text
-  kWrongUserName = 111,
-  kEnterAValue = 112,
-  kConnectingTo = 114,      // server name
-  kReceivingMessage = 115,  // number, kilobytes, of how many
-  kSenderAlreadyListed = 123,
-  kSpamMessages = 138,
-  kDeletingOldRecycled = 143,
-  kFilterDisabled = 159,
-  kMessagesDeleted = 163,
-  kSpamWordsConverted = 169,  // holds "%": never a format
-  kClosingConnection = 172,
-  kLearningFilterMark = 183,  // stored in the recycle bin's index, never translated
-  kOnBlockedSendersList = 184,
-  kTimeoutQuestion = 204,
-  kTimeoutAbort = 205,
-  kTimeoutWait = 206,
-  kMessageNotDelivered = 207,  // message number, the server's words
-  kListening = 300,            // port
-  kTakingInMessages = 301,
-  kCheckNotLoggedIn = 302,
-  kCheckCounts = 303,  // account, counts
-  kCheckDeleted = 304,
-  kCheckUnfinished = 305,
-  kCheckUnfiled = 306,
-  kTimeoutKeys = 307,
-  kNoSuchDirectory = 308,
-  kFileUnreadable = 309,
-  kNotListed = 310,
-  kNotSaved = 311,
-  kBinUnreadable = 312,
-  kNoSuchMessage = 313,
-  kNotRebuilt = 314,
-  kListFriend = 315,
-  kListBlocked = 316,
-  kListNone = 317,
-  kVerdictSpam = 318,
-  kVerdictGood = 319,
-  kReasonTooLarge = 320,
-  kReasonFilterOff = 321,
-  kReasonLevel = 322,  // aggressiveness level
-  kReasonBlocked = 323,
-  kReasonFriend = 324,
-  kReasonLearntWords = 325,
-  kReasonSpamWords = 326,  // threshold, level
-  kNoMoreClients = 327,
-  kReasonMarkedDeleted = 328,
+#define TEXT_ROW(name, number, kind, english) name = (number),
+#include "config/text_rows.inc"
+#undef TEXT_ROW
 };
+
+enum class TextKind {
+  kPlain,   // shown as it is; a percent sign in it means nothing
+  kFormat,  // holds conversions that Format fills in
+  kKept,    // never translated: files or other programs read it
+};
+
+struct TextRow {
+  Text text;
+  TextKind kind;
+  std::string_view english;
+};
+
+// All rows, by rising number.
+const std::vector<TextRow>& AllTexts();
 
 std::string_view EnglishText(Text text);
 
-// The text with its conversions filled in; conversions are printf's "%i" and "%s" and must match the
-// arguments.
+// One text of a language file.
+struct TranslatedText {
+  int number = 0;
+  std::string utf8;
+};
+
+// Takes over the texts of the chosen language, in place of any before; a text that is not among them stays
+// English. Refused are unknown numbers, texts that are kept, and formats whose conversions are not exactly
+// those of the original, in the same order. Call it before any other thread runs: the table has no lock.
+// Returns how many were refused.
+std::size_t SetTranslatedTexts(const std::vector<TranslatedText>& texts);
+
+// In the chosen language, UTF-8; English where it has no text. Valid until the texts are set again.
+std::string_view TextOf(Text text);
+
+// TextOf with its conversions filled in, each argument already in the form that its conversion asks for. A
+// conversion without an argument is left standing.
 std::string Format(Text text, std::initializer_list<std::string> arguments);
+
+// The printf conversions of a format in their order ("%i", "%.1f"); "%%" is none. A percent sign that begins
+// no conversion counts as one, "%" alone, so that no text with one equals an original.
+std::vector<std::string_view> ConversionsOf(std::string_view format);
 
 }  // namespace quillbeaker

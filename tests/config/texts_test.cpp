@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillbeaker {
 namespace {
@@ -71,6 +73,86 @@ TEST(Texts, TheNoticeOfAMessageThatCameNotNamesItAndTheServersWords) {
   const std::string text = Format(Text::kMessageNotDelivered, {"4", "-ERR out of order %s"});
   EXPECT_NE(text.find("4"), std::string::npos);
   EXPECT_NE(text.find("-ERR out of order %s"), std::string::npos);
+}
+
+TEST(Texts, EveryNumberOfTheStringTableIsThereAndTheFreeOnesAreFree) {
+  const std::set<int> free{121, 122, 133, 134, 135, 136, 144, 157, 158, 164, 170, 173};
+  std::set<int> numbers;
+  for (const TextRow& row : AllTexts()) {
+    numbers.insert(static_cast<int>(row.text));
+    EXPECT_FALSE(row.english.empty()) << static_cast<int>(row.text);
+  }
+  for (int number = 110; number <= 213; ++number) {
+    EXPECT_EQ(numbers.contains(number), !free.contains(number)) << number;
+  }
+  for (const int number : {1, 900, 925, 950, 975, 1000, 4001, 4002, 4003, 4005, 4006, 4007, 4008, 4009, 4010,
+                           4011, 4015, 4016}) {
+    EXPECT_TRUE(numbers.contains(number)) << number;
+  }
+}
+
+TEST(Texts, AFormatIsCalledOne) {
+  for (const TextRow& row : AllTexts()) {
+    // Deliberate: 169 holds percent signs and is shown as it is.
+    const bool conversions = !ConversionsOf(row.english).empty() && row.text != Text::kSpamWordsConverted;
+    EXPECT_EQ(row.kind == TextKind::kFormat, conversions) << static_cast<int>(row.text);
+  }
+}
+
+TEST(Texts, ConversionsAreFoundWholeAndAStrayPercentSignIsOneOfItsOwn) {
+  using Found = std::vector<std::string_view>;
+  EXPECT_EQ(ConversionsOf("no conversion"), Found{});
+  EXPECT_EQ(ConversionsOf("%.1f kb of %.1f kb (%-08.3ld)"), (Found{"%.1f", "%.1f", "%-08.3ld"}));
+  EXPECT_EQ(ConversionsOf("100%% of %s%%%i"), (Found{"%s", "%i"}));
+  EXPECT_EQ(ConversionsOf("%"), Found{"%"});
+  EXPECT_EQ(ConversionsOf("%5"), Found{"%"});
+  EXPECT_EQ(ConversionsOf("%1$s"), Found{"%"});
+  EXPECT_EQ(ConversionsOf("%!"), Found{"%"});
+  EXPECT_EQ(ConversionsOf(""), Found{});
+}
+
+// Leaves the texts English again, whatever the test does.
+class TranslatedTexts : public testing::Test {
+ protected:
+  ~TranslatedTexts() override { SetTranslatedTexts({}); }
+};
+
+TEST_F(TranslatedTexts, ReplaceTheEnglishOnesAndLeaveTheOthers) {
+  EXPECT_EQ(SetTranslatedTexts({{140, "L\u00f6schen"}, {163, "- %i Nachrichten gel\u00f6scht"}}), 0U);
+  EXPECT_EQ(TextOf(Text::kDelete), "L\u00f6schen");
+  EXPECT_EQ(Format(Text::kMessagesDeleted, {"7"}), "- 7 Nachrichten gel\u00f6scht");
+  EXPECT_EQ(EnglishText(Text::kDelete), "Delete");
+  EXPECT_EQ(TextOf(Text::kRestore), "Restore");
+  SetTranslatedTexts({});
+  EXPECT_EQ(TextOf(Text::kDelete), "Delete");
+}
+
+TEST_F(TranslatedTexts, MustHaveTheSameConversionsInTheSameOrder) {
+  EXPECT_EQ(SetTranslatedTexts({{114, "%i"},
+                                {115, "%i Kb in %s, %i"},
+                                {127, "%.1f %.1f (%.2f)"},
+                                {138, "Spam: %n"},
+                                {146, "%i %i"},
+                                {154, "no conversion"},
+                                {163, "%i 100%"}}),
+            7U);
+  for (const int number : {114, 115, 127, 138, 146, 154, 163}) {
+    EXPECT_EQ(TextOf(static_cast<Text>(number)), EnglishText(static_cast<Text>(number))) << number;
+  }
+  EXPECT_EQ(SetTranslatedTexts({{163, "%i = 100%%"}}), 0U);
+  EXPECT_EQ(Format(Text::kMessagesDeleted, {"7"}), "7 = 100%");
+}
+
+TEST_F(TranslatedTexts, OfWhatIsNoFormatMayHoldPercentSigns) {
+  EXPECT_EQ(SetTranslatedTexts({{169, "von 0% bis 100%. %s"}}), 0U);
+  EXPECT_EQ(TextOf(Text::kSpamWordsConverted), "von 0% bis 100%. %s");
+}
+
+TEST_F(TranslatedTexts, OfKeptOrUnknownTextsAreRefused) {
+  EXPECT_EQ(SetTranslatedTexts({{183, "(LF)"}, {202, "Anders"}, {209, "1.8"}, {121, "x"}, {-1, "x"}}), 5U);
+  EXPECT_EQ(TextOf(Text::kLearningFilterMark), "(LF:)");
+  EXPECT_EQ(TextOf(Text::kTitle), "Quillbeaker");
+  EXPECT_EQ(TextOf(static_cast<Text>(121)), "");
 }
 
 }  // namespace
