@@ -4,6 +4,7 @@
 
 #include "config/ascii.h"
 #include "platform/files.h"
+#include "stores/index_entries.h"
 #include "stores/recycle_index.h"
 
 namespace quillbeaker {
@@ -14,14 +15,9 @@ using namespace recycle_index;
 constexpr std::string_view kDirectoryName = "recycle";
 constexpr std::string_view kIndexName = "recyclebin.xml";
 
-// An index may have been written by anybody: a name in it must not lead out of the directory, to another
-// store's file or to a device.
 bool IsMessageName(std::string_view name) {
-  if (name.find("..") != std::string_view::npos) return false;
-  for (const char c : name) {
-    if (c == '/' || c == '\\' || c == ':' || static_cast<unsigned char>(c) < 0x20) return false;
-  }
-  return EndsWithIgnoringCase(name, ".recycle") || EndsWithIgnoringCase(name, ".eml");
+  return IsBareFileName(name) &&
+         (EndsWithIgnoringCase(name, ".recycle") || EndsWithIgnoringCase(name, ".eml"));
 }
 
 }  // namespace

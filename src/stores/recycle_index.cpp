@@ -2,32 +2,20 @@
 
 #include "stores/recycle_index.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <limits>
 #include <optional>
-#include <unordered_map>
 
 #include "config/day_number.h"
 #include "message/decoded_text.h"
 #include "message/mail_date.h"
 #include "message/mail_sender.h"
+#include "stores/index_entries.h"
 #include "stores/xml_index.h"
 
 namespace quillbeaker::recycle_index {
 namespace {
-
-std::string TimeText(const CalendarTime& time) {
-  // Deliberate: a mail may claim any hour, but a time of more than five characters would not be shown.
-  const unsigned hour = std::min<unsigned>(time.hour, 99);
-  const unsigned minute = std::min<unsigned>(time.minute, 99);
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "%02u:%02u", hour, minute);
-  return text.data();
-}
 
 // Four decimals with a point, whatever the locale.
 std::string ProbabilityText(double probability) {
@@ -41,23 +29,6 @@ double ProbabilityOf(std::string_view text) {
   double value = 0;
   const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
   return end.ec == std::errc() && std::isfinite(value) ? value : 0;
-}
-
-int TwoDigits(std::string_view text) {
-  int value = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') break;
-    value = value * 10 + (c - '0');
-  }
-  return value;
-}
-
-int MinutesOf(std::string_view time) {
-  return time.size() == 5 ? TwoDigits(time.substr(0, 2)) * 60 + TwoDigits(time.substr(3, 2)) : 0;
-}
-
-std::string TextOf(const xmlNode* entry, const char* name) {
-  return Attribute(entry, name).value_or("");
 }
 
 }  // namespace
@@ -87,45 +58,32 @@ void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& del
 RecycleEntry ReadEntry(const xmlNode* entry) {
   RecycleEntry row;
   const std::optional<std::string> address = Attribute(entry, kAddress);
-  row.name = TextOf(entry, kName);
-  row.sender = TextOf(entry, kSender);
+  row.name = TextAttribute(entry, kName);
+  row.sender = TextAttribute(entry, kSender);
   row.address = address.value_or("");
   row.has_address = address.has_value();
-  row.subject = TextOf(entry, kSubject);
-  row.spam_words = TextOf(entry, kSpamWords);
-  row.account = TextOf(entry, kAccount);
+  row.subject = TextAttribute(entry, kSubject);
+  row.spam_words = TextAttribute(entry, kSpamWords);
+  row.account = TextAttribute(entry, kAccount);
   row.restored = IsRestored(entry);
-  constexpr std::uint32_t kLastDay = std::numeric_limits<std::int32_t>::max();
-  row.day = static_cast<std::int32_t>(std::min(UnsignedAttribute(entry, kDate), kLastDay));
-  row.minutes = MinutesOf(TextOf(entry, kTime));
+  row.day = DayAttribute(entry, kDate);
+  row.minutes = MinutesOf(TextAttribute(entry, kTime));
   row.size = UnsignedAttribute(entry, kSize);
-  row.probability = ProbabilityOf(TextOf(entry, kProbability));
+  row.probability = ProbabilityOf(TextAttribute(entry, kProbability));
   return row;
 }
 
 bool IsRestored(const xmlNode* entry) {
-  return TextOf(entry, kRestored).starts_with('1');
+  return TextAttribute(entry, kRestored).starts_with('1');
 }
 
 void ForEachEntry(xmlNode* root, const std::function<void(xmlNode* entry)>& visit) {
-  for (xmlNode* node = root->children; node != nullptr;) {
-    xmlNode* next = node->next;
-    if (IsElement(node, kEntry)) visit(node);
-    node = next;
-  }
+  ForEachElement(root, kEntry, visit);
 }
 
 void ForEntriesNamed(xmlNode* root, std::span<const std::string> names,
                      const std::function<void(xmlNode* entry)>& visit) {
-  std::unordered_map<std::string, std::size_t> wanted;
-  for (const std::string& name : names) ++wanted[StorableText(name)];
-  ForEachEntry(root, [&](xmlNode* entry) {
-    const std::optional<std::string> name = Attribute(entry, kName);
-    const auto found = name ? wanted.find(*name) : wanted.end();
-    if (found == wanted.end() || found->second == 0) return;
-    --found->second;
-    visit(entry);
-  });
+  ForElementsNamed(root, kEntry, kName, names, visit);
 }
 
 }  // namespace quillbeaker::recycle_index

@@ -210,6 +210,10 @@ void SetAttribute(xmlNode* element, const char* name, std::string_view latin1) {
   xmlSetProp(element, AsXml(name), AsXml(utf8.c_str()));
 }
 
+void RemoveAttribute(xmlNode* element, const char* name) {
+  xmlUnsetProp(element, AsXml(name));
+}
+
 std::string StorableText(std::string_view latin1) {
   std::string text(latin1);
   for (char& c : text) {

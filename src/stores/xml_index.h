@@ -50,6 +50,8 @@ std::optional<std::string> Attribute(const xmlNode* element, const char* name);
 std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name);
 // Sets the attribute, a new one behind the others. Bytes that XML cannot hold (control bytes) become blanks.
 void SetAttribute(xmlNode* element, const char* name, std::string_view latin1);
+// Removes the attribute when it is there.
+void RemoveAttribute(xmlNode* element, const char* name);
 // The value as SetAttribute would store it, for comparing.
 std::string StorableText(std::string_view latin1);
 
