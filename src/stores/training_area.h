@@ -4,9 +4,11 @@
 // The training area: the plain text of recent mail of unlisted senders, kept so that the user can teach the filter
 // with it. One file per text, named by its CRC-32, and an XML index of them, in training/ of the program
 // directory. Every operation opens and closes the index by itself, under the store's lock. Any thread. Each
-// costs one read of the index and at most one write of it, whatever the number of messages or names.
+// costs one read of the index and at most one write of it, whatever the number of messages or names. A file
+// that is no index of ours is replaced by a new one when something is saved, and kept as training.xml.bad.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -44,21 +46,22 @@ class TrainingArea {
   const std::string& index_path() const { return index_path_; }
 
   // Keeps the decoded text (HTML removed) of the message. False when there is none, when the same text is
-  // there already, and when it could not be kept; a new file is then deleted again. A file without an entry
-  // gets its entry back.
+  // there already, and when it could not be kept; a new file is then deleted again. A file that is there
+  // without an entry gets its entry.
   bool Add(const MailMessage& message);
   // The same for many: element i tells what became of message i. Linear in messages and entries.
   std::vector<bool> Add(std::span<const MailMessage* const> messages);
 
-  // All entries. Deliberate: listing saves the index, and so creates a missing one. Nothing when the index
-  // has no root at all.
+  // All entries. Deliberate: listing saves the index, and so creates a missing one. Nothing when the index is
+  // there but cannot be read.
   std::optional<std::vector<TrainingEntry>> List();
 
-  // Each is one load-change-save and true when something changed and was saved. Of entries of one name the
-  // first is meant.
+  // Each is one load-change-save; true when there was an entry of one of the names and the index was saved.
+  // Of entries of one name the first is meant.
   bool SetMark(std::span<const std::string> names, TrainingMark mark);
   bool RemoveEntries(std::span<const std::string> names);
-  // Files and entries; the entries of the index go first, a file that cannot be deleted is ignored.
+  // Entries and their files. The entries go first, and the files only when the index was saved; a file that
+  // cannot be deleted is ignored.
   bool DeleteMessages(std::span<const std::string> names);
 
   // Sender name and address of an entry, when both are there and not empty; the index is not saved.
@@ -71,6 +74,21 @@ class TrainingArea {
   std::string PathOfMessage(std::string_view name) const;
 
  private:
+  enum class Kept { kNot, kNew, kThereAlready };
+  struct Index {
+    XmlDocument document;
+    xmlNode* root = nullptr;        // null when the index must be left alone
+    std::string bytes;              // of the file as it was read
+    bool replaces_another = false;  // the file is no index of ours; the document is a new one
+  };
+
+  Index OpenIndex() const;
+  bool SaveIndex(const Index& index) const;
+  bool ChangeEntries(std::span<const std::string> names, const std::function<void(xmlNode* entry)>& change);
+  std::string TakeOut(xmlNode* entry) const;
+  static Kept KeepText(const std::string& path, std::string_view text);
+  static void EraseMessages(std::span<const std::string> paths);
+
   Program& program_;
   std::string directory_;
   std::string index_path_;
