@@ -26,7 +26,7 @@ int Fail(const std::string& text) {
 }
 
 int Fail(Text text) {
-  return Fail(std::string(EnglishText(text)));
+  return Fail(std::string(TextOf(text)));
 }
 
 template <typename... Values>

@@ -47,19 +47,19 @@ std::string_view ReasonWord(JudgementReason reason) {
 std::string PlainReason(const Judgement& judgement) {
   switch (judgement.reason) {
     case JudgementReason::kTooLarge:
-      return std::string(EnglishText(Text::kReasonTooLarge));
+      return std::string(TextOf(Text::kReasonTooLarge));
     case JudgementReason::kFilterOff:
-      return std::string(EnglishText(Text::kReasonFilterOff));
+      return std::string(TextOf(Text::kReasonFilterOff));
     case JudgementReason::kLevel:
       return Format(Text::kReasonLevel, {std::to_string(judgement.level)});
     case JudgementReason::kBlockedSender:
-      return std::string(EnglishText(Text::kReasonBlocked));
+      return std::string(TextOf(Text::kReasonBlocked));
     case JudgementReason::kFriend:
-      return std::string(EnglishText(Text::kReasonFriend));
+      return std::string(TextOf(Text::kReasonFriend));
     case JudgementReason::kMarkedDeleted:
-      return std::string(EnglishText(Text::kReasonMarkedDeleted));
+      return std::string(TextOf(Text::kReasonMarkedDeleted));
     case JudgementReason::kLearntWords:
-      return std::string(EnglishText(Text::kReasonLearntWords));
+      return std::string(TextOf(Text::kReasonLearntWords));
     case JudgementReason::kSpamWords:
       return Format(Text::kReasonSpamWords,
                     {std::to_string(judgement.threshold), std::to_string(judgement.level)});
@@ -81,7 +81,7 @@ std::string JsonOf(const std::string& file, const Judgement& judgement) {
 }
 
 std::string LineOf(const std::string& file, const Judgement& judgement) {
-  std::string line(EnglishText(judgement.spam ? Text::kVerdictSpam : Text::kVerdictGood));
+  std::string line(TextOf(judgement.spam ? Text::kVerdictSpam : Text::kVerdictGood));
   line += "  " + (judgement.classifier_asked ? FourDecimals(judgement.probability) : std::string("-"));
   line += "  " + DisplayLine(file) + "  (" + PlainReason(judgement);
   if (!judgement.words.empty()) {
@@ -91,9 +91,8 @@ std::string LineOf(const std::string& file, const Judgement& judgement) {
 }
 
 std::string ErrorLine(const std::string& file, bool json) {
-  const std::string_view error = EnglishText(Text::kFileUnreadable);
-  return json ? JsonLine({{"file", JsonFileName(file)}, {"error", error}})
-              : DisplayLine(file) + ": " + std::string(error) + "\n";
+  return json ? JsonLine({{"file", JsonFileName(file)}, {"error", EnglishText(Text::kFileUnreadable)}})
+              : DisplayLine(file) + ": " + std::string(TextOf(Text::kFileUnreadable)) + "\n";
 }
 
 }  // namespace

@@ -25,15 +25,15 @@ std::string Number(std::uint32_t value) {
 
 std::string OutcomeOf(const CheckSummary& summary) {
   if (!summary.logged_in) {
-    return std::string(EnglishText(Text::kCheckNotLoggedIn));
+    return std::string(TextOf(Text::kCheckNotLoggedIn));
   }
   std::string line =
-      Format(Text::kCheckCounts, {summary.account, Number(summary.listed), Number(summary.downloaded),
-                                  Number(summary.known), Number(summary.spam)});
+      Format(Text::kCheckCounts, {DisplayLine(summary.account), Number(summary.listed),
+                                  Number(summary.downloaded), Number(summary.known), Number(summary.spam)});
   if (summary.finished) {
     line += Format(Text::kCheckDeleted, {Number(summary.deleted)});
   } else {
-    line += EnglishText(Text::kCheckUnfinished);
+    line += TextOf(Text::kCheckUnfinished);
   }
   if (summary.unfiled > 0) {
     line += Format(Text::kCheckUnfiled, {Number(summary.unfiled)});
@@ -44,11 +44,10 @@ std::string OutcomeOf(const CheckSummary& summary) {
 }  // namespace
 
 ConsoleObserver::ConsoleObserver(Program& program)
-    : program_(program),
-      can_ask_(StandardOutputIsTerminal() && StandardInputIsTerminal()) {}
+    : program_(program), can_ask_(StandardOutputIsTerminal() && StandardInputIsTerminal()) {}
 
 void ConsoleObserver::PortInUse() {
-  PrintLine(EnglishText(Text::kPortInUse));
+  PrintLine(TextOf(Text::kPortInUse));
 }
 
 void ConsoleObserver::SessionBegins() {
@@ -63,7 +62,7 @@ void ConsoleObserver::SessionBegins() {
 }
 
 void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
-  std::string line = TimeNow(program_) + DisplayLine(OutcomeOf(summary));
+  std::string line = TimeNow(program_) + OutcomeOf(summary);
   if (!trouble_.empty()) {
     line += " " + trouble_;
   }
@@ -71,7 +70,7 @@ void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
 }
 
 void ConsoleObserver::WrongUserName() {
-  PrintLine(EnglishText(Text::kWrongUserName));
+  PrintLine(TextOf(Text::kWrongUserName));
 }
 
 void ConsoleObserver::ShowTooltip(std::string_view text) {
@@ -111,8 +110,8 @@ void ConsoleObserver::AskToAbort(std::function<void()> abort) {
   if (question_stands_->exchange(true)) {
     return;
   }
-  PrintLine(EnglishText(Text::kTimeoutQuestion));
-  PrintLine(EnglishText(Text::kTimeoutKeys));
+  PrintLine(TextOf(Text::kTimeoutQuestion));
+  PrintLine(TextOf(Text::kTimeoutKeys));
   // Where nothing can be typed any more it is as if nobody could be asked.
   const auto ask = [abort, stands = question_stands_] {
     const auto answer = ReadStandardInputLine();

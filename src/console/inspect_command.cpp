@@ -100,9 +100,9 @@ Json Describe(const std::string& file, const MailMessage& message) {
 
 int Inspect(Program&, const InspectOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
-    const Json object = message != nullptr
-                            ? Describe(file, *message)
-                            : Json{{"file", JsonFileName(file)}, {"error", EnglishText(Text::kFileUnreadable)}};
+    const Json object = message != nullptr ? Describe(file, *message)
+                                           : Json{{"file", JsonFileName(file)},
+                                                  {"error", EnglishText(Text::kFileUnreadable)}};
     WriteStandardOutput(JsonLine(object));
   });
 }
@@ -110,7 +110,7 @@ int Inspect(Program&, const InspectOptions& options) {
 int Serialise(Program&, const SerialiseOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
     if (message == nullptr) {
-      WriteStandardError(DisplayLine(file) + ": " + std::string(EnglishText(Text::kFileUnreadable)) + "\n");
+      WriteStandardError(DisplayLine(file) + ": " + std::string(TextOf(Text::kFileUnreadable)) + "\n");
       return;
     }
     WriteStandardOutput(message->Serialise().value_or(std::string()));

@@ -15,7 +15,7 @@ namespace quillbeaker {
 namespace {
 
 void Say(Text text) {
-  WriteStandardOutput(std::string(EnglishText(text)) + "\n");
+  WriteStandardOutput(std::string(TextOf(text)) + "\n");
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ int RunProxy(Program& program, const RunOptions& options) {
   }
   WriteStandardOutput(Format(Text::kListening, {std::to_string(port)}) + "\n");
   if (!proxy->Serve()) {
-    WriteStandardError(std::string(EnglishText(Text::kNoMoreClients)) + "\n");
+    WriteStandardError(std::string(TextOf(Text::kNoMoreClients)) + "\n");
     return kExitFailed;
   }
   return kExitDone;

@@ -14,11 +14,11 @@ namespace {
 std::string_view KindName(std::int32_t kind) {
   switch (kind) {
     case kSenderBlocked:
-      return EnglishText(Text::kListBlocked);
+      return TextOf(Text::kListBlocked);
     case kSenderFriend:
-      return EnglishText(Text::kListFriend);
+      return TextOf(Text::kListFriend);
     default:
-      return EnglishText(Text::kListNone);
+      return TextOf(Text::kListNone);
   }
 }
 
@@ -36,7 +36,7 @@ std::string LineOf(const SenderRecord& record) {
 }
 
 int Fail(Text text) {
-  WriteStandardError(std::string(EnglishText(text)) + "\n");
+  WriteStandardError(std::string(TextOf(text)) + "\n");
   return kExitFailed;
 }
 

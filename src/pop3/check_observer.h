@@ -14,7 +14,7 @@ namespace quillbeaker {
 
 // One session in numbers, for a status line.
 struct CheckSummary {
-  std::string account;  // "user @ server"; empty before a login
+  std::string account;  // "user @ server", the bytes that the client sent; empty before a login
   bool logged_in = false;
   bool finished = false;         // the client said QUIT and the server's side of it was carried out
   std::uint32_t listed = 0;      // entries, restored messages included
@@ -39,7 +39,7 @@ class CheckObserver {
   // The user name that the mail client sent has the wrong form. The session ends when this returns.
   virtual void WrongUserName() = 0;
 
-  // What goes on now, in a short text (ISO-8859-1, as the server name in it came).
+  // What goes on now, in a short text: UTF-8 in the chosen language, names that came as bytes made fit to be shown.
   virtual void ShowTooltip(std::string_view text) = 0;
   // A second line beside it, empty to clear it.
   virtual void ShowStatus(std::string_view text) = 0;

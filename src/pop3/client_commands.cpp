@@ -10,6 +10,7 @@
 
 #include "config/ascii.h"
 #include "config/texts.h"
+#include "message/display_text.h"
 #include "pop3/client_session.h"
 #include "pop3/command_arguments.h"
 #include "pop3/dot_stuffing.h"
@@ -69,7 +70,7 @@ CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
   session.user_name = account->user;
   session.server_port = account->port;
   session.SendOk("Username accepted");
-  session.observer().ShowTooltip(Format(Text::kConnectingTo, {account->server}));
+  session.observer().ShowTooltip(Format(Text::kConnectingTo, {DisplayLine(account->server)}));
   return kGoOn;
 }
 

@@ -31,7 +31,7 @@ void PrepareStores(Program& program, const StartUpNotices& notices) {
 }
 
 void RunDailyPurges(Program& program, const std::function<void(std::string_view)>& show_status) {
-  show_status(EnglishText(Text::kDeletingOldRecycled));
+  show_status(TextOf(Text::kDeletingOldRecycled));
   RecycleBin(program).Purge(program.Read(keys::kRecycleBinMaxDays));
   show_status({});
 }

@@ -5,6 +5,7 @@
 
 #include "config/texts.h"
 #include "filter/mail_filter.h"
+#include "message/display_text.h"
 #include "pop3/client_session.h"
 
 namespace quillbeaker {
@@ -70,7 +71,7 @@ class ViewBuild {
       return false;
     }
     if (!FilterIsOn(session_.program())) {
-      observer_.ShowStatus(EnglishText(Text::kFilterDisabled));
+      observer_.ShowStatus(TextOf(Text::kFilterDisabled));
     }
     return Fetch(entry);
   }
@@ -80,8 +81,8 @@ class ViewBuild {
     if (upstream.FetchMessage(entry.server_number) == nullptr) {
       view_.cancelled = observer_.IsCancelled();
       if (!view_.cancelled) {
-        observer_.ShowStatus(Format(Text::kMessageNotDelivered,
-                                    {std::to_string(entry.server_number), upstream.last_refusal()}));
+        observer_.ShowStatus(Format(Text::kMessageNotDelivered, {std::to_string(entry.server_number),
+                                                                 DisplayLine(upstream.last_refusal())}));
       }
       return false;
     }

@@ -109,7 +109,7 @@ void QuitProcessing(ClientSession& session) {
   CheckObserver& observer = session.observer();
   observer.SetRange(session.upstream().messages().size());
   observer.SetPosition(0);
-  observer.ShowTooltip(EnglishText(Text::kClosingConnection));
+  observer.ShowTooltip(TextOf(Text::kClosingConnection));
   Quit quit(session);
   quit.FileSpam();
   quit.CarryOutDeletions();

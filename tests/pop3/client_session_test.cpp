@@ -138,6 +138,13 @@ TEST_F(ClientSessionTest, RefusesAWrongUserNameAndTellsThePerson) {
   EXPECT_EQ(conversation_.commands.size(), 1u);
 }
 
+TEST_F(ClientSessionTest, TellsOfAServerNameInTheBytesOfAnyEncodingAsUtf8) {
+  Run({"USER m\xfcller.example&ann\r\n"});
+  EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 1);
+  Run({"USER m\xc3\xbcller.example&ann\r\n"});
+  EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 2);
+}
+
 TEST(TickSequence, GivesNoValueTwice) {
   Environment environment;
   std::uint32_t now = 1000;
