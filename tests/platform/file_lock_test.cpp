@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/test_program.h"
@@ -36,11 +38,8 @@ TEST(StoreLock, HoldsBetweenThreads) {
   EXPECT_EQ(directory.Get("lock"), "");
 }
 
-TEST(StoreLock, TwoOfTheSamePathExcludeEachOther) {
-  TestDirectory directory;
-  StoreLock one(directory.PathOf("lock"));
-  StoreLock other(directory.PathOf("lock"));
-  auto guard = one.Acquire();
+// With `guard` held: whether `other` waits for it, and comes in when it is gone.
+void ExpectExcluded(std::unique_ptr<StoreLockGuard> guard, StoreLock& other) {
   std::atomic<bool> taken{false};
   std::thread waiter([&] {
     const auto its = other.Acquire();
@@ -51,6 +50,39 @@ TEST(StoreLock, TwoOfTheSamePathExcludeEachOther) {
   guard.reset();
   waiter.join();
   EXPECT_TRUE(taken);
+}
+
+TEST(StoreLock, TwoOfTheSamePathExcludeEachOther) {
+  TestDirectory directory;
+  StoreLock one(directory.PathOf("lock"));
+  StoreLock other(directory.PathOf("lock"));
+  ExpectExcluded(one.Acquire(), other);
+  ExpectExcluded(other.Acquire(), one);
+}
+
+TEST(StoreLock, TwoOfTheSamePathExcludeEachOtherWhereNoFileCanBeMade) {
+  TestDirectory directory;
+  StoreLock one(directory.PathOf("missing/lock"));
+  StoreLock other(directory.PathOf("missing/lock"));
+  ExpectExcluded(one.Acquire(), other);
+  EXPECT_FALSE(directory.Has("missing"));
+}
+
+TEST(StoreLock, TwoPathsAreTwoLocks) {
+  TestDirectory directory;
+  StoreLock one(directory.PathOf("missing/one"));
+  StoreLock other(directory.PathOf("missing/other"));
+  const auto guard = one.Acquire();
+  EXPECT_NE(other.Acquire(), nullptr);
+}
+
+TEST(StoreLock, AGuardHoldsLongerThanTheObjectThatGaveIt) {
+  TestDirectory directory;
+  auto first = std::make_unique<StoreLock>(directory.PathOf("missing/lock"));
+  auto guard = first->Acquire();
+  first.reset();
+  StoreLock second(directory.PathOf("missing/lock"));
+  ExpectExcluded(std::move(guard), second);
 }
 
 TEST(StoreLock, IsTakenWithoutAFileWhereNoneCanBe) {
