@@ -4,18 +4,20 @@
 // Teaching the learnt word lists. A batch works on a copy of both lists; saving adds what it counted to the
 // lists as they are on the disk then, in one step under their lock. So a mail check and a long bulk run, also
 // in two processes, lose none of each other's counts, and nobody waits for a long run. Whatever ends the
-// process, each list is the old or the new one.
+// process, each list is the old or the new one. One thread per batch.
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "config/program.h"
 #include "filter/word_tables.h"
 #include "message/mail_message.h"
+#include "platform/files.h"
 
 namespace quillbeaker {
 
-// In the program directory; held while the lists are loaded, added to and saved.
+// In the program directory; held while the lists are brought up to date and saved.
 inline constexpr std::string_view kWordListLock = "training/wordlist.lock";
 
 class LearningBatch {
@@ -25,23 +27,50 @@ class LearningBatch {
 
   // Counts the message `times` times: its words and the list's messages. O(words of the message).
   void Count(const MailMessage& message, LearnKind kind, std::uint32_t times = 1);
+  // The same for one message whose words were cut already (tokeniser.h).
+  void Count(const WordCountTable& words, LearnKind kind, std::uint32_t times = 1);
 
-  // The lists as they would be now; for judging with what this batch has learnt so far.
+  // The lists as they would be now; for judging with what this batch has learnt so far. The object stays the
+  // same for the batch's life.
   const WordTables& tables() const { return tables_; }
   // Occurrences of new words that a full list refused in this batch.
   std::uint64_t refused(LearnKind kind) const;
+  // Whether nothing was counted since the last Save.
   bool empty() const { return counted_ == 0; }
 
-  // Adds what was counted since the last Save to the lists on the disk. False when they could not be written:
-  // the counts are then kept and Save may be called again. With nothing counted no file is touched. Read and
-  // write of each list once, whatever the number of messages.
+  // Adds what was counted since the last Save to the lists on the disk: what becomes of them is, to the byte,
+  // what loading, counting and saving in one step would make. Both are written, whichever was counted into,
+  // and have reached the disk when it returns. False when they could not be written, or one of them not read:
+  // the counts are then kept and Save may be called again. With nothing counted no file is touched. Each list
+  // is read and written once, whatever the number of messages; again only where somebody else saved it since
+  // it was loaded.
   bool Save();
 
  private:
+  // What a list was before this batch counted into it.
+  struct Base {
+    std::vector<std::uint32_t> counts;  // of its first words; those behind them are new
+    std::uint32_t messages = 0;
+    FileState file;
+    bool certain = false;        // a file in the same state holds the same
+    WordCountTable refused;      // words that found the list full, as far as there is room for them
+    std::uint64_t refusals = 0;  // occurrences of them, since the batch was made
+  };
+
+  void Load();
+  static void Remember(const WordCountTable& list, Base& base);
+  static void CountInto(const WordCountTable& words, std::uint32_t times, WordCountTable& list, Base& base);
+  static bool AddToDisk(const WordCountTable& list, const Base& base, WordCountTable& fresh,
+                        std::uint64_t& refusals);
+  static bool SaveList(WordCountTable& list, Base& base);
+
   Program& program_;
-  WordTables tables_;       // loaded lists plus what was counted
-  WordTables loaded_;       // as they were at construction or at the last Save
+  WordTables tables_;  // loaded lists plus what was counted
+  Base good_;
+  Base bad_;
+  WordCountTable words_;  // of one message; kept for its memory
   std::uint64_t counted_ = 0;
+  bool saved_ = false;  // nothing was counted since a Save
 };
 
 // One learning step of its own: reads and writes both lists.

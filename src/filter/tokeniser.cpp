@@ -71,7 +71,7 @@ void Tokenise(std::string_view text, WordCountTable& table) {
 }
 
 void CountMessage(const MailMessage& message, std::string_view stripped_text, WordCountTable& table) {
-  ++table.messages;
+  table.AddMessages(1);
   Tokenise(stripped_text, table);
   const std::optional<std::string_view> subject = message.FindField(kHeaderSubject);
   if (subject) Tokenise(*subject, table);

@@ -36,6 +36,10 @@ std::size_t ProbeStep(std::uint32_t hash, std::size_t slot_count) {
   return (hash % (slot_count - 1)) | 1;
 }
 
+std::uint32_t CappedSum(std::uint32_t a, std::uint32_t b) {
+  return a + std::min(b, std::numeric_limits<std::uint32_t>::max() - a);
+}
+
 std::string_view CutWord(std::string_view word) {
   return word.substr(0, kMaxWordLength);
 }
@@ -106,11 +110,15 @@ bool WordCountTable::Add(std::string_view word) {
   return Add(word, Hash(word));
 }
 
-bool WordCountTable::Add(std::string_view word, std::uint32_t hash) {
+bool WordCountTable::Add(std::string_view word, std::uint32_t hash, std::uint32_t times) {
   WordEntry* const entry = FindOrCreate(word, hash);
   if (entry == nullptr) return false;
-  if (entry->count != std::numeric_limits<std::uint32_t>::max()) ++entry->count;
+  entry->count = CappedSum(entry->count, times);
   return true;
+}
+
+void WordCountTable::AddMessages(std::uint32_t times) {
+  messages = CappedSum(messages, times);
 }
 
 std::uint32_t WordCountTable::Count(std::string_view word) const {
@@ -131,14 +139,16 @@ void WordCountTable::Clear() {
   messages = 0;
 }
 
-void WordCountTable::Load(const std::string& path) {
+bool WordCountTable::Load(const std::string& path) {
   file_name_ = path;
   Clear();
   const std::optional<std::string> bytes = ReadWholeFile(path);
-  if (!bytes || bytes->size() < kHeaderSize) return;
+  if (!bytes) return !StateOfFile(path).exists;
+  if (bytes->size() < kHeaderSize) return true;
   const std::string_view view(*bytes);
   messages = LittleEndian32(view.substr(8));
   ReadRecords(view.substr(kHeaderSize), LittleEndian32(view.substr(4)));
+  return true;
 }
 
 void WordCountTable::ReadRecords(std::string_view records, std::uint32_t record_count) {

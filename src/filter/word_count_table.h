@@ -31,9 +31,12 @@ class WordCountTable {
 
   // Counts the word (cut to its first 20 bytes) up, or creates it with count 1. False when it is new and the
   // budget is full: it is then not added. The second form takes the hash of a word of at most 20 bytes that
-  // was computed before.
+  // was computed before, and how often to count it (at least once). Counts end at the largest that the file
+  // can hold.
   bool Add(std::string_view word);
-  bool Add(std::string_view word, std::uint32_t hash);
+  bool Add(std::string_view word, std::uint32_t hash, std::uint32_t times = 1);
+  // The same for the number of messages.
+  void AddMessages(std::uint32_t times);
   // Count of the word, 0 when absent. The second form takes the hash that was computed before.
   std::uint32_t Count(std::string_view word) const;
   std::uint32_t Count(std::string_view word, std::uint32_t hash) const;
@@ -44,7 +47,9 @@ class WordCountTable {
   // Reads a word list file (little-endian: version, records, messages, reserved; then length, word, count
   // each) and remembers its name. What the table held before is gone. A missing file leaves an empty table; a
   // damaged one gives the records before the damage; the first word that the budget refuses ends the reading.
-  void Load(const std::string& path);
+  // False when there is a file that cannot be read: the table is empty then as well, and saving it would lose
+  // what the file holds.
+  bool Load(const std::string& path);
   // The file's bytes: records in slot order.
   std::string Serialise() const;
   // Atomically replaces the file that Load named. False when there is none or it cannot be written.
@@ -55,6 +60,8 @@ class WordCountTable {
   std::span<const WordEntry> entries() const { return entries_; }
   std::size_t slot_count() const { return slots_.size(); }
   std::uint32_t bytes_used() const { return bytes_used_; }
+  // As Load was given it.
+  const std::string& file_name() const { return file_name_; }
 
   std::uint32_t messages = 0;     // number of messages counted in
   std::uint32_t byte_budget = 0;  // limit of bytes_used(), the sum of word length + 5; 0 means none

@@ -21,14 +21,15 @@ std::uint32_t BudgetOfEachList(const Program& program) {
 
 }  // namespace
 
-void WordTables::Load(const Program& program, bool load_spam_words) {
+bool WordTables::Load(const Program& program, bool load_spam_words) {
   const std::uint32_t budget = BudgetOfEachList(program);
   bad.byte_budget = budget;
   good.byte_budget = budget;
-  bad.Load(program.PathOf(kBadWordList));
-  good.Load(program.PathOf(kGoodWordList));
+  const bool bad_loaded = bad.Load(program.PathOf(kBadWordList));
+  const bool good_loaded = good.Load(program.PathOf(kGoodWordList));
   spam_words.clear();
   if (load_spam_words) spam_words = ReadSpamWords(program);
+  return bad_loaded && good_loaded;
 }
 
 bool WordTables::Save() const {
