@@ -54,6 +54,8 @@ inline constexpr IntegerKey kLogFileClientMaxSize{sections::kMain, "LogFileClien
 inline constexpr TextKey kLogFileServerFileName{sections::kMain, "LogFileServerFileName", "server.log", 260};
 inline constexpr IntegerKey kLogFileServerMaxSize{sections::kMain, "LogFileServerMaxSize", 102400};
 inline constexpr IntegerKey kAutoAbortOnTimeout{sections::kMain, "AutoAbortOnTimeout", 0};
+// A language file's name, or "default" for the built-in English; empty: the user's language decides.
+inline constexpr TextKey kLanguage{sections::kMain, "Language", "", 260};
 inline constexpr IntegerKey kConvertedSpamPoints096{sections::kMain, "ConvertedSpamPoints096", 0};
 inline constexpr IntegerKey kPort{sections::kServer, "Port", 110};
 // Seconds.

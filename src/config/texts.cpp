@@ -28,18 +28,6 @@ std::array<std::string, std::size(kTexts)>& Translations() {
   return translations;
 }
 
-bool IsAcceptable(const TextRow& row, std::string_view translation) {
-  switch (row.kind) {
-    case TextKind::kPlain:
-      return true;
-    case TextKind::kFormat:
-      return ConversionsOf(translation) == ConversionsOf(row.english);
-    case TextKind::kKept:
-      return false;
-  }
-  return false;
-}
-
 // How long the conversion is that the text begins with, its "%" included; 1 where that begins none.
 std::size_t LengthOfConversion(std::string_view text) {
   std::size_t length = 1;
@@ -62,12 +50,21 @@ std::string_view EnglishText(Text text) {
   return row != nullptr ? row->english : std::string_view();
 }
 
+Translatable CanTranslate(const TranslatedText& text) {
+  const TextRow* row = RowOf(static_cast<Text>(text.number));
+  if (row == nullptr || row->kind == TextKind::kKept) {
+    return Translatable::kNoSuchText;
+  }
+  const bool same = row->kind == TextKind::kPlain || ConversionsOf(text.utf8) == ConversionsOf(row->english);
+  return same ? Translatable::kYes : Translatable::kOtherConversions;
+}
+
 std::size_t SetTranslatedTexts(const std::vector<TranslatedText>& texts) {
   Translations().fill({});
   std::size_t refused = 0;
   for (const TranslatedText& translated : texts) {
-    const TextRow* row = RowOf(static_cast<Text>(translated.number));
-    if (row != nullptr && IsAcceptable(*row, translated.utf8)) {
+    if (CanTranslate(translated) == Translatable::kYes) {
+      const TextRow* row = RowOf(static_cast<Text>(translated.number));
       Translations()[static_cast<std::size_t>(row - kTexts)] = translated.utf8;
     } else {
       ++refused;

@@ -42,10 +42,16 @@ struct TranslatedText {
   std::string utf8;
 };
 
-// Takes over the texts of the chosen language, in place of any before; a text that is not among them stays
-// English. Refused are unknown numbers, texts that are kept, and formats whose conversions are not exactly
-// those of the original, in the same order. Call it before any other thread runs: the table has no lock.
-// Returns how many were refused.
+enum class Translatable {
+  kYes,
+  kNoSuchText,        // no such number, or a text that is kept
+  kOtherConversions,  // a format whose conversions are not exactly those of the original, in the same order
+};
+Translatable CanTranslate(const TranslatedText& text);
+
+// Takes over the texts of the chosen language, in place of any before; a text that is not among them, or can
+// not be translated so, stays English. Call it before any other thread runs: the table has no lock. Returns
+// how many were refused.
 std::size_t SetTranslatedTexts(const std::vector<TranslatedText>& texts);
 
 // In the chosen language, UTF-8; English where it has no text. Valid until the texts are set again.

@@ -8,6 +8,7 @@
 #include "config/texts.h"
 #include "console/commands.h"
 #include "console/options.h"
+#include "extras/language_choice.h"
 #include "platform/console.h"
 #include "platform/environment.h"
 #include "platform/files.h"
@@ -41,6 +42,10 @@ int Main(const std::vector<std::string>& arguments) {
     return kExitFailed;
   }
   Program program(SystemEnvironment(directory));
+  // Deliberate: an empty key leaves the console English, whatever the user's language is: scripts read it.
+  if (const auto language = LoadSetLanguage(program)) {
+    SetTranslatedTexts(language->texts);
+  }
   const int exit_code = std::visit(Execute{program}, *line.command);
   // The proxy's own work is done whether or not anybody could read of it.
   const bool output_counts = !std::holds_alternative<RunOptions>(*line.command);
