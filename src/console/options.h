@@ -52,12 +52,8 @@ struct BinOptions {
   bool json = false;
 };
 
-struct StatsOptions {
-  bool json = false;
-};
-
-using CommandOptions = std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions,
-                                    SendersOptions, BinOptions, StatsOptions>;
+using CommandOptions =
+    std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, SendersOptions, BinOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

@@ -5,12 +5,6 @@ namespace quillbeaker {
 
 std::string WithCrLf(std::string_view text) {
   std::string converted;
-  WithCrLf(text, converted);
-  return converted;
-}
-
-void WithCrLf(std::string_view text, std::string& converted) {
-  converted.clear();
   converted.reserve(text.size() + text.size() / 16);
   std::size_t copied = 0;
   for (std::size_t lf = text.find('\n'); lf != std::string_view::npos; lf = text.find('\n', lf + 1)) {
@@ -19,7 +13,7 @@ void WithCrLf(std::string_view text, std::string& converted) {
       copied = lf;
     }
   }
-  converted.append(text.substr(copied));
+  return converted.append(text.substr(copied));
 }
 
 }  // namespace quillbeaker
