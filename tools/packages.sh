@@ -10,6 +10,7 @@ libxml2-dev                  reads and writes the XML indexes
 zlib1g-dev                   CRC-32
 libcli11-dev                 command line of quillbeaker-cli
 nlohmann-json3-dev           JSON output of quillbeaker-cli
+libxxhash-dev                tells mails apart in bulk learning
 libgtest-dev                 unit tests
 python3                      the demonstration and the checks of the sources
 '

@@ -28,6 +28,7 @@ struct Layout {
   std::size_t cell = 0;      // columns of a day
   std::size_t bar = 0;       // of them filled; the rest parts it from the next
   std::size_t width = 0;     // columns of all days
+  std::size_t space = 0;     // columns that there are for them
   std::size_t day_step = 0;  // every how many days a date is written
 
   std::size_t Tick(std::size_t day) const { return day * cell + (bar - 1) / 2; }
@@ -59,8 +60,8 @@ Layout LayOut(std::span<const DayCount> days, std::size_t columns) {
   layout.margin = std::to_string(layout.most).size();
   // The last column stays free: in some terminals a line that fills it is followed by an empty one.
   const std::size_t taken = layout.margin + 2 + 1;
-  const std::size_t space = columns > taken ? columns - taken : 0;
-  layout.cell = std::max<std::size_t>(space / days.size(), 1);
+  layout.space = columns > taken ? columns - taken : 0;
+  layout.cell = std::max<std::size_t>(layout.space / days.size(), 1);
   layout.bar = std::max<std::size_t>(layout.cell - 1, 1);
   layout.width = days.size() * layout.cell - (layout.cell - layout.bar);
   layout.day_step = (kDateSpacing + layout.cell - 1) / layout.cell;
@@ -115,9 +116,10 @@ void AppendDates(std::string& text, std::span<const DayCount> days, const Layout
     }
     const CalendarTime date = DateOfDayNumber(days[i].day);
     const std::string written = Printed("%02i.%02i.", date.day, date.month);
-    // In the middle below its tick, but not beyond the last bar.
+    // In the middle below its tick, but not beyond the chart and its free space.
     const std::size_t wanted = layout.Tick(i) - std::min<std::size_t>(layout.Tick(i), 2);
-    const std::size_t last = layout.width - std::min(layout.width, written.size());
+    const std::size_t widest = std::max(layout.width, layout.space);
+    const std::size_t last = widest - std::min(widest, written.size());
     line.resize(std::max(line.size(), std::min(wanted, last)), ' ');
     line += written;
   }

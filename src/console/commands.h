@@ -15,5 +15,6 @@ int Serialise(Program& program, const SerialiseOptions& options);
 int Classify(Program& program, const ClassifyOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
 int ManageBin(Program& program, const BinOptions& options);
+int ShowStatistics(Program& program, const StatsOptions& options);
 
 }  // namespace quillbeaker

@@ -24,6 +24,7 @@ struct Execute {
   int operator()(const ClassifyOptions& options) const { return Classify(program, options); }
   int operator()(const SendersOptions& options) const { return ManageSenders(program, options); }
   int operator()(const BinOptions& options) const { return ManageBin(program, options); }
+  int operator()(const StatsOptions& options) const { return ShowStatistics(program, options); }
 };
 
 int Main(const std::vector<std::string>& arguments) {

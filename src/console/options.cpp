@@ -40,6 +40,7 @@ class CommandLineParser {
     AddMailCommands();
     AddSenders();
     AddBin();
+    AddStats();
   }
 
   ParsedCommandLine Parse(const std::vector<std::string>& arguments) {
@@ -172,6 +173,12 @@ class CommandLineParser {
     AddBinAction(*bin, "rebuild", "Make a missing index from the message files", kRebuild, false);
   }
 
+  void AddStats() {
+    CLI::App* stats = AddCommand(app_, "stats", "Spam of the last 30 days");
+    stats->add_flag("--json", stats_.json, "As a JSON object");
+    stats->callback([this] { result_.command = stats_; });
+  }
+
   CLI::App app_;
   ParsedCommandLine result_;
   int run_port_ = 0;
@@ -181,6 +188,7 @@ class CommandLineParser {
   SendersOptions senders_;
   bool is_blocked_ = false;  // the other choice to is_friend
   BinOptions bin_;
+  StatsOptions stats_;
 };
 
 }  // namespace

@@ -52,8 +52,12 @@ struct BinOptions {
   bool json = false;
 };
 
-using CommandOptions =
-    std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, SendersOptions, BinOptions>;
+struct StatsOptions {
+  bool json = false;
+};
+
+using CommandOptions = std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions,
+                                    SendersOptions, BinOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

@@ -5,6 +5,12 @@ namespace quillbeaker {
 
 std::string WithCrLf(std::string_view text) {
   std::string converted;
+  WithCrLf(text, converted);
+  return converted;
+}
+
+void WithCrLf(std::string_view text, std::string& converted) {
+  converted.clear();
   converted.reserve(text.size() + text.size() / 16);
   std::size_t copied = 0;
   for (std::size_t lf = text.find('\n'); lf != std::string_view::npos; lf = text.find('\n', lf + 1)) {
@@ -13,7 +19,7 @@ std::string WithCrLf(std::string_view text) {
       copied = lf;
     }
   }
-  return converted.append(text.substr(copied));
+  converted.append(text.substr(copied));
 }
 
 }  // namespace quillbeaker

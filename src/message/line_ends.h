@@ -10,5 +10,7 @@ namespace quillbeaker {
 
 // Every LF that no CR precedes becomes CR LF.
 std::string WithCrLf(std::string_view text);
+// The same into `converted`, whose memory is reused; it must not be `text` itself.
+void WithCrLf(std::string_view text, std::string& converted);
 
 }  // namespace quillbeaker

@@ -3,8 +3,8 @@
 
 #include "config/texts.h"
 #include "filter/spam_words.h"
-#include "platform/files.h"
 #include "stores/recycle_bin.h"
+#include "stores/training_area.h"
 
 namespace quillbeaker {
 namespace {
@@ -27,12 +27,15 @@ void PrepareStores(Program& program, const StartUpNotices& notices) {
   recycle_bin.TakeInDroppedFiles(notices.taking_in_messages);
   recycle_bin.RebuildIndex();
   ConvertOldSpamWords(program, notices.spam_words_converted);
-  MakeDirectory(program.PathOf("training"));
+  TrainingArea{program};  // makes its directory
 }
 
 void RunDailyPurges(Program& program, const std::function<void(std::string_view)>& show_status) {
   show_status(TextOf(Text::kDeletingOldRecycled));
   RecycleBin(program).Purge(program.Read(keys::kRecycleBinMaxDays));
+  show_status({});
+  show_status(TextOf(Text::kDeletingOldTraining));
+  TrainingArea(program).Purge(program.Read(keys::kTrainingAreaMaxDays));
   show_status({});
 }
 

@@ -6,9 +6,13 @@
 #include <unordered_set>
 #include <vector>
 
+#include "config/day_number.h"
 #include "config/texts.h"
+#include "message/mail_date.h"
 #include "pop3/client_session.h"
+#include "pop3/quit_learning.h"
 #include "stores/recycle_bin.h"
+#include "stores/statistics.h"
 #include "stores/unique_id_store.h"
 
 namespace quillbeaker {
@@ -23,7 +27,12 @@ std::string FileNameOf(const std::string& path) {
 class Quit {
  public:
   explicit Quit(ClientSession& session)
-      : session_(session), messages_(session.upstream().messages()), recycle_bin_(session.program()) {}
+      : session_(session),
+        messages_(session.upstream().messages()),
+        recycle_bin_(session.program()),
+        statistics_(session.program()) {
+    statistics_.Load();
+  }
 
   // All spam is on the disk, its index too, before the first deletion goes to the server: nothing is deleted
   // that is not kept. One index save serves them all.
@@ -35,7 +44,7 @@ class Quit {
         continue;
       }
       if (entry.message == nullptr || entry.message->empty()) {
-        ++deleted_;  // an empty message has nothing to keep
+        CountDeleted(entry);  // an empty message has nothing to keep
         continue;
       }
       entries.push_back(&entry);
@@ -50,9 +59,23 @@ class Quit {
         // Deliberate: what could not be kept stays on the server and is judged again in the next session.
         unfiled_.insert(entries[i]);
       } else {
-        ++deleted_;
+        CountDeleted(*entries[i]);
       }
     }
+  }
+
+  // From what this session's view build fetched and judged, whoever settled it and whether or not the client
+  // deletes it. Never from mail that was known or restored: that was learnt before. Spam that stays on the
+  // server will be met again. Deliberate: before anything is deleted or remembered as seen, so that a program
+  // that is ended in between learns a message twice at worst.
+  void Learn() {
+    std::vector<const MailMessage*> judged;
+    for (const MessageEntry& entry : messages_) {
+      if (entry.judged && entry.message != nullptr && !unfiled_.contains(&entry)) {
+        judged.push_back(entry.message.get());
+      }
+    }
+    LearnFromMail(session_.program(), judged);
   }
 
   void CarryOutDeletions() {
@@ -90,13 +113,26 @@ class Quit {
     }
   }
 
+  // Whoever shows the statistic loads it anew; a session that fails here has still removed its spam.
+  void SaveStatistics() { static_cast<void>(statistics_.Save()); }
+
   std::uint32_t deleted() const { return deleted_; }
   std::uint32_t unfiled() const { return static_cast<std::uint32_t>(unfiled_.size()); }
 
  private:
+  // Deliberate: the day is that of the mail's own Date field; mail without one is in no day's count.
+  void CountDeleted(const MessageEntry& spam) {
+    ++deleted_;
+    CalendarTime date;
+    if (spam.message != nullptr && ReadDate(*spam.message, date) == kDateRead) {
+      statistics_.Count(static_cast<std::uint32_t>(DayNumber(date)));
+    }
+  }
+
   ClientSession& session_;
   MessageList& messages_;
   RecycleBin recycle_bin_;
+  Statistics statistics_;
   std::unordered_set<const MessageEntry*> unfiled_;
   std::vector<std::string> seen_;
   std::vector<std::string> delivered_;
@@ -112,6 +148,7 @@ void QuitProcessing(ClientSession& session) {
   observer.ShowTooltip(TextOf(Text::kClosingConnection));
   Quit quit(session);
   quit.FileSpam();
+  quit.Learn();
   quit.CarryOutDeletions();
   quit.RemoveDeliveredFromRecycleBin();
   quit.StoreUniqueIds();
@@ -121,6 +158,7 @@ void QuitProcessing(ClientSession& session) {
   session.summary.deleted = quit.deleted();
   session.summary.unfiled = quit.unfiled();
   observer.AddDeleted(quit.deleted());
+  quit.SaveStatistics();
 }
 
 }  // namespace quillbeaker

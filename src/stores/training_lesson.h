@@ -19,16 +19,16 @@ namespace quillbeaker {
 
 struct TrainingLesson {
   std::uint32_t marked = 0;      // entries with a mark and a file name
-  std::uint32_t good = 0;        // learnt
-  std::uint32_t spam = 0;        // learnt
-  std::uint32_t unreadable = 0;  // removed without being learnt
-  bool lists_saved = true;       // when false nothing was removed
-  bool removed = true;           // when false the index could not be saved
+  std::uint32_t good = 0;        // counted
+  std::uint32_t spam = 0;        // counted
+  std::uint32_t unreadable = 0;  // without a text, removed all the same
+  bool lists_saved = true;       // when false nothing was learnt and nothing removed
+  bool removed = true;           // when false the index could not be saved: all will be learnt once more
 };
 
 // Learns from those of `entries` (as List gave them, in that order) that carry a mark and a file name; with
-// none nothing is read or written. `on_entry` is called for each of them once its fate is settled, with no lock
-// held: a window removes the row there and steps its bar.
+// none nothing is read or written. `on_entry`, which may be empty, is called for each of them once it has left
+// the area, with no lock held: a window removes the row there and steps its bar.
 TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
                                      const std::function<void(const TrainingEntry&)>& on_entry);
 

@@ -85,7 +85,7 @@ TEST(BarChart, FewSpamsGetARowEach) {
             "2 ┤                                                    █     █\n"
             "1 ┤█                                                   █   █ █\n"
             "  └────────┬─────────┬─────────┬─────────┬─────────┬─────────┬\n"
-            "         04.03.    09.03.    14.03.    19.03.    24.03. 29.03.\n");
+            "         04.03.    09.03.    14.03.    19.03.    24.03.    29.03.\n");
 }
 
 TEST(BarChart, ManySpamsShareTenRows) {
@@ -128,12 +128,12 @@ TEST(BarChart, NothingToShowIsNoChart) {
 }
 
 TEST(BarChart, NarrowTerminalGetsAColumnPerDay) {
-  EXPECT_EQ(DrawBarChart(Days({{0, 2}, {1, 1}, {29, 1}}), 40),
+  EXPECT_EQ(DrawBarChart(Days({{0, 2}, {1, 1}, {29, 1}}), 34),
             "2 ┤                             █\n"
             "1 ┤█                           ██\n"
             "  └─────────┬─────────┬─────────┬\n"
             "          09.03.    19.03. 29.03.\n");
-  EXPECT_EQ(DrawBarChart(Days({{0, 2}}), 0), DrawBarChart(Days({{0, 2}}), 40));
+  EXPECT_EQ(DrawBarChart(Days({{0, 2}}), 0), DrawBarChart(Days({{0, 2}}), 34));
 }
 
 TEST(BarChart, FitsEveryWidthAndUsesIt) {

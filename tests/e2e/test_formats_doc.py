@@ -5,6 +5,8 @@ An example is a fenced block below a comment "<!-- example: NAME -->". What diff
 day of filing, ports, the server's name) is brought to one form on both sides before they are compared."""
 
 import binascii
+import datetime
+import email.utils
 import functools
 import itertools
 import json
@@ -116,13 +118,14 @@ def keys_of_the_source():
     with open(os.path.join(REPOSITORY, "src/config/keys.h"), encoding="utf-8") as file:
         text = file.read()
     sections = dict(re.findall(r'std::string_view (k\w+) = "(\w+)";', text))
-    rows = re.findall(r'(?:Integer|Text)Key \w+\{sections::(\w+), "(\w+)", "?([^",}]+)"?', text)
+    rows = re.findall(r'(?:Integer|Text)Key \w+\{sections::(\w+), "(\w+)", "?([^",}]*)"?', text)
     assert len(rows) == len(re.findall(r"(?:Integer|Text)Key k", text)) > 15
     return [(sections[section], key, value) for section, key, value in rows]
 
 
 def test_configuration_example_and_table_have_every_key_at_its_default():
-    table = re.findall(r"(?m)^\| `(\w+)` \| `(\w+)` \| [\w ]+ \| (\S+) \| .{20,} \|$", page())
+    table = [(section, key, default.replace("empty", "")) for section, key, default in
+             re.findall(r"(?m)^\| `(\w+)` \| `(\w+)` \| [\w ]+ \| (\S+) \| .{20,} \|$", page())]
     assert sorted(table) == sorted(keys_of_the_source())
     assert ini_lines("configuration") == [tuple(row) for row in table]
 
@@ -151,9 +154,13 @@ def test_configuration_by_hand_is_read_as_the_page_says(home, printed, client, t
     home.start(port, arguments=["run", "--directory", home.directory])
     client(home).quit()
     assert home.read("my log.txt").startswith(b"\r\nClient Log started at: ")
-    # A key of the program's went to the end of its section; nothing else has changed.
+    # Keys of the program's went to the end of their section, a new section to that of the file; nothing else has
+    # changed.
     at = text.index(b"\r\n[Server]")
-    assert home.read("Quillbeaker.ini") == text[:at] + f"RecycleOldMessagesLast={TODAY}\r\n".encode() + text[at:]
+    added = f"RecycleOldMessagesLast={TODAY}\r\nTrainingAreaDeleteOldMessagesLast={TODAY}\r\n"
+    eventually(lambda: b"Mails=" in home.read("Quillbeaker.ini"))
+    assert home.read("Quillbeaker.ini") == (
+        text[:at] + added.encode() + text[at:] + b"[STATS]\r\nDays=\r\nMails=\r\n")
 
 
 @pytest.mark.parametrize("arguments", ["senders list --json", "senders lookup --json Someone@SPAM.example",
@@ -162,6 +169,21 @@ def test_senders_are_listed_as_shown(printed, arguments):
     code, text = printed(*arguments.split())
     assert code == 0 and in_order(text) == in_order(examples()[arguments])
     assert " " not in re.sub(r'"[^"]*"', "", text)
+
+
+def test_statistic_is_read_and_written_as_shown(home, server, client):
+    now = datetime.datetime.now(datetime.timezone.utc)
+    lists = example("statistics")
+    shown = [int(day) for day in re.search(rb"Days=([\d,]*),", lists)[1].split(b",")]
+    for day in shown:
+        lists = lists.replace(b"%d" % day, b"%d" % (day_number(now.date()) - shown[0] + day))
+    home.write("Quillbeaker.ini", lists)
+    date = email.utils.format_datetime(now).encode()
+    spam = re.sub(rb"(?m)^Date: [^\r]*", b"Date: " + date, mail("offer.eml"))
+    raw = client(home.start()).login(server(spam).port, "ann")
+    assert raw.stat() == (0, 0)
+    raw.quit()
+    eventually(lambda: home.read("Quillbeaker.ini").startswith(lists.replace(b"Mails=3,", b"Mails=4,")))
 
 
 def test_senders_example_is_what_adding_them_writes(program_directory):
@@ -350,8 +372,9 @@ def test_program_directory_looks_as_shown(session):
         if path.endswith(".lock"):
             assert os.path.getsize(home.path(path)) == 0
     configuration = example("configuration") + example("senders")
-    assert home.read("Quillbeaker.ini") == configuration.replace(
-        b"RecycleOldMessagesLast=0", b"RecycleOldMessagesLast=" + TODAY.encode())
+    for key in (b"RecycleOldMessagesLast", b"TrainingAreaDeleteOldMessagesLast"):
+        configuration = configuration.replace(key + b"=0", key + b"=" + TODAY.encode())
+    assert home.read("Quillbeaker.ini") == configuration
 
 
 def test_spam_of_the_session_is_filed_as_shown(session):
@@ -362,6 +385,42 @@ def test_spam_of_the_session_is_filed_as_shown(session):
     assert home.read("recycle/recyclebin.xml") == example("recyclebin.xml", b"\n").replace(
         shown, name.encode()).replace(SERVER_NAME.encode(), b"127.0.0.1")
     assert home.read(f"recycle/{name}") + b"\r\n" == example("kept-offer")
+
+
+def test_mail_of_the_session_is_kept_for_training_as_shown(session):
+    home = session[0]
+    shown = re.search(rb'filename="(.*?)"', example("training.xml"))[1].decode()
+    assert home.read(f"training/{shown}") + b"\r\n" == example("training-text")
+    assert int(shown.partition(".")[0], 16) == binascii.crc32(home.read(f"training/{shown}"))
+    (entry,) = [line for line in example("training.xml", b"\n").splitlines() if b"<message" in line]
+    assert entry.replace(b' mark="1"', b"") in home.read("training/training.xml").splitlines()
+    # The friend's mail was learnt, and is not there.
+    kept = [home.read(f"training/{name}") for name in os.listdir(home.path("training")) if name.endswith(".eml")]
+    assert len(kept) == 2 and not any(b"noon" in text for text in kept)
+    assert records(home.read("training/good.Quillbeaker.wordlist")) == (1, {"noon": 1, "friday": 1})
+    assert records(home.read("training/bad.Quillbeaker.wordlist")) == (0, {})
+
+
+def test_marks_of_the_training_area_outlive_a_mail_check(home, server, client):
+    shown = example("training.xml", b"\n")
+    home.write("training/training.xml", shown)
+    home.write("Quillbeaker.ini", f"[QUILLBEAKER]\r\nTrainingAreaDeleteOldMessagesLast={TODAY}\r\n")
+    raw = client(home.start()).login(server(mail("lunch.eml")).port)
+    assert raw.stat()[0] == 1
+    raw.quit()
+    before, end = shown[:-len(b"</training>\n")], b"</training>\n"
+    written = home.read("training/training.xml")
+    assert written.startswith(before) and written.endswith(end) and written.count(b"<message ") == 2
+
+
+def test_another_index_is_kept_aside(home, client):
+    for old in (b"<other/>", b"no XML", b"<!DOCTYPE training><training/>"):
+        home.write("training/training.xml", old)
+        home.write("Quillbeaker.ini", "")
+        client(home.start()).quit()
+        assert home.read("training/training.xml.bad") == old
+        assert home.read("training/training.xml").endswith(b"<training/>\n")
+        home.stop()
 
 
 def timeless(log):

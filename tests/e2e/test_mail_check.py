@@ -168,14 +168,16 @@ def test_judging_leaves_the_sender_entry_as_it_stands(check):
 
 @pytest.mark.parametrize("end", [b"\n", b"\r\n"], ids=["LF", "CRLF"])
 def test_write_touches_no_other_line(proxy, client, end):
-    """Session begin writes one key; the rest of the file stays as it was, line ends and all."""
+    """Session begin writes two keys; the rest of the file stays as it was, line ends and all."""
     one = proxy()
     text = end.join([b"; first", b"[Server]", b"Timeout = 7 ", b"", b"[QUILLBEAKER]", b"Foreign=\xe4", b"  ; indented",
-                     b"RecycleOldMessagesLast=1", b"no equals sign", b"[Other]", b"#key=1", b"a=b"]) + end
+                     b"RecycleOldMessagesLast=1", b"no equals sign", b"TrainingAreaDeleteOldMessagesLast=2",
+                     b"[STATS]", b"Days=", b"Mails=", b"[Other]", b"#key=1", b"a=b"]) + end
     one.write("Quillbeaker.ini", text)
     client(one).quit()
-    today = b"RecycleOldMessagesLast=%d" % day_number()
-    assert one.read("Quillbeaker.ini") == text.replace(b"RecycleOldMessagesLast=1", today)
+    for line in (b"RecycleOldMessagesLast=1", b"TrainingAreaDeleteOldMessagesLast=2"):
+        text = text.replace(line, line[:-1] + b"%d" % day_number())
+    assert one.read("Quillbeaker.ini") == text
 
 
 def test_change_of_a_setting_acts_at_once(check):

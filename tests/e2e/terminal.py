@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: MIT
+"""Runs the program once in a terminal of its own, of a given size."""
+
+import fcntl
+import os
+import pty
+import select
+import struct
+import subprocess
+import termios
+import time
+
+from program import end_with_the_tests, executable
+
+
+def run_on_terminal(*arguments, columns=80, timeout=60):
+    """(exit code, bytes that the terminal got); line ends are CR LF there."""
+    master, slave = pty.openpty()
+    try:
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 30, columns, 0, 0))
+        process = subprocess.Popen([executable(), *map(str, arguments)], stdin=slave, stdout=slave, stderr=slave,
+                                   preexec_fn=end_with_the_tests)
+    finally:
+        os.close(slave)
+    shown = b""
+    end = time.monotonic() + timeout
+    try:
+        while True:
+            ready, _, _ = select.select([master], [], [], max(0, end - time.monotonic()))
+            assert ready, f"still running after {timeout} s: {shown!r}"
+            try:
+                piece = os.read(master, 65536)
+            except OSError:  # the other side was closed by the last that held it
+                break
+            if not piece:
+                break
+            shown += piece
+        return process.wait(max(1, end - time.monotonic())), shown
+    finally:
+        os.close(master)
+        if process.poll() is None:
+            process.kill()
+            process.wait()
