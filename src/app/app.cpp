@@ -12,6 +12,7 @@
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
 #include "ui/resource.h"
+#include "ui/translation.h"
 #include "ui/waiting_window.h"
 #include "ui/wide_text.h"
 
@@ -35,6 +36,7 @@ bool App::Init(HINSTANCE instance) {
   if (initialised_) {
     return false;
   }
+  InitChosenLanguage(program_);
   tray_icon_.PrepareImage();
   taskbar_created_ = RegisterWindowMessageW(L"TaskbarCreated");
   FillCommandTable();

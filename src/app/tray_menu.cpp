@@ -3,6 +3,7 @@
 
 #include "ui/handles.h"
 #include "ui/resource.h"
+#include "ui/translation.h"
 
 namespace quillbeaker {
 namespace {
@@ -38,6 +39,7 @@ void ShowTrayMenu(HWND main_window, const Program& program, const CommandTable& 
   if (!TrainingAreaIsInUse(program)) {
     EnableMenuItem(menu, COMMAND_TRAINING_AREA, MF_BYCOMMAND | MF_GRAYED);
   }
+  CurrentLanguage().TranslateMenu(bar.get(), MENU_TRAY);
   POINT mouse{};
   GetCursorPos(&mouse);
   // Without the foreground the menu would not close by a click elsewhere; without the message after it, it would

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "ui/translation.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -65,6 +67,7 @@ INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPA
 INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_INITDIALOG:
+      CurrentLanguage().TranslateWindow(window_, template_id_);
       return OnInit() ? TRUE : FALSE;
     case WM_COMMAND:
       return OnCommand(LOWORD(wparam), HIWORD(wparam)) ? TRUE : FALSE;
