@@ -31,6 +31,8 @@ class Classifier {
   // Probability in [0, 1] from the 15 most telling words of the message; 0.4 when the lists cannot say.
   // `words` (up to 99 bytes) names those above 0.4.
   double LearntProbability(const MailMessage& message, std::string& words);
+  // The same from the words of one message, cut already (tokeniser.h); their probabilities are written.
+  double LearntProbability(WordCountTable& tokens, std::string& words) const;
 
   // Sum of the percents of the spam words found in Subject and text, times 0.01; may leave [0, 1]. `words` up
   // to 254 bytes. 0 when the decoded text is empty, whatever the Subject.

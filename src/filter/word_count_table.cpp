@@ -173,12 +173,12 @@ std::string WordCountTable::Serialise() const {
   AppendLittleEndian32(out, static_cast<std::uint32_t>(entries_.size()));
   AppendLittleEndian32(out, messages);
   AppendLittleEndian32(out, 0);
-  for (const std::uint32_t reference : slots_) {
-    if (reference == 0) continue;
-    const WordEntry& entry = entries_[reference - 1];
-    out += static_cast<char>(entry.length);
-    out += entry.word();
-    AppendLittleEndian32(out, entry.count);
+  for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
+    const WordEntry* const entry = EntryInSlot(slot);
+    if (entry == nullptr) continue;
+    out += static_cast<char>(entry->length);
+    out += entry->word();
+    AppendLittleEndian32(out, entry->count);
   }
   return out;
 }

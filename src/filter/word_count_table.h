@@ -59,6 +59,10 @@ class WordCountTable {
   std::span<WordEntry> entries() { return entries_; }
   std::span<const WordEntry> entries() const { return entries_; }
   std::size_t slot_count() const { return slots_.size(); }
+  // The entry of a slot, null when it is empty.
+  const WordEntry* EntryInSlot(std::size_t slot) const {
+    return slots_[slot] == 0 ? nullptr : &entries_[slots_[slot] - 1];
+  }
   std::uint32_t bytes_used() const { return bytes_used_; }
   // As Load was given it.
   const std::string& file_name() const { return file_name_; }

@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "filter/tokeniser.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -195,6 +197,34 @@ TEST_F(ClassifierTest, OnlyTheFifteenMostTellingWordsCount) {
   const std::string good = LearnMany("good", 15, 22, 89);   // 0.11 / (0.89 + 0.11) = 0.11, less telling
   Body(good + spam);
   EXPECT_GT(Learnt(), 1 - 1e-12);  // all thirty would give about 0.83
+}
+
+// Which of equally telling words count goes by their slots in the message's table, not by the text.
+TEST_F(ClassifierTest, OfEquallyTellingWordsThoseOfTheEarlierSlotsCount) {
+  LearntMessages(100, 100);
+  const std::string spam = LearnMany("bad", 30, 100, 0);
+  const std::string good = LearnMany("fine", 30, 0, 100);
+  const std::string text = spam + good;
+  WordCountTable tokens;
+  Tokenise(text, tokens);
+  int spam_words = 0;
+  std::string listed;
+  const std::string records = tokens.Serialise().substr(16);  // in the order of the slots
+  std::size_t at = 0;
+  for (int rank = 0; rank < 15; ++rank) {
+    const auto length = static_cast<unsigned char>(records[at]);
+    const std::string word = records.substr(at + 1, length);
+    at += length + std::size_t{5};
+    if (!word.starts_with("bad")) continue;
+    ++spam_words;
+    listed += (rank > 0 ? ", " : "") + word;
+  }
+  ASSERT_GT(spam_words, 0);
+  ASSERT_LT(spam_words, 15);
+  Body(text);
+  const double odds = std::pow(0.99 / 0.01, 2 * spam_words - 15);
+  EXPECT_NEAR(Learnt(), odds / (1 + odds), 1e-9);
+  EXPECT_EQ(words_, listed);
 }
 
 TEST_F(ClassifierTest, HtmlIsRemovedForTheLearntWordsWhateverTheKeySays) {
