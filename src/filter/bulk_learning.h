@@ -27,7 +27,7 @@ class MailSource {
   virtual ~MailSource() = default;
   virtual std::size_t size() const = 0;
   virtual LearnKind KindOf(std::size_t index) const = 0;
-  // The raw mail with CR LF line ends, into `text` (whose memory is reused). False when it cannot be read any
+  // The raw mail with CR LF line ends, in the place of what `text` holds. False when it cannot be read any
   // more: it is then left out and counted as unreadable.
   virtual bool Read(std::size_t index, std::string& text) = 0;
 };
@@ -53,7 +53,7 @@ struct BulkReport {
   std::uint64_t spam_words = 0;
 };
 
-inline constexpr std::uint64_t kLongMail = 2000;             // words
+inline constexpr std::uint64_t kLongMail = 2000;             // words, each as often as it stands there
 inline constexpr std::uint64_t kLeaveLongOutFrom = 1000;     // good messages
 inline constexpr std::uint64_t kWeightGoodBelow = 400;       // good messages
 inline constexpr std::uint64_t kGoodPerSpamUnweighted = 2;   // good messages for each spam
@@ -75,27 +75,49 @@ struct LearningWarnings {
   bool too_little_spam = false;
   bool any() const { return too_few_good || too_little_spam; }
 };
-LearningWarnings WarningsFor(const LearningSizes& sizes, LearningManner manner);
+// Whatever the manner: no weighting makes up for mail that is not there.
+LearningWarnings WarningsFor(const LearningSizes& sizes);
 
 class BulkLearning {
  public:
-  // `source` and `program` must outlive the run.
+  using Progress = std::function<bool(std::uint64_t done, std::uint64_t of)>;
+
+  // `source` and `program` must outlive the run. Which rules and weights hold is settled here, by the sizes,
+  // and stands in the report from now on.
   BulkLearning(Program& program, MailSource& source, LearningManner manner);
 
-  LearningSizes sizes() const;
-  // Counts the mails into a batch that nobody else sees; nothing is saved. `progress` is called after each mail
-  // with how many of how many steps are done and ends the run when it gives false: what was counted stays.
-  void Run(const std::function<bool(std::uint64_t done, std::uint64_t of)>& progress);
-  // Saves what was counted. False when the lists could not be written.
+  LearningSizes sizes() const { return sizes_; }
+  // Counts the mails into a batch that nobody else sees; nothing is saved. Once per object. `progress` is called
+  // after each mail with how many of how many steps are done (keen reads good mail twice) and ends the run when
+  // it gives false: what was counted stays.
+  void Run(const Progress& progress);
+  // Saves what was counted. False when the lists could not be written; it may be called again.
   bool Save();
   const BulkReport& report() const { return report_; }
 
  private:
-  Program& program_;
+  bool IsSpam(std::size_t index) const;
+  bool ReadWords(std::size_t index);
+  void CountWords(LearnKind kind);
+  bool Step();
+  void RunInOrder();
+  void RunKeen();
+  void TellTotals();
+
+  const Program& program_;
   MailSource& source_;
   LearningManner manner_;
   LearningBatch batch_;
+  LearningSizes sizes_;
   BulkReport report_;
+  Progress progress_;
+  std::uint64_t done_ = 0;
+  std::uint64_t steps_ = 0;
+
+  // Kept from mail to mail for their memory.
+  std::string text_;
+  std::string decoded_;
+  WordCountTable words_;
 };
 
 }  // namespace quillbeaker
