@@ -30,6 +30,7 @@ inline constexpr std::string_view kProbabilities = "PROBABILITIES";
 inline constexpr std::string_view kThreshold = "THRESHOLD";
 inline constexpr std::string_view kPoints = "POINTS";
 inline constexpr std::string_view kStatistics = "STATS";
+inline constexpr std::string_view kOptionalMessageBoxes = "OPTIONALMESSAGEBOXES";
 }  // namespace sections
 
 namespace keys {
@@ -49,6 +50,12 @@ inline constexpr IntegerKey kRecycleOldMessagesLast{sections::kMain, "RecycleOld
 inline constexpr IntegerKey kTrainingAreaMaxMemory{sections::kMain, "TrainingAreaMaxMemory", 2048};
 inline constexpr IntegerKey kTrainingAreaMaxDays{sections::kMain, "TrainingAreaMaxDays", 3};
 inline constexpr IntegerKey kTrainingAreaDeleteOldMessagesLast{sections::kMain, "TrainingAreaDeleteOldMessagesLast", 0};
+// A command of the tray menu, run by a double click on the tray icon.
+inline constexpr IntegerKey kTrayDblClk{sections::kMain, "TrayDblClk", 40005};
+// Seconds.
+inline constexpr IntegerKey kTrayNumSeconds{sections::kMain, "TrayNumSeconds", 180};
+inline constexpr IntegerKey kShowBubble{sections::kMain, "ShowBubble", 1};
+inline constexpr IntegerKey kAlphaBlending{sections::kMain, "AlphaBlending", 1};
 inline constexpr TextKey kLogFileClientFileName{sections::kMain, "LogFileClientFileName", "client.log", 260};
 inline constexpr IntegerKey kLogFileClientMaxSize{sections::kMain, "LogFileClientMaxSize", 102400};
 inline constexpr TextKey kLogFileServerFileName{sections::kMain, "LogFileServerFileName", "server.log", 260};

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: MIT
+#include "app/app.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "app/tray_menu.h"
+#include "platform/environment.h"
+#include "pop3/housekeeping.h"
+#include "pop3/writable_directories.h"
+#include "ui/dialog.h"
+#include "ui/message_box.h"
+#include "ui/optional_message_box.h"
+#include "ui/resource.h"
+#include "ui/translation.h"
+#include "ui/waiting_window.h"
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr DWORD kWaitForListener = 5000;  // milliseconds
+
+// Written once, at start-up; the window procedure has no other way to its object before WM_CREATE is over.
+App* the_app = nullptr;
+
+}  // namespace
+
+App::App() : program_(SystemEnvironment(ExecutableDirectory())), tray_icon_(program_), listener_(program_, observer_) {
+  the_app = this;
+}
+
+App::~App() = default;
+
+bool App::Init(HINSTANCE instance) {
+  if (initialised_) {
+    return false;
+  }
+  InitChosenLanguage(program_);
+  tray_icon_.PrepareImage();
+  taskbar_created_ = RegisterWindowMessageW(L"TaskbarCreated");
+  FillCommandTable();
+  if (!CreateMainWindow(instance)) {
+    return false;
+  }
+  observer_.SetMainWindow(main_window_);
+  tray_icon_.LoadAnimation();
+  PrepareStores();
+  TrimWorkingSet();
+  initialised_ = true;
+  for (const int command : early_commands_) {
+    PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0);
+  }
+  return true;
+}
+
+bool App::CreateMainWindow(HINSTANCE instance) {
+  const std::wstring title = WideText(Text::kTitle);
+  WNDCLASSEXW window_class{};
+  window_class.cbSize = sizeof window_class;
+  window_class.lpfnWndProc = WindowProcedure;
+  window_class.hInstance = instance;
+  window_class.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(ICON_PROGRAM));
+  window_class.lpszClassName = title.c_str();
+  return RegisterClassExW(&window_class) != 0 &&
+         CreateWindowExW(0, title.c_str(), title.c_str(), 0, 0, 0, 0, 0, nullptr, nullptr, instance, nullptr) !=
+             nullptr;
+}
+
+void App::PrepareStores() {
+  std::optional<WaitingWindow> waiting;
+  quillbeaker::PrepareStores(
+      program_, {.taking_in_messages = [&] { waiting.emplace(main_window_, DIALOG_TAKING_IN); },
+                 .spam_words_converted =
+                     [&] {
+                       waiting.reset();
+                       ShowMessageBox(main_window_, Text::kSpamWordsConverted, MB_ICONINFORMATION);
+                       commands_.Run(COMMAND_SETTINGS);
+                     }});
+}
+
+void App::StartListener() {
+  listener_.Start(main_window_);
+}
+
+void App::WarnOfReadOnlyDirectory() {
+  const std::string directory = UnwritableDirectory(program_);
+  if (!directory.empty()) {
+    ShowMessageBox(main_window_, WideFormat(Text::kDirectoryNotWritable, {directory}), MB_ICONEXCLAMATION);
+  }
+}
+
+int App::Run() {
+  MSG message{};
+  while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+    if (!Dialog::TakeMessage(message)) {
+      TranslateMessage(&message);
+      DispatchMessageW(&message);
+    }
+  }
+  return static_cast<int>(message.wParam);
+}
+
+bool App::WaitForListener() {
+  return listener_.Wait(kWaitForListener);
+}
+
+void App::FillCommandTable() {
+  commands_.Set(COMMAND_EXIT, [this] { AskToQuit(); });
+  commands_.Set(COMMAND_SWITCH_FILTER, [this] { SwitchFilter(); });
+}
+
+LRESULT CALLBACK App::WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  return the_app->Handle(window, message, wparam, lparam);
+}
+
+LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  switch (message) {
+    case WM_CREATE:
+      main_window_ = window;
+      tray_icon_.AddTrayIcon(window);
+      return 0;
+    case WM_ENDSESSION:
+      // The session ends without a question; what is being written is finished by the wait for the listener.
+      if (wparam == FALSE) return 0;
+      DestroyWindow(window);
+      WaitForListener();
+      return 0;
+    case WM_DESTROY:
+      ShutDown();
+      PostQuitMessage(0);
+      return 0;
+    case WM_COMMAND:
+      OnCommand(LOWORD(wparam));
+      return 0;
+    case WM_TIMER:
+      OnTimer(wparam);
+      return 0;
+    case MESSAGE_TRAY:
+      OnTrayCallback(static_cast<UINT>(lparam));
+      return 0;
+    case MESSAGE_SESSION_BEGINS:
+      OnSessionBegin();
+      return 0;
+    case MESSAGE_SESSION_ENDS:
+      OnSessionEnd();
+      return 0;
+    case MESSAGE_SET_TOOLTIP:
+      tray_icon_.SetTooltip(reinterpret_cast<const wchar_t*>(lparam));
+      return 0;
+    case MESSAGE_SET_DELETED:
+      OnDeleted(static_cast<unsigned>(wparam));
+      return 0;
+    case MESSAGE_BUBBLE:
+      OnBubbleCall(static_cast<BubbleCall>(wparam), lparam);
+      return 0;
+    default:
+      if (message == taskbar_created_ && taskbar_created_ != 0) {
+        tray_icon_.AddTrayIcon(window);
+        return 0;
+      }
+      return DefWindowProcW(window, message, wparam, lparam);
+  }
+}
+
+void App::OnCommand(int command) {
+  if (!initialised_) {
+    early_commands_.push_back(command);
+    return;
+  }
+  commands_.Run(command);
+  TrimWorkingSet();
+}
+
+void App::OnTrayCallback(UINT mouse_message) {
+  switch (mouse_message) {
+    case WM_LBUTTONUP:
+      if (bubble_ != nullptr) {
+        bubble_->Show();
+      }
+      break;
+    case WM_LBUTTONDBLCLK:
+      SendMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(program_.Read(keys::kTrayDblClk)), 0);
+      break;
+    case WM_RBUTTONDOWN:
+      quillbeaker::ShowTrayMenu(main_window_, program_, commands_);
+      TrimWorkingSet();
+      break;
+    default:
+      break;
+  }
+}
+
+void App::OnTimer(UINT_PTR timer) {
+  switch (timer) {
+    case TIMER_ANIMATION:
+      tray_icon_.ShowNextFrame();
+      observer_.SendPending();
+      break;
+    case TIMER_DELETED_COUNT:
+      tray_icon_.SetDeletedCount(0);
+      break;
+    default:
+      break;
+  }
+}
+
+void App::OnSessionBegin() {
+  tray_icon_.StartAnimation();
+  if (bubble_ == nullptr) {
+    bubble_ = std::make_unique<ProgressBubble>(main_window_, observer_.cancelled());
+  }
+  if (program_.Read(keys::kShowBubble) != 0) {
+    bubble_->Show();
+  }
+  RunDailyPurges(program_, [this](std::string_view status) { bubble_->SetStatus(Wide(status)); });
+}
+
+void App::OnSessionEnd() {
+  tray_icon_.StopAnimation();
+  bubble_.reset();
+  tray_icon_.SetDeletedCount(tray_icon_.deleted_count());
+  tray_icon_.ShowIdleTooltip();
+}
+
+void App::OnBubbleCall(BubbleCall call, LPARAM value) {
+  if (bubble_ == nullptr) {
+    return;
+  }
+  switch (call) {
+    case BubbleCall::kRange:
+      bubble_->SetRange(static_cast<std::uint64_t>(value));
+      break;
+    case BubbleCall::kPosition:
+      bubble_->SetPosition(static_cast<std::uint64_t>(value));
+      break;
+    case BubbleCall::kStatus:
+      bubble_->SetStatus(reinterpret_cast<const wchar_t*>(value));
+      break;
+    case BubbleCall::kActivity:
+      bubble_->SetActivity(reinterpret_cast<const wchar_t*>(value));
+      break;
+    case BubbleCall::kSpamCount:
+      bubble_->SetSpamCount(static_cast<std::uint32_t>(value));
+      break;
+  }
+}
+
+void App::OnDeleted(unsigned count) {
+  tray_icon_.SetDeletedCount(tray_icon_.deleted_count() + count);
+}
+
+void App::AskToQuit() {
+  if (asking_to_quit_) {
+    SetForegroundWindow(GetLastActivePopup(main_window_));
+    return;
+  }
+  asking_to_quit_ = true;
+  const int answer = ShowMessageBox(main_window_, Text::kQuitQuestion, MB_YESNO | MB_ICONQUESTION | MB_SETFOREGROUND);
+  asking_to_quit_ = false;
+  if (answer == IDYES) {
+    DestroyWindow(main_window_);
+  }
+}
+
+void App::SwitchFilter() {
+  if (program_.Read(keys::kEnable) != 0) {
+    const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion, MB_YESNO | MB_ICONQUESTION,
+                                       "FilterDisableWarning", IDYES);
+    if (answer == IDYES) {
+      program_.Write(keys::kEnable, 0);
+    }
+  } else {
+    program_.Write(keys::kEnable, 1);
+    ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION, "FilterReEnable", IDOK);
+  }
+  tray_icon_.SetDeletedCount(0);
+}
+
+void App::ShutDown() {
+  bubble_.reset();
+  EnumThreadWindows(
+      GetCurrentThreadId(),
+      [](HWND window, LPARAM main_window) -> BOOL {
+        if (window != reinterpret_cast<HWND>(main_window)) {
+          DestroyWindow(window);
+        }
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(main_window_));
+  KillTimer(main_window_, TIMER_UPDATE_CHECK);
+  KillTimer(main_window_, TIMER_ANIMATION);
+  KillTimer(main_window_, TIMER_DELETED_COUNT);
+  listener_.CloseSockets();
+  tray_icon_.RemoveTrayIcon();
+}
+
+void App::StopListenerAfterCrash() {
+  // With its sockets closed the thread ends by itself, if it still can: a thread that is terminated may hold a lock.
+  listener_.CloseSockets();
+  listener_.Terminate();
+}
+
+void App::ShutDownAfterCrash() {
+  tray_icon_.RemoveTrayIcon();
+}
+
+void TrimWorkingSet() {
+  using SetWorkingSet = BOOL(WINAPI*)(HANDLE, SIZE_T, SIZE_T);
+  static const auto set_working_set = reinterpret_cast<SetWorkingSet>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "SetProcessWorkingSetSize")));
+  if (set_working_set != nullptr) {
+    set_working_set(GetCurrentProcess(), static_cast<SIZE_T>(-1), static_cast<SIZE_T>(-1));
+  }
+}
+
+}  // namespace quillbeaker

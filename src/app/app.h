@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The Windows program: a hidden main window that owns the tray icon, and everything that hangs on it. One object
+// per process, made and used on the UI thread.
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/command_table.h"
+#include "app/listener_thread.h"
+#include "app/progress_bubble.h"
+#include "app/session_observer.h"
+#include "app/tray_icon.h"
+#include "config/program.h"
+
+namespace quillbeaker {
+
+class App {
+ public:
+  App();
+  ~App();
+  App(const App&) = delete;
+  App& operator=(const App&) = delete;
+
+  // Everything up to the tray icon and the stores, in its fixed order. False when it was done already or the main
+  // window could not be made.
+  bool Init(HINSTANCE instance);
+  // The port is opened, mail clients are served.
+  void StartListener();
+  // Tells, once, when mail could not be kept because a directory is read-only. Messages are handled meanwhile.
+  void WarnOfReadOnlyDirectory();
+  // The message loop; gives the exit code.
+  int Run();
+  // Waits for the listener's end. False when it did not come in time.
+  bool WaitForListener();
+
+  // For the crash handler, any thread.
+  void StopListenerAfterCrash();
+  void ShutDownAfterCrash();
+
+ private:
+  static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  LRESULT Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  bool CreateMainWindow(HINSTANCE instance);
+  void PrepareStores();
+  void FillCommandTable();
+
+  void OnCommand(int command);
+  void OnTrayCallback(UINT mouse_message);
+  void OnTimer(UINT_PTR timer);
+  void OnSessionBegin();
+  void OnSessionEnd();
+  void OnBubbleCall(BubbleCall call, LPARAM value);
+  void OnDeleted(unsigned count);
+  void ShutDown();
+
+  void AskToQuit();
+  void SwitchFilter();
+
+  Program program_;
+  TrayIcon tray_icon_;
+  SessionObserver observer_;
+  ListenerThread listener_;
+  std::unique_ptr<ProgressBubble> bubble_;
+  CommandTable commands_;
+  std::vector<int> early_commands_;  // came before the stores were there
+  HWND main_window_ = nullptr;
+  UINT taskbar_created_ = 0;
+  bool asking_to_quit_ = false;
+  bool initialised_ = false;
+};
+
+// Gives memory that is not needed now back to the system.
+void TrimWorkingSet();
+
+}  // namespace quillbeaker

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The thread that serves mail clients, from start-up to the end of the program.
+
+#include <windows.h>
+
+#include <memory>
+
+#include "app/session_observer.h"
+#include "config/program.h"
+#include "pop3/mail_proxy.h"
+#include "ui/handles.h"
+
+namespace quillbeaker {
+
+class ListenerThread {
+ public:
+  // Both must outlive the thread.
+  ListenerThread(Program& program, SessionObserver& observer);
+
+  // False when the system gives no thread. `main_window` is told when the thread ends.
+  bool Start(HWND main_window);
+  // Any thread: closes the listening socket and breaks a session in progress, so that the thread ends.
+  void CloseSockets();
+  // Waits until the thread has ended, handling what it sends to this thread meanwhile. False when it had not ended
+  // after `milliseconds`.
+  bool Wait(DWORD milliseconds);
+  // Last resort of the crash handler; without effect on the thread itself.
+  void Terminate();
+
+ private:
+  static DWORD WINAPI Procedure(void* self);
+  void Serve();
+
+  Program& program_;
+  MailProxy proxy_;
+  HWND main_window_ = nullptr;
+  UniqueKernelHandle thread_;
+  DWORD thread_id_ = 0;
+};
+
+}  // namespace quillbeaker

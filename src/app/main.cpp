@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// Quillbeaker.exe: the program in the notification area.
+#include <windows.h>
+
+#include <commctrl.h>
+#include <ole2.h>
+
+#include <memory>
+
+#include "app/app.h"
+#include "app/crash_handler.h"
+#include "app/single_instance.h"
+#include "platform/connection.h"
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr int kExitOtherInstance = 1;
+// Kept free so that the crash question can still be asked after a stack overflow.
+constexpr ULONG kReservedStack = 64 * 1024;  // bytes
+
+void PrepareSystemLibraries() {
+  const INITCOMMONCONTROLSEX controls{sizeof controls, 0xFF};
+  InitCommonControlsEx(&controls);
+  OleInitialize(nullptr);
+}
+
+int Main(HINSTANCE instance) {
+  PrepareSystemLibraries();
+  SingleInstance single_instance;
+  if (!single_instance.is_first()) {
+    return kExitOtherInstance;
+  }
+  StartNetworking();
+  auto app = std::make_unique<App>();
+  app->Init(instance);
+  InstallCrashHandler(WideText(Text::kCrashQuestion), WideText(Text::kFatalError),
+                      {.release_instance = [&single_instance] { single_instance.Release(); },
+                       .stop_listener = [app = app.get()] { app->StopListenerAfterCrash(); },
+                       .shut_down = [app = app.get()] { app->ShutDownAfterCrash(); }});
+  ULONG reserved = kReservedStack;
+  SetThreadStackGuarantee(&reserved);
+  app->StartListener();
+  app->WarnOfReadOnlyDirectory();
+  const int exit_code = app->Run();
+  if (!app->WaitForListener()) {
+    // The listener still works with the program's objects: the process ends under both of them.
+    single_instance.Release();
+    ExitProcess(static_cast<UINT>(exit_code));
+  }
+  return exit_code;
+}
+
+}  // namespace
+}  // namespace quillbeaker
+
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
+  return quillbeaker::Main(instance);
+}

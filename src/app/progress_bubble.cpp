@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+#include "app/progress_bubble.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+
+#include "ui/resource.h"
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+namespace {
+
+// Logical pixels at 96 dpi, as all sizes here.
+constexpr int kWidth = 251;
+constexpr int kHeight = 201;
+constexpr int kCorner = 15;  // width and height of the ellipse of a rounded corner
+// Deliberate: the window is one pixel larger than its distance from the corner of the work area.
+constexpr int kFromRight = 250;
+constexpr int kFromBottom = 200;
+constexpr int kTitleHeight = 34;
+constexpr int kMargin = 16;
+
+constexpr std::size_t kMaxStatus = 99;  // characters
+constexpr int kBarSteps = 1000;
+constexpr COLORREF kTitleColour = RGB(0x1F, 0x4E, 0x79);
+constexpr COLORREF kFrameColour = RGB(0x8A, 0xA5, 0xC4);
+
+}  // namespace
+
+ProgressBubble::ProgressBubble(HWND main_window, std::atomic<bool>& cancelled)
+    : Dialog(DIALOG_BUBBLE), main_window_(main_window), cancelled_(cancelled) {}
+
+void ProgressBubble::Show() {
+  const HWND foreground = GetForegroundWindow();
+  if (window() == nullptr && !CreateModeless(main_window_)) {
+    return;
+  }
+  Arrange();
+  Refresh();
+  UpdateWindow(window());
+  // Making a window may have taken the foreground from whoever is typing there.
+  if (foreground != nullptr && GetForegroundWindow() != foreground) {
+    SetForegroundWindow(foreground);
+  }
+}
+
+bool ProgressBubble::OnInit() {
+  SetWindowTextW(window(), WideText(Text::kTitle).c_str());
+  background_.reset(CreateSolidBrush(GetSysColor(COLOR_WINDOW)));
+  SendDlgItemMessageW(window(), BUBBLE_BAR, PBM_SETRANGE32, 0, kBarSteps);
+  if (cancelled_) {
+    EnableWindow(Control(BUBBLE_CANCEL), FALSE);
+  }
+  return false;  // the focus stays where it is
+}
+
+void ProgressBubble::Arrange() {
+  const int dpi = static_cast<int>(GetDpiForWindow(window()));
+  const auto scaled = [dpi](int logical) { return MulDiv(logical, dpi, 96); };
+  RECT work{};
+  SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+  SetWindowRgn(window(), CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)),
+               FALSE);
+  title_font_.reset(CreateFontW(-scaled(15), 0, 0, 0, FW_SEMIBOLD, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
+                                OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY, DEFAULT_PITCH,
+                                L"Segoe UI"));
+
+  const auto place = [&](int id, int top, int height) {
+    SetWindowPos(Control(id), nullptr, scaled(kMargin), scaled(top), scaled(kWidth - 2 * kMargin), scaled(height),
+                 SWP_NOZORDER | SWP_NOACTIVATE);
+  };
+  place(BUBBLE_STATUS, kTitleHeight + 10, 30);
+  place(BUBBLE_ACTIVITY, kTitleHeight + 42, 30);
+  place(BUBBLE_BAR, kTitleHeight + 76, 14);
+  place(BUBBLE_SPAM_COUNT, kTitleHeight + 97, 16);
+  constexpr int kButtonWidth = 96;
+  SetWindowPos(Control(BUBBLE_CANCEL), nullptr, scaled((kWidth - kButtonWidth) / 2), scaled(kHeight - 42),
+               scaled(kButtonWidth), scaled(28), SWP_NOZORDER | SWP_NOACTIVATE);
+  SetWindowPos(window(), HWND_TOPMOST, work.right - scaled(kFromRight), work.bottom - scaled(kFromBottom),
+               scaled(kWidth), scaled(kHeight), SWP_NOACTIVATE | SWP_SHOWWINDOW);
+}
+
+void ProgressBubble::Refresh() {
+  ShowPosition();
+  SetStatus(status_);
+  SetActivity(activity_);
+  SetSpamCount(spam_count_);
+}
+
+bool ProgressBubble::OnCommand(int id, int notification) {
+  if (id == IDCANCEL || ((id == BUBBLE_STATUS || id == BUBBLE_ACTIVITY || id == BUBBLE_SPAM_COUNT) &&
+                         notification == STN_CLICKED)) {
+    ShowWindow(window(), SW_HIDE);
+    return true;
+  }
+  if (id == BUBBLE_CANCEL && notification == BN_CLICKED) {
+    cancelled_ = true;
+    EnableWindow(Control(BUBBLE_CANCEL), FALSE);
+    return true;
+  }
+  return false;
+}
+
+bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& result) {
+  switch (message) {
+    case WM_LBUTTONUP:
+      ShowWindow(window(), SW_HIDE);
+      return true;
+    case WM_ERASEBKGND:
+      result = TRUE;  // Paint fills it all
+      return true;
+    case WM_PAINT:
+      Paint();
+      return true;
+    case WM_CTLCOLORSTATIC:
+    case WM_CTLCOLORDLG:
+      SetBkMode(reinterpret_cast<HDC>(wparam), OPAQUE);
+      SetBkColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOW));
+      SetTextColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOWTEXT));
+      result = reinterpret_cast<LRESULT>(background_.get());
+      return true;
+    case WM_MOUSEACTIVATE:
+      result = MA_NOACTIVATE;
+      return true;
+    default:
+      return false;
+  }
+}
+
+void ProgressBubble::Paint() {
+  PAINTSTRUCT paint{};
+  const HDC context = BeginPaint(window(), &paint);
+  RECT area{};
+  GetClientRect(window(), &area);
+  FillRect(context, &area, background_.get());
+  const int dpi = static_cast<int>(GetDpiForWindow(window()));
+  const auto scaled = [dpi](int logical) { return MulDiv(logical, dpi, 96); };
+
+  RECT title = area;
+  title.bottom = scaled(kTitleHeight);
+  const UniqueBrush title_brush(CreateSolidBrush(kTitleColour));
+  FillRect(context, &title, title_brush.get());
+  const int icon_size = scaled(16);
+  const UniqueIcon icon(static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM),
+                                                      IMAGE_ICON, icon_size, icon_size, 0)));
+  DrawIconEx(context, scaled(kMargin), (title.bottom - icon_size) / 2, icon.get(), icon_size, icon_size, 0, nullptr,
+             DI_NORMAL);
+  title.left = scaled(kMargin) + icon_size + scaled(8);
+  const Selected font(context, title_font_.get());
+  SetBkMode(context, TRANSPARENT);
+  SetTextColor(context, RGB(255, 255, 255));
+  DrawTextW(context, WideText(Text::kTitle).c_str(), -1, &title, DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX);
+
+  const UniqueBrush frame(CreateSolidBrush(kFrameColour));
+  const UniqueHandle<HRGN, DeleteObject> outline(
+      CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)));
+  FrameRgn(context, outline.get(), frame.get(), 1, 1);
+  EndPaint(window(), &paint);
+}
+
+void ProgressBubble::SetRange(std::uint64_t range) {
+  range_ = range;
+  position_ = 0;
+  ShowPosition();
+}
+
+void ProgressBubble::SetPosition(std::uint64_t position) {
+  position_ = position;
+  ShowPosition();
+}
+
+void ProgressBubble::Advance(std::uint64_t amount) {
+  SetPosition(position_ + amount);
+}
+
+void ProgressBubble::ShowPosition() {
+  if (window() != nullptr) {
+    // Sizes that a server lists may be as large as they like: no product of two of them.
+    const double share = range_ == 0 ? 0 : static_cast<double>(std::min(position_, range_)) / static_cast<double>(range_);
+    SendDlgItemMessageW(window(), BUBBLE_BAR, PBM_SETPOS, static_cast<WPARAM>(share * kBarSteps), 0);
+  }
+}
+
+void ProgressBubble::SetStatus(std::wstring_view text) {
+  status_ = text.substr(0, kMaxStatus);
+  if (window() != nullptr) {
+    SetDlgItemTextW(window(), BUBBLE_STATUS, status_.c_str());
+  }
+}
+
+void ProgressBubble::SetActivity(std::wstring_view text) {
+  activity_ = text.substr(0, kMaxStatus);
+  if (window() != nullptr) {
+    SetDlgItemTextW(window(), BUBBLE_ACTIVITY, activity_.c_str());
+  }
+}
+
+void ProgressBubble::SetSpamCount(std::uint32_t count) {
+  spam_count_ = count;
+  if (window() != nullptr) {
+    const std::wstring text = count == 0 ? L"" : WideFormat(Text::kSpamMessages, {std::to_string(count)});
+    SetDlgItemTextW(window(), BUBBLE_SPAM_COUNT, text.c_str());
+  }
+}
+
+}  // namespace quillbeaker

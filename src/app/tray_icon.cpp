@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "app/tray_icon.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "app/tray_image.h"
+#include "ui/resource.h"
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr UINT kFrameMilliseconds = 100;
+constexpr std::size_t kMaxTooltip = 63;          // characters
+constexpr std::int32_t kLongestPeriod = 2147483;  // seconds, of a timer that counts milliseconds
+
+}  // namespace
+
+TrayIcon::TrayIcon(const Program& program) : program_(program) {
+  data_.cbSize = sizeof data_;
+  data_.uID = 1;
+  data_.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
+  data_.uCallbackMessage = MESSAGE_TRAY;
+}
+
+void TrayIcon::PrepareImage() {
+  image_ = MakeTrayImage(deleted_count_);
+  data_.hIcon = image_.get();
+  ShowIdleTooltip();
+}
+
+void TrayIcon::LoadAnimation() {
+  constexpr int kFrames[] = {ICON_SESSION_0, ICON_SESSION_1, ICON_SESSION_2, ICON_SESSION_3};
+  for (std::size_t i = 0; i < animation_.size(); ++i) {
+    animation_[i] = LoadTrayIcon(kFrames[i]);
+  }
+}
+
+void TrayIcon::AddTrayIcon(HWND main_window) {
+  data_.hWnd = main_window;
+  added_ = true;
+  Shell_NotifyIconW(NIM_ADD, &data_);
+}
+
+void TrayIcon::RemoveTrayIcon() {
+  if (added_) {
+    added_ = false;
+    Shell_NotifyIconW(NIM_DELETE, &data_);
+  }
+  for (UniqueIcon& frame : animation_) {
+    frame.reset();
+  }
+  image_.reset();
+}
+
+void TrayIcon::SetTooltip(std::wstring_view text) {
+  std::size_t length = std::min(text.size(), kMaxTooltip);
+  if (length < text.size() && IS_HIGH_SURROGATE(text[length - 1])) {
+    --length;  // never half of a character
+  }
+  std::copy_n(text.data(), length, data_.szTip);
+  data_.szTip[length] = L'\0';
+  Update();
+}
+
+void TrayIcon::ShowIdleTooltip() {
+  std::wstring text = WideText(Text::kTitle) + L" " + WideText(Text::kVersion);
+  if (deleted_count_ > 0) {
+    text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_)});
+  }
+  SetTooltip(text);
+}
+
+void TrayIcon::SetDeletedCount(unsigned count) {
+  deleted_count_ = count;
+  // The shell may still draw the former picture: it goes when the new one is shown.
+  const UniqueIcon former = std::exchange(image_, MakeTrayImage(count));
+  Show(image_.get());
+  KillTimer(data_.hWnd, TIMER_DELETED_COUNT);
+  if (count >= 1) {
+    const std::int32_t seconds = std::clamp(program_.Read(keys::kTrayNumSeconds), 1, kLongestPeriod);
+    SetTimer(data_.hWnd, TIMER_DELETED_COUNT, static_cast<UINT>(seconds) * 1000, nullptr);
+  }
+}
+
+void TrayIcon::StartAnimation() {
+  next_frame_ = 0;
+  SetTimer(data_.hWnd, TIMER_ANIMATION, kFrameMilliseconds, nullptr);
+}
+
+void TrayIcon::ShowNextFrame() {
+  Show(animation_[next_frame_].get());
+  next_frame_ = (next_frame_ + 1) % animation_.size();
+}
+
+void TrayIcon::StopAnimation() {
+  KillTimer(data_.hWnd, TIMER_ANIMATION);
+}
+
+void TrayIcon::Show(HICON icon) {
+  data_.hIcon = icon;
+  Update();
+}
+
+void TrayIcon::Update() {
+  if (added_) {
+    Shell_NotifyIconW(NIM_MODIFY, &data_);
+  }
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The icon in the notification area: its picture, its animation while a mail client is served, its tooltip
+// and the number of deleted messages. UI thread only.
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <array>
+#include <string_view>
+
+#include "config/program.h"
+#include "ui/handles.h"
+
+namespace quillbeaker {
+
+class TrayIcon {
+ public:
+  explicit TrayIcon(const Program& program);
+
+  // Prepares the plain picture; no window is needed yet.
+  void PrepareImage();
+  void LoadAnimation();
+
+  // Adds the icon; also when the shell has started anew and lost it.
+  void AddTrayIcon(HWND main_window);
+  // Pictures included.
+  void RemoveTrayIcon();
+
+  // Cut at 63 characters, which is what every shell takes.
+  void SetTooltip(std::wstring_view text);
+  // Title and version, with the deleted count when there is one.
+  void ShowIdleTooltip();
+
+  // Rebuilds the picture with the number and starts the time after which it goes; 0 gives the plain picture.
+  void SetDeletedCount(unsigned count);
+  unsigned deleted_count() const { return deleted_count_; }
+
+  void StartAnimation();
+  void ShowNextFrame();
+  void StopAnimation();
+
+ private:
+  void Show(HICON icon);
+  void Update();
+
+  const Program& program_;
+  NOTIFYICONDATAW data_{};
+  std::array<UniqueIcon, 4> animation_;
+  std::size_t next_frame_ = 0;
+  unsigned deleted_count_ = 0;
+  UniqueIcon image_;
+  bool added_ = false;
+};
+
+}  // namespace quillbeaker

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "app/tray_image.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ui/resource.h"
+
+namespace quillbeaker {
+namespace {
+
+// A picture of 32-bit pixels with transparency, drawn upon in memory.
+class Canvas {
+ public:
+  Canvas(int width, int height) : width_(width), height_(height), context_(CreateCompatibleDC(nullptr)) {
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    void* bits = nullptr;
+    bitmap_.reset(CreateDIBSection(context_.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    pixels_ = static_cast<std::uint32_t*>(bits);
+  }
+  bool is_made() const { return context_ != nullptr && bitmap_ != nullptr; }
+  HDC context() const { return context_.get(); }
+  HBITMAP bitmap() const { return bitmap_.get(); }
+  std::uint32_t& At(int x, int y) { return pixels_[y * width_ + x]; }
+  int width() const { return width_; }
+  int height() const { return height_; }
+
+ private:
+  int width_;
+  int height_;
+  UniqueDeviceContext context_;
+  UniqueBitmap bitmap_;
+  std::uint32_t* pixels_ = nullptr;
+};
+
+UniqueFont NumberFont(int height) {
+  return UniqueFont(CreateFontW(-height, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
+                                OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, ANTIALIASED_QUALITY, DEFAULT_PITCH,
+                                L"Arial"));
+}
+
+constexpr std::uint32_t kBadgeColour = 0xC62828;
+
+// The badge's colour and white, mixed by how much of the pixel a digit covers (0 to 255).
+std::uint32_t BadgePixel(std::uint32_t coverage) {
+  std::uint32_t pixel = 0xFF000000;
+  for (const int shift : {16, 8, 0}) {
+    const std::uint32_t colour = (kBadgeColour >> shift) & 0xFF;
+    pixel |= (colour + (255 - colour) * coverage / 255) << shift;
+  }
+  return pixel;
+}
+
+// White on red at the bottom right: it must be read on a light and on a dark taskbar.
+void DrawBadge(Canvas& icon, const std::wstring& number) {
+  // GDI knows no transparency: the number is drawn white on black, and its brightness is the coverage.
+  Canvas text(icon.width(), icon.height());
+  if (!text.is_made()) {
+    return;
+  }
+  const Selected bitmap(text.context(), text.bitmap());
+  const UniqueFont font = NumberFont(std::max(8, icon.height() * (number.size() > 2 ? 8 : 10) / 16));
+  const Selected selected_font(text.context(), font.get());
+  SetTextColor(text.context(), RGB(255, 255, 255));
+  SetBkMode(text.context(), TRANSPARENT);
+  SIZE size{};
+  GetTextExtentPoint32W(text.context(), number.c_str(), static_cast<int>(number.size()), &size);
+  TEXTMETRICW metrics{};
+  GetTextMetricsW(text.context(), &metrics);
+  const int digits_height = static_cast<int>(metrics.tmAscent - metrics.tmInternalLeading);
+  const int badge_height = std::min(icon.height(), digits_height + 2);
+  const int badge_width = std::min(icon.width(), std::max(static_cast<int>(size.cx) + 2, badge_height));
+  const int left = icon.width() - badge_width;
+  const int top = icon.height() - badge_height;
+  TextOutW(text.context(), left + (badge_width - static_cast<int>(size.cx)) / 2,
+           top + 1 - static_cast<int>(metrics.tmInternalLeading), number.c_str(),
+           static_cast<int>(number.size()));
+  GdiFlush();
+  for (int y = top; y < icon.height(); ++y) {
+    for (int x = left; x < icon.width(); ++x) {
+      const bool corner = (x == left || x == icon.width() - 1) && (y == top || y == icon.height() - 1);
+      if (!corner) {
+        icon.At(x, y) = BadgePixel(text.At(x, y) & 0xFF);
+      }
+    }
+  }
+}
+
+// All transparency is in the pixels, but the system asks for a mask all the same: one of zeros.
+UniqueBitmap EmptyMask(int width, int height) {
+  const std::size_t line = static_cast<std::size_t>((width + 15) / 16) * 2;  // bytes, lines end on 16 bits
+  const std::vector<unsigned char> zeros(line * static_cast<std::size_t>(height));
+  return UniqueBitmap(CreateBitmap(width, height, 1, 1, zeros.data()));
+}
+
+}  // namespace
+
+UniqueIcon LoadTrayIcon(int icon_id) {
+  return UniqueIcon(static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(icon_id),
+                                                  IMAGE_ICON, GetSystemMetrics(SM_CXSMICON),
+                                                  GetSystemMetrics(SM_CYSMICON), 0)));
+}
+
+UniqueIcon MakeTrayImage(unsigned deleted_count) {
+  UniqueIcon plain = LoadTrayIcon(ICON_PROGRAM);
+  if (deleted_count == 0 || plain == nullptr) {
+    return plain;
+  }
+  Canvas canvas(GetSystemMetrics(SM_CXSMICON), GetSystemMetrics(SM_CYSMICON));
+  if (!canvas.is_made()) {
+    return plain;
+  }
+  {
+    const Selected bitmap(canvas.context(), canvas.bitmap());
+    DrawIconEx(canvas.context(), 0, 0, plain.get(), canvas.width(), canvas.height(), 0, nullptr, DI_NORMAL);
+    GdiFlush();
+  }
+  DrawBadge(canvas, deleted_count > 99 ? L"99+" : std::to_wstring(deleted_count));
+  const UniqueBitmap mask = EmptyMask(canvas.width(), canvas.height());
+  ICONINFO info{TRUE, 0, 0, mask.get(), canvas.bitmap()};
+  UniqueIcon image(CreateIconIndirect(&info));
+  return image != nullptr ? std::move(image) : std::move(plain);
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The tray icon's picture: the plain icon, with the number of deleted messages on it.
+
+#include "ui/handles.h"
+
+namespace quillbeaker {
+
+// In the size of the system's small icons. 0 gives the plain icon; from 100 on "99+" is shown.
+UniqueIcon MakeTrayImage(unsigned deleted_count);
+// An icon of the resources in that size.
+UniqueIcon LoadTrayIcon(int icon_id);
+
+}  // namespace quillbeaker

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include "ui/dialog.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "ui/translation.h"
+
+namespace quillbeaker {
+namespace {
+
+// Every thread that shows dialogs has a message loop of its own.
+thread_local std::vector<HWND> modeless_dialogs;
+
+}  // namespace
+
+Dialog::~Dialog() {
+  Destroy();
+}
+
+INT_PTR Dialog::RunModal(HWND owner) {
+  modal_ = true;
+  return DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure,
+                         reinterpret_cast<LPARAM>(this));
+}
+
+bool Dialog::CreateModeless(HWND owner) {
+  modal_ = false;
+  return CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure,
+                            reinterpret_cast<LPARAM>(this)) != nullptr;
+}
+
+void Dialog::Destroy() {
+  if (window_ != nullptr) {
+    DestroyWindow(window_);
+  }
+}
+
+void Dialog::End(INT_PTR result) {
+  if (modal_) {
+    EndDialog(window_, result);
+  } else {
+    Destroy();
+  }
+}
+
+bool Dialog::TakeMessage(MSG& message) {
+  // A copy: handling the message may open or close dialogs.
+  const std::vector<HWND> dialogs = modeless_dialogs;
+  return std::any_of(dialogs.begin(), dialogs.end(),
+                     [&message](HWND dialog) { return IsDialogMessageW(dialog, &message) != FALSE; });
+}
+
+INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  if (message == WM_INITDIALOG) {
+    SetWindowLongPtrW(window, DWLP_USER, lparam);
+    auto* const created = reinterpret_cast<Dialog*>(lparam);
+    created->window_ = window;
+    if (!created->modal_) {
+      modeless_dialogs.push_back(window);
+    }
+  }
+  auto* const dialog = reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
+  return dialog == nullptr ? FALSE : dialog->Handle(message, wparam, lparam);
+}
+
+INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
+  switch (message) {
+    case WM_INITDIALOG:
+      CurrentLanguage().TranslateWindow(window_, template_id_);
+      return OnInit() ? TRUE : FALSE;
+    case WM_COMMAND:
+      return OnCommand(LOWORD(wparam), HIWORD(wparam)) ? TRUE : FALSE;
+    case WM_CLOSE:
+      OnClose();
+      return TRUE;
+    case WM_TIMER:
+      OnTimer(wparam);
+      return TRUE;
+    case WM_NCDESTROY:
+      std::erase(modeless_dialogs, window_);
+      SetWindowLongPtrW(window_, DWLP_USER, 0);
+      window_ = nullptr;
+      OnDestroyed();
+      return FALSE;
+    default: {
+      LRESULT result = 0;
+      if (!OnMessage(message, wparam, lparam, result)) {
+        return FALSE;
+      }
+      if (message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC) {
+        return result;  // these answer with a brush, not through the window
+      }
+      SetWindowLongPtrW(window_, DWLP_MSGRESULT, result);
+      return TRUE;
+    }
+  }
+}
+
+}  // namespace quillbeaker

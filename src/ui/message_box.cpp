@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include "ui/message_box.h"
+
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+
+int ShowMessageBox(HWND owner, const std::wstring& text, UINT style) {
+  return MessageBoxW(owner, text.c_str(), WideText(Text::kTitle).c_str(), style);
+}
+
+int ShowMessageBox(HWND owner, Text text, UINT style) {
+  return ShowMessageBox(owner, WideText(text), style);
+}
+
+}  // namespace quillbeaker
