@@ -30,7 +30,7 @@ packages_windows='
 g++-mingw-w64-x86-64-posix   compiles the Windows program
 binutils-mingw-w64-x86-64    links it
 libz-mingw-w64-dev           CRC-32 for Windows
-librsvg2-bin                 draws the icons and the toolbars' pictures
+librsvg2-bin                 draws the icons and the pictures of the toolbars
 googletest                   unit tests for Windows, as source
 dpkg-dev                     unpacks the source package of libxml2
 wine                         runs the Windows tests
