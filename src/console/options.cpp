@@ -38,6 +38,7 @@ class CommandLineParser {
     app_.fallthrough(false);
     AddRun();
     AddMailCommands();
+    AddLearn();
     AddSenders();
     AddBin();
     AddStats();
@@ -114,6 +115,20 @@ class CommandLineParser {
     classify->callback([this] { result_.command = classify_; });
   }
 
+  void AddLearn() {
+    CLI::App* command = AddCommand(app_, "learn", "Teach the filter from many messages at once");
+    CLI::Option_group* mail = command->add_option_group("mail", "Files, folders, Maildir folders and mbox files");
+    AsGiven(mail->add_option("--good", learn_.good, "Where wanted mail is"))->type_name("PATH");
+    AsGiven(mail->add_option("--spam", learn_.spam, "Where spam is"))->type_name("PATH");
+    mail->require_option(1, 2);
+    CLI::Option* keen = command->add_flag(
+        "--keen", learn_.keen, "Catch more spam; some more wanted messages will be lost (from 2000 good messages on)");
+    command->add_flag("--plain", learn_.plain, "Count every message once, as it comes")->excludes(keen);
+    command->add_flag("--yes", learn_.yes, "Learn also where there is too little mail");
+    command->add_flag("--json", learn_.json, "Report as a JSON object");
+    command->callback([this] { result_.command = learn_; });
+  }
+
   CLI::App* AddSendersAction(CLI::App& parent, const char* name, const char* help,
                              SendersOptions::Action action) {
     CLI::App* command = AddCommand(parent, name, help);
@@ -185,6 +200,7 @@ class CommandLineParser {
   InspectOptions inspect_;
   SerialiseOptions serialise_;
   ClassifyOptions classify_;
+  LearnOptions learn_;
   SendersOptions senders_;
   bool is_blocked_ = false;  // the other choice to is_friend
   BinOptions bin_;

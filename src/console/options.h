@@ -56,8 +56,17 @@ struct StatsOptions {
   bool json = false;
 };
 
+struct LearnOptions {
+  std::vector<std::string> good;  // files and folders
+  std::vector<std::string> spam;
+  bool yes = false;  // save whatever there is to be warned of
+  bool keen = false;
+  bool plain = false;
+  bool json = false;
+};
+
 using CommandOptions = std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions,
-                                    SendersOptions, BinOptions, StatsOptions>;
+                                    LearnOptions, SendersOptions, BinOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

@@ -13,8 +13,11 @@ import time
 from program import end_with_the_tests, executable
 
 
-def run_on_terminal(*arguments, columns=80, timeout=60):
-    """(exit code, bytes that the terminal got); line ends are CR LF there."""
+def run_on_terminal(*arguments, columns=80, timeout=60, replies=()):
+    """(exit code, bytes that the terminal got); line ends are CR LF there.
+
+    `replies` are pairs: once the first has been shown, the second is typed (bytes) or sent (a signal)."""
+    replies = list(replies)
     master, slave = pty.openpty()
     try:
         fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 30, columns, 0, 0))
@@ -35,6 +38,13 @@ def run_on_terminal(*arguments, columns=80, timeout=60):
             if not piece:
                 break
             shown += piece
+            while replies and replies[0][0] in shown:
+                reply = replies.pop(0)[1]
+                if isinstance(reply, bytes):
+                    os.write(master, reply)
+                else:
+                    process.send_signal(reply)
+        assert not replies, f"never shown: {replies[0][0]!r} in {shown!r}"
         return process.wait(max(1, end - time.monotonic())), shown
     finally:
         os.close(master)
