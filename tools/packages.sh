@@ -35,6 +35,16 @@ googletest                   unit tests for Windows, as source
 dpkg-dev                     unpacks the source package of libxml2
 wine                         runs the Windows tests
 wine64                       runs the Windows tests
+fonts-wine                   Tahoma, which Windows draws its dialogs with
+fonts-liberation             Arial
+fonts-dejavu-core            every other letter
+xvfb                         a screen for the Windows program
+openbox                      its window manager
+trayer                       its notification area
+xdotool                      the mouse and the keyboard
+x11-utils                    tells where windows are
+x11-xserver-utils            the colour behind the windows
+imagemagick                  pictures of the screen
 '
 packages_bench='
 libbenchmark-dev             benchmarks of the parts

@@ -1,0 +1,479 @@
+// SPDX-License-Identifier: MIT
+//
+// window_driver.exe PORT: the eyes and hands of the tests among the windows of other programs. It connects to PORT on
+// loopback and answers one line of JSON with one line of JSON until the connection ends. Every request names what to
+// "do"; the table at the end of the file lists the possibilities. Nothing waits here: the one who asks polls.
+#include <winsock2.h>
+#include <windows.h>
+
+#include <tlhelp32.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "menu_reader.h"
+
+namespace {
+
+using nlohmann::json;
+
+std::string Utf8(const std::wstring& text) {
+  std::string utf8(text.size() * 3, '\0');
+  utf8.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                           utf8.data(), static_cast<int>(utf8.size()), nullptr,
+                                                           nullptr)));
+  return utf8;
+}
+
+std::wstring Wide(const std::string& utf8) {
+  std::wstring text(utf8.size(), L'\0');
+  text.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
+                                                           text.data(), static_cast<int>(text.size()))));
+  return text;
+}
+
+json Number(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
+
+HWND WindowOf(const json& request, const char* name = "window") {
+  return reinterpret_cast<HWND>(request.at(name).get<std::uintptr_t>());
+}
+
+json Place(const RECT& area) {
+  return {{"left", area.left}, {"top", area.top}, {"right", area.right}, {"bottom", area.bottom}};
+}
+
+// A program that hangs must not take the driver with it.
+LRESULT Send(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  constexpr UINT kLimit = 3000;  // milliseconds
+  DWORD_PTR result = 0;
+  SendMessageTimeoutW(window, message, wparam, lparam, SMTO_ABORTIFHUNG, kLimit, &result);
+  return static_cast<LRESULT>(result);
+}
+
+std::string TextOfWindow(HWND window) {
+  std::wstring text(4096, L'\0');
+  const LRESULT length = Send(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()));
+  text.resize(static_cast<std::size_t>(length));
+  return Utf8(text);
+}
+
+std::string ClassOf(HWND window) {
+  wchar_t name[256];
+  return Utf8(std::wstring(name, static_cast<std::size_t>(GetClassNameW(window, name, 256))));
+}
+
+json Describe(HWND window) {
+  DWORD process = 0;
+  const DWORD thread = GetWindowThreadProcessId(window, &process);
+  RECT area{};
+  GetWindowRect(window, &area);
+  RECT client{};
+  GetClientRect(window, &client);
+  MapWindowPoints(window, nullptr, reinterpret_cast<POINT*>(&client), 2);
+  return {{"window", Number(window)},
+          {"class", ClassOf(window)},
+          {"process", process},
+          {"thread", thread},
+          {"visible", IsWindowVisible(window) != FALSE},
+          {"enabled", IsWindowEnabled(window) != FALSE},
+          {"style", static_cast<std::uint32_t>(GetWindowLongPtrW(window, GWL_STYLE))},
+          {"ex_style", static_cast<std::uint32_t>(GetWindowLongPtrW(window, GWL_EXSTYLE))},
+          {"owner", Number(GetWindow(window, GW_OWNER))},
+          {"place", Place(area)},
+          {"client", Place(client)}};
+}
+
+json Windows(const json&) {
+  std::vector<HWND> handles;
+  EnumWindows(
+      [](HWND window, LPARAM list) -> BOOL {
+        reinterpret_cast<std::vector<HWND>*>(list)->push_back(window);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&handles));
+  json windows = json::array();
+  for (HWND window : handles) {
+    json one = Describe(window);
+    // The title as the system keeps it: asking the program would wait for one that is being stopped.
+    wchar_t title[512];
+    one["title"] = Utf8(std::wstring(title, static_cast<std::size_t>(GetWindowTextW(window, title, 512))));
+    windows.push_back(std::move(one));
+  }
+  return windows;
+}
+
+json Controls(const json& request) {
+  std::vector<HWND> handles;
+  EnumChildWindows(
+      WindowOf(request),
+      [](HWND window, LPARAM list) -> BOOL {
+        reinterpret_cast<std::vector<HWND>*>(list)->push_back(window);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&handles));
+  json controls = json::array();
+  for (HWND window : handles) {
+    json one = Describe(window);
+    one["id"] = GetDlgCtrlID(window);
+    one["text"] = TextOfWindow(window);
+    if (one["class"] == "Button") {
+      one["checked"] = Send(window, BM_GETCHECK, 0, 0) == BST_CHECKED;
+    }
+    controls.push_back(std::move(one));
+  }
+  return controls;
+}
+
+// Posted, not sent: what it opens may stand for as long as it likes.
+json Click(const json& request) {
+  const HWND control = GetDlgItem(WindowOf(request), request.at("id").get<int>());
+  return control != nullptr && PostMessageW(control, BM_CLICK, 0, 0) != FALSE;
+}
+
+json Post(const json& request) {
+  return PostMessageW(WindowOf(request), request.at("message").get<UINT>(),
+                      request.value("wparam", std::uint64_t{0}), request.value("lparam", std::int64_t{0})) != FALSE;
+}
+
+json SendAndAnswer(const json& request) {
+  const HWND window = WindowOf(request);
+  if (!IsWindow(window)) {
+    return nullptr;
+  }
+  return Send(window, request.at("message").get<UINT>(), request.value("wparam", std::uint64_t{0}),
+              request.value("lparam", std::int64_t{0}));
+}
+
+json Title(const json& request) { return TextOfWindow(WindowOf(request)); }
+
+json Focus(const json& request) {
+  GUITHREADINFO info{};
+  info.cbSize = sizeof info;
+  GetGUIThreadInfo(request.at("thread").get<DWORD>(), &info);
+  const HWND foreground = GetForegroundWindow();
+  return {{"foreground", Number(foreground)},
+          {"active", Number(info.hwndActive)},
+          {"focus", Number(info.hwndFocus)},
+          {"focus_id", info.hwndFocus == nullptr ? 0 : GetDlgCtrlID(info.hwndFocus)}};
+}
+
+json Screen(const json&) {
+  RECT work{};
+  SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+  return {{"work", Place(work)}, {"width", GetSystemMetrics(SM_CXSCREEN)}, {"height", GetSystemMetrics(SM_CYSCREEN)}};
+}
+
+json Registered(const json& request) { return RegisterWindowMessageW(Wide(request.at("name")).c_str()); }
+
+// The transparency of a window that is fading in, 255 for one that is not layered; and which points are inside it.
+json Shape(const json& request) {
+  const HWND window = WindowOf(request);
+  BYTE alpha = 255;
+  GetLayeredWindowAttributes(window, nullptr, &alpha, nullptr);
+  HRGN region = CreateRectRgn(0, 0, 0, 0);
+  const int kind = GetWindowRgn(window, region);
+  json inside = json::array();
+  for (const json& point : request.value("points", json::array())) {
+    inside.push_back(PtInRegion(region, point.at(0).get<int>(), point.at(1).get<int>()) != FALSE);
+  }
+  RECT box{};
+  GetRgnBox(region, &box);
+  DeleteObject(region);
+  return {{"alpha", alpha}, {"region", kind}, {"box", Place(box)}, {"inside", inside}};
+}
+
+std::string HexOf(const std::vector<std::uint8_t>& bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string hex;
+  hex.reserve(bytes.size() * 2);
+  for (const std::uint8_t byte : bytes) {
+    hex += kDigits[byte >> 4];
+    hex += kDigits[byte & 15];
+  }
+  return hex;
+}
+
+// A picture in memory of 4 bytes for each pixel: blue, green, red, alpha; rows from the top.
+class Picture {
+ public:
+  Picture(int width, int height) : context_(CreateCompatibleDC(nullptr)), width_(width), height_(height) {
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    bitmap_ = CreateDIBSection(context_, &info, DIB_RGB_COLORS, &bits_, nullptr, 0);
+    former_ = SelectObject(context_, bitmap_);
+  }
+  ~Picture() {
+    SelectObject(context_, former_);
+    DeleteObject(bitmap_);
+    DeleteDC(context_);
+  }
+  Picture(const Picture&) = delete;
+  Picture& operator=(const Picture&) = delete;
+  HDC context() const { return context_; }
+  std::vector<std::uint8_t> Bytes() const {
+    GdiFlush();
+    const auto* first = static_cast<const std::uint8_t*>(bits_);
+    return {first, first + static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4};
+  }
+
+ private:
+  HDC context_;
+  int width_;
+  int height_;
+  HBITMAP bitmap_ = nullptr;
+  HGDIOBJ former_ = nullptr;
+  void* bits_ = nullptr;
+};
+
+struct Area {
+  int left, top, width, height;
+};
+
+Area AreaOf(const json& request) {
+  return {request.at("left"), request.at("top"), request.at("width"), request.at("height")};
+}
+
+std::vector<std::uint8_t> Grabbed(const Area& area) {
+  const Picture picture(area.width, area.height);
+  const HDC screen = GetDC(nullptr);
+  BitBlt(picture.context(), 0, 0, area.width, area.height, screen, area.left, area.top, SRCCOPY);
+  ReleaseDC(nullptr, screen);
+  return picture.Bytes();
+}
+
+json Grab(const json& request) { return HexOf(Grabbed(AreaOf(request))); }
+
+// What an area of the screen shows over a time: every picture that differs from the one before, with its moment.
+json Watch(const json& request) {
+  const Area area = AreaOf(request);
+  const ULONGLONG start = GetTickCount64();
+  const ULONGLONG end = start + request.at("milliseconds").get<ULONGLONG>();
+  std::vector<std::uint8_t> former;
+  json seen = json::array();
+  while (GetTickCount64() < end) {
+    std::vector<std::uint8_t> now = Grabbed(area);
+    if (now != former) {
+      seen.push_back({{"at", GetTickCount64() - start}, {"pixels", HexOf(now)}});
+      former = std::move(now);
+    }
+    Sleep(8);
+  }
+  return seen;
+}
+
+json Icon(const json& request) {
+  const HMODULE file =
+      LoadLibraryExW(Wide(request.at("file")).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+  const int size = request.at("size").get<int>();
+  const auto icon = static_cast<HICON>(
+      LoadImageW(file, MAKEINTRESOURCEW(request.at("id").get<int>()), IMAGE_ICON, size, size, 0));
+  json pixels = nullptr;
+  if (icon != nullptr) {
+    const Picture picture(size, size);
+    DrawIconEx(picture.context(), 0, 0, icon, size, size, 0, nullptr, DI_NORMAL);
+    pixels = HexOf(picture.Bytes());
+    DestroyIcon(icon);
+  }
+  FreeLibrary(file);
+  return pixels;
+}
+
+// -- other processes ----------------------------------------------------------------------------------------------
+
+json Threads(const json& request) {
+  const auto process = request.at("process").get<DWORD>();
+  json threads = json::array();
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+    if (entry.th32OwnerProcessID == process) {
+      threads.push_back(entry.th32ThreadID);
+    }
+  }
+  CloseHandle(snapshot);
+  return threads;
+}
+
+// The next instruction of the thread is at no address at all. One that waits notices when it wakes.
+json CrashThread(const json& request) {
+  const HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT | THREAD_SET_CONTEXT, FALSE,
+                                   request.at("thread").get<DWORD>());
+  if (thread == nullptr) {
+    return false;
+  }
+  SuspendThread(thread);
+  CONTEXT context{};
+  context.ContextFlags = CONTEXT_FULL;
+  bool done = GetThreadContext(thread, &context) != FALSE;
+  context.Rip = 0;
+  done = done && SetThreadContext(thread, &context) != FALSE;
+  ResumeThread(thread);
+  CloseHandle(thread);
+  return done;
+}
+
+bool RunInside(HANDLE process, void* address, void* argument) {
+  const HANDLE thread =
+      CreateRemoteThread(process, nullptr, 0, reinterpret_cast<LPTHREAD_START_ROUTINE>(address), argument, 0, nullptr);
+  if (thread == nullptr) {
+    return false;
+  }
+  const bool ended = WaitForSingleObject(thread, 5000) == WAIT_OBJECT_0;
+  CloseHandle(thread);
+  return ended;
+}
+
+std::uint8_t* BaseOfModule(DWORD process, const wchar_t* name) {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, process);
+  MODULEENTRY32W entry{};
+  entry.dwSize = sizeof entry;
+  std::uint8_t* base = nullptr;
+  for (BOOL more = Module32FirstW(snapshot, &entry); more && base == nullptr; more = Module32NextW(snapshot, &entry)) {
+    if (_wcsicmp(entry.szModule, name) == 0) {
+      base = entry.modBaseAddr;
+    }
+  }
+  CloseHandle(snapshot);
+  return base;
+}
+
+// The address of the reader's function inside the process, into which it is loaded first.
+void* ReaderInside(HANDLE process, DWORD process_id) {
+  wchar_t own[MAX_PATH];
+  GetModuleFileNameW(nullptr, own, MAX_PATH);
+  const std::wstring path = (std::filesystem::path(own).parent_path() / L"menu_reader.dll").wstring();
+  static const HMODULE here = LoadLibraryW(path.c_str());
+  if (here == nullptr) {
+    return nullptr;
+  }
+  const std::size_t size = (path.size() + 1) * sizeof(wchar_t);
+  void* const name = VirtualAllocEx(process, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+  WriteProcessMemory(process, name, path.c_str(), size, nullptr);
+  RunInside(process, reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "LoadLibraryW")), name);
+  VirtualFreeEx(process, name, 0, MEM_RELEASE);
+  std::uint8_t* const base = BaseOfModule(process_id, L"menu_reader.dll");
+  const auto* const function = reinterpret_cast<std::uint8_t*>(GetProcAddress(here, "ReadMenu"));
+  return base == nullptr ? nullptr : base + (function - reinterpret_cast<std::uint8_t*>(here));
+}
+
+json Menu(const json& request) {
+  MenuSeen seen{};
+  seen.window = WindowOf(request);
+  DWORD process_id = 0;
+  GetWindowThreadProcessId(seen.window, &process_id);
+  const HANDLE process = OpenProcess(PROCESS_ALL_ACCESS, FALSE, process_id);
+  void* const reader = ReaderInside(process, process_id);
+  if (reader == nullptr) {
+    CloseHandle(process);
+    return nullptr;
+  }
+  void* const there = VirtualAllocEx(process, nullptr, sizeof seen, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+  WriteProcessMemory(process, there, &seen, sizeof seen, nullptr);
+  RunInside(process, reader, there);
+  ReadProcessMemory(process, there, &seen, sizeof seen, nullptr);
+  VirtualFreeEx(process, there, 0, MEM_RELEASE);
+  CloseHandle(process);
+  json items = json::array();
+  for (UINT i = 0; i < seen.count; ++i) {
+    const MenuItemSeen& item = seen.items[i];
+    items.push_back({{"id", item.id},
+                     {"text", Utf8(item.text)},
+                     {"greyed", (item.state & MFS_GRAYED) != 0},
+                     {"checked", (item.state & MFS_CHECKED) != 0},
+                     {"place", Place(item.place)}});
+  }
+  return items;
+}
+
+// -- the conversation ---------------------------------------------------------------------------------------------
+
+const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
+    {"windows", Windows},        // every top-level window
+    {"controls", Controls},      // of a window: id, text, place, state
+    {"click", Click},            // window, id
+    {"post", Post},              // window, message, wparam, lparam
+    {"send", SendAndAnswer},     // the same; gives the answer
+    {"title", Title},            // of a window, asked of the window itself
+    {"focus", Focus},            // of a thread
+    {"screen", Screen},          // its size and work area
+    {"registered", Registered},  // the number of a message by its name
+    {"shape", Shape},            // window, points: transparency and region
+    {"grab", Grab},              // left, top, width, height of the screen
+    {"watch", Watch},            // the same, milliseconds
+    {"icon", Icon},              // file, id, size
+    {"threads", Threads},        // of a process
+    {"crash", CrashThread},      // thread
+    {"menu", Menu},              // window of an open menu
+};
+
+json Answer(const std::string& line) {
+  const json request = json::parse(line, nullptr, false);
+  if (!request.is_object()) {
+    return {{"error", "no request"}};
+  }
+  try {
+    return {{"is", kPossibilities.at(request.at("do").get<std::string>())(request)}};
+  } catch (const std::exception& problem) {
+    return {{"error", problem.what()}};
+  }
+}
+
+SOCKET Connect(unsigned short port) {
+  WSADATA data;
+  WSAStartup(MAKEWORD(2, 2), &data);
+  const SOCKET connection = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? connection : INVALID_SOCKET;
+}
+
+bool SendAll(SOCKET connection, const std::string& text) {
+  for (std::size_t sent = 0; sent < text.size();) {
+    const int now = send(connection, text.data() + sent, static_cast<int>(text.size() - sent), 0);
+    if (now <= 0) {
+      return false;
+    }
+    sent += static_cast<std::size_t>(now);
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const SOCKET connection = count == 2 ? Connect(static_cast<unsigned short>(std::atoi(arguments[1]))) : INVALID_SOCKET;
+  if (connection == INVALID_SOCKET) {
+    return 1;
+  }
+  std::string received;
+  char buffer[4096];
+  for (;;) {
+    const int now = recv(connection, buffer, sizeof buffer, 0);
+    if (now <= 0) {
+      return 0;
+    }
+    received.append(buffer, static_cast<std::size_t>(now));
+    for (std::size_t end; (end = received.find('\n')) != std::string::npos;) {
+      const std::string answer = Answer(received.substr(0, end)).dump(-1, ' ', true, json::error_handler_t::replace);
+      received.erase(0, end + 1);
+      if (!SendAll(connection, answer + "\n")) {
+        return 0;
+      }
+    }
+  }
+}
