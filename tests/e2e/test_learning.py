@@ -14,7 +14,7 @@ from learnt import (INDEX, kept_name, learnt_words, list_name, put_training, sta
                     training_entries, training_files, training_subjects, word_list, write_word_list)
 from messages import SPAM_WORD, date, ham, message, parsed_size, spam
 from program import day_number
-from scripted_server import reply
+from scripted_server import reply, then_silence
 
 FRIEND = {"ann@friends.example": "Ann,2"}
 BLOCKED = {"bad@blocked.example": "Bad,1"}
@@ -620,3 +620,35 @@ def test_a_whole_check_against_dovecot(proxy, client, dovecot):
     assert word_list(one, "bad") == (1, learnt_words(from_blocked(1)))
     assert training_subjects(one) == ["ham 1", "offer 1"]
     assert statistics(one) == {day_of(date()): 2}
+
+
+# -- order --------------------------------------------------------------------------------------
+def test_learning_comes_before_anything_is_deleted_or_remembered(proxy, client, server):
+    """Killed while a deletion is asked of the server, a message is learnt twice at worst and never lost."""
+    mails = [from_friend(1), from_blocked(2), ham(3)]
+    upstream = server(*mails)
+    upstream.when(r"DELE \d+", then_silence())
+    one = proxy(senders=SENDERS)
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 2
+    raw.send(b"QUIT\r\n")
+    upstream.wait_for_command("DELE")
+    assert lists(one) == ((1, learnt_words(mails[0])), (1, learnt_words(mails[1])))
+    assert [entry["filename"] for entry in training_entries(one)] == [kept_name(mails[2])]
+    one.process.kill()
+    one.process.wait()
+    one.process = None
+    assert one.known_ids() == []
+    two = type(one)(one.directory)
+    two.start()
+    try:
+        again = server(*mails)
+        raw = client(two).login(again.port)
+        assert raw.stat()[0] == 2
+        raw.quit()
+        again.wait_for_end()
+        assert [messages for messages, _ in lists(two)] == [2, 2]
+        assert len(training_entries(two)) == 1
+        assert len(two.known_ids()) == 2
+    finally:
+        two.stop()
