@@ -16,8 +16,9 @@ struct DayCount {
 };
 
 // One bar per day, in the order given and at least one column wide, with a scale beside and dates below. Uses
-// as much of `columns` as the days divide it into; of a width that is too small for them it takes what it needs.
-// Every count but 0 shows. Lines end in a line feed and hold no blanks at their end. Empty when all are 0.
+// as much of `columns` as the days divide it into; of a width that is too small for them it takes what it
+// needs. Every count but 0 shows. Lines end in a line feed and hold no blanks at their end. Empty when all
+// are 0.
 std::string DrawBarChart(std::span<const DayCount> days, std::size_t columns);
 
 }  // namespace quillbeaker

@@ -16,6 +16,7 @@ int Classify(Program& program, const ClassifyOptions& options);
 int Learn(Program& program, const LearnOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
 int ManageBin(Program& program, const BinOptions& options);
+int ManageTraining(Program& program, const TrainingOptions& options);
 int ShowStatistics(Program& program, const StatsOptions& options);
 
 }  // namespace quillbeaker

@@ -41,6 +41,7 @@ class CommandLineParser {
     AddLearn();
     AddSenders();
     AddBin();
+    AddTraining();
     AddStats();
   }
 
@@ -117,12 +118,14 @@ class CommandLineParser {
 
   void AddLearn() {
     CLI::App* command = AddCommand(app_, "learn", "Teach the filter from many messages at once");
-    CLI::Option_group* mail = command->add_option_group("mail", "Files, folders, Maildir folders and mbox files");
+    CLI::Option_group* mail =
+        command->add_option_group("mail", "Files, folders, Maildir folders and mbox files");
     AsGiven(mail->add_option("--good", learn_.good, "Where wanted mail is"))->type_name("PATH");
     AsGiven(mail->add_option("--spam", learn_.spam, "Where spam is"))->type_name("PATH");
     mail->require_option(1, 2);
     CLI::Option* keen = command->add_flag(
-        "--keen", learn_.keen, "Catch more spam; some more wanted messages will be lost (from 2000 good messages on)");
+        "--keen", learn_.keen,
+        "Catch more spam; some more wanted messages will be lost (from 2000 good messages on)");
     command->add_flag("--plain", learn_.plain, "Count every message once, as it comes")->excludes(keen);
     command->add_flag("--yes", learn_.yes, "Learn also where there is too little mail");
     command->add_flag("--json", learn_.json, "Report as a JSON object");
@@ -188,6 +191,43 @@ class CommandLineParser {
     AddBinAction(*bin, "rebuild", "Make a missing index from the message files", kRebuild, false);
   }
 
+  CLI::App* AddTrainingAction(CLI::App& parent, const char* name, const char* help,
+                              TrainingOptions::Action action, bool takes_names) {
+    CLI::App* command = AddCommand(parent, name, help);
+    command->callback([this, action] {
+      training_.action = action;
+      result_.command = training_;
+    });
+    if (takes_names) {
+      AsGiven(
+          command->add_option("NAME", training_.names, "Names of messages, as \"training list\" prints them"))
+          ->required();
+    }
+    return command;
+  }
+
+  void AddMark(CLI::Option_group& marks, const char* name, const char* help, TrainingMark mark) {
+    marks.add_flag_callback(
+        name, [this, mark] { training_.mark = mark; }, help);
+  }
+
+  void AddTraining() {
+    using enum TrainingOptions::Action;
+    CLI::App* training = AddCommand(app_, "training", "Training area: teach the filter with recent mail");
+    training->require_subcommand(1);
+    AddTrainingAction(*training, "list", "Print what is in the training area", kList, false)
+        ->add_flag("--json", training_.json, "As a JSON array");
+    AddTrainingAction(*training, "view", "Print the text of messages", kView, true);
+    CLI::Option_group& marks = *AddTrainingAction(*training, "mark", "Say what messages are", kMark, true)
+                                    ->add_option_group("mark", "What they are");
+    AddMark(marks, "--spam", "Spam", TrainingMark::kSpam);
+    AddMark(marks, "--good", "Wanted mail", TrainingMark::kGood);
+    AddMark(marks, "--none", "Take the mark back", TrainingMark::kNone);
+    marks.require_option(1);
+    AddTrainingAction(*training, "delete", "Delete messages without learning from them", kDelete, true);
+    AddTrainingAction(*training, "learn", "Learn from the marked messages and remove them", kLearn, false);
+  }
+
   void AddStats() {
     CLI::App* stats = AddCommand(app_, "stats", "Spam of the last 30 days");
     stats->add_flag("--json", stats_.json, "As a JSON object");
@@ -204,6 +244,7 @@ class CommandLineParser {
   SendersOptions senders_;
   bool is_blocked_ = false;  // the other choice to is_friend
   BinOptions bin_;
+  TrainingOptions training_;
   StatsOptions stats_;
 };
 

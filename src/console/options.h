@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "stores/training_area.h"
+
 namespace quillbeaker {
 
 // Results of the program as a shell sees them.
@@ -52,6 +54,13 @@ struct BinOptions {
   bool json = false;
 };
 
+struct TrainingOptions {
+  enum class Action { kList, kView, kMark, kDelete, kLearn } action = Action::kList;
+  std::vector<std::string> names;
+  TrainingMark mark = TrainingMark::kNone;
+  bool json = false;
+};
+
 struct StatsOptions {
   bool json = false;
 };
@@ -66,7 +75,7 @@ struct LearnOptions {
 };
 
 using CommandOptions = std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions,
-                                    LearnOptions, SendersOptions, BinOptions, StatsOptions>;
+                                    LearnOptions, SendersOptions, BinOptions, TrainingOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

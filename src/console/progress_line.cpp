@@ -10,8 +10,8 @@
 namespace quillbeaker {
 namespace {
 
-constexpr std::size_t kBarWidth = 14;      // columns
-constexpr std::size_t kMostColumns = 79;   // columns
+constexpr std::size_t kBarWidth = 14;     // columns
+constexpr std::size_t kMostColumns = 79;  // columns
 constexpr std::size_t kFewestColumns = 20;
 constexpr std::chrono::milliseconds kRedrawAfter{50};
 constexpr std::string_view kClearLine = "\r\x1b[K";

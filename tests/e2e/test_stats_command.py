@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The statistic of the last 30 days from the terminal."""
+"""The statistic of the last 30 days from the terminal, also beside a running proxy."""
 
 import datetime
 import json
@@ -7,7 +7,8 @@ import re
 
 import pytest
 
-from program import day_number, run_cli
+from messages import date, ham, message, spam
+from program import day_number, eventually, run_cli
 from terminal import run_on_terminal
 
 BLOCKS = "▁▂▃▄▅▆▇█"
@@ -137,3 +138,28 @@ def test_json_is_the_same_on_a_terminal(home):
     keep(home, {0: 1})
     code, told = run_on_terminal("stats", "--json", "--directory", home.directory)
     assert code == 0 and json.loads(told)["highest"]["count"] == 1
+
+
+def test_spam_of_a_mail_check_is_counted_by_the_day_of_its_date(proxy, client, server):
+    undated = message("offer").replace(b"Date:", b"X-Date:").replace(b"a line", b"zorkmoney")
+    upstream = server(spam(1), spam(2, when=date(3)), spam(3, when=date(3)), spam(4, when=date(35)), undated, ham(1))
+    one = proxy()
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 1
+    raw.quit()
+    upstream.wait_for_end()
+    assert {today() - day["date"]: day["count"] for day in stats(one)["days"] if day["count"]} == {0: 1, 3: 2}
+
+
+def test_looking_during_a_check_does_not_undo_its_counts(proxy, client, server):
+    """Whoever loaded the counts before a check must not write them back after it."""
+    one = proxy()
+    for number in range(5):
+        upstream = server(*(spam(10 * number + n) for n in range(4)))
+        raw = client(one).login(upstream.port)
+        raw.stat()
+        assert sum(day["count"] for day in stats(one)["days"]) == 4 * number
+        raw.quit()
+        assert shown(one)
+        upstream.wait_for_end()
+    assert eventually(lambda: stats(one)["highest"]["count"] == 20)
