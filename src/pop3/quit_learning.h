@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the filter learns from a mail check by itself: friends' mail as good, blocked senders' as spam; all other
-// mail goes to the training area, for the user to judge.
+// What the filter learns from a mail check by itself: friends' mail as good, blocked senders' as spam; all
+// other mail goes to the training area, for the user to judge.
 
 #include <span>
 
@@ -11,10 +11,10 @@
 
 namespace quillbeaker {
 
-// Nothing happens while learning is off and at levels 0 and 100, which leave the judgement to the sender lists.
-// Mail of FilterMaxMessageSize and more is passed over. Word lists and training index are each read and written
-// once at most, whatever the number of messages, and are saved on return. What cannot be saved is lost: nobody
-// waits for it. Takes the locks of both.
+// Nothing happens while learning is off and at levels 0 and 100, which leave the judgement to the sender
+// lists. Mail of FilterMaxMessageSize and more is passed over. Word lists and training index are each read
+// and written once at most, whatever the number of messages, and are saved on return. What cannot be saved is
+// lost: nobody waits for it. Takes the locks of both.
 void LearnFromMail(Program& program, std::span<const MailMessage* const> messages);
 
 }  // namespace quillbeaker

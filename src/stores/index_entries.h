@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the indexes of message files have in common (recycle bin, training area): entries found by the names of
-// their files, times and days as attributes. Knows no files and no element names of its own.
+// What the indexes of message files have in common (recycle bin, training area): entries found by the names
+// of their files, times and days as attributes. Knows no files and no element names of its own.
 
 #include <libxml/tree.h>
 
@@ -17,8 +17,8 @@
 
 namespace quillbeaker {
 
-// True for a bare name that cannot lead out of its directory, to another store's file or to a device: an index
-// may have been written by anybody.
+// True for a bare name that cannot lead out of its directory, to another store's file or to a device: an
+// index may have been written by anybody.
 bool IsBareFileName(std::string_view name);
 
 // "hh:mm".

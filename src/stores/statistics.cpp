@@ -27,8 +27,8 @@ std::string_view NextToken(std::string_view& list) {
   return token;
 }
 
-// The leading digits after optional blanks, at most 2^32 - 1; 0 without any. Counts use all 32 bits, which the
-// integers of other keys do not.
+// The leading digits after optional blanks, at most 2^32 - 1; 0 without any. Counts use all 32 bits, which
+// the integers of other keys do not.
 std::uint32_t NumberOf(std::string_view token) {
   std::size_t at = std::min(token.find_first_not_of(" \t"), token.size());
   std::uint64_t value = 0;
@@ -93,7 +93,8 @@ std::uint32_t Statistics::Highest(std::uint32_t* day) const {
 
 double Statistics::Average() const {
   constexpr double kOneThirtieth = 0.03333333333333333;
-  return static_cast<double>(std::accumulate(counts_.begin(), counts_.end(), std::uint64_t{0})) * kOneThirtieth;
+  return static_cast<double>(std::accumulate(counts_.begin(), counts_.end(), std::uint64_t{0})) *
+         kOneThirtieth;
 }
 
 }  // namespace quillbeaker

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The training area: the plain text of recent mail of unlisted senders, kept so that the user can teach the filter
-// with it. One file per text, named by its CRC-32, and an XML index of them, in training/ of the program
-// directory. Every operation opens and closes the index by itself, under the store's lock. Any thread. Each
-// costs one read of the index and at most one write of it, whatever the number of messages or names. A file
-// that is no index of ours is replaced by a new one when something is saved, and kept as training.xml.bad.
+// The training area: the plain text of recent mail of unlisted senders, kept so that the user can teach the
+// filter with it. One file per text, named by its CRC-32, and an XML index of them, in training/ of the
+// program directory. Every operation opens and closes the index by itself, under the store's lock. Any
+// thread. Each costs one read of the index and at most one write of it, whatever the number of messages or
+// names. A file that is no index of ours is replaced by a new one when something is saved, and kept as
+// training.xml.bad.
 
 #include <cstdint>
 #include <functional>

@@ -19,8 +19,8 @@ namespace quillbeaker {
 namespace {
 
 std::string NameOfText(std::string_view text) {
-  const auto crc = static_cast<std::uint32_t>(
-      crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size()));
+  const auto crc =
+      static_cast<std::uint32_t>(crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size()));
   std::array<char, 16> name{};
   std::snprintf(name.data(), name.size(), "%x.eml", crc);
   return name.data();
@@ -34,8 +34,8 @@ bool TrainingArea::Add(const MailMessage& message) {
 }
 
 // Texts that get no entry would never be shown, learnt or purged, so that a text found without one gets it
-// now. Whatever ended the process before that may have cut the file short, and it is written anew unless it is
-// whole; one that was there before stays in any case.
+// now. Whatever ended the process before that may have cut the file short, and it is written anew unless it
+// is whole; one that was there before stays in any case.
 TrainingArea::Kept TrainingArea::KeepText(const std::string& path, std::string_view text) {
   if (!FileExists(path)) return WriteWholeFile(path, text, false) ? Kept::kNew : Kept::kNot;
   if (ReadWholeFile(path) == text || ReplaceWholeFile(path, text)) return Kept::kThereAlready;
@@ -51,9 +51,8 @@ std::vector<bool> TrainingArea::Add(std::span<const MailMessage* const> messages
   const Index index = OpenIndex();
   if (index.root == nullptr) return added;
   std::unordered_set<std::string> listed;
-  training_index::ForEachEntry(index.root, [&](const xmlNode* entry) {
-    listed.insert(TextAttribute(entry, training_index::kName));
-  });
+  training_index::ForEachEntry(
+      index.root, [&](const xmlNode* entry) { listed.insert(TextAttribute(entry, training_index::kName)); });
   std::string text;
   bool any = false;
   for (std::size_t i = 0; i < messages.size(); ++i) {

@@ -13,8 +13,8 @@ namespace quillbeaker::training_index {
 
 // The order of the attributes is part of the file's format.
 void AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size) {
-  // Deliberate: without a Date field the all-zero date is written as it is, unlike in the recycle bin. Its day
-  // number lies far in the future, which keeps the entry out of every purge.
+  // Deliberate: without a Date field the all-zero date is written as it is, unlike in the recycle bin. Its
+  // day number lies far in the future, which keeps the entry out of every purge.
   CalendarTime date;
   ReadDate(message, date);
   const MailSender sender = SenderOf(message).value_or(MailSender{});

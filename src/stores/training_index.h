@@ -36,7 +36,8 @@ void WriteMark(xmlNode* entry, TrainingMark mark);
 
 // Calls `visit` for every entry, which may remove it.
 void ForEachEntry(xmlNode* root, const std::function<void(xmlNode* entry)>& visit);
-// Calls `visit` as often as each name is given, for that many first entries of the name, and returns how often.
+// Calls `visit` as often as each name is given, for that many first entries of the name, and returns how
+// often.
 std::size_t ForEntriesNamed(xmlNode* root, std::span<const std::string> names,
                             const std::function<void(xmlNode* entry)>& visit);
 

@@ -3,8 +3,8 @@
 
 // "Learn!": the marked messages of the training area are counted into the word lists and leave the area for
 // good. The lists are saved before anything is removed: whatever ends the process in between, a message is
-// learnt twice at worst, never lost. This one file of the stores knows the filter, because it is where the two
-// meet.
+// learnt twice at worst, never lost. This one file of the stores knows the filter, because it is where the
+// two meet.
 
 #include <cstdint>
 #include <functional>
@@ -27,8 +27,8 @@ struct TrainingLesson {
 };
 
 // Learns from those of `entries` (as List gave them, in that order) that carry a mark and a file name; with
-// none nothing is read or written. `on_entry`, which may be empty, is called for each of them once it has left
-// the area, with no lock held: a window removes the row there and steps its bar.
+// none nothing is read or written. `on_entry`, which may be empty, is called for each of them once it has
+// left the area, with no lock held: a window removes the row there and steps its bar.
 TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
                                      const std::function<void(const TrainingEntry&)>& on_entry);
 

@@ -25,8 +25,8 @@ class QuitLearningTest : public testing::Test {
  protected:
   // A mail with that From line, whose text is `body` and thus kept under a name of its own.
   void Mail(std::string_view from_line, std::string_view body) {
-    messages_.emplace_back().ParseText(std::string(from_line) + "Date: Wed, 1 Mar 2006 10:00:00 +0000\r\n\r\n" +
-                                       std::string(body));
+    messages_.emplace_back().ParseText(std::string(from_line) +
+                                       "Date: Wed, 1 Mar 2006 10:00:00 +0000\r\n\r\n" + std::string(body));
   }
   void Learn(std::string_view settings = {}) {
     ASSERT_TRUE(world_.Configure(settings, kSenders));
@@ -47,7 +47,9 @@ class QuitLearningTest : public testing::Test {
   }
   test::ListedWords Good() const { return List(test::kGoodListFile); }
   test::ListedWords Bad() const { return List(test::kBadListFile); }
-  std::size_t Kept() { return TrainingArea(world_.program()).List().value_or(std::vector<TrainingEntry>()).size(); }
+  std::size_t Kept() {
+    return TrainingArea(world_.program()).List().value_or(std::vector<TrainingEntry>()).size();
+  }
 
   test::TestProgram world_;
   std::deque<MailMessage> messages_;
@@ -126,7 +128,8 @@ TEST_F(QuitLearningTest, TheDefaultLimitIs65536Bytes) {
 }
 
 TEST_F(QuitLearningTest, OneBatchCountsAsManySingleSteps) {
-  for (int i = 0; i < 40; ++i) Mail(i % 3 == 0 ? kBlocked : kFriend, "word" + std::to_string(i % 7) + " common \r\n");
+  for (int i = 0; i < 40; ++i)
+    Mail(i % 3 == 0 ? kBlocked : kFriend, "word" + std::to_string(i % 7) + " common \r\n");
   Learn();
   test::ListedWords good;
   test::ListedWords bad;

@@ -18,8 +18,8 @@ namespace {
 
 using test::TracedEnd;
 
-// How often a file was replaced while so many friends' and strangers' mails were learnt and kept; -1 when no process
-// may be traced.
+// How often a file was replaced while so many friends' and strangers' mails were learnt and kept; -1 when no
+// process may be traced.
 int ReplacedFiles(int friends, int strangers) {
   test::TestProgram world;
   EXPECT_TRUE(world.Configure("", "[SENDERS]\r\nann@friends.example=Ann,2\r\n"));

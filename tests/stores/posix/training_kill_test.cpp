@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// The training area, its learning and the statistic on a machine that fails them: killed at every system call, a
-// disk that fills up at every byte, directories that may only be read. No index, list or lists of days is ever half
-// written, and nothing leaves the training area that was not learnt.
+// The training area, its learning and the statistic on a machine that fails them: killed at every system
+// call, a disk that fills up at every byte, directories that may only be read. No index, list or lists of
+// days is ever half written, and nothing leaves the training area that was not learnt.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -41,7 +41,8 @@ std::string Body(int number) {
   return "words of number" + std::to_string(number) + " " + std::string(300, 'x') + " end \r\n";
 }
 
-// An area that holds two texts, the first marked as spam and the second as good, with word lists of one message each.
+// An area that holds two texts, the first marked as spam and the second as good, with word lists of one
+// message each.
 class Area {
  public:
   Area() {
@@ -194,32 +195,31 @@ TEST(TrainingKillTest, KilledWhileDeletingOrPurgingLeavesNoEntryWithoutItsText) 
 
 TEST(TrainingKillTest, KilledWhileLearningNothingLeavesTheAreaUnlearnt) {
   bool learnt_and_listed = false;
-  KillAtEveryCall(
-      [](Area& area) { area.Learn(); },
-      [&](Area& area, const std::string&, bool finished) {
-        const std::set<std::string> listed = area.Listed();
-        const unsigned good = area.MessagesOf(test::kGoodListFile);
-        const unsigned bad = area.MessagesOf(test::kBadListFile);
-        ASSERT_TRUE((good == 1 || good == 2) && (bad == 1 || bad == 2)) << good << " " << bad;
-        ASSERT_TRUE(listed.empty() || listed.size() == 2);
-        if (listed.empty()) {
-          ASSERT_EQ(good + bad, 4U);
-        } else {
-          EXPECT_TRUE(area.EveryEntryHasItsFile());
-          learnt_and_listed = learnt_and_listed || good + bad == 4;
-        }
-        if (finished) {
-          EXPECT_TRUE(listed.empty());
-          EXPECT_TRUE(area.Files().empty());
-        }
-        // Learnt twice at worst.
-        area.Learn();
-        EXPECT_TRUE(area.Listed().empty());
-        EXPECT_LE(area.MessagesOf(test::kGoodListFile), good + 1);
-        EXPECT_LE(area.MessagesOf(test::kBadListFile), bad + 1);
-        EXPECT_GE(area.MessagesOf(test::kGoodListFile), 2U);
-        EXPECT_GE(area.MessagesOf(test::kBadListFile), 2U);
-      });
+  KillAtEveryCall([](Area& area) { area.Learn(); },
+                  [&](Area& area, const std::string&, bool finished) {
+                    const std::set<std::string> listed = area.Listed();
+                    const unsigned good = area.MessagesOf(test::kGoodListFile);
+                    const unsigned bad = area.MessagesOf(test::kBadListFile);
+                    ASSERT_TRUE((good == 1 || good == 2) && (bad == 1 || bad == 2)) << good << " " << bad;
+                    ASSERT_TRUE(listed.empty() || listed.size() == 2);
+                    if (listed.empty()) {
+                      ASSERT_EQ(good + bad, 4U);
+                    } else {
+                      EXPECT_TRUE(area.EveryEntryHasItsFile());
+                      learnt_and_listed = learnt_and_listed || good + bad == 4;
+                    }
+                    if (finished) {
+                      EXPECT_TRUE(listed.empty());
+                      EXPECT_TRUE(area.Files().empty());
+                    }
+                    // Learnt twice at worst.
+                    area.Learn();
+                    EXPECT_TRUE(area.Listed().empty());
+                    EXPECT_LE(area.MessagesOf(test::kGoodListFile), good + 1);
+                    EXPECT_LE(area.MessagesOf(test::kBadListFile), bad + 1);
+                    EXPECT_GE(area.MessagesOf(test::kGoodListFile), 2U);
+                    EXPECT_GE(area.MessagesOf(test::kBadListFile), 2U);
+                  });
   EXPECT_TRUE(learnt_and_listed);  // the order is: lists first
 }
 
