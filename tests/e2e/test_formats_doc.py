@@ -293,6 +293,13 @@ def test_recycle_bin_is_listed_as_shown(home, printed):
     assert entry["size"] == str(len(example("kept-offer")) - 2)  # the page's last line has an end, the file's none
 
 
+def test_training_area_is_listed_as_shown(home, printed):
+    home.write("training/training.xml", example("training.xml", b"\n"))
+    code, text = printed("training", "list", "--json")
+    assert code == 0 and in_order(text) == in_order(examples()["training list --json"])
+    assert home.read("training/training.xml") == example("training.xml", b"\n")
+
+
 def test_restored_example_is_delivered_and_leaves(home, server, client):
     home.write("recycle/recyclebin.xml", example("recyclebin.xml", b"\n").replace(b"2452675", TODAY.encode()))
     (entry,) = home.bin_entries()
