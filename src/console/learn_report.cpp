@@ -36,8 +36,10 @@ void AddRules(std::string& lines, const BulkReport& report) {
 std::string LinesOfWarnings(const LearningSizes& sizes) {
   std::string lines;
   const LearningWarnings warnings = WarningsFor(sizes);
-  if (warnings.too_few_good) AddLine(lines, Text::kLearnTooFewGood, {Number(sizes.good), Number(kTooFewGood)});
-  if (warnings.too_little_spam) AddLine(lines, Text::kLearnTooLittleSpam, {Number(sizes.spam), Number(sizes.good)});
+  if (warnings.too_few_good)
+    AddLine(lines, Text::kLearnTooFewGood, {Number(sizes.good), Number(kTooFewGood)});
+  if (warnings.too_little_spam)
+    AddLine(lines, Text::kLearnTooLittleSpam, {Number(sizes.spam), Number(sizes.good)});
   return lines;
 }
 
@@ -78,8 +80,9 @@ std::string LinesOfLearning(const BulkReport& report, const MailFolders& mails, 
     AddLine(lines, Text::kLearnWordsRefused,
             {Number(refused), std::to_string(program.Read(keys::kTrainingAreaMaxMemory))});
   }
-  AddLine(lines, Text::kLearnTotals, {Number(report.good_messages), Number(report.good_words),
-                                      Number(report.spam_messages), Number(report.spam_words)});
+  AddLine(lines, Text::kLearnTotals,
+          {Number(report.good_messages), Number(report.good_words), Number(report.spam_messages),
+           Number(report.spam_words)});
   return lines;
 }
 

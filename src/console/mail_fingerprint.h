@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// 128 bits that stand for the bytes of one mail (XXH3), so that of a million mails equal ones are found without
-// keeping them. Good against chance; somebody who makes two mails of one fingerprint on purpose gains that one
-// of them is not learnt.
+// 128 bits that stand for the bytes of one mail (XXH3), so that of a million mails equal ones are found
+// without keeping them. Good against chance; somebody who makes two mails of one fingerprint on purpose gains
+// that one of them is not learnt.
 
 #include <cstddef>
 #include <cstdint>

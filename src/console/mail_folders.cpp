@@ -115,7 +115,9 @@ void MailFolders::AddFile(const std::string& path, LearnKind kind, Demand demand
 }
 
 void MailFolders::AddMbox(const InputFile& file, std::uint32_t number, LearnKind kind) {
-  MboxSplitter splitter([&](const MboxMail& mail) { AddMail(file, {mail.offset, mail.length, number, kind}); });
+  MboxSplitter splitter([&](const MboxMail& mail) {
+    AddMail(file, {mail.offset, mail.length, number, kind});
+  });
   std::vector<char> buffer(kPiece);
   std::uint64_t offset = 0;
   for (;;) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The mail of single files, folders, Maildir folders and mbox files as one numbered row, for bulk learning. Only
-// where each mail stands is kept; the mails are read one at a time, so that a mailbox of many gigabytes costs no
-// more memory than its largest mail and some hundred bytes for each.
+// The mail of single files, folders, Maildir folders and mbox files as one numbered row, for bulk learning.
+// Only where each mail stands is kept; the mails are read one at a time, so that a mailbox of many gigabytes
+// costs no more memory than its largest mail and some hundred bytes for each.
 //
 // - A file that begins with a "From " line is an mbox (mbox_file.h), any other file one mail.
 // - A folder with the folders "cur" and "new" in it is a Maildir: all files of these two, nothing else.

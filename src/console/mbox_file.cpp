@@ -87,7 +87,8 @@ void MboxSplitter::Feed(std::string_view bytes) {
     const std::size_t size = std::min(lf, bytes.size());
     const std::string_view piece = bytes.substr(0, size);
     const bool is_whole = lf != std::string_view::npos;
-    if (!is_whole || !line_.empty()) line_ += piece.substr(0, kMostEnvelope - std::min(line_.size(), kMostEnvelope));
+    if (!is_whole || !line_.empty())
+      line_ += piece.substr(0, kMostEnvelope - std::min(line_.size(), kMostEnvelope));
     position_ += size + (is_whole ? 1 : 0);
     if (!is_whole) return;
     EndLine(line_.empty() ? piece : std::string_view(line_), position_);
@@ -130,9 +131,10 @@ void UndoMboxQuoting(std::string& mail) {
   std::size_t kept = 0;    // bytes already in their place
   std::size_t copied = 0;  // bytes of the old text that they came from
   const auto keep_up_to = [&](std::size_t end) {
-    if (kept != copied) std::copy(mail.begin() + static_cast<std::ptrdiff_t>(copied),
-                                  mail.begin() + static_cast<std::ptrdiff_t>(end),
-                                  mail.begin() + static_cast<std::ptrdiff_t>(kept));
+    if (kept != copied)
+      std::copy(mail.begin() + static_cast<std::ptrdiff_t>(copied),
+                mail.begin() + static_cast<std::ptrdiff_t>(end),
+                mail.begin() + static_cast<std::ptrdiff_t>(kept));
     kept += end - copied;
     copied = end;
   };

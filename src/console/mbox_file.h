@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Where the mails of an mbox file begin and end (RFC 4155 and its relatives in the wild). Works on the bytes as
-// they pass by: a file of any size is split with the memory of one line's beginning. Reads no file itself.
+// Where the mails of an mbox file begin and end (RFC 4155 and its relatives in the wild). Works on the bytes
+// as they pass by: a file of any size is split with the memory of one line's beginning. Reads no file itself.
 
 #include <cstdint>
 #include <functional>
@@ -53,9 +53,9 @@ class MboxSplitter {
   std::uint64_t empty_line_offset_ = 0;
 };
 
-// Takes one ">" off each line that begins with ">From ", ">>From " and so on: what writers of mboxes put there
-// (mboxrd). Where a writer quoted only "From " itself (mboxo), a quotation of such a line loses a ">" too, which
-// no word of the mail depends on.
+// Takes one ">" off each line that begins with ">From ", ">>From " and so on: what writers of mboxes put
+// there (mboxrd). Where a writer quoted only "From " itself (mboxo), a quotation of such a line loses a ">"
+// too, which no word of the mail depends on.
 void UndoMboxQuoting(std::string& mail);
 
 }  // namespace quillbeaker

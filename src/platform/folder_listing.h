@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What is in a folder that somebody else filled. Unlike ListFiles (files.h), which knows our own folders, this
-// tells every name and what it is. Paths are UTF-8.
+// What is in a folder that somebody else filled. Unlike ListFiles (files.h), which knows our own folders,
+// this tells every name and what it is. Paths are UTF-8.
 
 #include <optional>
 #include <string>

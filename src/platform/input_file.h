@@ -2,8 +2,8 @@
 #pragma once
 
 // A regular file that is read piece by piece from any place, for files that are too large to be held at once.
-// Paths are UTF-8. What is no regular file (a folder, a pipe, a device) is never opened: reading it could wait
-// for ever. One thread per object.
+// Paths are UTF-8. What is no regular file (a folder, a pipe, a device) is never opened: reading it could
+// wait for ever. One thread per object.
 
 #include <cstddef>
 #include <cstdint>

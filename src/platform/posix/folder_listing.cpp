@@ -21,7 +21,8 @@ FolderEntryKind KindOf(DIR* directory, const dirent& entry) {
   if (entry.d_type == DT_DIR) return FolderEntryKind::kFolder;
   if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return FolderEntryKind::kOther;
   struct stat status;
-  if (fstatat(dirfd(directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return FolderEntryKind::kOther;
+  if (fstatat(dirfd(directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    return FolderEntryKind::kOther;
   if (S_ISDIR(status.st_mode)) return FolderEntryKind::kFolder;
   if (S_ISLNK(status.st_mode) && fstatat(dirfd(directory), entry.d_name, &status, 0) != 0) {
     return FolderEntryKind::kOther;

@@ -44,8 +44,8 @@ void InputFile::Close() {
 std::optional<std::size_t> InputFile::ReadAt(std::uint64_t offset, char* buffer, std::size_t capacity) const {
   std::size_t size = 0;
   while (size < capacity) {
-    const ssize_t got = pread(static_cast<int>(handle_), buffer + size, capacity - size,
-                              static_cast<off_t>(offset + size));
+    const ssize_t got =
+        pread(static_cast<int>(handle_), buffer + size, capacity - size, static_cast<off_t>(offset + size));
     if (got == 0) break;
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return std::nullopt;

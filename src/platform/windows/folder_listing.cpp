@@ -17,7 +17,8 @@ namespace {
 FolderEntryKind KindOf(DWORD attributes) {
   const bool is_folder = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   if (!is_folder) return FolderEntryKind::kFile;
-  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ? FolderEntryKind::kOther : FolderEntryKind::kFolder;
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ? FolderEntryKind::kOther
+                                                          : FolderEntryKind::kFolder;
 }
 
 }  // namespace
