@@ -16,11 +16,10 @@ namespace quillbeaker {
 
 namespace {
 
-constexpr double kUndecided = 0.4;             // of a word, and of a message, that the lists do not know
-constexpr double kSpamFrom = 0.9;              // learnt probability that settles it
-constexpr double kSurelyGood = 3e-7;           // up to here the spam words are not asked
-constexpr std::uint64_t kFewestSightings = 6;  // of a word, the good ones counted double
-constexpr std::size_t kMostTelling = 15;
+constexpr double kUndecided = 0.4;                 // of a word, and of a message, that the lists do not know
+constexpr double kSpamFrom = 0.9;                  // learnt probability that settles it
+constexpr double kSurelyGood = 3e-7;               // up to here the spam words are not asked
+constexpr std::uint64_t kFewestSightings = 6;      // of a word, the good ones counted double
 constexpr std::size_t kLearntWordsCapacity = 100;  // bytes, a terminating zero included
 constexpr std::size_t kSpamWordsCapacity = 255;
 
@@ -39,32 +38,47 @@ bool HaveLearntBothKinds(const WordTables& tables) {
   return tables.bad.messages != 0 && tables.good.messages != 0;
 }
 
-// The entries whose probability lies farthest from one half, the most telling first; of equally telling words
-// the one that was offered first.
+// Keeps the entries whose probability lies farthest from one half, the most telling first; of equally telling
+// words the one that was offered first.
 class MostTelling {
  public:
+  explicit MostTelling(LearntEvidence& evidence) : evidence_(evidence) {}
+
   void Offer(const WordEntry& entry) {
+    constexpr std::size_t kMost = LearntEvidence::kMostTelling;
     const double distance = std::fabs(entry.probability - 0.5);
-    if (count_ == kMostTelling) {
-      if (distance <= distances_[kMostTelling - 1]) return;
+    if (evidence_.word_count == kMost) {
+      if (distance <= distances_[kMost - 1]) return;
     } else {
-      ++count_;
+      ++evidence_.word_count;
     }
-    std::size_t place = count_ - 1;
+    std::size_t place = evidence_.word_count - 1;
     for (; place > 0 && distances_[place - 1] < distance; --place) {
       distances_[place] = distances_[place - 1];
-      entries_[place] = entries_[place - 1];
+      evidence_.words[place] = evidence_.words[place - 1];
     }
     distances_[place] = distance;
-    entries_[place] = &entry;
+    evidence_.words[place] = &entry;
   }
-  std::span<const WordEntry* const> entries() const { return {entries_.data(), count_}; }
 
  private:
-  std::array<const WordEntry*, kMostTelling> entries_{};
-  std::array<double, kMostTelling> distances_{};
-  std::size_t count_ = 0;
+  LearntEvidence& evidence_;
+  std::array<double, LearntEvidence::kMostTelling> distances_{};
 };
+
+// The words that speak for spam.
+void NameTellingWords(const LearntEvidence& evidence, std::string& words) {
+  words.clear();
+  bool first = true;
+  for (const WordEntry* const entry : evidence.telling()) {
+    if (entry->probability > kUndecided && words.size() + entry->length + 3 < kLearntWordsCapacity) {
+      // Deliberate: the separator goes by the word's rank, so that the list may begin with one.
+      if (!first) words += ", ";
+      words += entry->word();
+    }
+    first = false;
+  }
+}
 
 // Adds a spam word to the list of words that is shown. False when there is no room for it.
 bool AppendSpamWord(std::string_view word, bool separated, std::string& words) {
@@ -72,6 +86,10 @@ bool AppendSpamWord(std::string_view word, bool separated, std::string& words) {
   if (separated) words += ", ";
   words += word;
   return true;
+}
+
+double ScoreOf(const SpamWordEvidence& evidence) {
+  return static_cast<double>(evidence.percent) * 0.01;
 }
 
 }  // namespace
@@ -94,88 +112,111 @@ void Classifier::ForgetTexts() {
 
 double Classifier::LearntProbability(const MailMessage& message, std::string& words) {
   ForgetTexts();
-  return ProbabilityOfLearntWords(message, words);
-}
-
-double Classifier::ProbabilityOfLearntWords(const MailMessage& message, std::string& words) {
-  tokens_.Clear();
-  if (HaveLearntBothKinds(tables_)) CountMessage(message, DecodedOnce(message, /*strip_html=*/true), tokens_);
-  return LearntProbability(tokens_, words);
+  const LearntEvidence evidence = WeighLearntWords(message);
+  NameTellingWords(evidence, words);
+  return evidence.probability;
 }
 
 double Classifier::LearntProbability(WordCountTable& tokens, std::string& words) const {
-  words.clear();
-  if (!HaveLearntBothKinds(tables_) || tokens.entries().empty()) return kUndecided;
+  const LearntEvidence evidence = WeighLearntWords(tokens);
+  NameTellingWords(evidence, words);
+  return evidence.probability;
+}
+
+LearntEvidence Classifier::WeighLearntWords(const MailMessage& message) {
+  tokens_.Clear();
+  if (HaveLearntBothKinds(tables_)) CountMessage(message, DecodedOnce(message, /*strip_html=*/true), tokens_);
+  return WeighLearntWords(tokens_);
+}
+
+LearntEvidence Classifier::WeighLearntWords(WordCountTable& tokens) const {
+  LearntEvidence evidence;
+  evidence.probability = kUndecided;
+  if (!HaveLearntBothKinds(tables_) || tokens.entries().empty()) return evidence;
 
   for (WordEntry& entry : tokens.entries()) entry.probability = ProbabilityOfWord(entry, tables_);
   // Deliberate: of equally telling words, of which a mail often has more than there is room for, those of the
   // earlier slots are taken, which are spread over the whole text. Taken in the order of the text it would be
   // the first lines that speak, and on real mail that costs wanted mail.
-  MostTelling most_telling;
+  MostTelling most_telling(evidence);
   for (std::size_t slot = 0; slot < tokens.slot_count(); ++slot) {
     const WordEntry* const entry = tokens.EntryInSlot(slot);
     if (entry != nullptr) most_telling.Offer(*entry);
   }
-  double spam = 1;
-  double good = 1;
-  bool first = true;
-  for (const WordEntry* const entry : most_telling.entries()) {
-    spam *= entry->probability;
-    good *= 1 - entry->probability;
-    if (entry->probability > kUndecided && words.size() + entry->length + 3 < kLearntWordsCapacity) {
-      // Deliberate: the separator goes by the word's rank, so that the list may begin with one.
-      if (!first) words += ", ";
-      words += entry->word();
-    }
-    first = false;
+  for (const WordEntry* const entry : evidence.telling()) {
+    evidence.spam *= entry->probability;
+    evidence.good *= 1 - entry->probability;
   }
-  return spam / (spam + good);
+  evidence.probability = evidence.spam / (evidence.spam + evidence.good);
+  evidence.says_something = true;
+  return evidence;
 }
 
 double Classifier::SpamWordScore(const MailMessage& message, std::string& words) {
   ForgetTexts();
-  words.clear();
-  return ScoreOfSpamWords(message, ReadFilterSettings(program_).strip_html, words);
+  const SpamWordEvidence evidence = FindSpamWords(message, ReadFilterSettings(program_).strip_html);
+  NameSpamWords(evidence, words);
+  return ScoreOf(evidence);
 }
 
-// `words` must be empty at the start.
-double Classifier::ScoreOfSpamWords(const MailMessage& message, bool strip_html, std::string& words) {
+SpamWordEvidence Classifier::FindSpamWords(const MailMessage& message, bool strip_html) {
   const std::string& text = DecodedOnce(message, strip_html);
-  if (text.empty()) return 0;
+  if (text.empty()) return {};
   search_.FindAll(text, in_text_);
   in_subject_.clear();
   const std::optional<std::string_view> subject = message.FindField(kHeaderSubject);
   if (subject) search_.FindAll(*subject, in_subject_);
 
-  std::int64_t sum = 0;
+  found_.clear();
+  std::int64_t percent = 0;
   auto subject_hit = in_subject_.begin();
   auto text_hit = in_text_.begin();
   while (subject_hit != in_subject_.end() || text_hit != in_text_.end()) {
-    const std::uint32_t index = std::min(subject_hit != in_subject_.end() ? *subject_hit : UINT32_MAX,
-                                         text_hit != in_text_.end() ? *text_hit : UINT32_MAX);
-    const SpamWord& word = tables_.spam_words[index];
-    bool listed = false;
-    // Deliberate: the separator goes by the running sum, not by the list, and a word found in both places
-    // counts twice.
-    if (subject_hit != in_subject_.end() && *subject_hit == index) {
-      listed = AppendSpamWord(word.word, sum > 0, words);
-      sum += word.probability;
-      ++subject_hit;
-    }
-    if (text_hit != in_text_.end() && *text_hit == index) {
-      if (!listed) AppendSpamWord(word.word, sum > 0, words);
-      sum += word.probability;
-      ++text_hit;
-    }
+    FoundSpamWord found;
+    found.index = std::min(subject_hit != in_subject_.end() ? *subject_hit : UINT32_MAX,
+                           text_hit != in_text_.end() ? *text_hit : UINT32_MAX);
+    found.in_subject = subject_hit != in_subject_.end() && *subject_hit == found.index;
+    found.in_text = text_hit != in_text_.end() && *text_hit == found.index;
+    subject_hit += found.in_subject;
+    text_hit += found.in_text;
+    // Deliberate: a word found in both places counts twice.
+    const std::int64_t places = found.in_subject + found.in_text;
+    percent += places * tables_.spam_words[found.index].probability;
+    found_.push_back(found);
   }
-  return static_cast<double>(sum) * 0.01;
+  return {found_, percent};
 }
 
-std::int32_t Classifier::Threshold(const Program& program, std::int32_t level) {
+// Deliberate: the separator goes by the running sum, not by the list; and a word of both places that finds no
+// room at the first is tried at the second, which may need less.
+void Classifier::NameSpamWords(const SpamWordEvidence& evidence, std::string& words) const {
+  words.clear();
+  std::int64_t sum = 0;
+  for (const FoundSpamWord& found : evidence.found) {
+    const SpamWord& word = tables_.spam_words[found.index];
+    bool listed = false;
+    for (const bool is_there : {found.in_subject, found.in_text}) {
+      if (!is_there) continue;
+      if (!listed) listed = AppendSpamWord(word.word, sum > 0, words);
+      sum += word.probability;
+    }
+  }
+}
+
+Classifier::Evidence Classifier::Weigh(const MailMessage& message) {
+  ForgetTexts();
+  return {WeighLearntWords(message), FindSpamWords(message, ReadFilterSettings(program_).strip_html)};
+}
+
+LevelThreshold Classifier::ThresholdOf(const Program& program, std::int32_t level) {
   const std::string key = "level" + std::to_string(level);
-  std::int32_t value = program.user_spam_words.ReadInteger(sections::kThreshold, key, -1);
-  if (value == -1) value = program.spam_words.ReadInteger(sections::kThreshold, key, -1);
-  return value > 0 ? value : 100;
+  LevelThreshold threshold{program.user_spam_words.ReadInteger(sections::kThreshold, key, -1),
+                           LevelThreshold::Source::kUserFile};
+  if (threshold.percent == -1) {
+    threshold = {program.spam_words.ReadInteger(sections::kThreshold, key, -1),
+                 LevelThreshold::Source::kShippedFile};
+  }
+  return threshold.percent > 0 ? threshold : LevelThreshold();
 }
 
 bool Classifier::Decide(const MailMessage& message, double& probability, std::string& words) {
@@ -188,7 +229,9 @@ bool Classifier::Decide(const MailMessage& message, double& probability, std::st
   words.clear();
   bool spam = false;
   if (settings.learning_filter) {
-    probability = ProbabilityOfLearntWords(message, words);
+    const LearntEvidence evidence = WeighLearntWords(message);
+    probability = evidence.probability;
+    NameTellingWords(evidence, words);
     if (probability >= kSpamFrom) {
       spam = true;
       const std::string_view mark = EnglishText(Text::kLearningFilterMark);
@@ -197,7 +240,11 @@ bool Classifier::Decide(const MailMessage& message, double& probability, std::st
   }
   if (probability > kSurelyGood && probability < kSpamFrom) {
     words.clear();
-    if (settings.word_filter) probability = ScoreOfSpamWords(message, settings.strip_html, words);
+    if (settings.word_filter) {
+      const SpamWordEvidence evidence = FindSpamWords(message, settings.strip_html);
+      probability = ScoreOf(evidence);
+      NameSpamWords(evidence, words);
+    }
     // Deliberate: with the word filter off the learnt probability itself is held against the level's
     // threshold.
     spam = probability >= threshold * 0.01;

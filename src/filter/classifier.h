@@ -4,7 +4,10 @@
 // Decides whether one mail is spam from its words: the learnt lists first, then the spam words against the
 // level's threshold. Sender lists and levels 0 and 100 are mail_filter.h's.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,6 +17,38 @@
 #include "message/mail_message.h"
 
 namespace quillbeaker {
+
+// The learnt words that are asked about a message, and what they say together.
+struct LearntEvidence {
+  static constexpr std::size_t kMostTelling = 15;
+
+  std::array<const WordEntry*, kMostTelling> words{};  // the most telling first; in the message's own table
+  std::size_t word_count = 0;
+  double spam = 1;           // product of the words' probabilities
+  double good = 1;           // product of what they lack to 1
+  double probability = 0.4;  // spam / (spam + good); as it stands here when nothing can be said
+  bool says_something = false;
+
+  std::span<const WordEntry* const> telling() const { return {words.data(), word_count}; }
+};
+
+struct FoundSpamWord {
+  std::uint32_t index = 0;  // into the table's spam words
+  bool in_subject = false;
+  bool in_text = false;
+};
+
+struct SpamWordEvidence {
+  std::span<const FoundSpamWord> found;  // in the order of the list
+  std::int64_t percent = 0;              // sum; a word in both places counts twice
+};
+
+// A level's threshold and who set it.
+struct LevelThreshold {
+  enum class Source { kUserFile, kShippedFile, kDefault };
+  std::int32_t percent = 100;
+  Source source = Source::kDefault;
+};
 
 class Classifier {
  public:
@@ -38,17 +73,30 @@ class Classifier {
   // to 254 bytes. 0 when the decoded text is empty, whatever the Subject.
   double SpamWordScore(const MailMessage& message, std::string& words);
 
+  // What Decide goes by, all of it, whatever is switched off and whichever part would have settled it alone.
+  // Valid until the next call of anything here.
+  struct Evidence {
+    LearntEvidence learnt;
+    SpamWordEvidence spam_words;
+  };
+  Evidence Weigh(const MailMessage& message);
+
   // Percent that the spam-word score must reach at this level: the user's file, then the shipped one, then
   // 100.
-  static std::int32_t Threshold(const Program& program, std::int32_t level);
+  static LevelThreshold ThresholdOf(const Program& program, std::int32_t level);
+  static std::int32_t Threshold(const Program& program, std::int32_t level) {
+    return ThresholdOf(program, level).percent;
+  }
 
  private:
   // The message's text, decoded at most once for each way while one message is judged.
   const std::string& DecodedOnce(const MailMessage& message, bool strip_html);
   void ForgetTexts();
 
-  double ProbabilityOfLearntWords(const MailMessage& message, std::string& words);
-  double ScoreOfSpamWords(const MailMessage& message, bool strip_html, std::string& words);
+  LearntEvidence WeighLearntWords(const MailMessage& message);
+  LearntEvidence WeighLearntWords(WordCountTable& tokens) const;
+  SpamWordEvidence FindSpamWords(const MailMessage& message, bool strip_html);
+  void NameSpamWords(const SpamWordEvidence& evidence, std::string& words) const;
 
   const Program& program_;
   const WordTables& tables_;
@@ -61,6 +109,7 @@ class Classifier {
   bool decoded_[2] = {false, false};
   std::vector<std::uint32_t> in_subject_;
   std::vector<std::uint32_t> in_text_;
+  std::vector<FoundSpamWord> found_;
 };
 
 }  // namespace quillbeaker

@@ -49,7 +49,10 @@ MailFilter::MailFilter(Program& program)
     : program_(program), senders_(program), tables_(LoadTables(program)), classifier_(program, tables_) {}
 
 Judgement MailFilter::Judge(const MailMessage& message, bool marked_deleted) {
-  const FilterSettings settings = ReadFilterSettings(program_);
+  return Judge(ReadFilterSettings(program_), message, marked_deleted);
+}
+
+Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& message, bool marked_deleted) {
   Judgement judgement;
   judgement.level = settings.level;
   judgement.threshold = Classifier::Threshold(program_, settings.level);

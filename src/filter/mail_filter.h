@@ -2,13 +2,15 @@
 #pragma once
 
 // The whole judgement of one mail: size limit, filter switched off, sender lists, aggressiveness level,
-// classifier, in their fixed order. The mail check and the console's `classify` both ask here.
+// classifier, in their fixed order. The mail check and the console's `classify` both ask here, and so does
+// `explain` (explanation.h).
 
 #include <cstdint>
 #include <string>
 
 #include "config/program.h"
 #include "filter/classifier.h"
+#include "filter/filter_settings.h"
 #include "filter/sender_lists.h"
 #include "filter/word_tables.h"
 #include "message/mail_message.h"
@@ -42,6 +44,8 @@ struct Judgement {
 // True when Enable is on and at least one of the word filter and the learning filter is.
 bool FilterIsOn(const Program& program);
 
+struct Explanation;
+
 class MailFilter {
  public:
   // Loads sender lists and word tables; nothing is loaded again for the messages of one pass.
@@ -50,7 +54,12 @@ class MailFilter {
   // `marked_deleted`: the client has already deleted the message.
   Judgement Judge(const MailMessage& message, bool marked_deleted);
 
+  // What Judge says of the message and everything that it goes by.
+  Explanation Explain(const MailMessage& message);
+
  private:
+  Judgement Judge(const FilterSettings& settings, const MailMessage& message, bool marked_deleted);
+
   Program& program_;
   SenderLists senders_;
   WordTables tables_;
