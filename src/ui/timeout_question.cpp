@@ -23,8 +23,10 @@ class TimeoutDialog : public Dialog {
     SetDlgItemTextW(window(), IDCANCEL, WideText(Text::kTimeoutWait).c_str());
     // The mail program has the foreground: without this the question would stand behind it, unseen.
     SetForegroundWindow(window());
+    // Whoever is typing there must not abort the mail check by a blank that was meant for a letter.
+    SetFocus(Control(IDCANCEL));
     MessageBeep(MB_ICONQUESTION);
-    return true;
+    return false;  // the focus is set
   }
   bool OnCommand(int id, int) override {
     if (id != IDOK && id != IDCANCEL) return false;

@@ -69,7 +69,7 @@ class Tray:
 
     def watch(self, milliseconds):
         """(moment, the picture's number) of everything that was shown."""
-        return [(one["at"], self.shown(one["pixels"]))
+        return [(one["at"], self.shown(one["pixels"], among=ANIMATION))
                 for one in self.driver.ask("watch", milliseconds=milliseconds, **self._area())]
 
     def difference(self, pixels, number, upper_half=False):
@@ -85,10 +85,10 @@ class Tray:
                     worst = max(worst, abs(blue - seen[0]), abs(green - seen[1]), abs(red - seen[2]))
         return worst
 
-    def shown(self, pixels=None, upper_half=False):
-        """The number of the picture that is shown, None when it is none of the program's."""
+    def shown(self, pixels=None, upper_half=False, among=(PLAIN, *ANIMATION)):
+        """The number of the picture that is shown, None when it is none of them."""
         pixels = pixels or self.grab()
-        matching = [number for number in self.pictures
+        matching = [number for number in among
                     if self.difference(pixels, number, upper_half) <= TOLERANCE]
         return matching[0] if matching else None
 

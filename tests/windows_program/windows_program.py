@@ -78,6 +78,10 @@ class WindowsProgram(Quillbeaker):
     def bubble(self, timeout=20.0):
         return self.driver.dialog(TITLE, timeout, "Cancel", self.main.process)
 
+    def has_bubble(self):
+        return any(c["text"] == "Cancel" for w in self.driver.windows(title=TITLE, kind="#32770", visible=True)
+                   for c in w.controls())
+
     def log_off(self):
         self.main.post(WM_ENDSESSION, 1)
 

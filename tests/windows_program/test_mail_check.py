@@ -1,0 +1,315 @@
+# SPDX-License-Identifier: MIT
+"""A mail check as a person sees it: the icon that moves, the bubble, the number of deleted messages."""
+
+import threading
+import time
+
+import pytest
+
+import mail_clients
+from dovecot import PASSWORD
+from driver import IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_KEYDOWN, WS_EX_TOPMOST
+from icons import ANIMATION, PLAIN, Tray, click_at
+from messages import ham, message, spam
+from program import day_number, eventually
+from windows_program import COMMAND_SWITCH_FILTER, LEFT_UP
+
+STATUS, ACTIVITY, BAR, SPAM_COUNT, CANCEL = 1033, 1034, 1036, 1037, 1042
+IDLE = "Quillbeaker 1.7.1"
+
+
+class Held:
+    """A server that answers honestly, but its answer to a command only when it is let go."""
+
+    def __init__(self, upstream, command, after=0):
+        self.upstream = upstream
+        self.command = command
+        self.after = after
+        self.free = threading.Event()
+        upstream.when(command, self._answer)
+
+    def _answer(self, session, line):
+        if self.upstream.count(self.command) > self.after:
+            while not self.free.is_set():
+                session.pause(0.01)
+        session.default(line)
+
+    def wait(self):
+        self.upstream.wait_for_command(self.command, self.after + 1)
+        return self
+
+    def go(self):
+        self.free.set()
+
+
+@pytest.fixture
+def session(client, server):
+    """session(program, messages, hold=command): a mail check that stands still at a command of the server."""
+    held = []
+
+    def begin(one, *messages, hold="RETR", after=0):
+        upstream = server(*messages, uid_prefix=b"s%d" % len(held))
+        held.append(Held(upstream, hold, after))
+        raw = client(one).login(upstream.port)
+        raw.send(b"STAT\r\n")
+        return raw, held[-1].wait()
+
+    yield begin
+    for one in held:
+        one.go()
+
+
+def check(client, server, one, *messages, prefix=b"c"):
+    """A whole mail check without a stop."""
+    upstream = server(*messages, uid_prefix=prefix)
+    raw = client(one).login(upstream.port)
+    raw.stat()
+    raw.quit()
+    raw.close()
+    eventually(lambda: not one.has_bubble(), what="the end of the session")
+
+
+# -- with a real server and a real client -------------------------------------------------------
+def test_a_real_mail_check(program, dovecot, picture):
+    one = program()
+    tray = Tray(one)
+    wanted, unwanted = [ham(n) for n in range(1, 41)], [spam(n) for n in range(1, 4)]
+    dovecot.mailbox("wine", [m for pair in zip(wanted, unwanted) for m in pair] + wanted[3:])
+    mpop = mail_clients.Mpop()
+    got = []
+
+    def fetch():
+        got.append(mpop.fetch(one.port, f"127.0.0.1&wine&{dovecot.port}", PASSWORD))
+
+    fetching = threading.Thread(target=fetch)
+    try:
+        fetching.start()
+        bubble = one.bubble()
+        seen = set()
+        while fetching.is_alive():
+            seen.update(c["text"].split(" ")[0] for c in bubble.controls() if c["id"] == ACTIVITY)
+    finally:
+        fetching.join(60)
+        mpop.close()
+    assert got[0].code == 0, got[0].output
+    assert len(got[0].messages) == 40
+    assert seen & {"Connecting", "Receiving", "Closing"}
+    bubble.wait_until_gone()
+    eventually(lambda: dovecot.left("wine") == 40, what="the end of the spam on the server")
+    assert len(one.bin_files()) == 3
+    assert tray.tooltip() == IDLE + " - 3 messages deleted"
+    assert tray.shown(upper_half=True) == PLAIN and tray.shown() is None
+    picture("icon-with-count", tray.place, margin=4)
+
+
+# -- the bubble ---------------------------------------------------------------------------------
+def test_the_bubble(program, session, other_window, picture):
+    one = program()
+    other = other_window()
+    raw, held = session(one, ham(1), ham(2), spam(3), spam(4), after=3)  # the last is asked for first
+    bubble = one.bubble()
+    eventually(lambda: bubble.control(SPAM_COUNT)["text"] == "Spam messages: 2", what="the spam count")
+    assert bubble.title == "Quillbeaker"
+    assert bubble.ex_style & WS_EX_TOPMOST
+    work = one.driver.work_area()
+    assert bubble.place == {"left": work["right"] - 250, "top": work["bottom"] - 200,
+                            "right": work["right"] + 1, "bottom": work["bottom"] + 1}
+    shape = one.driver.ask("shape", window=bubble.handle, points=[[0, 0], [250, 0], [125, 0], [0, 100], [1, 1]])
+    assert shape["inside"] == [False, False, True, True, False]
+    assert other.focus()["foreground"] == other.handle
+    picture("bubble", bubble.place)
+    texts = {c["id"]: c["text"] for c in bubble.controls()}
+    assert texts[ACTIVITY] == "Receiving message 4 (0 kb) of 4..."
+    assert texts[STATUS] == "" and texts[CANCEL] == "Cancel"
+    bar = one.driver.ask("send", window=bubble.control(BAR)["window"], message=PBM_GETPOS)
+    assert 700 < bar < 1000  # three of four messages, of a thousand steps
+    held.go()
+    assert raw.line().startswith(b"+OK 2 ")
+    raw.quit()
+    bubble.wait_until_gone()
+
+
+def test_the_parts_of_the_bubble_stand_apart(program, session, picture):
+    one = program()
+    raw, held = session(one, *[message(body=b"x" * 70 + b"\r\n") * 1500] * 12, after=11)
+    bubble = one.bubble()
+    places = [bubble.control(number)["place"] for number in (STATUS, ACTIVITY, BAR, SPAM_COUNT, CANCEL)]
+    for upper, lower in zip(places, places[1:]):
+        assert upper["bottom"] <= lower["top"]
+    for place in places:
+        assert bubble.client["left"] < place["left"] and place["right"] < bubble.client["right"]
+    assert places[-1]["bottom"] < bubble.client["bottom"]
+    eventually(lambda: bubble.control(ACTIVITY)["text"].startswith("Receiving message 12 ("), what="the last text")
+    picture("bubble-large-messages", bubble.place)
+    held.go()
+    raw.line()
+
+
+def test_the_bubble_connects(program, client, server, picture):
+    one = program()
+    upstream = server(ham(1))
+    held = Held(upstream, "USER")
+    raw = client(one)
+    assert raw.user(upstream.port) == b"+OK Username accepted"
+    raw.send(b"PASS secret\r\n")
+    held.wait()
+    bubble = one.bubble()
+    eventually(lambda: bubble.control(ACTIVITY)["text"] == 'Connecting to "127.0.0.1"...', what="the first text")
+    picture("bubble-connecting", bubble.place)
+    held.go()
+    assert raw.line() == b"+OK Password accepted"
+
+
+@pytest.mark.parametrize("way", ["click", "escape", "close"])
+def test_hiding_the_bubble(program, session, desktop, way):
+    """Only its cancel button cancels; a click on the icon brings it back."""
+    one = program()
+    tray = Tray(one)
+    raw, held = session(one, ham(1), ham(2), after=1)
+    bubble = one.bubble()
+    if way == "click":
+        click_at(desktop, bubble.place["left"] + 200, bubble.place["top"] + 15)
+    elif way == "escape":
+        bubble.post(WM_KEYDOWN, VK_ESCAPE)
+    else:
+        bubble.post(WM_CLOSE)
+    bubble.wait_until_gone()
+    tray.click(1)
+    assert one.bubble().handle == bubble.handle
+    held.go()
+    assert raw.line() == b"+OK 2 %d" % int(raw_size(raw))
+    raw.quit()
+
+
+def raw_size(raw):
+    return raw.ask("STAT").split()[2]
+
+
+def test_cancelling(program, session, picture):
+    """The command that is being carried out is answered, then the session ends; nothing of it is deleted."""
+    one = program()
+    raw, held = session(one, spam(1), ham(2), spam(3), after=1)
+    bubble = one.bubble()
+    bubble.click(CANCEL)
+    eventually(lambda: not bubble.control(CANCEL)["enabled"], what="the button's effect")
+    picture("bubble-cancelled", bubble.place)
+    held.go()
+    assert raw.line().startswith(b"+OK")
+    raw.ended()
+    bubble.wait_until_gone()
+    assert held.upstream.numbers() == [1, 2, 3]
+
+
+def test_without_a_bubble(program, session):
+    one = program({"ShowBubble": 0})
+    raw, held = session(one, ham(1))
+    one.main.send(0)
+    assert not one.has_bubble()
+    one.tray(LEFT_UP)
+    bubble = one.bubble()
+    held.go()
+    raw.line()
+    raw.quit()
+    bubble.wait_until_gone()
+    one.tray(LEFT_UP)
+    one.main.send(0)
+    assert not one.has_bubble()
+
+
+# -- the icon -----------------------------------------------------------------------------------
+def test_the_icon_moves(program, session):
+    """A new picture every tenth of a second, in the order of the animation."""
+    one = program()
+    tray = Tray(one)
+    raw, held = session(one, ham(1))
+    seen = tray.watch(1700)
+    shown = [number for _, number in seen if number is not None]  # None: while it was being drawn
+    assert set(shown) == set(ANIMATION), seen
+    steps = list(zip(shown, shown[1:]))
+    following = dict(zip(ANIMATION, ANIMATION[1:] + ANIMATION[:1]))
+    # A busy machine may lose one.
+    assert sum(following[a] == b for a, b in steps) >= len(steps) * 0.7, seen
+    assert 8 <= len(shown) <= 18, seen
+    held.go()
+    raw.line()
+    raw.quit()
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+
+
+def test_deleted_messages_are_counted(program, client, server, picture):
+    one = program({"TrayNumSeconds": 60})
+    tray = Tray(one)
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+    assert tray.tooltip() == IDLE
+    check(client, server, one, spam(1), ham(2), spam(3), prefix=b"a")
+    assert tray.tooltip() == IDLE + " - 2 messages deleted"
+    red, white = tray.badge()
+    assert red > 20 and white > 5
+    check(client, server, one, spam(4), spam(5), spam(6), prefix=b"b")
+    assert tray.tooltip() == IDLE + " - 5 messages deleted"
+    picture("icon-5", tray.place, margin=4)
+    # A check that deletes nothing leaves the number.
+    check(client, server, one, ham(7), prefix=b"c")
+    assert tray.shown() is None and tray.badge()[0] > 20
+    one.write("Quillbeaker.ini", one.read("Quillbeaker.ini") + b"[OPTIONALMESSAGEBOXES]\nFilterDisableWarning=1\n")
+    one.command(COMMAND_SWITCH_FILTER)
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+
+
+def test_no_to_the_question_clears_the_number_too(program, client, server):
+    one = program({"TrayNumSeconds": 60})
+    tray = Tray(one)
+    check(client, server, one, spam(1))
+    eventually(lambda: tray.badge()[0] > 20, what="the number")
+    one.command(COMMAND_SWITCH_FILTER)
+    one.box("disable the spam filter").click(7)
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+
+
+def test_the_number_goes_after_its_time(program, client, server):
+    one = program({"TrayNumSeconds": 1})
+    tray = Tray(one)
+    check(client, server, one, spam(1))
+    began = time.monotonic()
+    eventually(lambda: tray.badge()[0] > 20, what="the number")
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+    assert 0.5 < time.monotonic() - began < 3
+
+
+def test_every_end_of_a_session_starts_the_time_anew(program, client, server):
+    one = program({"TrayNumSeconds": 4})
+    tray = Tray(one)
+    check(client, server, one, spam(1), prefix=b"a")
+    first = time.monotonic()
+    while time.monotonic() - first < 1.5:
+        time.sleep(0.1)
+    check(client, server, one, ham(1), prefix=b"b")
+    assert tray.badge()[0] > 20
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+    assert time.monotonic() - first > 5
+
+
+# -- what every session begins with -------------------------------------------------------------
+def test_old_messages_go_once_a_day(program, client, server):
+    one = program({"RecycleBinMaxDays": 10, "TrainingAreaMaxDays": 3})
+
+    def add_old(name):
+        one.bin_entry(name, b"Subject: old\r\n\r\nold\r\n", "jane @ 127.0.0.1", date=str(day_number() - 20))
+
+    add_old("old1.recycle")
+    assert one.bin_files() == ["old1.recycle"]  # the start of the program removes nothing
+    check(client, server, one, ham(1), prefix=b"a")
+    assert one.bin_files() == [] and one.bin_entries() == []
+    assert one.setting("RecycleOldMessagesLast") == str(day_number())
+    assert one.setting("TrainingAreaDeleteOldMessagesLast") == str(day_number())
+    add_old("old2.recycle")
+    check(client, server, one, ham(2), prefix=b"b")
+    assert one.bin_files() == ["old2.recycle"]
+
+
+def test_greeting_waits_for_the_purge(program, client):
+    """The client is greeted when the session has begun on the screen, not before."""
+    one = program()
+    client(one)
+    assert one.has_bubble()
+    assert one.main.send(WM_COMMAND, IDCANCEL) == 0
