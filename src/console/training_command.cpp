@@ -244,7 +244,7 @@ int Learn(Program& program, TrainingArea& area) {
     }
   };
   draw(true);
-  const TrainingLesson lesson = LearnFromTrainingArea(program, *entries, [&](const TrainingEntry&) {
+  const TrainingLesson lesson = LearnFromTrainingArea(program, *entries, {}, [&] {
     ++position;
     draw(position == marked);
   });

@@ -45,7 +45,8 @@ bool Remove(TrainingArea& area, const std::vector<std::string>& names) {
 }  // namespace
 
 TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
-                                     const std::function<void(const TrainingEntry&)>& on_entry) {
+                                     const std::function<void(const TrainingEntry&)>& on_entry,
+                                     const std::function<void()>& on_counted) {
   TrainingLesson lesson;
   std::vector<std::string> names;
   for (const TrainingEntry& entry : entries) {
@@ -63,6 +64,7 @@ TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingE
     } else {
       ++(entry.mark == TrainingMark::kSpam ? lesson.spam : lesson.good);
     }
+    if (on_counted) on_counted();
   }
   lesson.lists_saved = batch.Save();
   if (!lesson.lists_saved) {

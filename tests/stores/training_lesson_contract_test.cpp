@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/files.h"
 #include "support/training_fixture.h"
 #include "support/word_list_text.h"
 
@@ -84,6 +85,22 @@ TEST_F(TrainingLessonContractTest, WithoutMarksNothingIsReadOrWritten) {
   EXPECT_FALSE(surroundings.directory.Has(kBadListFile));
   EXPECT_EQ(Index(), index);
   EXPECT_EQ(LearnFromTrainingArea(program(), {}, nullptr).marked, 0U);
+}
+
+TEST_F(TrainingLessonContractTest, EachIsToldAsCountedBeforeAnythingIsSaved) {
+  AddMarked("meeting tomorrow", TrainingMark::kGood);
+  AddMarked("unmarked words", TrainingMark::kNone);
+  const std::string gone = AddMarked("pills pills", TrainingMark::kSpam);
+  const std::vector<TrainingEntry> rows = Rows();
+  ASSERT_TRUE(EraseFile(area().PathOfMessage(gone)));
+  int counted = 0;
+  LearnFromTrainingArea(program(), rows, {}, [&] {
+    ++counted;
+    EXPECT_FALSE(surroundings.directory.Has(kGoodListFile));
+    EXPECT_EQ(Rows().size(), 3U);
+  });
+  EXPECT_EQ(counted, 2);
+  EXPECT_EQ(Rows().size(), 1U);
 }
 
 TEST_F(TrainingLessonContractTest, WorksWithoutACallback) {
