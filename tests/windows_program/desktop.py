@@ -30,7 +30,8 @@ def need(name, package):
 class Desktop:
     """`environment` is what a program must be given to appear here."""
 
-    def __init__(self, prefix=None):
+    def __init__(self, prefix=None, display=None):
+        """`display` is a screen that is there already, a person's perhaps; without it a virtual one is made."""
         self.directory = tempfile.mkdtemp(prefix="qd-", dir="/tmp")
         self.children = []
         self.environment = {
@@ -40,7 +41,11 @@ class Desktop:
             "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d"}
         self.environment.pop("WAYLAND_DISPLAY", None)
         try:
-            self._start_screen()
+            if display is None:
+                self._start_screen()
+            else:
+                self.environment["DISPLAY"] = display
+                self.environment.setdefault("XAUTHORITY", os.path.expanduser("~/.Xauthority"))
             self._start_wine()
         except BaseException:
             self.stop()

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""demo.py [--stay]: the main job on real mail, told in plain words.
+"""demo.py [--console] [--stay]: the main job on real mail, told in plain words.
 
 Starts an ordinary user's Dovecot with a sample mailbox on loopback, starts Quillbeaker before it, lets
 a mail client check the mail through it, and says what happened. What it says is counted where it
 happened (server, mail client's folder, recycle bin); when the counts do not agree it ends with 1.
-With --stay the proxy then goes on until Ctrl+C. Nothing else that it starts outlives it.
+Quillbeaker is the Windows program under Wine, or with --console the program for the terminal.
+With --stay it then goes on until Ctrl+C. Nothing else that is started here outlives it.
 """
 import email.header
 import os
@@ -13,7 +14,6 @@ import shlex
 import shutil
 import signal
 import socket
-import subprocess
 import sys
 import time
 import xml.etree.ElementTree as ElementTree
@@ -26,6 +26,7 @@ sys.path[:0] = [str(TOP / "tests" / "e2e"), str(Path(__file__).resolve().parent)
 import sample_mailbox  # noqa: E402
 from dovecot import PASSWORD, Dovecot  # noqa: E402
 from mail_clients import Mpop  # noqa: E402
+from faces import ConsoleFace, WindowsFace  # noqa: E402
 from program import Quillbeaker, executable, free_port  # noqa: E402
 
 ACCOUNT = "sample"
@@ -134,7 +135,8 @@ def check_mail(proxy, server, samples):
     began = time.monotonic()
     client = Mpop()
     try:
-        fetched = client.fetch(proxy.port, f"127.0.0.1&{ACCOUNT}&{server.port}", PASSWORD, keep=False)
+        with proxy.watched_check():
+            fetched = client.fetch(proxy.port, f"127.0.0.1&{ACCOUNT}&{server.port}", PASSWORD, keep=False)
     finally:
         client.close()
     seconds = time.monotonic() - began
@@ -180,19 +182,7 @@ def stay(proxy, server, samples):
     line(f"The sample mailbox is filled again: user name 127.0.0.1&{ACCOUNT}&{server.port}, password {PASSWORD}.")
     line("Quillbeaker stays until Ctrl+C.")
     line()
-    port = proxy.port
-    proxy.stop()
-    program = subprocess.Popen([executable(), "run", "--directory", str(DIRECTORY), "--port", str(port)])
-    try:
-        return program.wait()
-    finally:
-        if program.poll() is None:
-            program.terminate()
-            try:
-                program.wait(15)
-            except subprocess.TimeoutExpired:
-                program.kill()
-                program.wait()
+    proxy.stay()
 
 
 class Interrupted(Exception):
@@ -205,19 +195,22 @@ def interrupted(*_):
     raise Interrupted
 
 
-def run(staying):
+def run(in_console, staying):
     samples = sample_mailbox.choose(TOP / "build" / "deps" / "corpus")
     prepare_directory()
     server = Dovecot(free_port())
-    proxy = Quillbeaker(str(DIRECTORY))
+    proxy = None
     try:
+        proxy = ConsoleFace(str(DIRECTORY)) if in_console else WindowsFace(str(DIRECTORY), TOP / "build" / "screenshots")
         server.mailbox(ACCOUNT, [sample.data for sample in samples])
         line()
         line(f"A POP3 server (Dovecot) runs on 127.0.0.1, port {server.port}, as an ordinary user.")
         describe_mailbox(samples)
         proxy.start(port_for_clients())
-        line(f"Quillbeaker runs on 127.0.0.1, port {proxy.port}.")
+        line(f"{proxy.description} runs on 127.0.0.1, port {proxy.port}.")
         agree = check_mail(proxy, server, samples)
+        for what, path in proxy.pictures():
+            line(f"Picture of {what}: {path}")
         explain(proxy.port, staying)
         if staying and agree:
             line()
@@ -226,22 +219,21 @@ def run(staying):
         return 0 if agree else 1
     finally:
         try:
-            if proxy.running():
-                proxy.process.kill()
-                proxy.process.wait()
+            if proxy is not None:
+                proxy.end()
         finally:
             server.stop()
 
 
 def main(arguments):
-    staying = arguments == ["--stay"]
-    if arguments and not staying:
+    in_console, staying = "--console" in arguments, "--stay" in arguments
+    if set(arguments) - {"--console", "--stay"}:
         line(__doc__.splitlines()[0])
         return 2
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, interrupted)
     try:
-        return run(staying)
+        return run(in_console, staying)
     except Interrupted:
         return 0 if staying else 130
     except AssertionError as failure:  # what the helpers of the end-to-end tests say when something is wrong
