@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -45,14 +46,11 @@ std::string Body(int number) {
 // message each.
 class Area {
  public:
+  // Made once and copied from then on: there is one for each system call.
   Area() {
-    for (int number : {0, 1}) EXPECT_TRUE(AddOne(number));
-    EXPECT_TRUE(store().SetMark(std::vector<std::string>{NameOf(0)}, TrainingMark::kSpam));
-    EXPECT_TRUE(store().SetMark(std::vector<std::string>{NameOf(1)}, TrainingMark::kGood));
-    MailMessage message;
-    message.ParseText(TrainingMail("earlier lesson \r\n"));
-    EXPECT_TRUE(LearnMessage(program(), message, LearnKind::kGood));
-    EXPECT_TRUE(LearnMessage(program(), message, LearnKind::kSpam));
+    static const std::map<std::string, std::string> first = MakeFirst();
+    for (const auto& [name, bytes] : first)
+      EXPECT_TRUE(surroundings.directory.Put("training/" + name, bytes));
   }
 
   Program& program() { return surroundings.program(); }
@@ -115,6 +113,25 @@ class Area {
   TestProgram surroundings;
 
  private:
+  enum class Empty { kEmpty };
+  explicit Area(Empty) {}
+
+  static std::map<std::string, std::string> MakeFirst() {
+    Area area(Empty::kEmpty);
+    for (const int number : {0, 1}) EXPECT_TRUE(area.AddOne(number));
+    EXPECT_TRUE(area.store().SetMark(std::vector<std::string>{NameOf(0)}, TrainingMark::kSpam));
+    EXPECT_TRUE(area.store().SetMark(std::vector<std::string>{NameOf(1)}, TrainingMark::kGood));
+    MailMessage message;
+    message.ParseText(TrainingMail("earlier lesson \r\n"));
+    EXPECT_TRUE(LearnMessage(area.program(), message, LearnKind::kGood));
+    EXPECT_TRUE(LearnMessage(area.program(), message, LearnKind::kSpam));
+    std::map<std::string, std::string> files;
+    for (const std::string& name : ListFiles(area.store().directory(), "")) {
+      files[name] = area.surroundings.directory.Get("training/" + name).value_or("");
+    }
+    return files;
+  }
+
   std::unique_ptr<TrainingArea> store_;
 };
 
