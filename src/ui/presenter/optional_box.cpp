@@ -18,8 +18,10 @@ void WrapLine(std::wstring_view line, int widest,
     const std::size_t blank = line.substr(0, fits + 1).rfind(L' ');
     const bool at_blank = blank != std::wstring_view::npos && blank > 0;
     wrapped += line.substr(0, at_blank ? blank : fits);
-    wrapped += L'\n';
     line.remove_prefix(at_blank ? blank + 1 : fits);
+    if (!line.empty()) {
+      wrapped += L'\n';
+    }
   }
   wrapped += line;
 }
