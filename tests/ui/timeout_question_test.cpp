@@ -47,7 +47,11 @@ TEST_F(TimeoutQuestionTest, AbortAborts) {
 
 TEST_F(TimeoutQuestionTest, EveryOtherWayWaits) {
   for (int way = 0; way < 3; ++way) {
-    Ask();
+    // The window goes a moment before another question may be asked.
+    test::WaitFor([this] {
+      Ask();
+      return Question() != nullptr;
+    });
     const HWND window = Shown();
     ASSERT_NE(window, nullptr);
     if (way == 0) test::Press(window, IDCANCEL);
