@@ -3,12 +3,15 @@
 #include "stores/training_lesson.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
 #include "message/mail_message.h"
+#include "platform/file_lock.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -17,6 +20,10 @@ namespace {
 bool IsLearnt(const TrainingEntry& entry) {
   return entry.mark != TrainingMark::kNone && !entry.name.empty();
 }
+
+// In the program directory. Held over a whole lesson: two at once, in two processes perhaps, would count the same
+// messages twice. The second one finds their files gone.
+constexpr std::string_view kLessonLock = "training/lesson.lock";
 
 // Counts the text that the entry names; false when there is none to be read.
 bool CountEntry(const TrainingArea& area, const TrainingEntry& entry, LearningBatch& batch) {
@@ -56,6 +63,8 @@ TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingE
   if (names.empty()) return lesson;
 
   TrainingArea area(program);
+  StoreLock lesson_lock(program.PathOf(kLessonLock));
+  std::unique_ptr<StoreLockGuard> only_lesson = lesson_lock.Acquire();
   LearningBatch batch(program);
   for (const TrainingEntry& entry : entries) {
     if (!IsLearnt(entry)) continue;
@@ -72,6 +81,7 @@ TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingE
     return lesson;
   }
   lesson.removed = Remove(area, names);
+  only_lesson.reset();
   if (!lesson.removed || !on_entry) return lesson;
   for (const TrainingEntry& entry : entries) {
     if (IsLearnt(entry)) on_entry(entry);

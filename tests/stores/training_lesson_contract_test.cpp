@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "platform/files.h"
@@ -260,6 +261,20 @@ TEST_F(TrainingLessonContractTest, NoLockIsHeldWhileTheCallerIsTold) {
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(EntryNames(), stays + " ");
   EXPECT_EQ(Good(), (ListedWords{3, {{"meeting", 1}, {"tomorrow", 1}, {"counted", 2}}}));
+}
+
+TEST_F(TrainingLessonContractTest, TwoLessonsAtOnceLearnEachMessageOnce) {
+  constexpr int kMessages = 40;
+  for (int i = 0; i < kMessages; ++i) AddMarked("pills number" + std::to_string(i), TrainingMark::kSpam);
+  const std::vector<TrainingEntry> rows = Rows();
+  std::vector<std::thread> lessons;
+  for (int i = 0; i < 3; ++i) {
+    lessons.emplace_back([&] { LearnFromTrainingArea(program(), rows, {}); });
+  }
+  for (std::thread& lesson : lessons) lesson.join();
+  EXPECT_EQ(Bad().messages, kMessages);
+  EXPECT_EQ(Bad()["pills"], kMessages);
+  EXPECT_TRUE(MessageFiles().empty());
 }
 
 TEST_F(TrainingLessonContractTest, ADoctoredNameIsNeitherReadNorDeleted) {
