@@ -13,6 +13,7 @@ int RunProxy(Program& program, const RunOptions& options);
 int Inspect(Program& program, const InspectOptions& options);
 int Serialise(Program& program, const SerialiseOptions& options);
 int Classify(Program& program, const ClassifyOptions& options);
+int Explain(Program& program, const ExplainOptions& options);
 int Learn(Program& program, const LearnOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
 int ManageBin(Program& program, const BinOptions& options);

@@ -22,6 +22,7 @@ struct Execute {
   int operator()(const InspectOptions& options) const { return Inspect(program, options); }
   int operator()(const SerialiseOptions& options) const { return Serialise(program, options); }
   int operator()(const ClassifyOptions& options) const { return Classify(program, options); }
+  int operator()(const ExplainOptions& options) const { return Explain(program, options); }
   int operator()(const LearnOptions& options) const { return Learn(program, options); }
   int operator()(const SendersOptions& options) const { return ManageSenders(program, options); }
   int operator()(const BinOptions& options) const { return ManageBin(program, options); }

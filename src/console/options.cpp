@@ -114,6 +114,10 @@ class CommandLineParser {
         AddMailCommand("classify", "Tell what a mail check would decide, and why", classify_.mail, true);
     classify->add_flag("--json", classify_.json, "One JSON object per file");
     classify->callback([this] { result_.command = classify_; });
+    CLI::App* explain = AddMailCommand(
+        "explain", "Tell everything that a message's judgement goes by", explain_.mail, false);
+    explain->add_flag("--json", explain_.json, "As a JSON object");
+    explain->callback([this] { result_.command = explain_; });
   }
 
   void AddLearn() {
@@ -240,6 +244,7 @@ class CommandLineParser {
   InspectOptions inspect_;
   SerialiseOptions serialise_;
   ClassifyOptions classify_;
+  ExplainOptions explain_;
   LearnOptions learn_;
   SendersOptions senders_;
   bool is_blocked_ = false;  // the other choice to is_friend

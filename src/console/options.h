@@ -40,6 +40,11 @@ struct ClassifyOptions {
   bool json = false;
 };
 
+struct ExplainOptions {
+  MailFileOptions mail;  // one file
+  bool json = false;
+};
+
 struct SendersOptions {
   enum class Action { kList, kLookUp, kAdd, kRemove } action = Action::kList;
   std::string address;
@@ -74,8 +79,9 @@ struct LearnOptions {
   bool json = false;
 };
 
-using CommandOptions = std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions,
-                                    LearnOptions, SendersOptions, BinOptions, TrainingOptions, StatsOptions>;
+using CommandOptions =
+    std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, ExplainOptions, LearnOptions,
+                 SendersOptions, BinOptions, TrainingOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

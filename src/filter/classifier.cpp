@@ -17,8 +17,6 @@ namespace quillbeaker {
 namespace {
 
 constexpr double kUndecided = 0.4;                 // of a word, and of a message, that the lists do not know
-constexpr double kSpamFrom = 0.9;                  // learnt probability that settles it
-constexpr double kSurelyGood = 3e-7;               // up to here the spam words are not asked
 constexpr std::uint64_t kFewestSightings = 6;      // of a word, the good ones counted double
 constexpr std::size_t kLearntWordsCapacity = 100;  // bytes, a terminating zero included
 constexpr std::size_t kSpamWordsCapacity = 255;

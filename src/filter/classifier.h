@@ -18,6 +18,10 @@
 
 namespace quillbeaker {
 
+// Learnt probabilities that settle a message without the spam words: spam from here on, good up to there.
+inline constexpr double kSpamFrom = 0.9;
+inline constexpr double kSurelyGood = 3e-7;
+
 // The learnt words that are asked about a message, and what they say together.
 struct LearntEvidence {
   static constexpr std::size_t kMostTelling = 15;
