@@ -120,6 +120,9 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& res
       SetTextColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOWTEXT));
       result = reinterpret_cast<LRESULT>(background_.get());
       return true;
+    case WM_DPICHANGED:
+      Arrange();
+      return true;
     case WM_MOUSEACTIVATE:
       result = MA_NOACTIVATE;
       return true;
