@@ -21,7 +21,10 @@ void AddLine(std::string& lines, Text text, std::initializer_list<std::string> a
 void AddRules(std::string& lines, const BulkReport& report) {
   const LearningSizes sizes = SizesLearnt(report);
   if (report.keen_refused) AddLine(lines, Text::kLearnKeenRefused, {Number(kKeenFrom), Number(sizes.good)});
-  if (report.good_weight > 1) AddLine(lines, Text::kLearnGoodWeight, {Number(report.good_weight)});
+  if (report.good_weight > 1) {
+    AddLine(lines, Text::kLearnGoodWeight,
+            {Number(report.good_weight), Number(kWeightGoodBelow), Number(kGoodPerSpamUnweighted)});
+  }
   if (report.spam_weight > 1) AddLine(lines, Text::kLearnSpamWeight, {Number(report.spam_weight)});
   if (report.long_good_left_out > 0) {
     AddLine(lines, Text::kLearnLongLeftOut, {Number(report.long_good_left_out), Number(kLongMail)});

@@ -54,5 +54,5 @@ def test_files_that_are_named_exist(name):
 def test_commands_that_are_shown_exist(name):
     for command in set(re.findall(r"quillbeaker-cli ((?:senders|bin) )?([a-z]+)", text_of(name))):
         words = " ".join(command).split()
-        if command[1] in ("run", "inspect", "serialise", "classify") or command[0]:
+        if command[1] in ("run", "inspect", "serialise", "classify", "explain", "learn") or command[0]:
             assert run_cli(*words, "--help").returncode == 0, words

@@ -250,6 +250,9 @@ def test_word_lists_are_read_byte_by_byte(home, printed):
     code, text = printed("classify", "--json", "offer.eml")
     assert code == 0 and in_order(text) == in_order(examples()["classify --json offer.eml, learnt"])
 
+    code, why = printed("explain", "--json", "offer.eml")
+    assert code == 0 and in_order(why) == in_order(examples()["explain --json offer.eml, learnt"])
+
     # The same number from the records: each word's share of spam, 0.4 where fewer than six sightings are known.
     tokens = json.loads(printed("inspect", "offer.eml")[1])["tokens"]
     spam = ham = 1.0
@@ -489,6 +492,11 @@ def test_made_up_ids_look_as_shown(home, server, client):
 def test_json_of_mails_is_as_shown(printed, arguments, code):
     exit_code, text = printed(*arguments.split())
     assert exit_code == code and in_order(text) == in_order(examples()[arguments])
+
+
+def test_json_of_learning_is_as_shown(printed):
+    code, text = printed("learn", "--yes", "--json", "--good", "lunch.eml", "--spam", "offer.eml")
+    assert code == 0 and in_order(text) == in_order(examples()["learn --json"])
 
 
 def test_reasons_are_those_of_the_page(home, printed):

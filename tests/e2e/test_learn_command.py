@@ -155,8 +155,8 @@ def test_people_are_told_what_was_done_and_why(home):
     words = len(word_list(home, "good")[1]), len(word_list(home, "bad")[1])
     assert told == (
         "Learnt 300 good messages and 100 spam messages.\n"
-        "Each good message was counted 3 times, because there is little good mail: so its words speak for a message "
-        "from their first occurrence on.\n"
+        "Each good message was counted 3 times, because there are fewer than 400 of them, or fewer than 2 for each spam "
+        "message: so their words count from their first occurrence on.\n"
         f"The filter now knows 900 good messages with {words[0]} different words, and 100 spam messages with "
         f"{words[1]}.\n")
 
