@@ -23,6 +23,9 @@ using std::chrono::milliseconds;
 
 // Waits are cut into slices, because not every system wakes a wait when another thread shuts the socket down.
 constexpr milliseconds kSlice{250};
+// The same for the wait for a client, which is woken by a connection of our own: only should that fail, too, is the
+// end noticed so late. A shorter one would wake a program that has nothing to do.
+constexpr milliseconds kIdleSlice{std::chrono::minutes(1)};
 // A wait beyond this is for ever, and can be added to any moment without an overflow.
 constexpr milliseconds kLongestWait{std::chrono::hours(24 * 365)};
 // What a server may cost that never stops sending while we close.
@@ -127,7 +130,7 @@ class SocketConnection : public Connection {
 
 class LoopbackListener : public Listener {
  public:
-  explicit LoopbackListener(Socket socket) : socket_(std::move(socket)) {}
+  LoopbackListener(Socket socket, std::uint16_t port) : socket_(std::move(socket)), port_(port) {}
 
   std::unique_ptr<Connection> Accept() override {
     while (!stopped_) {
@@ -145,7 +148,7 @@ class LoopbackListener : public Listener {
           break;
         case SocketStatus::kWouldBlock: {
           WatchedSocket watched{&socket_, false, false};
-          WaitForSockets(std::span(&watched, 1), kSlice);
+          WaitForSockets(std::span(&watched, 1), kIdleSlice);
           break;
         }
       }
@@ -154,12 +157,16 @@ class LoopbackListener : public Listener {
   }
 
   void Stop() override {
-    stopped_ = true;
+    if (stopped_.exchange(true)) return;
     ShutDownBoth(socket_);
+    // Windows does not wake who waits for a client then, but a client does everywhere.
+    for (const SocketAddress& address : ResolveNow("127.0.0.1", port_)) waker_ = StartConnecting(address);
   }
 
  private:
   Socket socket_;
+  std::uint16_t port_;
+  Socket waker_;  // kept: closed at once it might not arrive
   std::atomic<bool> stopped_{false};
 };
 
@@ -244,7 +251,7 @@ std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog) {
   if (port < 1 || port > 65535) return nullptr;
   Socket socket = ListenOnLoopbackNow(static_cast<std::uint16_t>(port), backlog);
   if (!socket.valid()) return nullptr;
-  return std::make_unique<LoopbackListener>(std::move(socket));
+  return std::make_unique<LoopbackListener>(std::move(socket), static_cast<std::uint16_t>(port));
 }
 
 ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
