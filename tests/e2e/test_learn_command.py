@@ -214,7 +214,9 @@ def peak_kilobytes(*arguments):
     """Exit code and peak memory of one run."""
     code = ("import resource, subprocess, sys; done = subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL); "
             "print(done.returncode, resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
+    # The address sanitizer would keep what was given back.
     done = subprocess.run([sys.executable, "-c", code, executable(), *arguments], stdout=subprocess.PIPE,
+                          env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"},
                           preexec_fn=end_with_the_tests, timeout=120, check=True)
     return tuple(map(int, done.stdout.split()))
 
