@@ -97,29 +97,54 @@ bool LearningBatch::AddToDisk(const WordCountTable& list, const Base& base, Word
   return true;
 }
 
-// On failure nothing of the batch has changed, or a second attempt would count twice.
-bool LearningBatch::SaveList(WordCountTable& list, Base& base) {
-  if (base.certain && StateOfFile(list.file_name()) == base.file) {
-    if (!list.Save()) return false;
-  } else {
-    WordCountTable fresh;
-    std::uint64_t refusals = base.refusals;
-    if (!AddToDisk(list, base, fresh, refusals) || !fresh.Save()) return false;
-    list = std::move(fresh);
-    base.refusals = refusals;
-  }
-  Remember(list, base);
-  base.certain = false;
-  return true;
+bool LearningBatch::Merge(const WordCountTable& list, const Base& base, Merged& merged) {
+  merged.refusals = base.refusals;
+  if (base.certain && StateOfFile(list.file_name()) == base.file) return true;
+  return AddToDisk(list, base, merged.fresh.emplace(), merged.refusals);
 }
 
+void LearningBatch::TakeOver(Merged& merged, WordCountTable& list, Base& base) {
+  if (merged.fresh) list = std::move(*merged.fresh);
+  base.refusals = merged.refusals;
+  Remember(list, base);
+  base.certain = false;
+}
+
+// The list that nothing was counted into goes first: when the other one then cannot be written, nothing has
+// changed. Only where both were counted into the first must be brought back.
+bool LearningBatch::SaveBoth(const Merged& good, const Merged& bad) const {
+  const WordCountTable* first = good.fresh ? &*good.fresh : &tables_.good;
+  const WordCountTable* second = bad.fresh ? &*bad.fresh : &tables_.bad;
+  const bool good_changes = tables_.good.messages != good_.messages;
+  const bool bad_changes = tables_.bad.messages != bad_.messages;
+  if (good_changes && !bad_changes) std::swap(first, second);
+  if (!good_changes || !bad_changes) return first->Save() && second->Save();
+
+  const std::optional<std::string> before = ReadWholeFile(first->file_name());
+  if (!before && StateOfFile(first->file_name()).exists) return false;
+  if (!first->Save()) return false;
+  if (second->Save()) return true;
+  if (before) {
+    static_cast<void>(ReplaceWholeFile(first->file_name(), *before));
+  } else {
+    EraseFile(first->file_name());
+  }
+  return false;
+}
+
+// On failure nothing of the batch has changed, or a second attempt would count twice.
 bool LearningBatch::Save() {
   if (empty()) return true;
   const std::string directory = program_.PathOf(kListDirectory);
   if (!MakeDirectory(directory)) return false;
   StoreLock lock(program_.PathOf(kWordListLock));
   const auto held = lock.Acquire();
-  if (!SaveList(tables_.good, good_) || !SaveList(tables_.bad, bad_)) return false;
+  Merged good;
+  Merged bad;
+  if (!Merge(tables_.good, good_, good) || !Merge(tables_.bad, bad_, bad)) return false;
+  if (!SaveBoth(good, bad)) return false;
+  TakeOver(good, tables_.good, good_);
+  TakeOver(bad, tables_.bad, bad_);
   // Whoever deletes what was learnt from goes by this.
   FlushDirectory(directory);
   counted_ = 0;

@@ -7,6 +7,7 @@
 // process, each list is the old or the new one. One thread per batch.
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -57,12 +58,21 @@ class LearningBatch {
     std::uint64_t refusals = 0;  // occurrences of them, since the batch was made
   };
 
+  // A list as it shall be saved: that of the disk plus what was counted, or the batch's own where the disk has
+  // what it was loaded from.
+  struct Merged {
+    std::optional<WordCountTable> fresh;
+    std::uint64_t refusals = 0;
+  };
+
   void Load();
   static void Remember(const WordCountTable& list, Base& base);
   static void CountInto(const WordCountTable& words, std::uint32_t times, WordCountTable& list, Base& base);
   static bool AddToDisk(const WordCountTable& list, const Base& base, WordCountTable& fresh,
                         std::uint64_t& refusals);
-  static bool SaveList(WordCountTable& list, Base& base);
+  static bool Merge(const WordCountTable& list, const Base& base, Merged& merged);
+  static void TakeOver(Merged& merged, WordCountTable& list, Base& base);
+  bool SaveBoth(const Merged& good, const Merged& bad) const;
 
   Program& program_;
   WordTables tables_;  // loaded lists plus what was counted

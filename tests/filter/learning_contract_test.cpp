@@ -239,12 +239,39 @@ TEST_F(LearningContractTest, SpamIsNotCountedTwiceWhenOnlyTheOtherListWasRefused
     surroundings.directory.SetReadOnly(refused, true);
     EXPECT_FALSE(batch.Save());
     surroundings.directory.SetReadOnly(refused, false);
+    EXPECT_EQ(Good(), good) << refused;
+    EXPECT_EQ(Bad(), bad) << refused;
     EXPECT_TRUE(batch.Save());
     EXPECT_EQ(Good()["old"], good["old"] + 1) << refused;
     EXPECT_EQ(Good().messages, good.messages + 1) << refused;
     EXPECT_EQ(Bad()["old"], bad["old"] + 1) << refused;
     EXPECT_EQ(Bad().messages, bad.messages + 1) << refused;
   }
+}
+
+// Who is told that nothing was learnt, and tries once more, must not teach one half twice.
+TEST_F(LearningContractTest, AListThatWasNotThereIsNotThereAfterAHalfFailedSave) {
+  ASSERT_TRUE(PutList(kBadListFile, {1, {{"old", 1}}}));
+  LearningBatch batch(program());
+  batch.Count(*Parsed("new \r\n"), LearnKind::kGood);
+  batch.Count(*Parsed("new \r\n"), LearnKind::kSpam);
+  surroundings.directory.SetReadOnly(kBadListFile, true);
+  EXPECT_FALSE(batch.Save());
+  surroundings.directory.SetReadOnly(kBadListFile, false);
+  EXPECT_FALSE(surroundings.directory.Has(kGoodListFile));
+  EXPECT_TRUE(batch.Save());
+  EXPECT_EQ(Good(), (ListedWords{1, {{"new", 1}}}));
+  EXPECT_EQ(Bad(), (ListedWords{2, {{"old", 1}, {"new", 1}}}));
+}
+
+TEST_F(LearningContractTest, NeitherListIsWrittenWhenOneCanNotBeRead) {
+  ASSERT_TRUE(PutList(kGoodListFile, {1, {{"old", 1}}}));
+  ASSERT_TRUE(surroundings.directory.MakeFolder(kBadListFile));
+  LearningBatch batch(program());
+  batch.Count(*Parsed("new \r\n"), LearnKind::kGood);
+  batch.Count(*Parsed("new \r\n"), LearnKind::kSpam);
+  EXPECT_FALSE(batch.Save());
+  EXPECT_EQ(Good(), (ListedWords{1, {{"old", 1}}}));
 }
 
 TEST_F(LearningContractTest, AFullListRefusesNewWordsAndCountsKnownOnes) {
