@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "message/decoded_text.h"
 #include "platform/files.h"
@@ -50,9 +50,9 @@ std::vector<bool> TrainingArea::Add(std::span<const MailMessage* const> messages
   const auto held = lock_.Acquire();
   const Index index = OpenIndex();
   if (index.root == nullptr) return added;
-  std::unordered_set<std::string> listed;
+  std::unordered_map<std::string, xmlNode*> listed;
   training_index::ForEachEntry(
-      index.root, [&](const xmlNode* entry) { listed.insert(TextAttribute(entry, training_index::kName)); });
+      index.root, [&](xmlNode* entry) { listed.emplace(TextAttribute(entry, training_index::kName), entry); });
   std::string text;
   bool any = false;
   for (std::size_t i = 0; i < messages.size(); ++i) {
@@ -60,12 +60,15 @@ std::vector<bool> TrainingArea::Add(std::span<const MailMessage* const> messages
     std::string name = NameOfText(text);
     std::string path = directory_ + name;
     // Deliberate: the checksum stands for the text. Of two texts that share one, the second is not kept.
-    if (listed.contains(name) && FileExists(path)) continue;
+    const auto former = listed.find(name);
+    if (former != listed.end() && FileExists(path)) continue;
     const Kept kept = KeepText(path, text);
     if (kept == Kept::kNot) continue;
     if (kept == Kept::kNew) new_paths.push_back(std::move(path));
-    training_index::AppendEntry(index.root, name, *messages[i], text.size());
-    listed.insert(std::move(name));
+    // An entry whose file was lost makes room: by its name it would take the new file with it when it goes.
+    if (former != listed.end()) RemoveElement(former->second);
+    xmlNode* const entry = training_index::AppendEntry(index.root, name, *messages[i], text.size());
+    listed.insert_or_assign(std::move(name), entry);
     added[i] = true;
     any = true;
   }

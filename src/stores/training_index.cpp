@@ -12,7 +12,7 @@
 namespace quillbeaker::training_index {
 
 // The order of the attributes is part of the file's format.
-void AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size) {
+xmlNode* AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size) {
   // Deliberate: without a Date field the all-zero date is written as it is, unlike in the recycle bin. Its
   // day number lies far in the future, which keeps the entry out of every purge.
   CalendarTime date;
@@ -28,6 +28,7 @@ void AppendEntry(xmlNode* root, std::string_view name, const MailMessage& messag
   SetAttribute(entry, kDate, std::to_string(DayNumber(date)));
   SetAttribute(entry, kTime, TimeText(date));
   SetAttribute(entry, kSize, std::to_string(size));
+  return entry;
 }
 
 TrainingEntry ReadEntry(const xmlNode* entry) {

@@ -29,7 +29,7 @@ inline constexpr const char* kSize = "size";
 inline constexpr const char* kMark = "mark";
 
 // Appends the entry of a message whose decoded text of `size` bytes is in the file `name`.
-void AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size);
+xmlNode* AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size);
 
 TrainingEntry ReadEntry(const xmlNode* entry);
 void WriteMark(xmlNode* entry, TrainingMark mark);

@@ -29,7 +29,8 @@ struct TrainingLesson {
 // Learns from those of `entries` (as List gave them, in that order) that carry a mark and a file name; with
 // none nothing is read or written. `on_entry`, which may be empty, is called for each of them once it has
 // left the area, with no lock held: a window removes the row there. `on_counted` is called for each as soon
-// as its text was counted or found missing, before anything is saved: a progress bar steps there.
+// as its text was counted or found missing, before anything is saved: a progress bar steps there. No store is
+// locked then, but no other lesson can begin: it must not start one.
 TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
                                      const std::function<void(const TrainingEntry&)>& on_entry,
                                      const std::function<void()>& on_counted = {});

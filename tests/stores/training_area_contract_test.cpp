@@ -266,9 +266,12 @@ TEST_F(TrainingAreaContractTest, AFileWithoutAnEntryIsKeptWhenItsEntryCanNotBeWr
 }
 
 TEST_F(TrainingAreaContractTest, AnEntryWithoutItsFileDoesNotStopTheTextFromBeingKept) {
-  ASSERT_TRUE(PutIndex("<message filename=\"9299837f.eml\"/>"));
+  ASSERT_TRUE(PutIndex("<message filename=\"9299837f.eml\" date=\"1\"/><message filename=\"1.eml\"/>"));
   EXPECT_TRUE(Add(TrainingMail("Hello\r\n")));
   EXPECT_EQ(GetFile("9299837f.eml"), kHello);
+  // One entry per text: the old one's age would soon take the new one's file.
+  EXPECT_EQ(EntryNames(), "1.eml 9299837f.eml ");
+  EXPECT_NE(Entries().back()["date"], "1");
 }
 
 // -- listing ----------------------------------------------------------------------------------------------------

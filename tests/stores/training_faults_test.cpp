@@ -71,6 +71,27 @@ TEST_F(TrainingPurgeTest, RemembersTheDayAndPurgesOnceADay) {
   EXPECT_EQ(Last(), 2453798);
 }
 
+// The number of days comes from the configuration too: one that cannot be used must not cost mail.
+TEST_F(TrainingPurgeTest, WithoutNotingTheDayNothingIsRemoved) {
+  ASSERT_TRUE(PutEntries({"2453794", "2453795"}));
+  ASSERT_TRUE(program().Write(keys::kTrainingAreaDeleteOldMessagesLast, 1));
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", true);
+  area().Purge(3);
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", false);
+  EXPECT_EQ(EntryNames(), "2453794.eml 2453795.eml ");
+  EXPECT_TRUE(HasFile("2453794.eml"));
+  EXPECT_EQ(Last(), 1);
+}
+
+TEST_F(TrainingPurgeTest, AnIndexThatCanNotBeWrittenKeepsItsTexts) {
+  ASSERT_TRUE(PutEntries({"2453794", "2453795"}));
+  surroundings.directory.SetReadOnly("training/training.xml", true);
+  area().Purge(3);
+  surroundings.directory.SetReadOnly("training/training.xml", false);
+  EXPECT_EQ(EntryNames(), "2453794.eml 2453795.eml ");
+  EXPECT_EQ(MessageFiles(), Names({"2453794.eml", "2453795.eml"}));
+}
+
 TEST_F(TrainingPurgeTest, GoesByTheLocalDay) {
   surroundings.clock.utc = CalendarTime{2006, 3, 3, 1, 23, 0, 0, 0};
   surroundings.clock.local = CalendarTime{2006, 3, 4, 2, 0, 0, 0, 0};
@@ -175,6 +196,16 @@ TEST_F(TrainingFaultsTest, AnUnreadableIndexIsReplacedAndKeptAside) {
     EXPECT_EQ(Index(), std::string(kTrainingHeader) + "<training/>\n");
     EXPECT_EQ(GetFile("training.xml.bad"), text);
   }
+}
+
+TEST_F(TrainingFaultsTest, AnIndexThatCanNotBeKeptAsideIsNotReplaced) {
+  ASSERT_TRUE(PutFile("training.xml", kOther));
+  ASSERT_TRUE(surroundings.directory.MakeFolder("training/training.xml.bad"));
+  EXPECT_FALSE(Add(TrainingMail("Hello\r\n")));
+  EXPECT_TRUE(area().List().has_value());
+  area().Purge(3);
+  EXPECT_EQ(Index(), kOther);
+  EXPECT_TRUE(MessageFiles().empty());
 }
 
 TEST_F(TrainingFaultsTest, AnExternalEntityIsNotRead) {
