@@ -51,6 +51,11 @@ libbenchmark-dev             benchmarks of the parts
 bogofilter                   the filter that whole-program speed is compared with
 time                         peak memory of a program
 '
+packages_derive='
+python3-numpy                deriving the shipped spam words
+python3-scipy                deriving the shipped spam words
+wamerican                    tells words from names and fragments there
+'
 packages_fuzz='
 clang                        compiles the fuzz targets
 libclang-rt-14-dev           libFuzzer itself
@@ -83,7 +88,7 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz, bench).
+# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz, bench, derive).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do
