@@ -22,10 +22,10 @@ class Settings:
     letter_weight: float = 3.0  # newsletters among the good mail
     highest: float = 0.3  # weight of a phrase
     highest_of_words: float = 0.15  # weight of a single word
-    highest_of_everyday: float = 0.2  # weight of a phrase or word with a word of everyday_words.txt
+    highest_of_everyday: float = 0.25  # weight of a phrase or word with a word of everyday_words.txt
     ridge: float = 1e-3
     lasso: float = 1e-3
-    samples: int = 8  # the weights are the mean of so many fits, each of mail drawn at random ...
+    samples: int = 24  # the weights are the mean of so many fits, each of mail drawn at random ...
     features: float = 0.7  # ... and of this share of the phrases
 
 

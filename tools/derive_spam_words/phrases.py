@@ -12,7 +12,7 @@ HERE = Path(__file__).resolve().parent
 DICTIONARY = Path("/usr/share/dict/american-english")
 
 LONGEST = 5  # words
-SAME_NEIGHBOUR = 0.8  # share of a phrase's places
+SAME_NEIGHBOUR = 0.9  # share of a phrase's places
 STYLE_RULES = re.compile(r"/\*.*?\*/|\{[^{}]*\}", re.DOTALL)
 _WORD = r"(?:[a-z]+(?:['-][a-z]+)*|\d{1,3}%?(?![\d,.:/%-])|us\$|\$\$+|!!!+)"
 # Words with one blank between them, as a phrase is found: byte by byte, never across the end of a line.
