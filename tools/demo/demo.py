@@ -10,6 +10,7 @@ With --stay it then goes on until Ctrl+C. Nothing else that is started here outl
 """
 import email.header
 import os
+import re
 import shlex
 import shutil
 import signal
@@ -32,6 +33,7 @@ from program import Quillbeaker, executable, free_port  # noqa: E402
 ACCOUNT = "sample"
 DIRECTORY = TOP / "build" / "demo"
 SETTINGS = Path(__file__).resolve().parent
+SHIPPED_WORDS = TOP / "resources" / "spampoints.ini"
 USUAL_PORT = 11110  # the same at each run, so that a mail client's account stays right
 SUBJECT_WIDTH = 46
 
@@ -66,8 +68,13 @@ def prepare_directory():
         line(f"The recycle bin of an earlier run may hold mail of your own; it is kept in {kept}.")
     shutil.rmtree(DIRECTORY, ignore_errors=True)
     DIRECTORY.mkdir(parents=True)
-    for name in ("Quillbeaker.ini", "spampoints.ini"):
-        shutil.copy(SETTINGS / name, DIRECTORY / name)
+    for source in (SETTINGS / "Quillbeaker.ini", SHIPPED_WORDS):
+        shutil.copy(source, DIRECTORY / source.name)
+
+
+def threshold():
+    """Percent from which the shipped table calls a mail spam at the demonstration's level."""
+    return re.search(r"(?m)^level50=(\d+)", SHIPPED_WORDS.read_text("latin-1")).group(1)
 
 
 def printable(text, width):
@@ -98,7 +105,7 @@ def report_spam(entries):
         chance = entry.get("probability")
         why = f"{float(chance) * 100:4.0f} %  {printable(words, 60)}" if chance and words else "     -  sender is blocked"
         line(f"  {printable(entry.get('subject', '(no subject)'), SUBJECT_WIDTH):<{SUBJECT_WIDTH}} {why}")
-    line("  (Percent: the weights of the spam words found, added up; from 95 on it is spam.)")
+    line("  (Percent: the weights of the spam words found, added up; from " + threshold() + " on it is spam.)")
 
 
 def subjects_of(messages):
@@ -127,7 +134,7 @@ def report_mistakes(samples, delivered):
         caught_good += not sample.is_spam and not here
     line(f"  Of the {sum(s.is_spam for s in samples)} spam messages {missed} got through; "
          f"good ones taken for spam: {caught_good}.")
-    line("  (The demonstration has a small word table and has learnt nothing yet.)")
+    line("  (The filter has learnt nothing yet: these are the words it comes with, and the senders of the demonstration's lists.)")
 
 
 def check_mail(proxy, server, samples):

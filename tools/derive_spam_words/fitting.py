@@ -20,9 +20,10 @@ class Settings:
     nearly_same: float = 0.9  # a phrase inside another one that stands in so much of its mail is left out
     good_weight: float = 100.0  # all good mail against all spam
     letter_weight: float = 3.0  # newsletters among the good mail
-    highest: float = 0.3  # weight of a phrase
-    highest_of_words: float = 0.15  # weight of a single word
-    highest_of_everyday: float = 0.25  # weight of a phrase or word with a word of everyday_words.txt
+    highest: float = 0.35  # weight of a phrase
+    highest_of_words: float = 0.1  # weight of a single word
+    highest_of_everyday: float = 0.25  # weight of what has a word of everyday_words.txt
+    highest_of_private: float = 0.1  # weight of what has a word of private_words.txt
     ridge: float = 1e-3
     lasso: float = 1e-3
     samples: int = 24  # the weights are the mean of so many fits, each of mail drawn at random ...
@@ -128,7 +129,8 @@ def fit(matrix, mails, among, candidates, settings, seed=0):
     weights = _mail_weights(mails, among, settings)
     highest = numpy.array([settings.highest if " " in candidates.phrases[c] else settings.highest_of_words
                            for c in chosen])
-    highest = numpy.where(candidates.everyday[chosen], numpy.minimum(highest, settings.highest_of_everyday), highest)
+    of_kind = numpy.array([settings.highest, settings.highest_of_everyday, settings.highest_of_private])
+    highest = numpy.minimum(highest, of_kind[candidates.kind[chosen]])
     random = numpy.random.RandomState(seed)
     total = numpy.zeros(len(chosen))
     for _ in range(settings.samples):

@@ -19,6 +19,7 @@ _WORD = r"(?:[a-z]+(?:['-][a-z]+)*|\d{1,3}%?(?![\d,.:/%-])|us\$|\$\$+|!!!+)"
 RUN = re.compile(r"(?<![a-z0-9.,:/@&=%-])" + _WORD + r"(?: " + _WORD + r")*")
 SINGLE = re.compile(r"[a-z]+(?:['-][a-z]+)*|\d{1,3}%?|us\$|\$\$+|!!!+")
 NUMBER = re.compile(r"\d{1,3}%?$")
+OTHER, EVERYDAY, PRIVATE = range(3)
 SIGNS = {"us$", "$$", "$$$", "!!!", "!!!!"}
 
 
@@ -33,7 +34,7 @@ class Candidates:
     phrases: list
     chance: numpy.ndarray  # share of ordinary good mail that would hold it by chance
     chance_in_letters: numpy.ndarray  # the same for newsletters
-    everyday: numpy.ndarray  # whether honest people write such every day
+    kind: numpy.ndarray  # OTHER, EVERYDAY, PRIVATE
 
 
 class Vocabulary:
@@ -45,14 +46,17 @@ class Vocabulary:
         self.words |= _word_list("further_words.txt")
         self.unwanted = _word_list("unwanted_words.txt")
         self.everyday_words = _word_list("everyday_words.txt")
+        self.private_words = _word_list("private_words.txt")
         self.function_words = _word_list("function_words.txt")
         self.open_ends = _word_list("open_ends.txt")
         self.open_beginnings = _word_list("open_beginnings.txt")
         phrases = (HERE / "unwanted_phrases.txt").read_text(encoding="ascii").splitlines()
         self.unwanted_phrases = {line for line in phrases if line and not line.startswith("#")}
 
-    def is_everyday(self, phrase):
-        return any(word in self.everyday_words for word in phrase.rstrip("!?").split())
+    def kind(self, phrase):
+        """Whether honest people write such where we have little mail of theirs: EVERYDAY, PRIVATE or OTHER."""
+        words = set(phrase.rstrip("!?").split())
+        return PRIVATE if words & self.private_words else EVERYDAY if words & self.everyday_words else OTHER
 
     def accepts(self, phrase):
         words = phrase.rstrip("!?").split() or [phrase]
@@ -137,7 +141,7 @@ def mine(mails, texts, vocabulary):
     candidates = sorted(candidates - _pieces(candidates, spam_texts))
     return Candidates(candidates, _by_chance(candidates, _word_shares(good_texts), 600, 2e-6),
                       _by_chance(candidates, _word_shares(letter_texts), 1000, 3e-6),
-                      numpy.array([vocabulary.is_everyday(run) for run in candidates]))
+                      numpy.array([vocabulary.kind(run) for run in candidates]))
 
 
 def _pieces(candidates, texts):
