@@ -94,6 +94,23 @@ void DrawBadge(Canvas& icon, const std::wstring& number) {
   }
 }
 
+// Drawing leaves each colour multiplied by its opacity; in an icon the colours are whole, and they would be multiplied
+// a second time when it is shown.
+void RestoreColours(Canvas& icon) {
+  for (int y = 0; y < icon.height(); ++y) {
+    for (int x = 0; x < icon.width(); ++x) {
+      std::uint32_t& pixel = icon.At(x, y);
+      const std::uint32_t opacity = pixel >> 24;
+      std::uint32_t restored = pixel & 0xFF000000;
+      for (const int shift : {16, 8, 0}) {
+        const std::uint32_t colour = (pixel >> shift) & 0xFF;
+        restored |= (opacity == 0 ? 0 : std::min<std::uint32_t>(255, (colour * 255 + opacity / 2) / opacity)) << shift;
+      }
+      pixel = restored;
+    }
+  }
+}
+
 // All transparency is in the pixels, but the system asks for a mask all the same: one of zeros.
 UniqueBitmap EmptyMask(int width, int height) {
   const std::size_t line = static_cast<std::size_t>((width + 15) / 16) * 2;  // bytes, lines end on 16 bits
@@ -103,10 +120,17 @@ UniqueBitmap EmptyMask(int width, int height) {
 
 }  // namespace
 
+int TrayIconSize() {
+  // The icon stands in the taskbar, whose screen need not have the resolution that the program was started with.
+  const HWND taskbar = FindWindowW(L"Shell_TrayWnd", nullptr);
+  const UINT of_taskbar = taskbar == nullptr ? 0 : GetDpiForWindow(taskbar);
+  return GetSystemMetricsForDpi(SM_CXSMICON, of_taskbar != 0 ? of_taskbar : GetDpiForSystem());
+}
+
 UniqueIcon LoadTrayIcon(int icon_id) {
-  return UniqueIcon(static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(icon_id),
-                                                  IMAGE_ICON, GetSystemMetrics(SM_CXSMICON),
-                                                  GetSystemMetrics(SM_CYSMICON), 0)));
+  const int size = TrayIconSize();
+  return UniqueIcon(static_cast<HICON>(
+      LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(icon_id), IMAGE_ICON, size, size, 0)));
 }
 
 UniqueIcon MakeTrayImage(unsigned deleted_count) {
@@ -114,7 +138,8 @@ UniqueIcon MakeTrayImage(unsigned deleted_count) {
   if (deleted_count == 0 || plain == nullptr) {
     return plain;
   }
-  Canvas canvas(GetSystemMetrics(SM_CXSMICON), GetSystemMetrics(SM_CYSMICON));
+  const int size = TrayIconSize();
+  Canvas canvas(size, size);
   if (!canvas.is_made()) {
     return plain;
   }
@@ -123,6 +148,7 @@ UniqueIcon MakeTrayImage(unsigned deleted_count) {
     DrawIconEx(canvas.context(), 0, 0, plain.get(), canvas.width(), canvas.height(), 0, nullptr, DI_NORMAL);
     GdiFlush();
   }
+  RestoreColours(canvas);
   DrawBadge(canvas, deleted_count > 99 ? L"99+" : std::to_wstring(deleted_count));
   const UniqueBitmap mask = EmptyMask(canvas.width(), canvas.height());
   ICONINFO info{TRUE, 0, 0, mask.get(), canvas.bitmap()};

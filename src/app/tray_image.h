@@ -7,9 +7,11 @@
 
 namespace quillbeaker {
 
-// In the size of the system's small icons. 0 gives the plain icon; from 100 on "99+" is shown.
+// Width and height, in pixels, of an icon in the notification area at the resolution of its screen.
+int TrayIconSize();
+// In that size. 0 gives the plain icon; from 100 on "99+" is shown.
 UniqueIcon MakeTrayImage(unsigned deleted_count);
-// An icon of the resources in that size.
+// An icon of the resources, in that size as well.
 UniqueIcon LoadTrayIcon(int icon_id);
 
 }  // namespace quillbeaker

@@ -74,6 +74,21 @@ TEST(MakeTrayImage, TheIconStaysTransparentBesideTheNumber) {
   EXPECT_EQ(Drawn(image.get(), 0xFEDCBA).colours[0] & 0xFFFFFF, 0xFEDCBAU);
 }
 
+TEST(MakeTrayImage, TheIconBesideTheNumberIsThePlainOne) {
+  for (const std::uint32_t background : {0x000000U, 0x808080U, 0xFFFFFFU}) {
+    const Pixels plain = Drawn(LoadTrayIcon(101).get(), background);
+    const Pixels marked = Drawn(MakeTrayImage(3).get(), background);
+    int worst = 0;
+    for (std::size_t i = 0; i < plain.colours.size() / 3; ++i) {  // the upper third has no badge
+      for (const int shift : {0, 8, 16}) {
+        worst = std::max(worst, std::abs(static_cast<int>((plain.colours[i] >> shift) & 0xFF) -
+                                         static_cast<int>((marked.colours[i] >> shift) & 0xFF)));
+      }
+    }
+    EXPECT_LE(worst, 4) << background;
+  }
+}
+
 TEST(MakeTrayImage, LeaksNoObject) {
   MakeTrayImage(5);
   const DWORD before = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
