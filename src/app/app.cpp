@@ -24,6 +24,11 @@ constexpr DWORD kWaitForListener = 5000;  // milliseconds
 // Written once, at start-up; the window procedure has no other way to its object before WM_CREATE is over.
 App* the_app = nullptr;
 
+// Messages come from the listener, but any program of the user can send one without a text.
+std::wstring_view TextOfMessage(LPARAM text) {
+  return text == 0 ? std::wstring_view() : reinterpret_cast<const wchar_t*>(text);
+}
+
 }  // namespace
 
 App::App() : program_(SystemEnvironment(ExecutableDirectory())), tray_icon_(program_), listener_(program_, observer_) {
@@ -43,7 +48,7 @@ bool App::Init(HINSTANCE instance) {
   if (!CreateMainWindow(instance)) {
     return false;
   }
-  observer_.SetMainWindow(main_window_);
+  observer_.SetMainWindow(main_window_, [this] { return tray_icon_.deleted_count(); });
   tray_icon_.LoadAnimation();
   PrepareStores();
   TrimWorkingSet();
@@ -115,6 +120,9 @@ LRESULT CALLBACK App::WindowProcedure(HWND window, UINT message, WPARAM wparam, 
 }
 
 LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  if (crashed_) {
+    return DefWindowProcW(window, message, wparam, lparam);
+  }
   switch (message) {
     case WM_CREATE:
       main_window_ = window;
@@ -146,17 +154,17 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
       OnSessionEnd();
       return 0;
     case MESSAGE_SET_TOOLTIP:
-      tray_icon_.SetTooltip(reinterpret_cast<const wchar_t*>(lparam));
+      tray_icon_.SetTooltip(TextOfMessage(lparam));
       return 0;
     case MESSAGE_SET_DELETED:
-      OnDeleted(static_cast<unsigned>(wparam));
+      tray_icon_.SetDeletedCount(static_cast<unsigned>(wparam));
       return 0;
     case MESSAGE_BUBBLE:
       OnBubbleCall(static_cast<BubbleCall>(wparam), lparam);
       return 0;
     default:
       if (message == taskbar_created_ && taskbar_created_ != 0) {
-        tray_icon_.AddTrayIcon(window);
+        tray_icon_.AddAgain();
         return 0;
       }
       return DefWindowProcW(window, message, wparam, lparam);
@@ -235,19 +243,15 @@ void App::OnBubbleCall(BubbleCall call, LPARAM value) {
       bubble_->SetPosition(static_cast<std::uint64_t>(value));
       break;
     case BubbleCall::kStatus:
-      bubble_->SetStatus(reinterpret_cast<const wchar_t*>(value));
+      bubble_->SetStatus(TextOfMessage(value));
       break;
     case BubbleCall::kActivity:
-      bubble_->SetActivity(reinterpret_cast<const wchar_t*>(value));
+      bubble_->SetActivity(TextOfMessage(value));
       break;
     case BubbleCall::kSpamCount:
       bubble_->SetSpamCount(static_cast<std::uint32_t>(value));
       break;
   }
-}
-
-void App::OnDeleted(unsigned count) {
-  tray_icon_.SetDeletedCount(tray_icon_.deleted_count() + count);
 }
 
 void App::AskToQuit() {
@@ -279,6 +283,15 @@ void App::SwitchFilter() {
 
 void App::ShutDown() {
   bubble_.reset();
+  DestroyOtherWindows();
+  KillTimer(main_window_, TIMER_UPDATE_CHECK);
+  KillTimer(main_window_, TIMER_ANIMATION);
+  KillTimer(main_window_, TIMER_DELETED_COUNT);
+  listener_.CloseSockets();
+  tray_icon_.RemoveTrayIcon();
+}
+
+void App::DestroyOtherWindows() {
   EnumThreadWindows(
       GetCurrentThreadId(),
       [](HWND window, LPARAM main_window) -> BOOL {
@@ -288,11 +301,6 @@ void App::ShutDown() {
         return TRUE;
       },
       reinterpret_cast<LPARAM>(main_window_));
-  KillTimer(main_window_, TIMER_UPDATE_CHECK);
-  KillTimer(main_window_, TIMER_ANIMATION);
-  KillTimer(main_window_, TIMER_DELETED_COUNT);
-  listener_.CloseSockets();
-  tray_icon_.RemoveTrayIcon();
 }
 
 void App::StopListenerAfterCrash() {
@@ -302,7 +310,13 @@ void App::StopListenerAfterCrash() {
 }
 
 void App::ShutDownAfterCrash() {
+  // The question takes messages, and the windows' thread may still live: none of them may find half a program.
+  crashed_ = true;
   tray_icon_.RemoveTrayIcon();
+  // Windows can be destroyed by their own thread only.
+  if (GetCurrentThreadId() == GetWindowThreadProcessId(main_window_, nullptr)) {
+    DestroyOtherWindows();
+  }
 }
 
 void TrimWorkingSet() {

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,8 +56,8 @@ class App {
   void OnSessionBegin();
   void OnSessionEnd();
   void OnBubbleCall(BubbleCall call, LPARAM value);
-  void OnDeleted(unsigned count);
   void ShutDown();
+  void DestroyOtherWindows();
 
   void AskToQuit();
   void SwitchFilter();
@@ -72,6 +73,7 @@ class App {
   UINT taskbar_created_ = 0;
   bool asking_to_quit_ = false;
   bool initialised_ = false;
+  std::atomic<bool> crashed_ = false;  // nothing acts any more, the crash question aside
 };
 
 // Gives memory that is not needed now back to the system.

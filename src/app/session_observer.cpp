@@ -72,7 +72,7 @@ void SessionObserver::AskToAbort(std::function<void()> abort) {
 }
 
 void SessionObserver::AddDeleted(std::uint32_t count) {
-  SendMessageW(main_window_, MESSAGE_SET_DELETED, count, 0);
+  SendMessageW(main_window_, MESSAGE_SET_DELETED, deleted_count_() + count, 0);
 }
 
 void SessionObserver::Change(const std::function<void(Changes&)>& change, bool at_once) {

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "pop3/check_observer.h"
 #include "ui/timeout_question.h"
@@ -26,8 +27,12 @@ enum class BubbleCall : WPARAM { kRange, kPosition, kStatus, kActivity, kSpamCou
 
 class SessionObserver : public CheckObserver {
  public:
-  // The window that gets the messages; set before the listener starts.
-  void SetMainWindow(HWND main_window) { main_window_ = main_window; }
+  // The window that gets the messages; set before the listener starts. `deleted_count` gives the number that the icon
+  // shows now, on any thread.
+  void SetMainWindow(HWND main_window, std::function<std::uint32_t()> deleted_count) {
+    main_window_ = main_window;
+    deleted_count_ = std::move(deleted_count);
+  }
 
   // UI thread: sends what was held back. Returns at once when the listener is sending right now.
   void SendPending();
@@ -63,6 +68,7 @@ class SessionObserver : public CheckObserver {
   void SendBubble(BubbleCall call, const std::wstring& text);
 
   HWND main_window_ = nullptr;
+  std::function<std::uint32_t()> deleted_count_;
   std::atomic<bool> cancelled_ = false;
   std::uint64_t position_ = 0;  // of the listener's thread
   std::chrono::steady_clock::time_point last_sent_{};

@@ -44,6 +44,14 @@ void TrayIcon::AddTrayIcon(HWND main_window) {
   Shell_NotifyIconW(NIM_ADD, &data_);
 }
 
+void TrayIcon::AddAgain() {
+  LoadAnimation();
+  const UniqueIcon former = std::exchange(image_, MakeTrayImage(deleted_count_));
+  data_.hIcon = image_.get();
+  AddTrayIcon(data_.hWnd);
+  Update();  // an icon that stands still is not added, but takes the new picture
+}
+
 void TrayIcon::RemoveTrayIcon() {
   if (added_) {
     added_ = false;
@@ -68,7 +76,7 @@ void TrayIcon::SetTooltip(std::wstring_view text) {
 void TrayIcon::ShowIdleTooltip() {
   std::wstring text = WideText(Text::kTitle) + L" " + WideText(Text::kVersion);
   if (deleted_count_ > 0) {
-    text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_)});
+    text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_.load())});
   }
   SetTooltip(text);
 }
@@ -105,8 +113,9 @@ void TrayIcon::Show(HICON icon) {
 }
 
 void TrayIcon::Update() {
-  if (added_) {
-    Shell_NotifyIconW(NIM_MODIFY, &data_);
+  // A shell that was busy when the icon was added, as when the user logs on, does not have it yet.
+  if (added_ && !Shell_NotifyIconW(NIM_MODIFY, &data_)) {
+    Shell_NotifyIconW(NIM_ADD, &data_);
   }
 }
 

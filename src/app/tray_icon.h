@@ -9,6 +9,7 @@
 #include <shellapi.h>
 
 #include <array>
+#include <atomic>
 #include <string_view>
 
 #include "config/program.h"
@@ -24,8 +25,9 @@ class TrayIcon {
   void PrepareImage();
   void LoadAnimation();
 
-  // Adds the icon; also when the shell has started anew and lost it.
   void AddTrayIcon(HWND main_window);
+  // The shell has started anew and lost the icon, or the taskbar's resolution has changed.
+  void AddAgain();
   // Pictures included.
   void RemoveTrayIcon();
 
@@ -36,7 +38,7 @@ class TrayIcon {
 
   // Rebuilds the picture with the number and starts the time after which it goes; 0 gives the plain picture.
   void SetDeletedCount(unsigned count);
-  unsigned deleted_count() const { return deleted_count_; }
+  unsigned deleted_count() const { return deleted_count_; }  // any thread
 
   void StartAnimation();
   void ShowNextFrame();
@@ -50,7 +52,7 @@ class TrayIcon {
   NOTIFYICONDATAW data_{};
   std::array<UniqueIcon, 4> animation_;
   std::size_t next_frame_ = 0;
-  unsigned deleted_count_ = 0;
+  std::atomic<unsigned> deleted_count_ = 0;
   UniqueIcon image_;
   bool added_ = false;
 };

@@ -24,7 +24,7 @@ class Receiver {
     window = CreateWindowExW(0, L"SessionObserverTest", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                              window_class.hInstance, nullptr);
     SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    observer.SetMainWindow(window);
+    observer.SetMainWindow(window, [this] { return shown_count; });
   }
   ~Receiver() { DestroyWindow(window); }
 
@@ -41,10 +41,12 @@ class Receiver {
   }
 
   SessionObserver observer;
+  std::uint32_t shown_count = 0;
   HWND window = nullptr;
   std::vector<UINT> messages;
   std::vector<BubbleCall> calls;
   std::vector<std::uint64_t> positions;
+  std::vector<WPARAM> deleted;
   std::vector<std::wstring> texts;
 
  private:
@@ -55,6 +57,7 @@ class Receiver {
   }
   void Take(UINT message, WPARAM wparam, LPARAM lparam) {
     messages.push_back(message);
+    if (message == MESSAGE_SET_DELETED) deleted.push_back(wparam);
     if (message == MESSAGE_SET_TOOLTIP) texts.emplace_back(reinterpret_cast<const wchar_t*>(lparam));
     if (message != MESSAGE_BUBBLE) return;
     const auto call = static_cast<BubbleCall>(wparam);
@@ -75,6 +78,17 @@ TEST(SessionObserver, BeginAndEndAreTold) {
   });
   EXPECT_EQ(receiver.messages,
             (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED, MESSAGE_SESSION_ENDS}));
+}
+
+TEST(SessionObserver, DeletedMessagesAreAddedToTheNumberThatIsShown) {
+  Receiver receiver;
+  receiver.shown_count = 2;
+  receiver.Listen([&] {
+    receiver.observer.AddDeleted(3);
+    receiver.shown_count = 0;  // its time is over
+    receiver.observer.AddDeleted(4);
+  });
+  EXPECT_EQ(receiver.deleted, (std::vector<WPARAM>{5, 4}));
 }
 
 TEST(SessionObserver, ABurstIsToldAFewTimesAndItsEndIsNotLost) {
