@@ -22,7 +22,8 @@ struct CrashState {
 };
 // Never destroyed: a fault may come at any time, also while the process ends.
 CrashState* state = nullptr;
-std::atomic<bool> handling = false;
+std::atomic<DWORD> handling_thread = 0;
+bool asking = false;  // of that thread
 
 std::wstring ExecutablePath() {
   std::wstring path(kLongestPath, L'\0');
@@ -30,14 +31,15 @@ std::wstring ExecutablePath() {
   return path;
 }
 
-[[noreturn]] void HandleCrash() {
-  if (handling.exchange(true)) {
-    // A second thread, or a fault in this very function: the first one goes on.
-    Sleep(INFINITE);
-  }
+// An exception in here is uncaught as well, instead of ending the process unasked.
+void CleanUp() noexcept {
   state->actions.release_instance();
   state->actions.stop_listener();
   state->actions.shut_down();
+}
+
+[[noreturn]] void AskAndEnd() {
+  asking = true;
   const int answer = MessageBoxW(nullptr, state->question.c_str(), state->caption.c_str(),
                                  MB_YESNO | MB_ICONEXCLAMATION | MB_SETFOREGROUND);
   if (answer == IDYES) {
@@ -46,6 +48,19 @@ std::wstring ExecutablePath() {
   FatalExit(0);
   TerminateProcess(GetCurrentProcess(), 0);
   std::abort();
+}
+
+[[noreturn]] void HandleCrash() {
+  DWORD handler = 0;
+  if (handling_thread.compare_exchange_strong(handler, GetCurrentThreadId())) {
+    CleanUp();
+  } else if (handler != GetCurrentThreadId()) {
+    Sleep(INFINITE);  // the thread that failed first goes on
+  } else if (asking) {
+    TerminateProcess(GetCurrentProcess(), 0);
+  }
+  // A fault while cleaning up comes here too: the rest of it is left undone, but the person is asked.
+  AskAndEnd();
 }
 
 LONG WINAPI OnFault(EXCEPTION_POINTERS*) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Installs the program's crash handler and then fails, in the way that its argument names: "exception" (nobody
-// catches it) or "exception-in-thread". What the handler does first is told by files beside the program.
+// catches it), "exception-in-thread", "fault", or one of "exception-in-clean-up" and "fault-in-clean-up", where the
+// handler's own work fails as well. What the handler does first is told by files beside the program.
 #include <windows.h>
 
-#include <cwchar>
 #include <fstream>
 #include <filesystem>
 #include <stdexcept>
@@ -25,6 +25,11 @@ void Note(const wchar_t* name) {
   throw std::runtime_error("nobody catches this");
 }
 
+void WriteToNowhere() {
+  volatile int* volatile nowhere = nullptr;
+  *nowhere = 1;
+}
+
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR arguments, int) {
@@ -32,12 +37,17 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR arguments, int) {
     Note(L"restarted");  // the crash handler starts it without arguments
     return 0;
   }
+  const std::wstring how = arguments;
+  const auto stop = [&how] {
+    Note(L"stopped");
+    if (how == L"exception-in-clean-up") Fail();
+    if (how == L"fault-in-clean-up") WriteToNowhere();
+  };
   quillbeaker::InstallCrashHandler(L"Start it again?", L"Fatal error",
                                    {.release_instance = [] { Note(L"released"); },
-                                    .stop_listener = [] { Note(L"stopped"); },
+                                    .stop_listener = stop,
                                     .shut_down = [] { Note(L"shut_down"); }});
-  if (std::wcscmp(arguments, L"exception-in-thread") == 0) {
-    std::thread(Fail).join();
-  }
+  if (how == L"exception-in-thread") std::thread(Fail).join();
+  if (how.starts_with(L"fault")) WriteToNowhere();
   Fail();
 }

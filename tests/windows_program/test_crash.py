@@ -12,6 +12,7 @@ from driver import IDNO, IDYES, tools
 from icons import Tray, wait_for_no_icon
 from messages import ham
 from program import WRONG_USER_NAME, end_with_the_tests, eventually, make_directory
+from scripted_server import then_silence
 from windows_program import COMMAND_EXIT, TITLE
 
 QUESTION = "Quillbeaker crashed!\nDo you want to restart it?"
@@ -77,7 +78,29 @@ def test_no_restart(program, driver):
     assert not driver.windows(kind=TITLE)
 
 
-@pytest.mark.parametrize("where", ["exception", "exception-in-thread"])
+def test_a_crash_during_a_mail_check(program, driver, client, server):
+    """Nothing of the broken program stays on the screen beside the question."""
+    one = program()
+    upstream = server(ham(1))
+    upstream.when("RETR", then_silence())
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    upstream.wait_for_command("RETR")
+    one.bubble()
+    crash(one, one.main.thread)
+    question = driver.dialog("Fatal error")
+    assert [w.title for w in driver.windows(process=one.main.process, visible=True, kind="#32770")] == ["Fatal error"]
+    raw.ended()
+    one.command(COMMAND_EXIT)  # means nothing any more
+    one.main.send(0)
+    assert len(driver.windows(process=one.main.process, visible=True, kind="#32770")) == 1
+    question.click(IDNO)
+    code, _ = one.wait_for_end()
+    assert code == 0
+
+
+@pytest.mark.parametrize("where", ["exception", "exception-in-thread", "fault", "exception-in-clean-up",
+                                   "fault-in-clean-up"])
 def test_an_exception_that_nobody_catches(desktop, driver, where):
     """The same handler in a small program that fails on command."""
     directory = make_directory()
@@ -87,7 +110,8 @@ def test_an_exception_that_nobody_catches(desktop, driver, where):
     try:
         question = driver.dialog("Fatal error")
         assert question.text() == "Start it again?"
-        assert {"released", "stopped", "shut_down"} <= set(os.listdir(directory))
+        done = {"released", "stopped"} | (set() if where.endswith("clean-up") else {"shut_down"})
+        assert done == set(os.listdir(directory)) - {os.path.basename(exe)}
         question.click(IDYES)
         assert process.wait(20) == 0
         eventually(lambda: "restarted" in os.listdir(directory), what="the new instance")
