@@ -15,7 +15,20 @@ thread_local std::vector<HWND> modeless_dialogs;
 }  // namespace
 
 Dialog::~Dialog() {
-  Destroy();
+  if (window_ == nullptr) {
+    return;
+  }
+  // What derives from this is gone already: a window that goes still tells of a focus that leaves its controls, and
+  // nobody is left to be told.
+  const HWND window = window_;
+  Forget();
+  DestroyWindow(window);
+}
+
+void Dialog::Forget() {
+  std::erase(modeless_dialogs, window_);
+  SetWindowLongPtrW(window_, DWLP_USER, 0);
+  window_ = nullptr;
 }
 
 INT_PTR Dialog::RunModal(HWND owner) {
@@ -78,9 +91,7 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       OnTimer(wparam);
       return TRUE;
     case WM_NCDESTROY:
-      std::erase(modeless_dialogs, window_);
-      SetWindowLongPtrW(window_, DWLP_USER, 0);
-      window_ = nullptr;
+      Forget();
       OnDestroyed();
       return FALSE;
     default: {

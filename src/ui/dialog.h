@@ -39,7 +39,7 @@ class Dialog {
   virtual void OnTimer(UINT_PTR) {}
   // Everything else; true when `result` is the answer.
   virtual bool OnMessage(UINT, WPARAM, LPARAM, LRESULT& /*result*/) { return false; }
-  // The window is gone; a modeless object may be deleted by its owner now.
+  // The window is gone; a modeless object may be deleted by its owner now. Not called when the object went first.
   virtual void OnDestroyed() {}
 
   // Ends RunModal with that result, or destroys the modeless window.
@@ -48,6 +48,7 @@ class Dialog {
  private:
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR Handle(UINT message, WPARAM wparam, LPARAM lparam);
+  void Forget();
 
   const int template_id_;
   HWND window_ = nullptr;
