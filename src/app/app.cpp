@@ -187,9 +187,14 @@ void App::OnTrayCallback(UINT mouse_message) {
         bubble_->Show();
       }
       break;
-    case WM_LBUTTONDBLCLK:
-      SendMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(program_.Read(keys::kTrayDblClk)), 0);
+    case WM_LBUTTONDBLCLK: {
+      const std::int32_t command = program_.Read(keys::kTrayDblClk);
+      if (commands_.Has(command)) {
+        SetForegroundWindow(main_window_);  // what opens stands before the window that is in front now
+      }
+      SendMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0);
       break;
+    }
     case WM_RBUTTONDOWN:
       quillbeaker::ShowTrayMenu(main_window_, program_, commands_);
       TrimWorkingSet();
@@ -268,6 +273,11 @@ void App::AskToQuit() {
 }
 
 void App::SwitchFilter() {
+  if (switching_filter_) {
+    SetForegroundWindow(GetLastActivePopup(main_window_));
+    return;
+  }
+  switching_filter_ = true;
   if (program_.Read(keys::kEnable) != 0) {
     const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion, MB_YESNO | MB_ICONQUESTION,
                                        "FilterDisableWarning", IDYES);
@@ -278,6 +288,7 @@ void App::SwitchFilter() {
     program_.Write(keys::kEnable, 1);
     ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION, "FilterReEnable", IDOK);
   }
+  switching_filter_ = false;
   tray_icon_.SetDeletedCount(0);
 }
 

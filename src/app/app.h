@@ -72,6 +72,7 @@ class App {
   HWND main_window_ = nullptr;
   UINT taskbar_created_ = 0;
   bool asking_to_quit_ = false;
+  bool switching_filter_ = false;
   bool initialised_ = false;
   std::atomic<bool> crashed_ = false;  // nothing acts any more, the crash question aside
 };

@@ -58,8 +58,11 @@ class OptionalMessageBox : public Dialog {
         key_(key),
         suppressed_answer_(suppressed_answer) {}
 
+  bool was_made() const { return was_made_; }
+
  private:
   bool OnInit() override {
+    was_made_ = true;
     SetWindowTextW(window(), WideText(Text::kTitle).c_str());
     const HICON icon = IconOf(style_) == nullptr ? nullptr : LoadIconW(nullptr, IconOf(style_));
     SendDlgItemMessageW(window(), OPTIONAL_ICON, STM_SETICON, reinterpret_cast<WPARAM>(icon), 0);
@@ -163,6 +166,7 @@ class OptionalMessageBox : public Dialog {
   const UINT style_;
   const std::string_view key_;
   const int suppressed_answer_;
+  bool was_made_ = false;
 };
 
 }  // namespace
@@ -174,8 +178,11 @@ int ShowOptionalBox(Program& program, HWND owner, const std::wstring& text, UINT
   }
   OptionalMessageBox box(program, text, style, key, suppressed_answer);
   const INT_PTR answer = box.RunModal(owner);
-  // Nobody was asked when the window could not be made: then the system's own box asks.
-  return answer > 0 ? static_cast<int>(answer) : ShowMessageBox(owner, text, style);
+  if (box.was_made()) {
+    return static_cast<int>(std::max<INT_PTR>(answer, 0));
+  }
+  // Nobody was asked: then the system's own box asks.
+  return ShowMessageBox(owner, text, style);
 }
 
 int ShowOptionalBox(Program& program, HWND owner, Text text, UINT style, std::string_view key,

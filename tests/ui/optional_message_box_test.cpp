@@ -152,6 +152,25 @@ TEST_F(OptionalMessageBox, TheSuppressedAnswerIsTheDefaultAndEnterPressesIt) {
   }
 }
 
+// As the end of the program does it.
+void CALLBACK DestroyDialog(HWND, UINT, UINT_PTR timer, DWORD) {
+  if (const HWND dialog = test::DialogOfThread(GetCurrentThreadId())) {
+    KillTimer(nullptr, timer);
+    DestroyWindow(dialog);
+    PostQuitMessage(0);
+  }
+}
+
+TEST_F(OptionalMessageBox, TheEndOfTheProgramIsNoAnswer) {
+  SetTimer(nullptr, 0, 20, DestroyDialog);
+  const Shown shown = Show(kQuestion, IDYES, [](HWND) {});
+  EXPECT_TRUE(shown.appeared && shown.ended);
+  EXPECT_EQ(shown.answer, 0);
+  EXPECT_EQ(Kept(), -1);
+  MSG message{};
+  EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+}
+
 TEST_F(OptionalMessageBox, TabGoesRound) {
   std::vector<int> visited;
   Show(kQuestion, IDYES, [&](HWND box) {

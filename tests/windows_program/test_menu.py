@@ -157,6 +157,32 @@ def test_a_second_exit_brings_the_question_to_the_front(program, driver, other_w
     one.box(QUIT_QUESTION).click(IDNO)  # and it can be asked anew
 
 
+def test_the_filter_is_switched_once_at_a_time(program, driver):
+    one = program()
+    one.command(COMMAND_SWITCH_FILTER)
+    question = one.box(DISABLE_QUESTION)
+    one.command(COMMAND_SWITCH_FILTER)
+    one.main.send(0)
+    assert len(driver.windows(kind="#32770", visible=True, process=one.main.process)) == 1
+    eventually(lambda: question.focus()["foreground"] == question.handle, what="the question in front")
+    question.click(IDNO)
+    question.wait_until_gone()
+    one.command(COMMAND_SWITCH_FILTER)
+    one.box(DISABLE_QUESTION).click(IDNO)
+
+
+def test_quitting_over_an_unanswered_question(program):
+    """It is not taken for a Yes."""
+    one = program()
+    one.command(COMMAND_SWITCH_FILTER)
+    one.box(DISABLE_QUESTION)
+    one.command(COMMAND_EXIT)
+    one.box(QUIT_QUESTION).click(IDYES)
+    code, seconds = one.wait_for_end()
+    assert code == 0 and seconds < 5
+    assert one.setting("Enable") is None
+
+
 @pytest.mark.parametrize("command", [COMMAND_EXIT, COMMAND_SWITCH_FILTER])
 def test_a_double_click_runs_the_chosen_command(program, command):
     one = program({"TrayDblClk": command})
