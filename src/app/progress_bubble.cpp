@@ -4,6 +4,7 @@
 #include <commctrl.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "ui/resource.h"
 #include "ui/wide_text.h"
@@ -20,11 +21,17 @@ constexpr int kFromRight = 250;
 constexpr int kFromBottom = 200;
 constexpr int kTitleHeight = 34;
 constexpr int kMargin = 16;
+constexpr int kTextPoints = 8;  // as in the template, whose font stays that of the resolution it was made at
 
 constexpr std::size_t kMaxStatus = 99;  // characters
 constexpr int kBarSteps = 1000;
 constexpr COLORREF kTitleColour = RGB(0x1F, 0x4E, 0x79);
 constexpr COLORREF kFrameColour = RGB(0x8A, 0xA5, 0xC4);
+
+UniqueFont MakeFont(int height, int weight, const wchar_t* face) {
+  return UniqueFont(CreateFontW(-height, 0, 0, 0, weight, FALSE, FALSE, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS,
+                                CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY, DEFAULT_PITCH, face));
+}
 
 }  // namespace
 
@@ -39,15 +46,15 @@ void ProgressBubble::Show() {
   Arrange();
   Refresh();
   UpdateWindow(window());
-  // Making a window may have taken the foreground from whoever is typing there.
-  if (foreground != nullptr && GetForegroundWindow() != foreground) {
+  // Making a window may have taken the foreground from whoever is typing there. When a person has just gone to a third
+  // window it is left to that one.
+  if (foreground != nullptr && GetForegroundWindow() == window()) {
     SetForegroundWindow(foreground);
   }
 }
 
 bool ProgressBubble::OnInit() {
   SetWindowTextW(window(), WideText(Text::kTitle).c_str());
-  background_.reset(CreateSolidBrush(GetSysColor(COLOR_WINDOW)));
   SendDlgItemMessageW(window(), BUBBLE_BAR, PBM_SETRANGE32, 0, kBarSteps);
   if (cancelled_) {
     EnableWindow(Control(BUBBLE_CANCEL), FALSE);
@@ -62,9 +69,13 @@ void ProgressBubble::Arrange() {
   SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
   SetWindowRgn(window(), CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)),
                FALSE);
-  title_font_.reset(CreateFontW(-scaled(15), 0, 0, 0, FW_SEMIBOLD, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
-                                OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY, DEFAULT_PITCH,
-                                L"Segoe UI"));
+  title_font_ = MakeFont(scaled(15), FW_SEMIBOLD, L"Segoe UI");
+  // The controls keep their former font until they are told of the new one.
+  const UniqueFont former_font =
+      std::exchange(text_font_, MakeFont(MulDiv(kTextPoints, dpi, 72), FW_NORMAL, L"MS Shell Dlg 2"));
+  for (const int id : {BUBBLE_STATUS, BUBBLE_ACTIVITY, BUBBLE_SPAM_COUNT, BUBBLE_CANCEL}) {
+    SendDlgItemMessageW(window(), id, WM_SETFONT, reinterpret_cast<WPARAM>(text_font_.get()), FALSE);
+  }
 
   const auto place = [&](int id, int top, int height) {
     SetWindowPos(Control(id), nullptr, scaled(kMargin), scaled(top), scaled(kWidth - 2 * kMargin), scaled(height),
@@ -110,15 +121,27 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& res
     case WM_ERASEBKGND:
       result = TRUE;  // Paint fills it all
       return true;
-    case WM_PAINT:
-      Paint();
+    case WM_PAINT: {
+      PAINTSTRUCT paint{};
+      Paint(BeginPaint(window(), &paint));
+      EndPaint(window(), &paint);
       return true;
+    }
+    case WM_PRINTCLIENT: {
+      // A themed control asks for what is behind its rounded corners.
+      const HDC of_control = reinterpret_cast<HDC>(wparam);
+      const int state = SaveDC(of_control);
+      Paint(of_control);
+      RestoreDC(of_control, state);
+      return true;
+    }
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORDLG:
+    case WM_CTLCOLORBTN:
       SetBkMode(reinterpret_cast<HDC>(wparam), OPAQUE);
       SetBkColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOW));
       SetTextColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOWTEXT));
-      result = reinterpret_cast<LRESULT>(background_.get());
+      result = reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_WINDOW));
       return true;
     case WM_DPICHANGED:
       Arrange();
@@ -131,12 +154,10 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& res
   }
 }
 
-void ProgressBubble::Paint() {
-  PAINTSTRUCT paint{};
-  const HDC context = BeginPaint(window(), &paint);
+void ProgressBubble::Paint(HDC context) {
   RECT area{};
   GetClientRect(window(), &area);
-  FillRect(context, &area, background_.get());
+  FillRect(context, &area, GetSysColorBrush(COLOR_WINDOW));
   const int dpi = static_cast<int>(GetDpiForWindow(window()));
   const auto scaled = [dpi](int logical) { return MulDiv(logical, dpi, 96); };
 
@@ -159,7 +180,6 @@ void ProgressBubble::Paint() {
   const UniqueHandle<HRGN, DeleteObject> outline(
       CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)));
   FrameRgn(context, outline.get(), frame.get(), 1, 1);
-  EndPaint(window(), &paint);
 }
 
 void ProgressBubble::SetRange(std::uint64_t range) {

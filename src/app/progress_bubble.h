@@ -41,7 +41,7 @@ class ProgressBubble : public Dialog {
   void Arrange();
   void Refresh();
   void ShowPosition();
-  void Paint();
+  void Paint(HDC context);
 
   HWND main_window_;
   std::atomic<bool>& cancelled_;
@@ -51,7 +51,7 @@ class ProgressBubble : public Dialog {
   std::wstring activity_;
   std::uint32_t spam_count_ = 0;
   UniqueFont title_font_;
-  UniqueBrush background_;
+  UniqueFont text_font_;
 };
 
 }  // namespace quillbeaker
