@@ -8,7 +8,9 @@ namespace quillbeaker {
 SingleInstance::SingleInstance() {
   const std::wstring name = Wide(EnglishText(Text::kTitle));
   mutex_.reset(CreateMutexW(nullptr, TRUE, name.c_str()));
-  is_first_ = GetLastError() != ERROR_ALREADY_EXISTS;
+  // Access is denied to the mutex of an instance that runs with more rights.
+  const DWORD error = GetLastError();
+  is_first_ = error != ERROR_ALREADY_EXISTS && error != ERROR_ACCESS_DENIED;
 }
 
 void SingleInstance::Release() {
