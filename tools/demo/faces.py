@@ -73,7 +73,8 @@ class WindowsFace(WindowsProgram):
         self.screen = screen_of_the_person()
         self.picture_directory = pictures
         self.taken = []
-        desktop = Desktop(display=self.screen)
+        # Never a prefix of the person's own, whose programs would be ended.
+        desktop = Desktop(prefix=str(TOP / "build" / "wine"), display=self.screen)
         try:
             super().__init__(desktop, Driver(desktop), directory)
         except BaseException:
