@@ -70,6 +70,11 @@ bool ListenerThread::Wait(DWORD milliseconds) {
 }
 
 void ListenerThread::Terminate() {
+  EndThread();
+  proxy_.GiveUpPort();
+}
+
+void ListenerThread::EndThread() {
   if (thread_ == nullptr || GetCurrentThreadId() == thread_id_) {
     return;
   }

@@ -26,12 +26,14 @@ class ListenerThread {
   // Waits until the thread has ended, handling what it sends to this thread meanwhile. False when it had not ended
   // after `milliseconds`.
   bool Wait(DWORD milliseconds);
-  // Last resort of the crash handler; without effect on the thread itself.
+  // Last resort of the crash handler, after CloseSockets; the thread itself goes on when it is the one that calls. The
+  // port is free for another instance then.
   void Terminate();
 
  private:
   static DWORD WINAPI Procedure(void* self);
   void Serve();
+  void EndThread();
 
   Program& program_;
   MailProxy proxy_;

@@ -32,6 +32,7 @@ bool MailProxy::Serve() {
     ServeClient(std::move(client));
   }
   const std::lock_guard lock(mutex_);
+  listener_ = nullptr;  // a client that comes now is refused, instead of waiting for nobody
   return stopped_;
 }
 
@@ -57,6 +58,13 @@ void MailProxy::Stop() {
   }
   if (session_ != nullptr) {
     session_->Stop();
+  }
+}
+
+void MailProxy::GiveUpPort() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock) {
+    listener_ = nullptr;
   }
 }
 

@@ -51,6 +51,7 @@ def test_restart_after_a_fault(program, driver, desktop, client, server, picture
     assert question.owner == 0
     assert {c["id"] for c in question.controls() if c["class"] == "Button"} == {IDYES, IDNO}
     wait_for_no_icon(desktop)
+    assert not one.is_listening()
     picture("crash-question-" + which, question.place)
     first = one.main
     question.click(IDYES)
