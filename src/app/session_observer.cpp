@@ -20,6 +20,7 @@ void SessionObserver::PortInUse() {
 
 void SessionObserver::SessionBegins() {
   cancelled_ = false;
+  status_.clear();
   SendMessageW(main_window_, MESSAGE_SESSION_BEGINS, 0, 0);
 }
 
@@ -41,6 +42,10 @@ void SessionObserver::ShowTooltip(std::string_view text) {
 }
 
 void SessionObserver::ShowStatus(std::string_view text) {
+  if (text == status_) {
+    return;  // told again with every message, as when the filter is off
+  }
+  status_ = text;
   Change([text](Changes& changes) { changes.status = text; }, true);
 }
 

@@ -70,7 +70,8 @@ class SessionObserver : public CheckObserver {
   HWND main_window_ = nullptr;
   std::function<std::uint32_t()> deleted_count_;
   std::atomic<bool> cancelled_ = false;
-  std::uint64_t position_ = 0;  // of the listener's thread
+  std::uint64_t position_ = 0;  // of the listener's thread, as the next two
+  std::string status_;
   std::chrono::steady_clock::time_point last_sent_{};
   std::mutex sending_;  // held while changes are on their way, so that older ones never overtake newer ones
   std::mutex mutex_;    // guards changes_; never held while anything is sent

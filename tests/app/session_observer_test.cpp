@@ -111,6 +111,20 @@ TEST(SessionObserver, ABurstIsToldAFewTimesAndItsEndIsNotLost) {
   EXPECT_EQ(receiver.positions.size(), told);
 }
 
+TEST(SessionObserver, AStatusThatStaysIsToldOnceASession) {
+  Receiver receiver;
+  receiver.Listen([&] {
+    receiver.observer.SessionBegins();
+    for (int i = 0; i < 100; ++i) receiver.observer.ShowStatus("off");
+    receiver.observer.ShowStatus("");
+    receiver.observer.ShowStatus("off");
+    receiver.observer.SessionEnds({});
+    receiver.observer.SessionBegins();  // with a new bubble
+    receiver.observer.ShowStatus("off");
+  });
+  EXPECT_EQ(receiver.texts, (std::vector<std::wstring>{L"off", L"", L"off", L"off"}));
+}
+
 TEST(SessionObserver, TextsArriveAsTheyAreInAnyScript) {
   Receiver receiver;
   receiver.Listen([&] { receiver.observer.ShowStatus("Gr\xC3\xBC\xC3\x9F" "e \xE4\xB8\xAD"); });
