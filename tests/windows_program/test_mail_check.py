@@ -8,7 +8,7 @@ import pytest
 
 import mail_clients
 from dovecot import PASSWORD
-from driver import IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_KEYDOWN, WS_EX_TOPMOST
+from driver import IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_KEYDOWN, WM_USER, WS_EX_TOPMOST
 from icons import ANIMATION, PLAIN, Tray, click_at
 from messages import ham, message, spam
 from program import day_number, eventually
@@ -16,6 +16,7 @@ from windows_program import COMMAND_SWITCH_FILTER, LEFT_UP
 
 STATUS, ACTIVITY, BAR, SPAM_COUNT, CANCEL = 1033, 1034, 1036, 1037, 1042
 IDLE = "Quillbeaker 1.7.1"
+SET_TOOLTIP, SET_DELETED, BUBBLE_CALL = WM_USER + 160, WM_USER + 161, WM_USER + 162
 
 
 class Held:
@@ -268,14 +269,45 @@ def test_no_to_the_question_clears_the_number_too(program, client, server):
     eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
 
 
-def test_the_number_goes_after_its_time(program, client, server):
-    one = program({"TrayNumSeconds": 1})
+@pytest.mark.parametrize("seconds", [1, 0, -5])
+def test_the_number_goes_after_its_time(program, client, server, seconds):
+    """Less than a second counts as one."""
+    one = program({"TrayNumSeconds": seconds})
     tray = Tray(one)
     check(client, server, one, spam(1))
     began = time.monotonic()
     eventually(lambda: tray.badge()[0] > 20, what="the number")
     eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
     assert 0.5 < time.monotonic() - began < 3
+
+
+def test_a_very_long_time_is_no_short_one(program, client, server):
+    one = program({"TrayNumSeconds": 4294968})  # 704 milliseconds, if it were cut to 32 bits
+    tray = Tray(one)
+    check(client, server, one, spam(1))
+    began = time.monotonic()
+    while time.monotonic() - began < 1.5:
+        assert tray.badge()[0] > 20
+        time.sleep(0.1)
+
+
+def test_the_messages_of_the_listener(program, session):
+    """As the listener sends them, and as another program might: without a text."""
+    one = program()
+    tray = Tray(one)
+    raw, held = session(one, ham(1))
+    bubble = one.bubble()
+    for message in (SET_TOOLTIP, BUBBLE_CALL):
+        for call in range(7):
+            assert one.main.send(message, call) == 0
+    eventually(lambda: bubble.control(ACTIVITY)["text"] == "", what="an empty text")
+    for count in (3, 5):  # it is set, not added
+        one.main.send(SET_DELETED, count)
+    held.go()
+    raw.line()
+    raw.quit()
+    bubble.wait_until_gone()
+    assert tray.tooltip() == IDLE + " - 5 messages deleted"
 
 
 def test_every_end_of_a_session_starts_the_time_anew(program, client, server):
