@@ -46,7 +46,8 @@ def _rows(pixels, width):
 
 
 class Tray:
-    """The one icon that is docked, compared with the pictures in the program file."""
+    """The one icon that is docked, compared with the pictures in the program file. It must be at rest when it is
+    looked up: its place is known when it shows the plain picture there."""
 
     def __init__(self, program):
         self.driver = program.driver
@@ -54,8 +55,14 @@ class Tray:
         self.window, self.place = wait_for_icon(program.desktop)
         self.pictures = {number: _rows(self.driver.ask("icon", file="Z:" + program.exe, id=number, size=SIZE), SIZE)
                          for number in (PLAIN, *ANIMATION)}
+        self.leave()  # the mouse may still be where an earlier test left it, and a tooltip would stand before the icon
+        eventually(self._is_in_place, what="the plain icon in its place")
+
+    def _is_in_place(self):
+        self.window, self.place = wait_for_icon(self.desktop)
         width, height = self._size()
         self.left, self.top = (width - SIZE) // 2, (height - SIZE) // 2
+        return min(width, height) >= SIZE and self.shown() == PLAIN
 
     def _size(self):
         return self.place["right"] - self.place["left"], self.place["bottom"] - self.place["top"]

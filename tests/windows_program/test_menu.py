@@ -208,5 +208,5 @@ def test_the_icon_comes_back_with_a_new_taskbar(program, driver, desktop):
     tray = Tray(one)
     assert one.main.send(driver.ask("registered", name="TaskbarCreated")) == 0
     assert len(docked(desktop)) == 1
-    assert tray.shown() == PLAIN
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
     assert one.main.send(WM_COMMAND, IDCANCEL) == 0  # it still answers
