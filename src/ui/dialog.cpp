@@ -2,8 +2,10 @@
 #include "ui/dialog.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
+#include "ui/resource.h"
 #include "ui/translation.h"
 
 namespace quillbeaker {
@@ -11,6 +13,17 @@ namespace {
 
 // Every thread that shows dialogs has a message loop of its own.
 thread_local std::vector<HWND> modeless_dialogs;
+
+// In the title, and in the taskbar, where a dialog without an owner has a button.
+void ShowProgramIcon(HWND window) {
+  for (const auto& [kind, metric] : {std::pair{ICON_SMALL, SM_CXSMICON}, std::pair{ICON_BIG, SM_CXICON}}) {
+    const int size = GetSystemMetricsForDpi(metric, GetDpiForWindow(window));
+    // Shared ones are the system's to destroy.
+    const HANDLE icon =
+        LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM), IMAGE_ICON, size, size, LR_SHARED);
+    SendMessageW(window, WM_SETICON, static_cast<WPARAM>(kind), reinterpret_cast<LPARAM>(icon));
+  }
+}
 
 }  // namespace
 
@@ -80,6 +93,7 @@ INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPA
 INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_INITDIALOG:
+      ShowProgramIcon(window_);
       CurrentLanguage().TranslateWindow(window_, template_id_);
       return OnInit() ? TRUE : FALSE;
     case WM_COMMAND:

@@ -34,6 +34,14 @@ TEST(Dialog, TheWindowThatGoesIsTold) {
   EXPECT_EQ(dialog.destroyed, 1);
 }
 
+TEST(Dialog, CarriesTheProgramsIcon) {
+  int commands = 0;
+  Recorder dialog(commands);
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  EXPECT_NE(SendMessageW(dialog.window(), WM_GETICON, ICON_SMALL, 0), 0);
+  EXPECT_NE(SendMessageW(dialog.window(), WM_GETICON, ICON_BIG, 0), 0);
+}
+
 // Tells its dialog of its end, as an edit field that has the focus does.
 LRESULT CALLBACK LastWords(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   if (message == WM_DESTROY) {

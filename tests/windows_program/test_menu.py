@@ -92,7 +92,7 @@ def test_switching_the_filter_off_and_on(program, picture):
     assert question.default_button() == IDYES and question.focus()["focus_id"] == IDYES
     question.click(IDYES)
     question.wait_until_gone()
-    assert one.setting("Enable") == "0"
+    eventually(lambda: one.setting("Enable") == "0", what="the filter's switch")
     assert items(one)[COMMAND_SWITCH_FILTER]["checked"]
     open_menu(one)
     picture("menu-filter-off", one.driver.window(kind="#32768", visible=True).place)
