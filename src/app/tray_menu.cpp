@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/tray_menu.h"
 
+#include "filter/filter_settings.h"
 #include "ui/handles.h"
 #include "ui/resource.h"
 #include "ui/translation.h"
@@ -21,9 +22,7 @@ void GreyCommandsWithoutWindow(HMENU menu, const CommandTable& commands) {
 }  // namespace
 
 bool TrainingAreaIsInUse(const Program& program) {
-  const std::int32_t level = program.Read(keys::kAggressiveness);
-  return program.Read(keys::kFilterLearningEnable) != 0 && program.Read(keys::kEnable) != 0 && level != 0 &&
-         level != 100;
+  return ReadFilterSettings(program).LearningIsOn();
 }
 
 void ShowTrayMenu(HWND main_window, const Program& program, const CommandTable& commands) {

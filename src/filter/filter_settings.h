@@ -10,6 +10,9 @@
 
 namespace quillbeaker {
 
+inline constexpr std::int32_t kLevelOnlyBlocked = 0;    // only blocked senders' mail is spam
+inline constexpr std::int32_t kLevelOnlyFriends = 100;  // only friends' mail is not
+
 struct FilterSettings {
   bool enabled = true;          // Enable
   bool word_filter = true;      // FilterWordEnable
@@ -20,6 +23,15 @@ struct FilterSettings {
 
   // True when anything may judge mail at all.
   bool FilterIsOn() const { return enabled && (word_filter || learning_filter); }
+  // True when the filter learns from mail checks and the training area is in use: not at the end levels,
+  // which leave the judgement to the sender lists.
+  bool LearningIsOn() const {
+    return enabled && learning_filter && level != kLevelOnlyBlocked && level != kLevelOnlyFriends;
+  }
+  // Mail of this size is neither judged nor learnt by itself.
+  bool IsTooLarge(std::uint32_t size) const {
+    return size_limit > 0 && size >= static_cast<std::uint32_t>(size_limit);
+  }
 };
 
 FilterSettings ReadFilterSettings(const Program& program);

@@ -9,9 +9,6 @@ namespace quillbeaker {
 
 namespace {
 
-constexpr std::int32_t kLevelVeryLow = 0;     // only blocked senders' mail is spam
-constexpr std::int32_t kLevelVeryHigh = 100;  // only friends' mail is not
-
 struct Verdict {
   bool spam = false;
   JudgementReason reason = JudgementReason::kSpamWords;
@@ -21,10 +18,10 @@ struct Verdict {
 std::optional<Verdict> VerdictWithoutWords(const FilterSettings& settings, std::int32_t sender_kind,
                                            bool marked_deleted) {
   if (!settings.FilterIsOn()) return Verdict{false, JudgementReason::kFilterOff};
-  if (settings.level == kLevelVeryLow && sender_kind != kSenderBlocked) {
+  if (settings.level == kLevelOnlyBlocked && sender_kind != kSenderBlocked) {
     return Verdict{false, JudgementReason::kLevel};
   }
-  if (settings.level == kLevelVeryHigh && sender_kind != kSenderFriend) {
+  if (settings.level == kLevelOnlyFriends && sender_kind != kSenderFriend) {
     return Verdict{true, JudgementReason::kLevel};
   }
   if (sender_kind == kSenderBlocked) return Verdict{true, JudgementReason::kBlockedSender};
@@ -62,7 +59,7 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
   SenderRecord sender;
   senders_.LookUp(message, sender);
   judgement.sender_kind = sender.kind;
-  if (settings.size_limit > 0 && message.size() >= static_cast<std::uint32_t>(settings.size_limit)) {
+  if (settings.IsTooLarge(message.size())) {
     judgement.reason = JudgementReason::kTooLarge;
     return judgement;
   }

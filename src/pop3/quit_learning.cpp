@@ -11,14 +11,6 @@
 namespace quillbeaker {
 namespace {
 
-bool LearningIsOn(const FilterSettings& settings) {
-  return settings.learning_filter && settings.enabled && settings.level != 0 && settings.level != 100;
-}
-
-bool IsTooLarge(const FilterSettings& settings, const MailMessage& message) {
-  return settings.size_limit > 0 && message.size() >= static_cast<std::uint32_t>(settings.size_limit);
-}
-
 struct Lessons {
   std::vector<const MailMessage*> good;
   std::vector<const MailMessage*> spam;
@@ -34,7 +26,7 @@ Lessons SortMail(Program& program, const FilterSettings& settings,
   const SenderLists senders(program);
   Lessons lessons;
   for (const MailMessage* message : messages) {
-    if (IsTooLarge(settings, *message)) continue;
+    if (settings.IsTooLarge(message->size())) continue;
     SenderRecord sender;
     senders.LookUp(*message, sender);
     if (sender.kind == kSenderFriend) {
@@ -52,7 +44,7 @@ Lessons SortMail(Program& program, const FilterSettings& settings,
 
 void LearnFromMail(Program& program, std::span<const MailMessage* const> messages) {
   const FilterSettings settings = ReadFilterSettings(program);
-  if (messages.empty() || !LearningIsOn(settings)) return;
+  if (messages.empty() || !settings.LearningIsOn()) return;
   const Lessons lessons = SortMail(program, settings, messages);
   if (!lessons.good.empty() || !lessons.spam.empty()) {
     LearningBatch batch(program);
