@@ -33,7 +33,6 @@ void LearningBatch::Load() {
   if (!tables_.Load(program_, /*load_spam_words=*/false)) good_.certain = bad_.certain = false;
   Remember(tables_.good, good_);
   Remember(tables_.bad, bad_);
-  saved_ = false;
 }
 
 void LearningBatch::Remember(const WordCountTable& list, Base& base) {
@@ -53,9 +52,6 @@ void LearningBatch::Count(const MailMessage& message, LearnKind kind, std::uint3
 
 void LearningBatch::Count(const WordCountTable& words, LearnKind kind, std::uint32_t times) {
   if (times == 0) return;
-  // The next step begins with the lists as it would find them. What the last one left in memory has the same
-  // counts, but in the order of growth and not of loading, which the file's records would show.
-  if (saved_) Load();
   const bool spam = kind == LearnKind::kSpam;
   CountInto(words, times, spam ? tables_.bad : tables_.good, spam ? bad_ : good_);
   ++counted_;
@@ -148,7 +144,6 @@ bool LearningBatch::Save() {
   // Whoever deletes what was learnt from goes by this.
   FlushDirectory(directory);
   counted_ = 0;
-  saved_ = true;
   return true;
 }
 

@@ -58,8 +58,8 @@ class LearningBatch {
     std::uint64_t refusals = 0;  // occurrences of them, since the batch was made
   };
 
-  // A list as it shall be saved: that of the disk plus what was counted, or the batch's own where the disk has
-  // what it was loaded from.
+  // A list as it shall be saved: that of the disk plus what was counted, or the batch's own where the disk
+  // has what it was loaded from.
   struct Merged {
     std::optional<WordCountTable> fresh;
     std::uint64_t refusals = 0;
@@ -80,7 +80,6 @@ class LearningBatch {
   Base bad_;
   WordCountTable words_;  // of one message; kept for its memory
   std::uint64_t counted_ = 0;
-  bool saved_ = false;  // nothing was counted since a Save
 };
 
 // One learning step of its own: reads and writes both lists.
