@@ -190,7 +190,7 @@ def test_lists_that_can_not_be_saved_are_an_error(home):
     home.write("training", b"a file where the folder should be")
     done = learn(home, *paths)
     assert done.returncode == 1 and done.stdout == b""
-    assert done.stderr == b"The word lists could not be saved.\n"
+    assert done.stderr == b"The word lists could not be saved. Nothing was learnt.\n"
 
 
 # -- a long run ---------------------------------------------------------------------------------
