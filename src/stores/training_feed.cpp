@@ -51,8 +51,9 @@ std::vector<bool> TrainingArea::Add(std::span<const MailMessage* const> messages
   const Index index = OpenIndex();
   if (index.root == nullptr) return added;
   std::unordered_map<std::string, xmlNode*> listed;
-  training_index::ForEachEntry(
-      index.root, [&](xmlNode* entry) { listed.emplace(TextAttribute(entry, training_index::kName), entry); });
+  training_index::ForEachEntry(index.root, [&](xmlNode* entry) {
+    listed.emplace(TextAttribute(entry, training_index::kName), entry);
+  });
   std::string text;
   bool any = false;
   for (std::size_t i = 0; i < messages.size(); ++i) {
