@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,15 +61,8 @@ class BulkLearningContractTest : public testing::Test {
   void Put(const char* file, const ListedWords& list) {
     ASSERT_TRUE(surroundings.directory.Put(file, test::WordListBytes(list)));
   }
-  ListedWords List(const char* file) const {
-    const std::optional<std::string> bytes = surroundings.directory.Get(file);
-    if (!bytes) return {};
-    const std::optional<ListedWords> list = test::ParseWordList(*bytes);
-    EXPECT_TRUE(list.has_value()) << file;
-    return list.value_or(ListedWords{});
-  }
-  ListedWords Good() const { return List(kGoodListFile); }
-  ListedWords Bad() const { return List(kBadListFile); }
+  ListedWords Good() const { return test::ListIn(surroundings.directory, kGoodListFile); }
+  ListedWords Bad() const { return test::ListIn(surroundings.directory, kBadListFile); }
 
   // A whole run that is saved.
   BulkReport Learn(LearningManner manner) {

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -26,16 +25,8 @@ class LearningContractTest : public testing::Test {
  protected:
   Program& program() { return surroundings.program(); }
 
-  // What the list on the disk holds; a failure when it is not a whole one.
-  ListedWords List(const char* file) const {
-    const std::optional<std::string> bytes = surroundings.directory.Get(file);
-    if (!bytes) return {};
-    const std::optional<ListedWords> list = test::ParseWordList(*bytes);
-    EXPECT_TRUE(list.has_value()) << file;
-    return list.value_or(ListedWords{});
-  }
-  ListedWords Good() const { return List(kGoodListFile); }
-  ListedWords Bad() const { return List(kBadListFile); }
+  ListedWords Good() const { return test::ListIn(surroundings.directory, kGoodListFile); }
+  ListedWords Bad() const { return test::ListIn(surroundings.directory, kBadListFile); }
   [[nodiscard]] bool PutList(const char* file, const ListedWords& list) const {
     return surroundings.directory.Put(file, test::WordListBytes(list));
   }

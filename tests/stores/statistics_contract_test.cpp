@@ -235,6 +235,10 @@ TEST_F(StatisticsContractTest, AListIsCutAt329Characters) {
   for (std::size_t slot = 0; slot < kStatisticDays; ++slot)
     EXPECT_EQ(statistics.CountOf(slot), slot < 27 ? 1U : 0U) << slot;
 
+  const std::string today = std::to_string(kToday) + ",";
+  EXPECT_EQ(Loaded(today, std::string(326, '0') + "123"), "0:123 ");
+  EXPECT_EQ(Loaded(today, std::string(327, '0') + "123"), "0:12 ");
+
   // A single token without end is no danger either.
   EXPECT_EQ(Loaded(std::string(5000, '2'), std::string(5000, '7')), "");
   EXPECT_EQ(Loaded(std::string(5000, ','), std::string(5000, ',')), "");

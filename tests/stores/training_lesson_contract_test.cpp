@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <chrono>
+#include <future>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -25,15 +26,8 @@ using test::TrainingName;
 
 class TrainingLessonContractTest : public test::TrainingFixture {
  protected:
-  ListedWords List(const char* file) const {
-    const std::optional<std::string> bytes = surroundings.directory.Get(file);
-    if (!bytes) return {};
-    const std::optional<ListedWords> list = test::ParseWordList(*bytes);
-    EXPECT_TRUE(list.has_value()) << file;
-    return list.value_or(ListedWords{});
-  }
-  ListedWords Good() const { return List(kGoodListFile); }
-  ListedWords Bad() const { return List(kBadListFile); }
+  ListedWords Good() const { return test::ListIn(surroundings.directory, kGoodListFile); }
+  ListedWords Bad() const { return test::ListIn(surroundings.directory, kBadListFile); }
 
   // Learns from all marked entries; the names handed to the callback are kept in `told`.
   TrainingLesson Learn() {
@@ -261,6 +255,19 @@ TEST_F(TrainingLessonContractTest, NoLockIsHeldWhileTheCallerIsTold) {
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(EntryNames(), stays + " ");
   EXPECT_EQ(Good(), (ListedWords{3, {{"meeting", 1}, {"tomorrow", 1}, {"counted", 2}}}));
+}
+
+TEST_F(TrainingLessonContractTest, AnotherLessonMayBeginWhileTheCallerIsTold) {
+  AddMarked("meeting tomorrow", TrainingMark::kGood);
+  const std::vector<TrainingEntry> rows = Rows();
+  AddMarked("pills for you", TrainingMark::kSpam);
+  std::future<TrainingLesson> other;
+  LearnFromTrainingArea(program(), rows, [&](const TrainingEntry&) {
+    other = std::async(std::launch::async, [&] { return Learn(); });
+    EXPECT_EQ(other.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  });
+  ASSERT_TRUE(other.valid());
+  EXPECT_EQ(other.get().spam, 1U);
 }
 
 TEST_F(TrainingLessonContractTest, TwoLessonsAtOnceLearnEachMessageOnce) {

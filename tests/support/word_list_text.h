@@ -4,12 +4,16 @@
 // Reads and writes a word list file without the code under test: little-endian version, records, messages, reserved;
 // then length, word, count each.
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "support/test_program.h"
 
 namespace quillbeaker::test {
 
@@ -67,6 +71,15 @@ inline std::string WordListBytes(const ListedWords& list) {
     AppendLittle32(bytes, count);
   }
   return bytes;
+}
+
+// A list of a test's program directory: empty when there is none, a failure of the test when it is not whole.
+inline ListedWords ListIn(const TestDirectory& directory, const char* file) {
+  const std::optional<std::string> bytes = directory.Get(file);
+  if (!bytes) return {};
+  const std::optional<ListedWords> list = ParseWordList(*bytes);
+  EXPECT_TRUE(list.has_value()) << file;
+  return list.value_or(ListedWords{});
 }
 
 }  // namespace quillbeaker::test
