@@ -8,6 +8,8 @@ cmake                        describes the build
 ninja-build                  runs the build
 libxml2-dev                  reads and writes the XML indexes
 zlib1g-dev                   CRC-32
+libssl-dev                   TLS
+ca-certificates              whom TLS trusts
 libcli11-dev                 command line of quillbeaker-cli
 nlohmann-json3-dev           JSON output of quillbeaker-cli
 libxxhash-dev                tells mails apart in bulk learning
@@ -18,7 +20,6 @@ packages_demo='
 dovecot-core                 the POP3 server that the demonstration checks mail at
 dovecot-pop3d                its POP3 part
 mpop                         the mail client of the demonstration
-ca-certificates              fetching the sample mail safely
 '
 packages_test='
 curl                         mail client of the end-to-end tests

@@ -153,6 +153,9 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     case MESSAGE_SESSION_ENDS:
       OnSessionEnd();
       return 0;
+    case MESSAGE_LOGIN_RESULT:
+      OnLoginResult(*reinterpret_cast<const LoginProblem*>(lparam));
+      return 0;
     case MESSAGE_SET_TOOLTIP:
       tray_icon_.SetTooltip(TextOfMessage(lparam));
       return 0;
@@ -234,6 +237,17 @@ void App::OnSessionEnd() {
   bubble_.reset();
   tray_icon_.SetDeletedCount(tray_icon_.deleted_count());
   tray_icon_.ShowIdleTooltip();
+}
+
+void App::OnLoginResult(const LoginProblem& problem) {
+  if (problem.failure == LoginFailure::kNone) {
+    login_problems_.Forget(problem.server);
+    return;
+  }
+  if (program_.Read(keys::kShowErrors) != 0 && login_problems_.IsNew(problem)) {
+    tray_icon_.Notify(Wide(DescribeProblem(problem)));
+  }
+  trust_question_.AskOnce(program_, problem);
 }
 
 void App::OnBubbleCall(BubbleCall call, LPARAM value) {

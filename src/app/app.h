@@ -17,6 +17,8 @@
 #include "app/session_observer.h"
 #include "app/tray_icon.h"
 #include "config/program.h"
+#include "pop3/login_problem.h"
+#include "ui/trust_question_box.h"
 
 namespace quillbeaker {
 
@@ -55,6 +57,7 @@ class App {
   void OnTimer(UINT_PTR timer);
   void OnSessionBegin();
   void OnSessionEnd();
+  void OnLoginResult(const LoginProblem& problem);
   void OnBubbleCall(BubbleCall call, LPARAM value);
   void ShutDown();
   void DestroyOtherWindows();
@@ -68,6 +71,8 @@ class App {
   ListenerThread listener_;
   std::unique_ptr<ProgressBubble> bubble_;
   CommandTable commands_;
+  LoginProblemMemory login_problems_;
+  TrustQuestionBox trust_question_;
   std::vector<int> early_commands_;  // came before the stores were there
   HWND main_window_ = nullptr;
   UINT taskbar_created_ = 0;

@@ -5,8 +5,6 @@
 #include <commctrl.h>
 #include <ole2.h>
 
-#include <memory>
-
 #include "app/app.h"
 #include "app/crash_handler.h"
 #include "app/single_instance.h"
@@ -33,12 +31,13 @@ int Main(HINSTANCE instance) {
     return kExitOtherInstance;
   }
   StartNetworking();
-  auto app = std::make_unique<App>();
+  // Never destroyed: a question on a thread of its own may still stand when the process ends.
+  App* const app = new App;
   app->Init(instance);
   InstallCrashHandler(WideText(Text::kCrashQuestion), WideText(Text::kFatalError),
                       {.release_instance = [&single_instance] { single_instance.Release(); },
-                       .stop_listener = [app = app.get()] { app->StopListenerAfterCrash(); },
-                       .shut_down = [app = app.get()] { app->ShutDownAfterCrash(); }});
+                       .stop_listener = [app] { app->StopListenerAfterCrash(); },
+                       .shut_down = [app] { app->ShutDownAfterCrash(); }});
   ULONG reserved = kReservedStack;
   SetThreadStackGuarantee(&reserved);
   app->StartListener();

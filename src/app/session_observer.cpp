@@ -24,12 +24,13 @@ void SessionObserver::SessionBegins() {
   SendMessageW(main_window_, MESSAGE_SESSION_BEGINS, 0, 0);
 }
 
-void SessionObserver::SessionEnds(const CheckSummary&) {
+void SessionObserver::SessionEnds(const CheckSummary& summary) {
   {
     const std::lock_guard lock(mutex_);
     changes_ = {};  // what was held back is of no interest any more
   }
   SendMessageW(main_window_, MESSAGE_SESSION_ENDS, 0, 0);
+  SendMessageW(main_window_, MESSAGE_LOGIN_RESULT, 0, reinterpret_cast<LPARAM>(&summary.login_problem));
 }
 
 void SessionObserver::WrongUserName() {

@@ -73,6 +73,18 @@ void TrayIcon::SetTooltip(std::wstring_view text) {
   Update();
 }
 
+void TrayIcon::Notify(const std::wstring& text) {
+  if (!added_) {
+    return;
+  }
+  NOTIFYICONDATAW notification = data_;
+  notification.uFlags = NIF_INFO;
+  notification.dwInfoFlags = NIIF_WARNING;
+  lstrcpynW(notification.szInfoTitle, WideText(Text::kTitle).c_str(), ARRAYSIZE(notification.szInfoTitle));
+  lstrcpynW(notification.szInfo, text.c_str(), ARRAYSIZE(notification.szInfo));
+  Shell_NotifyIconW(NIM_MODIFY, &notification);
+}
+
 void TrayIcon::ShowIdleTooltip() {
   std::wstring text = WideText(Text::kTitle) + L" " + WideText(Text::kVersion);
   if (deleted_count_ > 0) {

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <string>
 #include <string_view>
 
 #include "config/program.h"
@@ -33,6 +34,8 @@ class TrayIcon {
 
   // Cut at 63 characters, which is what every shell takes.
   void SetTooltip(std::wstring_view text);
+  // A notification at the icon, shown by the shell for as long as it likes.
+  void Notify(const std::wstring& text);
   // Title and version, with the deleted count when there is one.
   void ShowIdleTooltip();
 

@@ -30,6 +30,8 @@ inline constexpr std::string_view kProbabilities = "PROBABILITIES";
 inline constexpr std::string_view kThreshold = "THRESHOLD";
 inline constexpr std::string_view kPoints = "POINTS";
 inline constexpr std::string_view kStatistics = "STATS";
+inline constexpr std::string_view kSecurity = "SECURITY";          // how to connect, by server
+inline constexpr std::string_view kCertificates = "CERTIFICATES";  // trusted fingerprints, by server
 inline constexpr std::string_view kOptionalMessageBoxes = "OPTIONALMESSAGEBOXES";
 }  // namespace sections
 
@@ -67,6 +69,10 @@ inline constexpr IntegerKey kConvertedSpamPoints096{sections::kMain, "ConvertedS
 inline constexpr IntegerKey kPort{sections::kServer, "Port", 110};
 // Seconds.
 inline constexpr IntegerKey kTimeout{sections::kServer, "Timeout", 60};
+// Seconds that a mail client may be silent; 0 means for ever.
+inline constexpr IntegerKey kClientTimeout{sections::kServer, "ClientTimeout", 600};
+// A notification in the tray when a login fails.
+inline constexpr IntegerKey kShowErrors{sections::kMain, "ShowErrors", 1};
 // Day numbers, and the counts beside them; lists of decimal numbers, each followed by a comma.
 inline constexpr TextKey kStatisticsDays{sections::kStatistics, "Days", "", 330};
 inline constexpr TextKey kStatisticsMails{sections::kStatistics, "Mails", "", 330};

@@ -25,7 +25,8 @@ std::string Number(std::uint32_t value) {
 
 std::string OutcomeOf(const CheckSummary& summary) {
   if (!summary.logged_in) {
-    return std::string(TextOf(Text::kCheckNotLoggedIn));
+    const std::string problem = DescribeProblem(summary.login_problem);
+    return problem.empty() ? std::string(TextOf(Text::kCheckNotLoggedIn)) : problem;
   }
   std::string line =
       Format(Text::kCheckCounts, {DisplayLine(summary.account), Number(summary.listed),
@@ -44,7 +45,14 @@ std::string OutcomeOf(const CheckSummary& summary) {
 }  // namespace
 
 ConsoleObserver::ConsoleObserver(Program& program)
-    : program_(program), can_ask_(StandardOutputIsTerminal() && StandardInputIsTerminal()) {}
+    : program_(program), can_ask_(StandardOutputIsTerminal() && StandardInputIsTerminal()) {
+  questions_->program = &program;
+}
+
+ConsoleObserver::~ConsoleObserver() {
+  const std::lock_guard lock(questions_->mutex);
+  questions_->program = nullptr;
+}
 
 void ConsoleObserver::PortInUse() {
   PrintLine(TextOf(Text::kPortInUse));
@@ -67,6 +75,7 @@ void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
     line += " " + trouble_;
   }
   PrintLine(line);
+  AskToTrust(summary.login_problem);
 }
 
 void ConsoleObserver::WrongUserName() {
@@ -107,24 +116,57 @@ void ConsoleObserver::AskToAbort(std::function<void()> abort) {
     abort();
     return;
   }
-  if (question_stands_->exchange(true)) {
+  if (questions_->stands) {
     return;
   }
   PrintLine(TextOf(Text::kTimeoutQuestion));
   PrintLine(TextOf(Text::kTimeoutKeys));
   // Where nothing can be typed any more it is as if nobody could be asked.
-  const auto ask = [abort, stands = question_stands_] {
-    const auto answer = ReadStandardInputLine();
-    *stands = false;
-    if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
-      abort();
-    }
-  };
-  try {
-    std::thread(ask).detach();
-  } catch (const std::system_error&) {
-    *question_stands_ = false;
+  if (!Ask([abort](Questions&, const std::optional<std::string>& answer) {
+        if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
+          abort();
+        }
+      })) {
     abort();
+  }
+}
+
+void ConsoleObserver::AskToTrust(const LoginProblem& problem) {
+  if (!problem.certificate || !can_ask_ || questions_->stands || !questions_->trust.Begin(problem.server)) {
+    return;
+  }
+  PrintLine(TrustQuestion(problem));
+  PrintLine(TextOf(Text::kTrustKeys));
+  Ask([server = problem.server, fingerprint = problem.certificate->fingerprint](
+          Questions& questions, const std::optional<std::string>& answer) {
+    const bool trusted = answer && (answer->starts_with('y') || answer->starts_with('Y'));
+    const std::lock_guard lock(questions.mutex);
+    if (questions.program == nullptr) {
+      return;
+    }
+    Text outcome = Text::kCertificateNotTrusted;
+    if (trusted) {
+      outcome = TrustCertificate(*questions.program, server, fingerprint) ? Text::kCertificateTrusted : Text::kNotSaved;
+    }
+    WriteStandardOutput(Format(outcome, {DisplayLine(server)}) + "\n");
+  });
+}
+
+bool ConsoleObserver::Ask(
+    const std::function<void(Questions&, const std::optional<std::string>&)>& on_answer) {
+  if (questions_->stands.exchange(true)) {
+    return false;
+  }
+  try {
+    std::thread([questions = questions_, on_answer] {
+      const auto answer = ReadStandardInputLine();
+      questions->stands = false;
+      on_answer(*questions, answer);
+    }).detach();
+    return true;
+  } catch (const std::system_error&) {
+    questions_->stands = false;
+    return false;
   }
 }
 

@@ -8,12 +8,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "config/program.h"
 #include "console/progress_line.h"
 #include "pop3/check_observer.h"
+#include "pop3/trusted_certificates.h"
 
 namespace quillbeaker {
 
@@ -21,6 +24,7 @@ class ConsoleObserver : public CheckObserver {
  public:
   // `program` must outlive the observer.
   explicit ConsoleObserver(Program& program);
+  ~ConsoleObserver() override;
 
   void PortInUse() override;
   void SessionBegins() override;
@@ -37,6 +41,16 @@ class ConsoleObserver : public CheckObserver {
   void AddDeleted(std::uint32_t) override {}
 
  private:
+  // What a question's thread reaches; it may outlive everything else, and waits for a line that may never come.
+  struct Questions {
+    std::mutex mutex;
+    Program* program = nullptr;        // null once the observer is gone
+    std::atomic<bool> stands = false;  // one at a time: there is one terminal to answer at
+    TrustQuestions trust;
+  };
+  // Asks on a thread of its own; false when no question can be asked now.
+  bool Ask(const std::function<void(Questions& questions, const std::optional<std::string>& answer)>& on_answer);
+  void AskToTrust(const LoginProblem& problem);
   void PrintLine(std::string_view text);
   void DrawProgress(bool at_once);
 
@@ -48,8 +62,7 @@ class ConsoleObserver : public CheckObserver {
   std::string activity_;
   std::string trouble_;  // why messages did not come, for the line at the end
   std::uint32_t spam_count_ = 0;
-  // Shared with the thread of the question, which may outlive everything else.
-  std::shared_ptr<std::atomic<bool>> question_stands_ = std::make_shared<std::atomic<bool>>(false);
+  std::shared_ptr<Questions> questions_ = std::make_shared<Questions>();
 };
 
 }  // namespace quillbeaker

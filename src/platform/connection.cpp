@@ -202,6 +202,13 @@ std::optional<std::vector<SocketAddress>> Resolve(const std::string& host, std::
   return std::move(resolution->addresses);
 }
 
+// Whether a connection to that address comes to the listener of ListenOnLoopback, whatever the port. The wildcard
+// address means this machine, too.
+bool ReachesOwnListener(const SocketAddress& address) {
+  const std::string text = NumericHost(address);
+  return text == "127.0.0.1" || text == "0.0.0.0" || text == "::ffff:127.0.0.1" || text == "::ffff:0.0.0.0";
+}
+
 // Attempts to connect to several addresses in their order. An attempt that is not answered stays open while
 // the next ones are made, so that a silent first address costs a delay and not the connection.
 class Attempts {
@@ -255,7 +262,7 @@ std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog) {
 }
 
 ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
-                        const std::function<bool()>& on_wait) {
+                        const std::function<bool()>& on_wait, int own_port) {
   if (host.empty() || host.find('\0') != std::string::npos) return {ConnectStatus::kHostNotFound, nullptr};
   if (port < 1 || port > 65535) return {ConnectStatus::kRefused, nullptr};
   period = std::clamp(period, milliseconds(1), kLongestWait);
@@ -263,6 +270,9 @@ ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
   auto addresses = Resolve(host, static_cast<std::uint16_t>(port), period, on_wait);
   if (!addresses) return {ConnectStatus::kAborted, nullptr};
   if (addresses->empty()) return {ConnectStatus::kHostNotFound, nullptr};
+  if (port == own_port && std::erase_if(*addresses, ReachesOwnListener) > 0 && addresses->empty()) {
+    return {ConnectStatus::kOwnAddress, nullptr};
+  }
   // Deliberate: every address of a host is tried, not only its first: a host may be reachable by one family
   // alone.
   if (addresses->size() > kMostAddresses) addresses->resize(kMostAddresses);

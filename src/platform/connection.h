@@ -57,7 +57,7 @@ class Listener {
 // Binds 127.0.0.1:`port` (1 to 65535; anything else fails) so that no other program can share it. Null on failure.
 std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog);
 
-enum class ConnectStatus { kConnected, kHostNotFound, kRefused, kTimedOut, kAborted };
+enum class ConnectStatus { kConnected, kHostNotFound, kRefused, kTimedOut, kAborted, kOwnAddress };
 struct ConnectResult {
   ConnectStatus status = ConnectStatus::kRefused;
   std::shared_ptr<Connection> connection;  // set only when connected
@@ -66,9 +66,10 @@ struct ConnectResult {
 // Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection; one that
 // stays silent is waited for while the next ones are tried. `on_wait` is called whenever `period` has passed without an
 // answer and says whether to go on waiting: false gives kAborted. kTimedOut is the system's own limit.
+// Addresses at which this process itself listens on `own_port` are left out; with no other the status is kOwnAddress.
 // Resolving cannot be interrupted by the system, so it runs on a thread of its own that is abandoned when given up.
 ConnectResult ConnectTo(const std::string& host, int port, std::chrono::milliseconds period,
-                        const std::function<bool()>& on_wait);
+                        const std::function<bool()>& on_wait, int own_port = 0);
 
 // Once per process, before anything else here: readies the system's socket library, keeps SIGPIPE away.
 bool StartNetworking();

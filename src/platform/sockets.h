@@ -75,6 +75,9 @@ struct SocketAddress {
 // Blocks for as long as the system likes. Empty when the name is not known.
 std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t port);
 
+// The address as digits, without the port; empty when it is none.
+std::string NumericHost(const SocketAddress& address);
+
 enum class ConnectProgress { kPending, kConnected, kRefused, kTimedOut };
 // Begins to connect; a socket that is not valid was refused at once.
 Socket StartConnecting(const SocketAddress& address);

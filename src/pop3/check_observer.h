@@ -10,12 +10,15 @@
 #include <string>
 #include <string_view>
 
+#include "pop3/login_problem.h"
+
 namespace quillbeaker {
 
 // One session in numbers, for a status line.
 struct CheckSummary {
   std::string account;  // "user @ server", the bytes that the client sent; empty before a login
   bool logged_in = false;
+  LoginProblem login_problem;  // of the last login: its server, and why it failed if it did
   bool finished = false;         // the client said QUIT and the server's side of it was carried out
   std::uint32_t listed = 0;      // entries, restored messages included
   std::uint32_t known = 0;       // passed on unfiltered, seen in an earlier session

@@ -58,7 +58,7 @@ MessageEntry* FindMapped(ClientSession& session, std::int32_t number) {
 CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
   session.user_name.clear();
   session.server_name.clear();
-  session.server_port = kDefaultPop3Port;
+  session.server_port.reset();
   const auto account = SplitAccountName(TextArgument(arguments));
   if (!account) {
     session.SendErr("Username isn't correct");
@@ -77,9 +77,12 @@ CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
 CommandResult HandlePass(ClientSession& session, std::string_view arguments) {
   const std::string password(TextArgument(arguments));
   const std::int32_t timeout = session.program().Read(keys::kTimeout);
-  if (password.size() > kMaxAccountField ||
-      !session.upstream().Login(session.server_name, session.server_port, session.user_name, password,
-                                timeout)) {
+  const bool logged_in =
+      password.size() <= kMaxAccountField &&
+      session.upstream().Login(session.server_name, session.server_port, session.user_name, password, timeout,
+                               session.own_port());
+  session.summary.login_problem = session.upstream().login_problem();
+  if (!logged_in) {
     session.SendErr("Password isn't correct");
     return kEndSession;
   }

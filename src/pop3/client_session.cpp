@@ -36,6 +36,12 @@ bool MayHoldPassword(std::string_view unfinished_line) {
   return false;
 }
 
+// 0 and less mean for ever, which is a year here.
+std::chrono::milliseconds ConfiguredIdleLimit(const Program& program) {
+  const std::int32_t seconds = program.Read(keys::kClientTimeout);
+  return seconds > 0 ? std::chrono::seconds(seconds) : std::chrono::hours(24 * 365);
+}
+
 }  // namespace
 
 std::uint32_t TickSequence::Next(const Environment& environment) {
@@ -49,7 +55,8 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, TickSequ
     : program_(program),
       observer_(observer),
       ticks_(ticks),
-      settings_(settings),
+      idle_limit_(settings.client_idle_limit.value_or(ConfiguredIdleLimit(program))),
+      own_port_(settings.own_port),
       client_(std::move(client)),
       upstream_(program, observer) {}
 
@@ -78,7 +85,7 @@ void ClientSession::OpenLog() {
 void ClientSession::ServeCommands() {
   std::array<char, kReceiveSize> buffer;
   while (!client_lost_) {
-    const IoResult received = client_->Receive(buffer.data(), buffer.size(), settings_.client_idle_limit);
+    const IoResult received = client_->Receive(buffer.data(), buffer.size(), idle_limit_);
     if (received.status != IoStatus::kOk) {
       return;
     }
@@ -148,7 +155,7 @@ void ClientSession::Flush() {
 
 void ClientSession::SendNow(std::string_view bytes) {
   if (!bytes.empty() && !client_lost_) {
-    client_lost_ = client_->Send(bytes, settings_.client_idle_limit).status != IoStatus::kOk;
+    client_lost_ = client_->Send(bytes, idle_limit_).status != IoStatus::kOk;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,8 +22,9 @@ namespace quillbeaker {
 // What outlives a session and is handed to each one.
 struct SessionSettings {
   // Deliberate: a client that sends nothing, or takes nothing, for so long is treated as gone (RFC 1939 asks
-  // for ten minutes at least): it would hold up every other account.
-  std::chrono::milliseconds client_idle_limit = std::chrono::minutes(10);
+  // for ten minutes at least): it would hold up every other account. Unset, the configuration says it.
+  std::optional<std::chrono::milliseconds> client_idle_limit;
+  int own_port = 0;  // that the proxy listens on; 0 when it does not
 };
 
 // Hands out tick values for synthetic unique ids, none twice, however many are asked for within one tick.
@@ -65,10 +67,11 @@ class ClientSession {
   CheckObserver& observer() { return observer_; }
   UpstreamSession& upstream() { return upstream_; }
   TickSequence& ticks() { return ticks_; }
+  int own_port() const { return own_port_; }
 
   std::string user_name;  // as USER gave it
   std::string server_name;
-  std::int32_t server_port = 110;
+  std::optional<std::int32_t> server_port;  // as USER gave it
   bool view_built = false;
   CheckSummary summary;
 
@@ -84,7 +87,8 @@ class ClientSession {
   Program& program_;
   CheckObserver& observer_;
   TickSequence& ticks_;
-  const SessionSettings& settings_;
+  const std::chrono::milliseconds idle_limit_;
+  const int own_port_;
   LogFile client_log_;
   std::unique_ptr<Connection> client_;
   UpstreamSession upstream_;  // closed before the client's socket

@@ -115,7 +115,7 @@ std::optional<AccountName> SplitAccountName(std::string_view text) {
       fields[1].size() > kMaxAccountField) {
     return std::nullopt;
   }
-  AccountName account{std::move(fields[0]), std::move(fields[1])};
+  AccountName account{std::move(fields[0]), std::move(fields[1]), std::nullopt};
   if (fields.size() == 3 && !fields[2].empty()) {
     account.port = IntegerOf(std::string_view(fields[2]).substr(0, kMaxPortDigits));
   }

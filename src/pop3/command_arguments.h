@@ -13,12 +13,11 @@ namespace quillbeaker {
 
 // Each at most; longer ones are refused.
 inline constexpr std::size_t kMaxAccountField = 79;  // bytes
-inline constexpr int kDefaultPop3Port = 110;
 
 struct AccountName {
   std::string server;
   std::string user;
-  std::int32_t port = kDefaultPop3Port;
+  std::optional<std::int32_t> port;  // as given; without one the server's security decides
 };
 
 // The command's text without its word, which is `word_length` bytes long; nothing of it behind a NUL.

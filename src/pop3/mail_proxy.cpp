@@ -19,6 +19,7 @@ bool MailProxy::Listen(int port) {
     observer_.PortInUse();
     return false;
   }
+  settings_.own_port = port;
   const std::lock_guard lock(mutex_);
   listener_ = std::move(listener);
   if (stopped_) {

@@ -34,7 +34,7 @@ class MailProxy {
 
   Program& program_;
   CheckObserver& observer_;
-  const SessionSettings settings_;
+  SessionSettings settings_;
   TickSequence ticks_;
   std::mutex mutex_;  // guards what Stop reaches
   std::unique_ptr<Listener> listener_;

@@ -5,6 +5,9 @@
 #include <array>
 #include <utility>
 
+#include "message/display_text.h"
+#include "pop3/trusted_certificates.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -15,6 +18,22 @@ constexpr std::string_view kQuit = "QUIT\r\n";
 constexpr milliseconds kConnectStep{250};
 // How long a server may take to close after QUIT before we do.
 constexpr milliseconds kFarewell{2'500};
+
+LoginFailure FailureOf(ConnectStatus status) {
+  switch (status) {
+    case ConnectStatus::kHostNotFound:
+      return LoginFailure::kNameNotFound;
+    case ConnectStatus::kOwnAddress:
+      return LoginFailure::kOwnAddress;
+    case ConnectStatus::kTimedOut:
+    case ConnectStatus::kAborted:
+      return LoginFailure::kTimedOut;
+    case ConnectStatus::kRefused:
+    case ConnectStatus::kConnected:
+      break;
+  }
+  return LoginFailure::kNotReached;
+}
 
 // Outside this range a timer would silently give no time-out at all.
 milliseconds TimeoutOf(std::int32_t seconds) {
@@ -32,12 +51,8 @@ UpstreamConnection::~UpstreamConnection() {
   Close();
 }
 
-bool UpstreamConnection::Open(const std::string& server, int port, std::int32_t timeout_seconds) {
-  OpenLog();
-  timeout_ = TimeoutOf(timeout_seconds);
-  const auto given_up = std::make_shared<std::atomic<bool>>(false);
-  milliseconds waited{0};
-  const auto on_wait = [&] {
+std::function<bool()> UpstreamConnection::LoginWatch() {
+  return [this, given_up = std::make_shared<std::atomic<bool>>(false), waited = milliseconds{0}]() mutable {
     waited += kConnectStep;
     if (waited >= timeout_) {
       waited = milliseconds{0};
@@ -47,15 +62,78 @@ bool UpstreamConnection::Open(const std::string& server, int port, std::int32_t 
     }
     return !*given_up && !aborted_;
   };
-  std::shared_ptr<Connection> connection = ConnectTo(server, port, kConnectStep, on_wait).connection;
-  if (connection == nullptr) {
-    return false;
-  }
+}
+
+bool UpstreamConnection::Open(const ServerAddress& address, std::int32_t timeout_seconds, int own_port,
+                              LoginProblem& problem) {
+  timeout_ = TimeoutOf(timeout_seconds);
   dead_ = false;
   pending_ = {};
+  ConnectResult connected = ConnectTo(address.host, address.port, kConnectStep, LoginWatch(), own_port);
+  if (connected.connection == nullptr) {
+    problem.failure = FailureOf(connected.status);
+    return false;
+  }
+  if (address.security == Security::kTls) {
+    return Encrypt(std::move(connected.connection), address, problem);
+  }
+  return Take(std::move(connected.connection), problem);
+}
+
+bool UpstreamConnection::Secure(const ServerAddress& address, LoginProblem& problem) {
+  std::shared_ptr<Connection> plain;
+  {
+    const std::lock_guard lock(mutex_);
+    plain = std::exchange(connection_, nullptr);
+  }
+  return plain != nullptr && Encrypt(std::move(plain), address, problem);
+}
+
+bool UpstreamConnection::Encrypt(std::shared_ptr<Connection> plain, const ServerAddress& address,
+                                 LoginProblem& problem) {
+  if (!BeginHandshake(plain)) {
+    problem.failure = LoginFailure::kConnectionLost;
+    return false;
+  }
+  const std::string trusted = TrustedFingerprint(program_, address.Key());
+  TlsResult secured = SecureConnection(plain, {address.host, trusted}, kConnectStep, LoginWatch());
+  {
+    const std::lock_guard lock(mutex_);
+    handshaking_ = nullptr;
+  }
+  if (secured.status == TlsStatus::kEstablished) {
+    return Take(std::move(secured.connection), problem);
+  }
+  // Nothing of POP3 may be said here, not even QUIT.
+  plain->Abort({});
+  problem.detail = DisplayLine(secured.reason);
+  switch (secured.status) {
+    case TlsStatus::kRejected:
+      problem.failure = LoginFailure::kCertificate;
+      problem.certificate = secured.certificate;
+      problem.certificate_changed = !trusted.empty();
+      break;
+    case TlsStatus::kAborted:
+      problem.failure = LoginFailure::kTimedOut;
+      break;
+    default:
+      problem.failure = LoginFailure::kTls;
+      break;
+  }
+  return false;
+}
+
+bool UpstreamConnection::BeginHandshake(const std::shared_ptr<Connection>& plain) {
+  const std::lock_guard lock(mutex_);
+  handshaking_ = plain;
+  return !aborted_;
+}
+
+bool UpstreamConnection::Take(std::shared_ptr<Connection> connection, LoginProblem& problem) {
   const std::lock_guard lock(mutex_);
   if (aborted_) {
-    return false;  // Abort came while there was nothing to break yet
+    problem.failure = LoginFailure::kConnectionLost;  // Abort came while there was nothing to break yet
+    return false;
   }
   connection_ = std::move(connection);
   return true;
@@ -146,8 +224,14 @@ Reply UpstreamConnection::ReadUntil(const ReplyFormat& format, bool with_progres
 }
 
 bool UpstreamConnection::ReadStatus() {
-  const Reply reply = ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
-  return reply.status == ReplyStatus::kComplete && IsPositive(reply.text);
+  std::string reply;
+  return ReadStatus(reply);
+}
+
+bool UpstreamConnection::ReadStatus(std::string& text) {
+  Reply reply = ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
+  text = std::move(reply.text);
+  return reply.status == ReplyStatus::kComplete && IsPositive(text);
 }
 
 bool UpstreamConnection::FinishPendingReply() {
@@ -182,13 +266,26 @@ std::function<void()> UpstreamConnection::AbortLater() {
 
 void UpstreamConnection::Abort() {
   std::shared_ptr<Connection> connection;
+  std::shared_ptr<Connection> handshaking;
   {
     const std::lock_guard lock(mutex_);
     aborted_ = true;
     connection = connection_;
+    handshaking = handshaking_;
   }
   if (connection != nullptr) {
     connection->Abort(kQuit);
+  }
+  if (handshaking != nullptr) {
+    handshaking->Abort({});
+  }
+}
+
+void UpstreamConnection::Drop() {
+  const std::lock_guard lock(mutex_);
+  if (connection_ != nullptr) {
+    connection_->Abort({});
+    connection_ = nullptr;
   }
 }
 

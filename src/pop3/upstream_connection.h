@@ -18,7 +18,9 @@
 #include "config/program.h"
 #include "platform/connection.h"
 #include "pop3/check_observer.h"
+#include "pop3/login_problem.h"
 #include "pop3/reply_reader.h"
+#include "pop3/server_security.h"
 
 namespace quillbeaker {
 
@@ -30,10 +32,15 @@ class UpstreamConnection {
   UpstreamConnection(const UpstreamConnection&) = delete;
   UpstreamConnection& operator=(const UpstreamConnection&) = delete;
 
-  // Opens server.log with a banner of its own and connects. `timeout_seconds` watches this and every later
-  // wait; below 1 it counts as 60, above 1000 as 1000.
-  bool Open(const std::string& server, int port, std::int32_t timeout_seconds);
+  // Opens server.log with a banner of its own.
+  void OpenLog();
+  // Connects and, for Security::kTls, secures the connection. `timeout_seconds` watches this and every later
+  // wait; below 1 it counts as 60, above 1000 as 1000. `own_port` is the port that this program listens on
+  // itself, 0 for none. On failure `problem` says why.
+  bool Open(const ServerAddress& address, std::int32_t timeout_seconds, int own_port, LoginProblem& problem);
   bool is_open() const { return connection_ != nullptr; }
+  // Secures the connection that stands (Security::kStartTls). On failure it is closed without another byte.
+  bool Secure(const ServerAddress& address, LoginProblem& problem);
 
   // Logs and sends one command, its line end included. False when nothing can be sent any more.
   bool SendLine(std::string_view line);
@@ -44,8 +51,10 @@ class UpstreamConnection {
   // rest would be taken for the answer to that.
   enum class Logging { kOn, kOff };
   Reply ReadUntil(const ReplyFormat& format, bool with_progress, Logging logging = Logging::kOn);
-  // True when the server's one-line reply begins with "+OK".
+  // True when the server's one-line reply begins with "+OK". `reply` gets all that was received: the line, as far
+  // as it came, and whatever came behind it.
   bool ReadStatus();
+  bool ReadStatus(std::string& reply);
   // The server cannot be trusted any further: no command succeeds from now on.
   void GiveUp() { dead_ = true; }
 
@@ -57,9 +66,10 @@ class UpstreamConnection {
   void Abort();
   // Says QUIT, waits a little for the server to close, closes, and trims the log.
   void Close();
+  // Breaks the connection without another byte; Close then says nothing either.
+  void Drop();
 
  private:
-  void OpenLog();
   bool SendBytes(std::string_view bytes);
   std::ptrdiff_t ReceiveChunk(char* buffer, std::size_t capacity);
   ReplySource Source();
@@ -67,14 +77,22 @@ class UpstreamConnection {
   bool FinishPendingReply();
   // The server has not answered in time. False when the person, or the configuration, gives up.
   bool GoOnWaiting(std::function<void()> abort);
+  // The watch over a step of the login whose waits are cut short: counts them until the time-out, then asks or
+  // gives up as every wait does.
+  std::function<bool()> LoginWatch();
+  bool Encrypt(std::shared_ptr<Connection> plain, const ServerAddress& address, LoginProblem& problem);
+  // Both are false when Abort came first.
+  bool BeginHandshake(const std::shared_ptr<Connection>& plain);
+  bool Take(std::shared_ptr<Connection> connection, LoginProblem& problem);
   // Breaks the connection that stands now, if it still does when this is called.
   std::function<void()> AbortLater();
   void SayGoodbye();
 
   const Program& program_;
   CheckObserver& observer_;
-  std::mutex mutex_;  // guards the pointer against Abort
+  std::mutex mutex_;  // guards the pointers against Abort
   std::shared_ptr<Connection> connection_;
+  std::shared_ptr<Connection> handshaking_;  // not secured yet: only Abort may touch it
   std::atomic<bool> aborted_ = false;
   bool dead_ = false;  // nothing can follow on this connection
   struct PendingReply {

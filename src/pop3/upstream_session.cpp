@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "config/ascii.h"
+#include "message/display_text.h"
 #include "message/line_ends.h"
 #include "platform/files.h"
 #include "pop3/message_listing.h"
@@ -62,19 +63,14 @@ std::string UpstreamSession::Account() const {
   return user_name_ + " @ " + server_name_;
 }
 
-bool UpstreamSession::Login(const std::string& server, int port, const std::string& user,
-                            const std::string& password, std::int32_t timeout_seconds) {
+bool UpstreamSession::Login(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
+                            const std::string& password, std::int32_t timeout_seconds, int own_port) {
   if (connection_.is_open()) {
     Close();
   }
-  if (!connection_.Open(server, port, timeout_seconds)) {
-    return false;
-  }
-  if (!connection_.ReadStatus()) {
-    Close();
-    return false;
-  }
-  if (!Authorise(user, password)) {
+  login_problem_ = {};
+  if (!LogIn(server, port, user, password, timeout_seconds, own_port)) {
+    connection_.LogMarker('S', ProblemMarker(login_problem_));
     return false;
   }
   user_name_ = user;
@@ -84,10 +80,63 @@ bool UpstreamSession::Login(const std::string& server, int port, const std::stri
   return true;
 }
 
+bool UpstreamSession::LogIn(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
+                            const std::string& password, std::int32_t timeout_seconds, int own_port) {
+  connection_.OpenLog();
+  const SecurityChoice choice = ChooseSecurity(program_, server, port);
+  if (!choice.address) {
+    login_problem_.failure = LoginFailure::kSecurityUnclear;
+    login_problem_.server = server;
+    login_problem_.detail = DisplayLine(choice.unclear);
+    return false;
+  }
+  login_problem_.server = choice.address->Key();
+  return connection_.Open(*choice.address, timeout_seconds, own_port, login_problem_) && Greet(*choice.address) &&
+         (choice.address->security != Security::kStartTls || StartTls(*choice.address)) &&
+         Authorise(user, password);
+}
+
+bool UpstreamSession::Greet(const ServerAddress& address) {
+  if (Agreed(LoginFailure::kGreeting)) {
+    return true;
+  }
+  if (address.security == Security::kStartTls) {
+    connection_.Drop();  // not even QUIT is said in clear
+  }
+  return false;
+}
+
+bool UpstreamSession::StartTls(const ServerAddress& address) {
+  if (!connection_.SendLine("STLS\r\n") || !Agreed(LoginFailure::kStartTlsRefused)) {
+    connection_.Drop();
+    return false;
+  }
+  return connection_.Secure(address, login_problem_);
+}
+
 bool UpstreamSession::Authorise(const std::string& user, const std::string& password) {
-  return user.size() <= kMaxUserName && connection_.SendLine("USER " + user + "\r\n") &&
-         connection_.ReadStatus() &&
-         connection_.SendSecretLine("PASS " + password + "\r\n", "PASS ********") && connection_.ReadStatus();
+  if (user.size() > kMaxUserName) {
+    login_problem_.failure = LoginFailure::kUserRefused;
+    return false;
+  }
+  return connection_.SendLine("USER " + user + "\r\n") && Agreed(LoginFailure::kUserRefused) &&
+         connection_.SendSecretLine("PASS " + password + "\r\n", "PASS ********") &&
+         Agreed(LoginFailure::kPasswordRefused);
+}
+
+bool UpstreamSession::Agreed(LoginFailure failure) {
+  std::string reply;
+  const bool positive = connection_.ReadStatus(reply);
+  const std::size_t end = reply.find(kLineEnd);
+  const bool whole = end != std::string::npos;
+  // RFC 2595: what was sent in clear behind the agreement to STLS could be anybody's.
+  const bool injected = positive && failure == LoginFailure::kStartTlsRefused && end + kLineEnd.size() < reply.size();
+  if (positive && !injected) {
+    return true;
+  }
+  login_problem_.failure = reply.empty() ? LoginFailure::kConnectionLost : failure;
+  login_problem_.detail = DisplayLine(std::string_view(reply).substr(0, std::min(whole ? end : reply.size(), kMaxShownRefusal)));
+  return false;
 }
 
 bool UpstreamSession::HasMessages() {

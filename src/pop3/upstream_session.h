@@ -5,6 +5,7 @@
 // that the mail client will see. Used on the listener's thread, Abort aside.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "config/program.h"
@@ -22,10 +23,14 @@ class UpstreamSession {
   UpstreamSession(const UpstreamSession&) = delete;
   UpstreamSession& operator=(const UpstreamSession&) = delete;
 
-  // Connects and logs in; a session that was open is closed first. On failure after the connection was made
-  // the socket stays open until Close. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
-  bool Login(const std::string& server, int port, const std::string& user, const std::string& password,
-             std::int32_t timeout_seconds);
+  // Connects, secures the connection as the configuration wants it, and logs in; a session that was open is
+  // closed first. On failure after the connection was made the socket stays open until Close, unless nothing
+  // more may be said on it. `port` is the one that the mail client's user name gives, if any; `own_port` is the
+  // one that this program listens on. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
+  bool Login(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
+             const std::string& password, std::int32_t timeout_seconds, int own_port = 0);
+  // Why the last login failed.
+  const LoginProblem& login_problem() const { return login_problem_; }
 
   // The list is read from the server when it is first needed: LIST, UIDL, and the restored messages of this
   // account.
@@ -55,7 +60,13 @@ class UpstreamSession {
   std::string Account() const;
 
  private:
+  bool LogIn(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
+             const std::string& password, std::int32_t timeout_seconds, int own_port);
+  bool Greet(const ServerAddress& address);
+  bool StartTls(const ServerAddress& address);
   bool Authorise(const std::string& user, const std::string& password);
+  // Whether the server agrees; its words are kept when it does not.
+  bool Agreed(LoginFailure failure);
   void ListMessages();
   bool ReadListing();
   void ReadUniqueIds();
@@ -70,6 +81,7 @@ class UpstreamSession {
   std::string user_name_;
   std::string server_name_;
   std::string last_refusal_;
+  LoginProblem login_problem_;
   MessageList messages_;
 };
 

@@ -282,4 +282,5 @@
 #define MESSAGE_RECYCLE_ROW_ADDED (WM_USER + 163)    // store to recycle bin window: lParam is the name
 #define MESSAGE_RECYCLE_ROW_REMOVED (WM_USER + 164)  // store to recycle bin window: lParam is the name
 #define MESSAGE_TRAINING_CHANGED (WM_USER + 165)     // learning to main window
+#define MESSAGE_LOGIN_RESULT (WM_USER + 166)     // listener, synchronous: lParam is the LoginProblem of the session
 #define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)      // settings dialog to page: lParam is the restart flag

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -166,6 +167,17 @@ std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t por
     addresses.push_back(address);
   }
   return addresses;
+}
+
+std::string NumericHost(const SocketAddress& address) {
+  sockaddr_storage storage{};
+  std::memcpy(&storage, address.bytes.data(), address.size);
+  std::array<char, NI_MAXHOST> host{};
+  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size), host.data(),
+                  static_cast<socklen_t>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
+    return {};
+  }
+  return host.data();
 }
 
 Socket StartConnecting(const SocketAddress& address) {

@@ -5,6 +5,7 @@
 #include <ws2tcpip.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 
@@ -160,6 +161,17 @@ std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t por
     addresses.push_back(address);
   }
   return addresses;
+}
+
+std::string NumericHost(const SocketAddress& address) {
+  sockaddr_storage storage{};
+  std::memcpy(&storage, address.bytes.data(), address.size);
+  std::array<char, NI_MAXHOST> host{};
+  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size), host.data(),
+                  static_cast<DWORD>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
+    return {};
+  }
+  return host.data();
 }
 
 Socket StartConnecting(const SocketAddress& address) {

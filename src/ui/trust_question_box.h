@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Whether a certificate that does not check out shall be trusted: a message box on a thread of its own, so that mail
+// goes on meanwhile.
+
+#include "config/program.h"
+#include "pop3/login_problem.h"
+#include "pop3/trusted_certificates.h"
+
+namespace quillbeaker {
+
+class TrustQuestionBox {
+ public:
+  // Asks when the problem is a certificate and its server was not asked about before, and returns at once. Yes is kept
+  // in the configuration; `program` must outlive the process's windows.
+  void AskOnce(Program& program, const LoginProblem& problem);
+
+ private:
+  TrustQuestions questions_;
+};
+
+}  // namespace quillbeaker
