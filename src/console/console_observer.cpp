@@ -145,8 +145,11 @@ void ConsoleObserver::AskToTrust(const LoginProblem& problem) {
       return;
     }
     Text outcome = Text::kCertificateNotTrusted;
-    if (trusted) {
-      outcome = TrustCertificate(*questions.program, server, fingerprint) ? Text::kCertificateTrusted : Text::kNotSaved;
+    if (trusted && TrustCertificate(*questions.program, server, fingerprint)) {
+      questions.trust.Forget(server);
+      outcome = Text::kCertificateTrusted;
+    } else if (trusted) {
+      outcome = Text::kNotSaved;
     }
     WriteStandardOutput(Format(outcome, {DisplayLine(server)}) + "\n");
   });

@@ -39,4 +39,9 @@ bool TrustQuestions::Begin(const std::string& server) {
   return asked_.insert(LowerAscii(server)).second;
 }
 
+void TrustQuestions::Forget(const std::string& server) {
+  const std::lock_guard lock(mutex_);
+  asked_.erase(LowerAscii(server));
+}
+
 }  // namespace quillbeaker

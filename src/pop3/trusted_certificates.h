@@ -18,11 +18,13 @@ std::string TrustedFingerprint(const Program& program, const std::string& server
 // False when it could not be saved.
 bool TrustCertificate(Program& program, const std::string& server, const std::string& fingerprint);
 
-// A server is asked about once; its answer No holds until the program ends. Any thread.
+// A server is asked about once; the answer No holds until the program ends. Any thread.
 class TrustQuestions {
  public:
   // True the first time for a server: the caller asks.
   bool Begin(const std::string& server);
+  // The answer was Yes, and is kept: should the server come with another certificate, that is asked about again.
+  void Forget(const std::string& server);
 
  private:
   std::mutex mutex_;

@@ -26,13 +26,22 @@ LoginFailure FailureOf(ConnectStatus status) {
     case ConnectStatus::kOwnAddress:
       return LoginFailure::kOwnAddress;
     case ConnectStatus::kTimedOut:
-    case ConnectStatus::kAborted:
       return LoginFailure::kTimedOut;
+    case ConnectStatus::kAborted:
     case ConnectStatus::kRefused:
     case ConnectStatus::kConnected:
       break;
   }
   return LoginFailure::kNotReached;
+}
+
+// What a stranger wrote into a certificate, on one line that no screen is confused by.
+CertificateInfo ForDisplay(CertificateInfo certificate) {
+  constexpr std::size_t kMostColumns = 200;
+  for (std::string* const text : {&certificate.subject, &certificate.issuer}) {
+    *text = FirstColumns(DisplayLine(*text), kMostColumns);
+  }
+  return certificate;
 }
 
 // Outside this range a timer would silently give no time-out at all.
@@ -52,7 +61,7 @@ UpstreamConnection::~UpstreamConnection() {
 }
 
 std::function<bool()> UpstreamConnection::LoginWatch() {
-  return [this, given_up = std::make_shared<std::atomic<bool>>(false), waited = milliseconds{0}]() mutable {
+  return [this, given_up = given_up_, waited = milliseconds{0}]() mutable {
     waited += kConnectStep;
     if (waited >= timeout_) {
       waited = milliseconds{0};
@@ -69,9 +78,10 @@ bool UpstreamConnection::Open(const ServerAddress& address, std::int32_t timeout
   timeout_ = TimeoutOf(timeout_seconds);
   dead_ = false;
   pending_ = {};
+  given_up_ = std::make_shared<std::atomic<bool>>(false);
   ConnectResult connected = ConnectTo(address.host, address.port, kConnectStep, LoginWatch(), own_port);
   if (connected.connection == nullptr) {
-    problem.failure = FailureOf(connected.status);
+    problem.failure = connected.status == ConnectStatus::kAborted ? HowItEnded() : FailureOf(connected.status);
     return false;
   }
   if (address.security == Security::kTls) {
@@ -110,11 +120,12 @@ bool UpstreamConnection::Encrypt(std::shared_ptr<Connection> plain, const Server
   switch (secured.status) {
     case TlsStatus::kRejected:
       problem.failure = LoginFailure::kCertificate;
-      problem.certificate = secured.certificate;
+      problem.certificate = ForDisplay(*secured.certificate);
       problem.certificate_changed = !trusted.empty();
       break;
     case TlsStatus::kAborted:
-      problem.failure = LoginFailure::kTimedOut;
+      problem.failure = HowItEnded();
+      problem.detail.clear();
       break;
     default:
       problem.failure = LoginFailure::kTls;
@@ -224,14 +235,16 @@ Reply UpstreamConnection::ReadUntil(const ReplyFormat& format, bool with_progres
 }
 
 bool UpstreamConnection::ReadStatus() {
-  std::string reply;
-  return ReadStatus(reply);
+  const Reply reply = ReadStatusReply();
+  return reply.status == ReplyStatus::kComplete && IsPositive(reply.text);
 }
 
-bool UpstreamConnection::ReadStatus(std::string& text) {
-  Reply reply = ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
-  text = std::move(reply.text);
-  return reply.status == ReplyStatus::kComplete && IsPositive(text);
+Reply UpstreamConnection::ReadStatusReply() {
+  return ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
+}
+
+LoginFailure UpstreamConnection::HowItEnded() const {
+  return *given_up_ ? LoginFailure::kTimedOut : LoginFailure::kConnectionLost;
 }
 
 bool UpstreamConnection::FinishPendingReply() {
@@ -257,7 +270,8 @@ bool UpstreamConnection::GoOnWaiting(std::function<void()> abort) {
 }
 
 std::function<void()> UpstreamConnection::AbortLater() {
-  return [connection = std::weak_ptr<Connection>(connection_)] {
+  return [connection = std::weak_ptr<Connection>(connection_), given_up = given_up_] {
+    *given_up = true;
     if (const auto alive = connection.lock()) {
       alive->Abort(kQuit);
     }

@@ -51,10 +51,12 @@ class UpstreamConnection {
   // rest would be taken for the answer to that.
   enum class Logging { kOn, kOff };
   Reply ReadUntil(const ReplyFormat& format, bool with_progress, Logging logging = Logging::kOn);
-  // True when the server's one-line reply begins with "+OK". `reply` gets all that was received: the line, as far
-  // as it came, and whatever came behind it.
+  // True when the server's one-line reply begins with "+OK". The other one gives all that was received: the line, as
+  // far as it came, and whatever came behind it.
   bool ReadStatus();
-  bool ReadStatus(std::string& reply);
+  Reply ReadStatusReply();
+  // What a login that goes no further has failed of: nobody wanted to wait, or the connection is gone.
+  LoginFailure HowItEnded() const;
   // The server cannot be trusted any further: no command succeeds from now on.
   void GiveUp() { dead_ = true; }
 
@@ -94,6 +96,8 @@ class UpstreamConnection {
   std::shared_ptr<Connection> connection_;
   std::shared_ptr<Connection> handshaking_;  // not secured yet: only Abort may touch it
   std::atomic<bool> aborted_ = false;
+  // Set by a person or a configuration that does not want to wait; one for each Open, since an answer may come late.
+  std::shared_ptr<std::atomic<bool>> given_up_ = std::make_shared<std::atomic<bool>>(false);
   bool dead_ = false;  // nothing can follow on this connection
   struct PendingReply {
     std::string_view terminator;  // empty: nothing is pending

@@ -70,7 +70,9 @@ bool UpstreamSession::Login(const std::string& server, std::optional<std::int32_
   }
   login_problem_ = {};
   if (!LogIn(server, port, user, password, timeout_seconds, own_port)) {
-    connection_.LogMarker('S', ProblemMarker(login_problem_));
+    if (login_problem_.failure != LoginFailure::kNone) {
+      connection_.LogMarker('S', ProblemMarker(login_problem_));
+    }
     return false;
   }
   user_name_ = user;
@@ -97,17 +99,18 @@ bool UpstreamSession::LogIn(const std::string& server, std::optional<std::int32_
 }
 
 bool UpstreamSession::Greet(const ServerAddress& address) {
-  if (Agreed(LoginFailure::kGreeting)) {
-    return true;
+  if (address.security != Security::kStartTls) {
+    return Agreed(LoginFailure::kGreeting);
   }
-  if (address.security == Security::kStartTls) {
+  if (!Agreed(LoginFailure::kGreeting, Behind::kForbidden)) {
     connection_.Drop();  // not even QUIT is said in clear
+    return false;
   }
-  return false;
+  return true;
 }
 
 bool UpstreamSession::StartTls(const ServerAddress& address) {
-  if (!connection_.SendLine("STLS\r\n") || !Agreed(LoginFailure::kStartTlsRefused)) {
+  if (!Say("STLS\r\n") || !Agreed(LoginFailure::kStartTlsRefused, Behind::kForbidden)) {
     connection_.Drop();
     return false;
   }
@@ -116,26 +119,41 @@ bool UpstreamSession::StartTls(const ServerAddress& address) {
 
 bool UpstreamSession::Authorise(const std::string& user, const std::string& password) {
   if (user.size() > kMaxUserName) {
-    login_problem_.failure = LoginFailure::kUserRefused;
     return false;
   }
-  return connection_.SendLine("USER " + user + "\r\n") && Agreed(LoginFailure::kUserRefused) &&
-         connection_.SendSecretLine("PASS " + password + "\r\n", "PASS ********") &&
-         Agreed(LoginFailure::kPasswordRefused);
+  if (!Say("USER " + user + "\r\n") || !Agreed(LoginFailure::kUserRefused)) {
+    return false;
+  }
+  if (!connection_.SendSecretLine("PASS " + password + "\r\n", "PASS ********")) {
+    login_problem_.failure = connection_.HowItEnded();
+    return false;
+  }
+  return Agreed(LoginFailure::kPasswordRefused);
 }
 
-bool UpstreamSession::Agreed(LoginFailure failure) {
-  std::string reply;
-  const bool positive = connection_.ReadStatus(reply);
-  const std::size_t end = reply.find(kLineEnd);
-  const bool whole = end != std::string::npos;
-  // RFC 2595: what was sent in clear behind the agreement to STLS could be anybody's.
-  const bool injected = positive && failure == LoginFailure::kStartTlsRefused && end + kLineEnd.size() < reply.size();
+bool UpstreamSession::Say(const std::string& line) {
+  if (connection_.SendLine(line)) {
+    return true;
+  }
+  login_problem_.failure = connection_.HowItEnded();
+  return false;
+}
+
+bool UpstreamSession::Agreed(LoginFailure failure, Behind behind) {
+  const Reply reply = connection_.ReadStatusReply();
+  if (reply.status == ReplyStatus::kLost && reply.text.size() < kMaxStatusLine) {
+    login_problem_.failure = connection_.HowItEnded();
+    return false;
+  }
+  const std::string_view line = WithoutLineEnd(reply.text);
+  const bool positive = reply.status == ReplyStatus::kComplete && IsPositive(line);
+  // RFC 2595, section 4: what was sent in clear behind an answer could be anybody's, and would be taken for the next.
+  const bool injected = behind == Behind::kForbidden && line.size() + kLineEnd.size() < reply.text.size();
   if (positive && !injected) {
     return true;
   }
-  login_problem_.failure = reply.empty() ? LoginFailure::kConnectionLost : failure;
-  login_problem_.detail = DisplayLine(std::string_view(reply).substr(0, std::min(whole ? end : reply.size(), kMaxShownRefusal)));
+  login_problem_.failure = failure;
+  login_problem_.detail = positive ? "bytes behind the answer" : DisplayLine(line.substr(0, kMaxShownRefusal));
   return false;
 }
 

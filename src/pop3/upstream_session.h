@@ -65,8 +65,12 @@ class UpstreamSession {
   bool Greet(const ServerAddress& address);
   bool StartTls(const ServerAddress& address);
   bool Authorise(const std::string& user, const std::string& password);
-  // Whether the server agrees; its words are kept when it does not.
-  bool Agreed(LoginFailure failure);
+  // Whether the server agrees; its words are kept when it does not. What may not have anything behind it in clear is
+  // the answer before TLS.
+  enum class Behind { kIgnored, kForbidden };
+  bool Agreed(LoginFailure failure, Behind behind = Behind::kIgnored);
+  // Sends a line of the login; false, with the reason, when it does not go out.
+  bool Say(const std::string& line);
   void ListMessages();
   bool ReadListing();
   void ReadUniqueIds();

@@ -11,14 +11,19 @@
 namespace quillbeaker {
 
 void TrustQuestionBox::AskOnce(Program& program, const LoginProblem& problem) {
-  if (!problem.certificate || !questions_.Begin(problem.server)) {
+  if (!problem.certificate || !questions_->Begin(problem.server)) {
     return;
   }
-  const auto ask = [&program, text = Wide(TrustQuestion(problem)), server = problem.server,
+  const auto ask = [&program, questions = questions_, text = Wide(TrustQuestion(problem)), server = problem.server,
                     fingerprint = problem.certificate->fingerprint] {
     const int answer =
         ShowMessageBox(nullptr, text, MB_YESNO | MB_ICONEXCLAMATION | MB_DEFBUTTON2 | MB_SETFOREGROUND);
-    if (answer == IDYES && !TrustCertificate(program, server, fingerprint)) {
+    if (answer != IDYES) {
+      return;
+    }
+    if (TrustCertificate(program, server, fingerprint)) {
+      questions->Forget(server);
+    } else {
       ShowMessageBox(nullptr, Text::kNotSaved, MB_ICONEXCLAMATION);
     }
   };

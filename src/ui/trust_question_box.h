@@ -4,6 +4,8 @@
 // Whether a certificate that does not check out shall be trusted: a message box on a thread of its own, so that mail
 // goes on meanwhile.
 
+#include <memory>
+
 #include "config/program.h"
 #include "pop3/login_problem.h"
 #include "pop3/trusted_certificates.h"
@@ -17,7 +19,8 @@ class TrustQuestionBox {
   void AskOnce(Program& program, const LoginProblem& problem);
 
  private:
-  TrustQuestions questions_;
+  // The threads of standing questions hold it, too.
+  std::shared_ptr<TrustQuestions> questions_ = std::make_shared<TrustQuestions>();
 };
 
 }  // namespace quillbeaker

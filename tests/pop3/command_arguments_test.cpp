@@ -10,14 +10,17 @@
 namespace quillbeaker {
 namespace {
 
-// "server|user|port", or "refused".
+// "server|user|port", or "refused". A name without a port has none here either.
 std::string Split(std::string_view text) {
   const auto account = SplitAccountName(text);
-  return account ? account->server + "|" + account->user + "|" + std::to_string(account->port) : "refused";
+  if (!account) {
+    return "refused";
+  }
+  return account->server + "|" + account->user + "|" + (account->port ? std::to_string(*account->port) : "");
 }
 
 TEST(SplitAccountName, TakesTwoOrThreeFields) {
-  EXPECT_EQ(Split("popserver&jane"), "popserver|jane|110");
+  EXPECT_EQ(Split("popserver&jane"), "popserver|jane|");
   EXPECT_EQ(Split("popserver&jane&995"), "popserver|jane|995");
   EXPECT_EQ(Split("popserver"), "refused");
   EXPECT_EQ(Split(""), "refused");
@@ -27,12 +30,12 @@ TEST(SplitAccountName, TakesTwoOrThreeFields) {
 TEST(SplitAccountName, UndoesADoubledSeparatorOnlyBeforeASingleOne) {
   EXPECT_EQ(Split("srv&jo&&hn&110"), "srv|jo&hn|110");
   EXPECT_EQ(Split("srv&jo&&hn"), "refused");
-  EXPECT_EQ(Split("s&&rv&jo"), "s&rv|jo|110");
+  EXPECT_EQ(Split("s&&rv&jo"), "s&rv|jo|");
   EXPECT_EQ(Split("srv&a&&b&&c&7"), "srv|a&b&c|7");
 }
 
 TEST(SplitAccountName, AddsNoFieldForATrailingSeparator) {
-  EXPECT_EQ(Split("srv&jo&"), "srv|jo|110");
+  EXPECT_EQ(Split("srv&jo&"), "srv|jo|");
   EXPECT_EQ(Split("srv&jo&25&"), "srv|jo|25");
   EXPECT_EQ(Split("srv&"), "refused");
 }
@@ -40,12 +43,12 @@ TEST(SplitAccountName, AddsNoFieldForATrailingSeparator) {
 TEST(SplitAccountName, ReadsTenCharactersOfThePort) {
   EXPECT_EQ(Split("srv&jo&00000001109"), "srv|jo|110");
   EXPECT_EQ(Split("srv&jo&pop"), "srv|jo|0");
-  EXPECT_EQ(Split("srv&jo&&"), "srv|jo|110");
+  EXPECT_EQ(Split("srv&jo&&"), "srv|jo|");
 }
 
 TEST(SplitAccountName, RefusesFieldsOver79Characters) {
   const std::string longest(79, 'x');
-  EXPECT_EQ(Split(longest + "&" + longest), longest + "|" + longest + "|110");
+  EXPECT_EQ(Split(longest + "&" + longest), longest + "|" + longest + "|");
   EXPECT_EQ(Split(longest + "x&jo"), "refused");
   EXPECT_EQ(Split("srv&" + longest + "x"), "refused");
 }

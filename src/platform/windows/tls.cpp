@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+// TLS by the system's own library (Schannel), over memory.
+#include "platform/tls.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <utility>
+
+#include "platform/tls_engine.h"
+#include "platform/windows/certificate_check.h"
+#include "platform/windows/schannel.h"
+#include "platform/windows/wide.h"
+
+namespace quillbeaker {
+namespace {
+
+// Newer than some headers.
+constexpr DWORD kTls12 = 0x00000800;
+constexpr DWORD kTls13 = 0x00002000;
+// More than one record that is not whole yet cannot be waiting: who sends so much without an end sends no TLS.
+constexpr std::size_t kMostUnread = 256 * 1024;
+constexpr ULONG kRequests = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
+                            ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
+                            ISC_REQ_USE_SUPPLIED_CREDS | ISC_REQ_MANUAL_CRED_VALIDATION;
+// The check is ours, and nobody is shown a certificate of the user's.
+constexpr DWORD kCredentialFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS | SCH_USE_STRONG_CRYPTO;
+
+SecBuffer BufferOf(ULONG type, void* bytes = nullptr, std::size_t size = 0) {
+  return {static_cast<ULONG>(size), type, bytes};
+}
+
+SecBufferDesc ListOf(std::span<SecBuffer> buffers) {
+  return {SECBUFFER_VERSION, static_cast<ULONG>(buffers.size()), buffers.data()};
+}
+
+// In English, as it goes into the log.
+std::string Describe(SECURITY_STATUS status) {
+  switch (status) {
+    case SEC_E_INVALID_TOKEN:
+    case SEC_E_ILLEGAL_MESSAGE:
+    case SEC_E_MESSAGE_ALTERED:
+    case SEC_E_DECRYPT_FAILURE:
+      return "what the server sends is no TLS";
+    case SEC_E_ALGORITHM_MISMATCH:
+    case SEC_E_UNSUPPORTED_FUNCTION:
+      return "no common version or cipher";
+    default:
+      break;
+  }
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "TLS error 0x%08lx", static_cast<unsigned long>(status));
+  return text.data();
+}
+
+class Credentials {
+ public:
+  Credentials() = default;
+  Credentials(const Credentials&) = delete;
+  Credentials& operator=(const Credentials&) = delete;
+  ~Credentials() {
+    if (acquired_) FreeCredentialsHandle(&handle_);
+  }
+
+  // With TLS 1.3 where the system has it, which is only asked for in the newer way.
+  bool Acquire() {
+    TLS_PARAMETERS protocols{};
+    protocols.grbitDisabledProtocols = ~(kTls12 | kTls13);
+    SCH_CREDENTIALS newer{};
+    newer.dwVersion = SCH_CREDENTIALS_VERSION;
+    newer.dwFlags = kCredentialFlags;
+    newer.cTlsParameters = 1;
+    newer.pTlsParameters = &protocols;
+    if (AcquireWith(&newer)) return true;
+    SCHANNEL_CRED older{};
+    older.dwVersion = SCHANNEL_CRED_VERSION;
+    older.grbitEnabledProtocols = kTls12;
+    older.dwFlags = kCredentialFlags;
+    return AcquireWith(&older);
+  }
+  CredHandle* handle() { return &handle_; }
+
+ private:
+  bool AcquireWith(void* data) {
+    wchar_t package[] = UNISP_NAME_W;
+    TimeStamp expiry{};
+    acquired_ = AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, data, nullptr, nullptr,
+                                          &handle_, &expiry) == SEC_E_OK;
+    return acquired_;
+  }
+
+  CredHandle handle_{};
+  bool acquired_ = false;
+};
+
+class Engine : public TlsEngine {
+ public:
+  explicit Engine(const TlsOptions& options) : host_(options.host) {
+    if (!AddressBytes(host_)) {
+      server_name_ = WideFromUtf8(host_.ends_with('.') ? std::string_view(host_).substr(0, host_.size() - 1) : host_);
+    }
+  }
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+  ~Engine() override {
+    if (begun_) DeleteSecurityContext(&context_);
+  }
+
+  bool Make() { return credentials_.Acquire(); }
+
+  TlsStep ShakeHands() override {
+    if (established_) return TlsStep::kDone;
+    for (;;) {
+      if (begun_ && received_.empty()) return TlsStep::kNeedsBytes;
+      const SECURITY_STATUS status = Negotiate();
+      if (status == SEC_E_INCOMPLETE_MESSAGE) {
+        return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;
+      }
+      if (status == SEC_I_INCOMPLETE_CREDENTIALS && !offered_nothing_) {
+        // The server would like to see a certificate of ours. There is none: said once more, that is the answer.
+        offered_nothing_ = true;
+        continue;
+      }
+      if (status == SEC_E_OK) return Establish();
+      if (status != SEC_I_CONTINUE_NEEDED) return Fail(status);
+    }
+  }
+
+  TlsStep Read(char* buffer, std::size_t capacity, std::size_t& count) override {
+    while (plain_.empty()) {
+      if (peer_closed_) return TlsStep::kClosed;
+      if (received_.empty()) return TlsStep::kNeedsBytes;
+      if (ticket_begun_) {
+        if (!TakeTicket()) return TlsStep::kFailed;
+        if (ticket_begun_) return TlsStep::kNeedsBytes;
+        continue;
+      }
+      const SECURITY_STATUS status = Decrypt();
+      if (status == SEC_E_INCOMPLETE_MESSAGE) {
+        return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;
+      }
+      if (status == SEC_I_CONTEXT_EXPIRED) {
+        peer_closed_ = true;
+      } else if (status == SEC_I_RENEGOTIATE) {
+        if (!TakeTicket()) return TlsStep::kFailed;
+      } else if (status != SEC_E_OK) {
+        return Fail(status);
+      }
+    }
+    count = std::min(capacity, plain_.size());
+    std::memcpy(buffer, plain_.data(), count);
+    plain_.erase(0, count);
+    return TlsStep::kDone;
+  }
+
+  bool Write(std::string_view bytes) override {
+    // A record's own limit may be lower than the protocol's.
+    while (!bytes.empty()) {
+      const std::string_view next = bytes.substr(0, sizes_.cbMaximumMessage);
+      bytes.remove_prefix(next.size());
+      std::string record(sizes_.cbHeader + next.size() + sizes_.cbTrailer, '\0');
+      std::memcpy(record.data() + sizes_.cbHeader, next.data(), next.size());
+      std::array<SecBuffer, 4> buffers{
+          BufferOf(SECBUFFER_STREAM_HEADER, record.data(), sizes_.cbHeader),
+          BufferOf(SECBUFFER_DATA, record.data() + sizes_.cbHeader, next.size()),
+          BufferOf(SECBUFFER_STREAM_TRAILER, record.data() + sizes_.cbHeader + next.size(), sizes_.cbTrailer),
+          BufferOf(SECBUFFER_EMPTY)};
+      SecBufferDesc list = ListOf(buffers);
+      if (const SECURITY_STATUS status = EncryptMessage(&context_, 0, &list, 0); status != SEC_E_OK) {
+        Fail(status);
+        return false;
+      }
+      record.resize(std::size_t{buffers[0].cbBuffer} + buffers[1].cbBuffer + buffers[2].cbBuffer);
+      outgoing_ += record;
+    }
+    return true;
+  }
+
+  void CloseSending() override {
+    DWORD shutdown = SCHANNEL_SHUTDOWN;
+    std::array<SecBuffer, 1> buffers{BufferOf(SECBUFFER_TOKEN, &shutdown, sizeof shutdown)};
+    SecBufferDesc list = ListOf(buffers);
+    if (ApplyControlToken(&context_, &list) == SEC_E_OK) {
+      Call(nullptr);
+    }
+  }
+
+  void TakeReceived(std::string_view bytes) override { received_ += bytes; }
+  std::string TakeOutgoing() override { return std::exchange(outgoing_, {}); }
+  std::string Failure() override { return Describe(failure_); }
+
+  TlsVerdict CheckCertificate(std::chrono::milliseconds period, const std::function<bool()>& on_wait) override {
+    const CERT_CONTEXT* certificate = nullptr;
+    if (QueryContextAttributesW(&context_, SECPKG_ATTR_REMOTE_CERT_CONTEXT, static_cast<void*>(&certificate)) !=
+            SEC_E_OK ||
+        certificate == nullptr) {
+      return {};
+    }
+    return CheckServerCertificate(UniqueCertificate(certificate), host_, period, on_wait);
+  }
+
+ private:
+  TlsStep Fail(SECURITY_STATUS status) {
+    failure_ = status;
+    return TlsStep::kFailed;
+  }
+
+  // One call; what it wants to say is added to what is to be sent.
+  SECURITY_STATUS Call(SecBufferDesc* input) {
+    std::array<SecBuffer, 2> buffers{BufferOf(SECBUFFER_TOKEN), BufferOf(SECBUFFER_ALERT)};
+    SecBufferDesc output = ListOf(buffers);
+    ULONG attributes = 0;
+    TimeStamp expiry{};
+    const SECURITY_STATUS status = InitializeSecurityContextW(
+        credentials_.handle(), begun_ ? &context_ : nullptr, server_name_.empty() ? nullptr : server_name_.data(),
+        kRequests, 0, 0, input, 0, begun_ ? nullptr : &context_, &output, &attributes, &expiry);
+    begun_ = begun_ || status == SEC_I_CONTINUE_NEEDED || status == SEC_E_OK;
+    for (const SecBuffer& buffer : buffers) {
+      if (buffer.pvBuffer == nullptr) continue;
+      outgoing_.append(static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
+      FreeContextBuffer(buffer.pvBuffer);
+    }
+    return status;
+  }
+
+  // Hands what was received to the handshake and keeps what it did not take.
+  SECURITY_STATUS Negotiate() {
+    if (!begun_) return Call(nullptr);
+    std::array<SecBuffer, 2> buffers{BufferOf(SECBUFFER_TOKEN, received_.data(), received_.size()),
+                                     BufferOf(SECBUFFER_EMPTY)};
+    SecBufferDesc input = ListOf(buffers);
+    const SECURITY_STATUS status = Call(&input);
+    if (status != SEC_E_INCOMPLETE_MESSAGE && status != SEC_I_INCOMPLETE_CREDENTIALS) {
+      KeepLast(buffers[1].BufferType == SECBUFFER_EXTRA ? buffers[1].cbBuffer : 0);
+    }
+    return status;
+  }
+
+  // The library tells how much it did not take; it is the end of what it was given.
+  void KeepLast(std::size_t count) { received_.erase(0, received_.size() - std::min(count, received_.size())); }
+
+  TlsStep Establish() {
+    if (const SECURITY_STATUS status = QueryContextAttributesW(&context_, SECPKG_ATTR_STREAM_SIZES, &sizes_);
+        status != SEC_E_OK || sizes_.cbMaximumMessage == 0) {
+      return Fail(status);
+    }
+    SecPkgContext_ConnectionInfo info{};
+    if (const SECURITY_STATUS status = QueryContextAttributesW(&context_, SECPKG_ATTR_CONNECTION_INFO, &info);
+        status != SEC_E_OK) {
+      return Fail(status);
+    }
+    protocol_ = info.dwProtocol;
+    established_ = true;
+    return TlsStep::kDone;
+  }
+
+  // One record. Its text, if it has any, is added to what can be read.
+  SECURITY_STATUS Decrypt() {
+    std::array<SecBuffer, 4> buffers{BufferOf(SECBUFFER_DATA, received_.data(), received_.size()),
+                                     BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY)};
+    SecBufferDesc list = ListOf(buffers);
+    const SECURITY_STATUS status = DecryptMessage(&context_, &list, 0, nullptr);
+    if (status == SEC_E_INCOMPLETE_MESSAGE) return status;
+    std::size_t extra = 0;
+    for (const SecBuffer& buffer : buffers) {
+      const bool decrypted = status == SEC_E_OK || status == SEC_I_RENEGOTIATE;
+      if (buffer.BufferType == SECBUFFER_DATA && decrypted && buffer.pvBuffer != nullptr) {
+        plain_.append(static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
+      } else if (buffer.BufferType == SECBUFFER_EXTRA) {
+        extra = buffer.cbBuffer;
+      }
+    }
+    KeepLast(extra);
+    return status;
+  }
+
+  // In TLS 1.3 the wish to negotiate is what a session ticket or a new key looks like (RFC 8446, section 4.6). Older
+  // TLS means it, and is refused: nobody may change the connection under the mail.
+  bool TakeTicket() {
+    if ((protocol_ & kTls13) == 0) {
+      Fail(SEC_E_UNSUPPORTED_FUNCTION);
+      return false;
+    }
+    if (received_.empty()) return true;
+    const SECURITY_STATUS status = Negotiate();
+    ticket_begun_ = status == SEC_E_INCOMPLETE_MESSAGE && received_.size() <= kMostUnread;
+    if (ticket_begun_ || status == SEC_E_OK || status == SEC_I_CONTINUE_NEEDED) return true;
+    Fail(status);
+    return false;
+  }
+
+  const std::string host_;
+  std::wstring server_name_;  // empty for an address
+  Credentials credentials_;
+  CtxtHandle context_{};
+  bool begun_ = false;  // context_ is one
+  bool established_ = false;
+  bool offered_nothing_ = false;
+  bool ticket_begun_ = false;  // its rest has not come yet
+  bool peer_closed_ = false;
+  DWORD protocol_ = 0;
+  SecPkgContext_StreamSizes sizes_{};
+  SECURITY_STATUS failure_ = SEC_E_OK;
+  std::string received_;  // from the server, not taken yet
+  std::string plain_;     // decrypted, not read yet
+  std::string outgoing_;
+};
+
+}  // namespace
+
+std::unique_ptr<TlsEngine> MakeTlsEngine(const TlsOptions& options) {
+  auto engine = std::make_unique<Engine>(options);
+  return engine->Make() ? std::move(engine) : nullptr;
+}
+
+std::optional<std::string> AddressBytes(std::string_view host) {
+  std::array<char, 16> bytes{};
+  const std::string text(host);
+  if (text.find('\0') != std::string::npos) return std::nullopt;
+  if (inet_pton(AF_INET, text.c_str(), bytes.data()) == 1) return std::string(bytes.data(), 4);
+  if (inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1) return std::string(bytes.data(), 16);
+  return std::nullopt;
+}
+
+}  // namespace quillbeaker
