@@ -42,7 +42,7 @@ def test_port_of_the_user_name(proxy, client, fields, port):
     except PermissionError:
         pytest.skip(f"needs the right to listen on port {port}")
     with upstream:
-        raw = client(proxy())
+        raw = client(proxy(server={"Security": "plain"}))  # port 995 alone would mean TLS
         assert raw.ask(f"USER {host}{fields}") == ACCEPTED
         assert raw.ask("PASS secret") == b"+OK Password accepted"
         assert raw.stat()[0] == 1
