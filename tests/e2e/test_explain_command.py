@@ -133,8 +133,11 @@ def test_a_large_message_is_explained(home):
     told = explained(home, mail)
     assert (told["spam"], told["reason"], told["spam_without_limit"]) == (False, "too large", True)
     assert told["spam_words"]["sum"] == 90
+    text = explain(home, mail).decode()
     assert (f"Size: {len(mail)} bytes. From 65536 on the mail check passes mail on without judging it; otherwise "
-            "this would be: spam (spam words against") in explain(home, mail).decode()
+            "this would be: spam (spam words against") in text
+    # What follows is the judgement that it would be, of which the size is no part.
+    assert "the spam words decide." in text and "not asked" not in text
 
 
 def test_settled_by_learnt_words(home):
