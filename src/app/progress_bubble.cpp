@@ -107,7 +107,11 @@ bool ProgressBubble::OnCommand(int id, int notification) {
   }
   if (id == BUBBLE_CANCEL && notification == BN_CLICKED) {
     cancelled_ = true;
+    const bool had_focus = GetFocus() == Control(BUBBLE_CANCEL);
     EnableWindow(Control(BUBBLE_CANCEL), FALSE);
+    if (had_focus) {
+      SetFocus(window());  // a disabled button would swallow Esc
+    }
     return true;
   }
   return false;
@@ -146,12 +150,22 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& res
     case WM_DPICHANGED:
       Arrange();
       return true;
+    case WM_SETFOCUS:
+      // The dialog would hand the focus on to the button.
+      return !IsWindowEnabled(Control(BUBBLE_CANCEL));
     case WM_MOUSEACTIVATE:
+      // A click that only hides the bubble leaves the keyboard where it is; one on the button brings it here.
       result = MA_NOACTIVATE;
-      return true;
+      return !IsOverCancelButton();
     default:
       return false;
   }
+}
+
+bool ProgressBubble::IsOverCancelButton() const {
+  const DWORD place = GetMessagePos();
+  return WindowFromPoint({static_cast<short>(LOWORD(place)), static_cast<short>(HIWORD(place))}) ==
+         Control(BUBBLE_CANCEL);
 }
 
 void ProgressBubble::Paint(HDC context) {

@@ -41,6 +41,7 @@ class ProgressBubble : public Dialog {
   void Arrange();
   void Refresh();
   void ShowPosition();
+  bool IsOverCancelButton() const;
   void Paint(HDC context);
 
   HWND main_window_;

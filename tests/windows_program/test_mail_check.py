@@ -201,6 +201,39 @@ def test_cancelling(program, session, picture):
     assert held.upstream.numbers() == [1, 2, 3]
 
 
+def test_the_keyboard_in_the_bubble(program, session, desktop, other_window):
+    """It comes by a click on the button, never by itself, and goes back with Esc."""
+    one = program()
+    other = other_window()
+    raw, held = session(one, ham(1), ham(2), after=1)
+    bubble = one.bubble()
+    assert other.focus()["foreground"] == other.handle
+    place = bubble.control(CANCEL)["place"]
+    click_at(desktop, (place["left"] + place["right"]) // 2, (place["top"] + place["bottom"]) // 2)
+    eventually(lambda: not bubble.control(CANCEL)["enabled"], what="the button's effect")
+    eventually(lambda: bubble.focus()["foreground"] == bubble.handle, what="the bubble in front")
+    assert bubble.stands()
+    # Not with the button, which is disabled now and would swallow keys.
+    assert bubble.focus()["focus"] == bubble.handle
+    bubble.post(WM_KEYDOWN, VK_ESCAPE)
+    bubble.wait_until_gone()
+    eventually(lambda: other.focus()["foreground"] == other.handle, what="the other window in front again")
+    held.go()
+    raw.line()
+
+
+def test_a_click_that_hides_the_bubble_leaves_the_keyboard(program, session, desktop, other_window):
+    one = program()
+    other = other_window()
+    raw, held = session(one, ham(1), ham(2), after=1)
+    bubble = one.bubble()
+    click_at(desktop, bubble.place["left"] + 200, bubble.place["top"] + 15)
+    bubble.wait_until_gone()
+    assert other.focus()["foreground"] == other.handle
+    held.go()
+    raw.line()
+
+
 def test_without_a_bubble(program, session):
     one = program({"ShowBubble": 0})
     raw, held = session(one, ham(1))
