@@ -158,7 +158,7 @@ def test_pictures_of_every_language(translated, client, server, picture):
     spam_count = texts["texts"]["138"].replace("%i", "1")
     eventually(lambda: bubble.control(SPAM_COUNT)["text"] == spam_count, what="the spam count")
     start = texts["texts"]["115"].split("%")[0]
-    assert bubble.control(ACTIVITY)["text"].startswith(start)
+    eventually(lambda: bubble.control(ACTIVITY)["text"].startswith(start), what="the last text")
     picture(name + "-bubble", bubble.place)
     held.go()
     raw.line()
