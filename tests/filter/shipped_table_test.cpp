@@ -194,11 +194,35 @@ TEST_F(ShippedTable, CallsNoEverydayMailSpam) {
       {"Please confirm your email address",
        "Hello Ann,\r\nthanks for signing up! Please click on the link below to verify your email address. If you did not create an\r\n"
        "account, no action is required.\r\n"},
+      {"Reset your password",
+       "Hi Ann,\r\nsomebody asked to reset the password of your account. To choose a new one, use the link below within 24 hours.\r\n"
+       "If this was not you, please ignore this message; your account is safe.\r\n"},
+      {"Your parcel could not be delivered today",
+       "Dear customer,\r\nour driver did not find anybody at home. We will try again tomorrow between 9 and 12. Please click on the\r\n"
+       "link below if you want us to leave your parcel with a neighbour.\r\n"},
+      {"Reminder: your appointment on Monday",
+       "Dear Mr Smith,\r\nthis is a reminder of your appointment with your doctor on Monday at 9 o'clock. Please bring your\r\n"
+       "prescription and your insurance card. If you cannot come, please call us: the phone number is below.\r\n"},
+      {"News from the shelter, and thank you",
+       "Dear friends,\r\nthanks to you and your family 120 dogs found a new home this year. If you are interested in helping us,\r\n"
+       "please visit our web site or donate online. You may unsubscribe at any time by clicking here.\r\n"},
+      {"Your home insurance: renewal notice",
+       "Dear Ms Miller,\r\nyour home insurance policy will be renewed on 1 May. The monthly payments stay the same. We can offer you\r\n"
+       "a discount if you also insure your car with us. Please contact us if you have any questions. Yours faithfully\r\n"},
+      {"Re: offer for 200 printed mugs",
+       "Dear Mr Smith,\r\nthank you for your interest in our products. We can offer you 200 mugs at a price of 4 pounds each, delivered\r\n"
+       "within 14 days. Please get back to me if you need more information. With best regards, Ann Miller, sales\r\n"},
       {"Ihre Rechnung vom 3. M\xC3\xA4rz",
        "Sehr geehrte Frau M\xC3\xBCller,\r\nvielen Dank f\xC3\xBCr Ihren Einkauf. Ihre Rechnung finden Sie im Anhang.\r\n"
        "Bitte \xC3\xBC" "berweisen Sie den Betrag innerhalb von 14 Tagen auf unser Konto.\r\nMit freundlichen Gr\xC3\xBC\xC3\x9F" "en\r\n"},
   };
-  for (const auto& mail : mails) EXPECT_LT(SumOf(mail.subject, mail.text), Threshold(75)) << mail.subject;
+  // The strict level loses a business letter now and then; the usual one must not, and no level a private one.
+  for (const auto& mail : mails) EXPECT_LT(SumOf(mail.subject, mail.text), Threshold(50)) << mail.subject;
+  for (const char* text : {"Waiting for you since eight, where are you? My husband has cooked. Love, Ann\r\n",
+                           "Hi Bob, thanks for the photos. Call me when you have time, my phone number is on the card.\r\n"
+                           "How are you and your family? I hope to hear from you soon. God bless you! Your friend Ann\r\n"}) {
+    EXPECT_LT(SumOf("Re: dinner on Friday", text), Threshold(75)) << text;
+  }
 }
 
 TEST_F(ShippedTable, KnowsSpamByItsUsualPhrases) {

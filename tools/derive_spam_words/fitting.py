@@ -17,13 +17,13 @@ class Settings:
     ratio_of_words: float = 16.0  # the same for a single word, which says less
     by_chance: float = 1.0  # times what chance makes of it in ordinary mail
     by_chance_in_letters: float = 30.0  # the same in newsletters, whose phrases we know worst
-    nearly_same: float = 0.9  # a phrase inside another one that stands in so much of its mail is left out
+    nearly_same: float = 0.9  # of phrases that stand in so much of the same mail only one is taken
     good_weight: float = 100.0  # all good mail against all spam
     letter_weight: float = 3.0  # newsletters among the good mail
     highest: float = 0.35  # weight of a phrase
     highest_of_words: float = 0.1  # weight of a single word
     highest_of_everyday: float = 0.25  # weight of what has a word of everyday_words.txt
-    highest_of_private: float = 0.1  # weight of what has a word of private_words.txt
+    highest_of_scarce: float = 0.1  # weight of what has a word of scarce_words.txt
     ridge: float = 1e-3
     lasso: float = 1e-3
     samples: int = 24  # the weights are the mean of so many fits, each of mail drawn at random ...
@@ -112,11 +112,11 @@ def _fit_once(matrix, spam, weights, highest, settings):
 
     def steep(w):
         score = rows @ w
-        missed = 1 / (1 + numpy.exp(numpy.clip(3 * (score - 1), -50, 50)))
-        near = numpy.exp(numpy.clip(6 * (score - 1), -50, 6))
+        missed = 1 / (1 + numpy.exp(numpy.clip(3 * (score - 0.7), -50, 50)))
+        near = numpy.exp(numpy.clip(4 * (score - 1), -50, 6))
         value, gradient = penalty(w)
         return ((weight * numpy.where(is_spam, missed, near)).sum() + value,
-                columns @ (weight * numpy.where(is_spam, -3 * missed * (1 - missed), 6 * near)) + gradient)
+                columns @ (weight * numpy.where(is_spam, -3 * missed * (1 - missed), 4 * near)) + gradient)
 
     start = _minimise(logistic, numpy.full(matrix.shape[1], 0.02), highest)
     return _minimise(steep, start, highest)
@@ -129,7 +129,7 @@ def fit(matrix, mails, among, candidates, settings, seed=0):
     weights = _mail_weights(mails, among, settings)
     highest = numpy.array([settings.highest if " " in candidates.phrases[c] else settings.highest_of_words
                            for c in chosen])
-    of_kind = numpy.array([settings.highest, settings.highest_of_everyday, settings.highest_of_private])
+    of_kind = numpy.array([settings.highest, settings.highest_of_everyday, settings.highest_of_scarce])
     highest = numpy.minimum(highest, of_kind[candidates.kind[chosen]])
     random = numpy.random.RandomState(seed)
     total = numpy.zeros(len(chosen))

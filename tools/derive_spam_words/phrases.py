@@ -12,14 +12,14 @@ HERE = Path(__file__).resolve().parent
 DICTIONARY = Path("/usr/share/dict/american-english")
 
 LONGEST = 5  # words
-SAME_NEIGHBOUR = 0.9  # share of a phrase's places
+SAME_NEIGHBOUR = 0.95  # share of a phrase's places
 STYLE_RULES = re.compile(r"/\*.*?\*/|\{[^{}]*\}", re.DOTALL)
 _WORD = r"(?:[a-z]+(?:['-][a-z]+)*|\d{1,3}%?(?![\d,.:/%-])|us\$|\$\$+|!!!+)"
 # Words with one blank between them, as a phrase is found: byte by byte, never across the end of a line.
 RUN = re.compile(r"(?<![a-z0-9.,:/@&=%-])" + _WORD + r"(?: " + _WORD + r")*")
 SINGLE = re.compile(r"[a-z]+(?:['-][a-z]+)*|\d{1,3}%?|us\$|\$\$+|!!!+")
 NUMBER = re.compile(r"\d{1,3}%?$")
-OTHER, EVERYDAY, PRIVATE = range(3)
+OTHER, EVERYDAY, SCARCE = range(3)
 SIGNS = {"us$", "$$", "$$$", "!!!", "!!!!"}
 
 
@@ -34,7 +34,7 @@ class Candidates:
     phrases: list
     chance: numpy.ndarray  # share of ordinary good mail that would hold it by chance
     chance_in_letters: numpy.ndarray  # the same for newsletters
-    kind: numpy.ndarray  # OTHER, EVERYDAY, PRIVATE
+    kind: numpy.ndarray  # OTHER, EVERYDAY, SCARCE
 
 
 class Vocabulary:
@@ -46,7 +46,7 @@ class Vocabulary:
         self.words |= _word_list("further_words.txt")
         self.unwanted = _word_list("unwanted_words.txt")
         self.everyday_words = _word_list("everyday_words.txt")
-        self.private_words = _word_list("private_words.txt")
+        self.scarce_words = _word_list("scarce_words.txt")
         self.function_words = _word_list("function_words.txt")
         self.open_ends = _word_list("open_ends.txt")
         self.open_beginnings = _word_list("open_beginnings.txt")
@@ -54,9 +54,9 @@ class Vocabulary:
         self.unwanted_phrases = {line for line in phrases if line and not line.startswith("#")}
 
     def kind(self, phrase):
-        """Whether honest people write such where we have little mail of theirs: EVERYDAY, PRIVATE or OTHER."""
+        """Whether honest people write such where we have little mail of theirs: EVERYDAY, SCARCE or OTHER."""
         words = set(phrase.rstrip("!?").split())
-        return PRIVATE if words & self.private_words else EVERYDAY if words & self.everyday_words else OTHER
+        return SCARCE if words & self.scarce_words else EVERYDAY if words & self.everyday_words else OTHER
 
     def accepts(self, phrase):
         words = phrase.rstrip("!?").split() or [phrase]
