@@ -20,7 +20,7 @@ SYSTEM_PYTHON = "/usr/bin/python3"  # the one that Debian's packages are for
 
 # Percent at level 75: the least that a shipped threshold may be. The others follow from it.
 LOWEST_THRESHOLD = 90
-SMALLEST_WEIGHT = 5  # percent; what weighs less is noise, and a longer list
+SMALLEST_WEIGHT = 3  # percent; what weighs less is noise, and a longer list
 # One in so many good mails may be lost: of the public corpus, of other ordinary mail, of newsletters.
 BOUNDS = {25: (1400, 4000, 100), 50: (600, 1000, 60), 75: (200, 500, 20)}
 

@@ -26,7 +26,7 @@ class Settings:
     highest_of_scarce: float = 0.1  # weight of what has a word of scarce_words.txt
     ridge: float = 1e-3
     lasso: float = 1e-3
-    samples: int = 24  # the weights are the mean of so many fits, each of mail drawn at random ...
+    samples: int = 60  # the weights are the mean of so many fits, each of mail drawn at random ...
     features: float = 0.7  # ... and of this share of the phrases
 
 

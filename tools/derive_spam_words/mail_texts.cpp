@@ -2,10 +2,12 @@
 // mail-texts: what the word filter sees of mail files, for the tool that derives the shipped spam words.
 //
 //   mail-texts texts          writes for each file a line: its length in bytes, then Subject and decoded text
-//   mail-texts find PHRASES   writes for each file a line: the numbers of the phrases (lines of the file PHRASES)
+//   mail-texts find PHRASES   writes for each file a line: the numbers of the phrases (lines of the file
+//   PHRASES)
 //                             that the filter finds in it; one found in both Subject and text stands twice
 //
-// File names come on the standard input, one a line. Bare LF counts as CR LF, a leading mbox line is left out.
+// File names come on the standard input, one a line. Bare LF counts as CR LF, a leading mbox line is left
+// out.
 
 #include <algorithm>
 #include <cstdint>

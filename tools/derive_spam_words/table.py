@@ -12,9 +12,9 @@ HEAD = ("Quillbeaker's own spam words: percents that add up when the expression 
 
 def thresholds(needed):
     """Score by level from what the ways of leaving mail out ask for, each of which rests on a handful of good mails: the
-    highest for the careful level, the middle one for the usual, the lowest for the strict."""
+    highest for the careful level, their mean for the usual, the lowest for the strict."""
     by_level = {level: sorted(bounds[level] for bounds in needed) for level in needed[0]}
-    return {25: by_level[25][-1], 50: float(numpy.median(by_level[50])), 75: by_level[75][0]}
+    return {25: by_level[25][-1], 50: float(numpy.mean(by_level[50])), 75: by_level[75][0]}
 
 
 def foreign_phrases():
