@@ -72,6 +72,8 @@ class Desktop:
         self.environment["DISPLAY"] = ":" + number
         # Without a window manager every window that goes costs two seconds under Wine.
         self._start(need("openbox", "openbox"), "--sm-disable")
+        # What comes before it is ready gets no place of its own.
+        self._wait_for_property("_NET_SUPPORTING_WM_CHECK", "window id")
         # Not black: a picture shall show where a window ends.
         subprocess.run([need("xsetroot", "x11-xserver-utils"), "-solid", "#4a7a8c"], env=self.environment,
                        stdin=subprocess.DEVNULL, check=True, timeout=60)
@@ -79,14 +81,17 @@ class Desktop:
         self._start(need("trayer", "trayer"), "--edge", "bottom", "--align", "right", "--widthtype", "percent",
                     "--width", "100", "--heighttype", "pixel", "--height", str(TRAY_HEIGHT), "--SetDockType", "true",
                     "--SetPartialStrut", "true", "--expand", "true", "--transparent", "false", "--padding", "4")
-        self.wait_for_window("panel")
+        # Wine asks for the work area when it starts.
+        self._wait_for_property("_NET_WORKAREA", f"= 0, 0, {width}, {height - TRAY_HEIGHT},")
 
-    def wait_for_window(self, name, limit=20.0):
+    def _wait_for_property(self, name, value, limit=20.0):
+        """Of the screen, which is where the window manager tells what it does."""
         end = time.monotonic() + limit
-        while subprocess.run([need("xdotool", "xdotool"), "search", "--name", f"^{name}$"], env=self.environment,
-                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode:
-            assert time.monotonic() < end, f"no window {name!r}"
-            time.sleep(0.05)
+        while value not in subprocess.run([need("xprop", "x11-utils"), "-root", name], env=self.environment,
+                                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                          check=False, timeout=30).stdout.decode():
+            assert time.monotonic() < end, f"{name} does not become {value}"
+            time.sleep(0.02)
 
     def wine(self, *arguments, limit=120.0):
         """Runs a program to its end and gives its exit code; nothing of Wine's own gets hold of our pipes."""

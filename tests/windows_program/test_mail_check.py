@@ -7,6 +7,7 @@ import time
 import pytest
 
 import mail_clients
+from desktop import SCREEN, TRAY_HEIGHT
 from dovecot import PASSWORD
 from driver import IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_KEYDOWN, WM_USER, WS_EX_TOPMOST
 from icons import ANIMATION, PLAIN, Tray, click_at
@@ -114,6 +115,7 @@ def test_the_bubble(program, session, other_window, picture):
     assert bubble.title == "Quillbeaker"
     assert bubble.ex_style & WS_EX_TOPMOST
     work = one.driver.work_area()
+    assert work["bottom"] == SCREEN[1] - TRAY_HEIGHT  # so that the corner is not the screen's
     assert bubble.place == {"left": work["right"] - 250, "top": work["bottom"] - 200,
                             "right": work["right"] + 1, "bottom": work["bottom"] + 1}
     shape = one.driver.ask("shape", window=bubble.handle, points=[[0, 0], [250, 0], [125, 0], [0, 100], [1, 1]])
@@ -318,6 +320,7 @@ def test_a_very_long_time_is_no_short_one(program, client, server):
     one = program({"TrayNumSeconds": 4294968})  # 704 milliseconds, if it were cut to 32 bits
     tray = Tray(one)
     check(client, server, one, spam(1))
+    eventually(lambda: tray.badge()[0] > 20, what="the number")
     began = time.monotonic()
     while time.monotonic() - began < 1.5:
         assert tray.badge()[0] > 20
