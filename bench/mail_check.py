@@ -1,11 +1,13 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""A mail check of 3,000 new messages through the proxy, beside the same client directly at the same server.
+"""A mail check of 3,000 new messages through the proxy, beside the same client directly at the same server; and one of 1,000
+at a server that wants TLS, beside mpop over TLS.
 
 Prints the ratio of wall times, the proxy's share of CPU, and its peak memory against the mailbox's bytes. Both ways are taken in turn,
 in one run, because only their ratio means anything on a machine that does other things too. QUILLBEAKER_CLI names the program."""
 
 import argparse
+import os
 import pathlib
 import statistics
 import subprocess
@@ -15,6 +17,7 @@ import time
 TOP = pathlib.Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(TOP / "tests" / "e2e"))
 
+import certificates  # noqa: E402
 import dovecot  # noqa: E402
 import mail_clients  # noqa: E402
 import program  # noqa: E402
@@ -56,6 +59,39 @@ def mpop(port, user):
         client.close()
 
 
+def over_tls(mailbox, rounds):
+    """mpop through the proxy, which speaks TLS to the server, against mpop that speaks TLS to it itself."""
+    authority = certificates.Authority()
+    os.environ["SSL_CERT_FILE"] = authority.certificate
+    server = dovecot.Dovecot(program.free_port(), program.free_port(), authority.issue("DNS:localhost"))
+    direct_times, proxied_times = [], []
+    try:
+        for _ in range(rounds):
+            for proxied, times in ((False, direct_times), (True, proxied_times)):
+                server.mailbox("tls", mailbox)
+                client = mail_clients.Mpop()
+                proxy = program.Quillbeaker()
+                proxy.configure(server={"Security": "tls"})
+                proxy.start()
+                if proxied:
+                    seconds, got = timed(client.fetch, proxy.port, f"localhost&tls&{server.tls_port}", dovecot.PASSWORD)
+                else:
+                    seconds, got = timed(lambda: client.fetch(server.tls_port, "tls", dovecot.PASSWORD, host="localhost",
+                                                              authority=authority.certificate))
+                proxy.stop()
+                proxy.discard()
+                client.close()
+                assert len(got.messages) == len(mailbox), f"{len(got.messages)} fetched: {got.output}"
+                times.append(seconds)
+    finally:
+        server.stop()
+        authority.close()
+    direct, proxied = statistics.median(direct_times), statistics.median(proxied_times)
+    print(f"mpop over TLS: {len(mailbox)} messages, {sum(map(len, mailbox)) / 1e6:.1f} MB, median of {rounds} in turn")
+    print(f"  directly {direct:.2f} s, through the proxy {proxied:.2f} s: ratio {proxied / direct:.2f} (at most 2.0)")
+    return proxied / direct <= 2.0
+
+
 def timed(action, *arguments):
     begun = time.perf_counter()
     result = action(*arguments)
@@ -94,6 +130,7 @@ def measure(name, client, server, mailbox, bytes_total, rounds):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--messages", type=int, default=3000)
+    parser.add_argument("--tls-messages", type=int, default=1000)
     parser.add_argument("--rounds", type=int, default=3)
     arguments = parser.parse_args()
     mailbox = corpus(arguments.messages)
@@ -104,6 +141,7 @@ def main():
                 for client in (plain_client, mpop)]
     finally:
         server.stop()
+    kept.append(over_tls(corpus(arguments.tls_messages), arguments.rounds))
     return 0 if all(kept) else 1
 
 

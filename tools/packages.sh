@@ -22,6 +22,7 @@ dovecot-pop3d                its POP3 part
 mpop                         the mail client of the demonstration
 '
 packages_test='
+openssl                      makes the certificates of the end-to-end tests
 curl                         mail client of the end-to-end tests
 fetchmail                    mail client of the end-to-end tests
 python3-pytest               runs the end-to-end tests

@@ -3,11 +3,13 @@
 
 import pytest
 
+from certificates import Authority
 from dovecot import Dovecot
 from messages import SPAM_WORDS
 from program import Quillbeaker, free_port
 from raw_client import RawClient
 from scripted_server import ScriptedServer
+from terminal import Terminal
 
 
 @pytest.fixture
@@ -70,8 +72,44 @@ def client():
 
 
 @pytest.fixture(scope="session")
+def authority():
+    """One certification authority per test process."""
+    one = Authority()
+    yield one
+    one.close()
+
+
+@pytest.fixture
+def trusted(authority, monkeypatch):
+    """The same, trusted by the programs that the test starts."""
+    monkeypatch.setenv("SSL_CERT_FILE", authority.certificate)
+    return authority
+
+
+@pytest.fixture(scope="session")
 def dovecot():
     """One unprivileged Dovecot per test process; every test takes an account of its own."""
     one = Dovecot(free_port())
     yield one
     one.stop()
+
+
+@pytest.fixture
+def on_terminal(program_directory):
+    """on_terminal(settings, server) -> (proxy, terminal)."""
+    terminals = []
+
+    def start(settings=None, server=None, **sections):
+        one, terminal = program_directory(), Terminal()
+        terminals.append((one, terminal))
+        one.configure(settings, server, **sections)
+        one.start(terminal=terminal.slave)
+        terminal.wait_for(str(one.port).encode())
+        return one, terminal
+
+    yield start
+    for one, terminal in terminals:
+        try:
+            one.stop()
+        finally:
+            terminal.close()

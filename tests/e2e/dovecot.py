@@ -25,7 +25,7 @@ state_dir = {base}/state
 log_path = {base}/log
 protocols = pop3
 listen = 127.0.0.1
-ssl = no
+{tls}
 disable_plaintext_auth = no
 auth_mechanisms = plain
 default_internal_user = {user}
@@ -53,17 +53,25 @@ service pop3-login {{
     port = {port}
   }}
   inet_listener pop3s {{
-    port = 0
+    address = 127.0.0.1
+    port = {tls_port}
+    ssl = yes
   }}
 }}
 """
 
 
 class Dovecot:
-    """A running server; `mailbox` fills an account, `stop` ends it and removes its folder."""
+    """A running server; `mailbox` fills an account, `stop` ends it and removes its folder.
 
-    def __init__(self, port):
+    With a certificate it speaks TLS too: from the first byte on the port of its own, and behind STLS."""
+
+    def __init__(self, port, tls_port=0, certificate=None):
         self.port = port
+        self.tls_port = tls_port
+        tls = "ssl = no"
+        if certificate is not None:
+            tls = f"ssl = yes\nssl_cert = <{certificate.certificate}\nssl_key = <{certificate.key}"
         if os.getuid() == 0:
             user = pwd.getpwnam("nobody")
         else:
@@ -76,6 +84,7 @@ class Dovecot:
         configuration = os.path.join(self.base, "conf")
         with open(configuration, "w", encoding="ascii") as file:
             file.write(CONFIGURATION.format(base=self.base, user=user.pw_name, password=PASSWORD, port=port,
+                                            tls_port=tls_port, tls=tls,
                                             group=grp.getgrgid(user.pw_gid).gr_name))
         self._own(self.base)
         drop = {"user": self.uid, "group": self.gid, "extra_groups": []} if os.getuid() == 0 else {}
@@ -99,7 +108,7 @@ class Dovecot:
             for name in directories + files:
                 os.chown(os.path.join(root, name), self.uid, self.gid)
 
-    def _log(self):
+    def log(self):
         text = ""
         for name in ("output", "log"):
             try:
@@ -112,7 +121,7 @@ class Dovecot:
     def _wait_for_greeting(self, limit=20.0):
         end = time.monotonic() + limit
         while True:
-            assert self.process.poll() is None, f"dovecot ended:\n{self._log()}"
+            assert self.process.poll() is None, f"dovecot ended:\n{self.log()}"
             try:
                 with socket.create_connection(("127.0.0.1", self.port), timeout=2) as probe:
                     probe.settimeout(max(0.1, end - time.monotonic()))
@@ -120,7 +129,7 @@ class Dovecot:
                         return
             except OSError:
                 pass
-            assert time.monotonic() < end, f"dovecot does not answer:\n{self._log()}"
+            assert time.monotonic() < end, f"dovecot does not answer:\n{self.log()}"
             time.sleep(0.05)
 
     def mailbox(self, user, messages):

@@ -84,14 +84,16 @@ class Mpop:
         self.program = need("mpop", "mpop")
         self.directory = tempfile.mkdtemp(prefix="mp-", dir="/tmp")
 
-    def fetch(self, port, user, password, keep=True, pipelining="off"):
+    def fetch(self, port, user, password, keep=True, pipelining="off", host="127.0.0.1", authority=None):
+        """With an authority to trust: over TLS from the first byte."""
+        tls = f"tls on\ntls_starttls off\ntls_trust_file {authority}" if authority else "tls off"
         folder = tempfile.mkdtemp(dir=self.directory)
         for name in ("cur", "new", "tmp"):
             os.mkdir(os.path.join(folder, name))
         configuration = os.path.join(self.directory, "mpoprc")
         with open(configuration, "w", encoding="utf-8") as file:
-            file.write(f"account proxy\nhost 127.0.0.1\nport {port}\nuser {user}\npassword {password}\n"
-                       f"auth user\ntls off\npipelining {pipelining}\nreceived_header off\n"
+            file.write(f"account proxy\nhost {host}\nport {port}\nuser {user}\npassword {password}\n"
+                       f"auth user\n{tls}\npipelining {pipelining}\nreceived_header off\n"
                        f"keep {'on' if keep else 'off'}\nuidls_file {self.directory}/uidls_%U\n"
                        f"delivery maildir {folder}\naccount default : proxy\n")
         os.chmod(configuration, 0o600)

@@ -113,12 +113,23 @@ class Session:
             self._record(data)
         return False
 
+    def start_tls(self, context):
+        """Shakes hands from here on; what is received is recorded as it was before it was encrypted."""
+        self.sock.settimeout(10)
+        try:
+            self.sock = context.wrap_socket(self.sock, server_side=True)
+        except OSError as error:
+            self.server.handshake_errors.append(error)
+            raise Gone from error
+
     def default(self, line):
         self._answer(line)
 
     # -- the protocol -----------------------------------------------------------------------
     def run(self):
         try:
+            if self.server.tls is not None:
+                self.start_tls(self.server.tls)
             self._dispatch(GREETING, lambda: self.send(b"+OK scripted server\r\n"))
             while True:
                 line = self._line()
@@ -235,10 +246,12 @@ class ScriptedServer:
     """Listens on loopback at a port of its own; `with` stops it."""
 
     def __init__(self, messages=(), host="127.0.0.1", port=0, password=b"secret",
-                 uid_prefix=b"uid"):
+                 uid_prefix=b"uid", tls=None):
         self.host = host
         self.password = password
         self.uid_prefix = uid_prefix
+        self.tls = tls  # an ssl.SSLContext: TLS from the first byte
+        self.handshake_errors = []
         self.lock = threading.RLock()
         self.changed = threading.Condition(self.lock)
         self.stopping = threading.Event()
@@ -412,6 +425,16 @@ class ScriptedServer:
                 self._threads.append(thread)
                 self.changed.notify_all()
             thread.start()
+
+
+def start_tls(context, behind=b""):
+    """Agrees to STLS and shakes hands; `behind` is sent in clear behind the answer."""
+
+    def action(session, line):
+        session.send(b"+OK begin\r\n" + behind)
+        session.start_tls(context)
+
+    return action
 
 
 # -- actions ------------------------------------------------------------------------------------

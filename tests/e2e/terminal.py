@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Runs the program once in a terminal of its own, of a given size."""
+"""A terminal of its own for the program: run once in one of a given size, or looked at while it serves."""
 
 import fcntl
 import os
 import pty
+import re
 import select
 import struct
 import subprocess
@@ -51,3 +52,25 @@ def run_on_terminal(*arguments, columns=80, timeout=60, replies=()):
         if process.poll() is None:
             process.kill()
             process.wait()
+
+
+class Terminal:
+    """A terminal of its own for the proxy: what it shows so far, and waiting for a text."""
+
+    def __init__(self):
+        self.master, self.slave = pty.openpty()
+        self.shown = b""
+
+    def close(self):
+        os.close(self.master)
+        os.close(self.slave)
+
+    def type(self, text):
+        os.write(self.master, text)
+
+    def wait_for(self, pattern, timeout=15):
+        end = time.monotonic() + timeout
+        while not re.search(pattern, self.shown):
+            ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
+            assert ready, f"no {pattern!r} on the terminal, only {self.shown!r}"
+            self.shown += os.read(self.master, 65536)

@@ -1,10 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Time-outs of the mail server: how long it is waited for, what is asked, and what is kept."""
 
-import os
-import pty
-import re
-import select
 import socket
 import time
 
@@ -113,46 +109,6 @@ def test_connect_has_the_time_limit(proxy, client):
         assert 1.5 < time.monotonic() - begun < 7
         for filler in fillers:
             filler.close()
-
-
-class Terminal:
-    """A terminal of its own for the proxy: what it shows so far, and waiting for a text."""
-
-    def __init__(self):
-        self.master, self.slave = pty.openpty()
-        self.shown = b""
-
-    def close(self):
-        os.close(self.master)
-        os.close(self.slave)
-
-    def wait_for(self, pattern, timeout=15):
-        end = time.monotonic() + timeout
-        while not re.search(pattern, self.shown):
-            ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
-            assert ready, f"no {pattern!r} on the terminal, only {self.shown!r}"
-            self.shown += os.read(self.master, 65536)
-
-
-@pytest.fixture
-def on_terminal(program_directory):
-    """on_terminal(settings, server) -> (proxy, terminal)."""
-    terminals = []
-
-    def start(settings=None, server=None):
-        one, terminal = program_directory(), Terminal()
-        terminals.append((one, terminal))
-        one.configure(settings, server)
-        one.start(terminal=terminal.slave)
-        terminal.wait_for(str(one.port).encode())
-        return one, terminal
-
-    yield start
-    for one, terminal in terminals:
-        try:
-            one.stop()
-        finally:
-            terminal.close()
 
 
 def test_terminal_is_asked_about_a_time_out(on_terminal, client, server):

@@ -39,6 +39,12 @@ SecBufferDesc ListOf(std::span<SecBuffer> buffers) {
   return {SECBUFFER_VERSION, static_cast<ULONG>(buffers.size()), buffers.data()};
 }
 
+// Whether a record of TLS may begin like that (RFC 8446, section 5.1). The system is not always as quick to see that a
+// server speaks something else: it may wait for the rest of a record whose length it took from a greeting.
+bool MayBeRecord(std::string_view bytes) {
+  return bytes.empty() || (bytes[0] >= 20 && bytes[0] <= 24 && (bytes.size() < 2 || bytes[1] == 3));
+}
+
 // In English, as it goes into the log.
 std::string Describe(SECURITY_STATUS status) {
   switch (status) {
@@ -117,6 +123,7 @@ class Engine : public TlsEngine {
     if (established_) return TlsStep::kDone;
     for (;;) {
       if (begun_ && received_.empty()) return TlsStep::kNeedsBytes;
+      if (!MayBeRecord(received_)) return Fail(SEC_E_ILLEGAL_MESSAGE);
       const SECURITY_STATUS status = Negotiate();
       if (status == SEC_E_INCOMPLETE_MESSAGE) {
         return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/login_problem.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace quillbeaker {
+namespace {
+
+constexpr LoginFailure kAll[] = {
+    LoginFailure::kSecurityUnclear, LoginFailure::kOwnAddress, LoginFailure::kNameNotFound, LoginFailure::kNotReached,
+    LoginFailure::kTimedOut,        LoginFailure::kTls,        LoginFailure::kCertificate,  LoginFailure::kGreeting,
+    LoginFailure::kStartTlsRefused, LoginFailure::kUserRefused, LoginFailure::kPasswordRefused,
+    LoginFailure::kConnectionLost};
+
+LoginProblem Problem(LoginFailure failure, std::string detail = {}) {
+  LoginProblem problem;
+  problem.failure = failure;
+  problem.server = "pop.example.org:995";
+  problem.detail = std::move(detail);
+  return problem;
+}
+
+TEST(LoginProblem, EachHasItsSentenceAndItsMarker) {
+  std::string sentences;
+  std::string markers;
+  for (const LoginFailure failure : kAll) {
+    const std::string sentence = DescribeProblem(Problem(failure, "the words"));
+    EXPECT_NE(sentence.find("pop.example.org:995"), std::string::npos) << sentence;
+    EXPECT_EQ(sentences.find(sentence), std::string::npos) << sentence;
+    EXPECT_EQ(sentence.find('%'), std::string::npos) << sentence;
+    sentences += sentence + "\n";
+    const std::string marker = ProblemMarker(Problem(failure));
+    EXPECT_TRUE(marker.starts_with("(login to pop.example.org:995 failed: ") && marker.ends_with(")")) << marker;
+    EXPECT_EQ(markers.find(marker), std::string::npos) << marker;
+    markers += marker + "\n";
+  }
+}
+
+TEST(LoginProblem, OnlyARefusedCommandIsNamed) {
+  for (const LoginFailure failure : kAll) {
+    const std::string marker = ProblemMarker(Problem(failure));
+    EXPECT_EQ(marker.find("USER") != std::string::npos, failure == LoginFailure::kUserRefused);
+    EXPECT_EQ(marker.find("PASS") != std::string::npos, failure == LoginFailure::kPasswordRefused);
+  }
+}
+
+TEST(LoginProblem, NoneHasNoWords) {
+  EXPECT_EQ(DescribeProblem({}), "");
+  EXPECT_EQ(ProblemMarker({}), "");
+  EXPECT_EQ(TrustQuestion({}), "");
+}
+
+TEST(LoginProblem, TellsTheServersWords) {
+  const LoginProblem problem = Problem(LoginFailure::kPasswordRefused, "-ERR use an app password");
+  EXPECT_EQ(ProblemMarker(problem),
+            "(login to pop.example.org:995 failed: PASS refused: -ERR use an app password)");
+  EXPECT_NE(DescribeProblem(problem).find("-ERR use an app password"), std::string::npos);
+  EXPECT_EQ(DescribeProblem(Problem(LoginFailure::kTls, "100%s %i")).find("%s %i") == std::string::npos, false);
+}
+
+LoginProblem BadCertificate() {
+  LoginProblem problem = Problem(LoginFailure::kCertificate, "certificate has expired");
+  problem.certificate = CertificateInfo{"CN=pop", "CN=authority", "2020-01-01", "2021-01-01", std::string(64, 'a')};
+  return problem;
+}
+
+TEST(LoginProblem, TellsAllOfTheCertificateInTheLog) {
+  EXPECT_EQ(ProblemMarker(BadCertificate()),
+            "(login to pop.example.org:995 failed: certificate not accepted: certificate has expired; subject CN=pop; "
+            "issuer CN=authority; valid 2020-01-01 to 2021-01-01; SHA-256 " + std::string(64, 'a') + ")");
+}
+
+TEST(LoginProblem, AsksWithEverythingThatAPersonCanCompare) {
+  LoginProblem problem = BadCertificate();
+  const std::string question = TrustQuestion(problem);
+  for (const char* part : {"pop.example.org:995", "certificate has expired", "CN=pop", "CN=authority", "2020-01-01",
+                           "2021-01-01", "aaaaaaaa"}) {
+    EXPECT_NE(question.find(part), std::string::npos) << part;
+  }
+  EXPECT_EQ(question.find("CHANGED"), std::string::npos);
+  problem.certificate_changed = true;
+  EXPECT_NE(TrustQuestion(problem).find("CHANGED"), std::string::npos);
+}
+
+TEST(LoginProblemMemory, TellsOncePerServerAndReason) {
+  LoginProblemMemory memory;
+  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
+  EXPECT_FALSE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
+  LoginProblem other_server = Problem(LoginFailure::kTimedOut);
+  other_server.server = "pop.example.com:110";
+  EXPECT_TRUE(memory.IsNew(other_server));
+  EXPECT_FALSE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
+  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kPasswordRefused, "-ERR no")));
+  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kPasswordRefused, "-ERR locked")));
+  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
+  memory.Forget("pop.example.org:995");
+  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
+  EXPECT_FALSE(memory.IsNew(other_server));
+}
+
+}  // namespace
+}  // namespace quillbeaker
