@@ -47,6 +47,7 @@ class TlsConnection : public Connection {
         case TlsStep::kClosed:
           return {IoStatus::kClosed, 0};
         case TlsStep::kFailed:
+          if (finished_) return WaitForTheEnd(deadline);
           return Fail();
         case TlsStep::kNeedsBytes:
           break;
@@ -78,6 +79,7 @@ class TlsConnection : public Connection {
     // The end of TLS's stream; TCP's stays open for what the server has to answer.
     if (failed_) return;
     engine_->CloseSending();
+    finished_ = true;
     Flush(milliseconds(0));
   }
 
@@ -87,6 +89,18 @@ class TlsConnection : public Connection {
   void Abort(std::string_view) override { plain_->Abort({}); }
 
  private:
+  // Deliberate: not every library decrypts any more once it has said its farewell. What the server still says is of no
+  // use then, but it is the server that has to close: a reset may cost what it was told last.
+  IoResult WaitForTheEnd(Clock::time_point deadline) {
+    std::array<char, kTlsRecord> dropped;
+    IoResult result{IoStatus::kOk, 0};
+    while (result.status == IoStatus::kOk) {
+      result = plain_->Receive(dropped.data(), dropped.size(), Until(deadline, Clock::now()));
+    }
+    if (result.status != IoStatus::kTimedOut) failed_ = true;
+    return {result.status, 0};
+  }
+
   IoResult Fail() {
     failed_ = true;
     return {IoStatus::kFailed, 0};
@@ -104,7 +118,8 @@ class TlsConnection : public Connection {
   std::shared_ptr<Connection> plain_;
   std::unique_ptr<TlsEngine> engine_;
   std::string unsent_;
-  bool failed_ = false;  // an engine that failed once is not asked again
+  bool finished_ = false;  // nothing more is sent
+  bool failed_ = false;    // an engine that failed once is not asked again
 };
 
 // Shakes hands. A server that sends a little now and then is watched all the same: `on_wait` is asked by the clock.

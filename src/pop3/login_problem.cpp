@@ -47,7 +47,7 @@ std::string DescribeProblem(const LoginProblem& problem) {
 std::string ProblemMarker(const LoginProblem& problem) {
   const Description* const description = DescriptionOf(problem.failure);
   if (description == nullptr) return {};
-  std::string marker = "(login to " + problem.server + " failed: " + description->marker;
+  std::string marker = "(login to " + DisplayLine(problem.server) + " failed: " + description->marker;
   if (!problem.detail.empty()) {
     marker += ": " + problem.detail;
   }

@@ -47,7 +47,7 @@ SecurityChoice ChooseSecurity(const Program& program, const std::string& host, s
     std::string key;
     bool names_port;
   } places[] = {{sections::kSecurity, address.Key(), true},
-                {sections::kSecurity, address.host, false},
+                {sections::kSecurity, address.KeyHost(), false},
                 {sections::kServer, "Security", false}};
   for (const auto& place : places) {
     const auto setting = ReadSetting(*configuration, place.section, place.key);

@@ -27,7 +27,9 @@ struct ServerAddress {
   Security security = Security::kPlain;
 
   // "host:port", as the configuration names it; an IPv6 address has no brackets there.
-  std::string Key() const { return host + ":" + std::to_string(port); }
+  std::string Key() const { return KeyHost() + ":" + std::to_string(port); }
+  // The host alone. A name with the root's dot behind it is the same server: nothing weaker is to be had by a dot.
+  std::string KeyHost() const { return host.ends_with('.') ? host.substr(0, host.size() - 1) : host; }
 };
 
 struct SecurityChoice {

@@ -270,6 +270,49 @@ def test_word_lists_are_read_byte_by_byte(home, printed):
     assert printed("classify", "--json", "offer.eml")[1] == text
 
 
+# -- how a server is reached ---------------------------------------------------------------------
+@pytest.mark.parametrize("name, port, secured", [
+    ("2001:db8::7", "1995", "plain"), ("pop.example.net", "110", "starttls"), ("pop.example.net", "1110", "plain"),
+    ("pop.example.org", "1110", "tls"), ("elsewhere.example", "1110", "plain"),
+])
+def test_servers_are_reached_as_shown(home, server, client, name, port, secured):
+    """The example with the server's name and port in the place of those that the page shows."""
+    upstream = server()
+    text = example("security").replace(f"{name}:{port}=".encode(), f"127.0.0.1:{upstream.port}=".encode())
+    text = text.replace(f"{name}=".encode(), b"127.0.0.1=")
+    home.write("Quillbeaker.ini", b"[QUILLBEAKER]\r\nAutoAbortOnTimeout=1\r\n" + text)
+    raw = client(home.start())
+    raw.user(upstream.port)
+    raw.ask("PASS secret")
+    heard = upstream.raw()
+    assert {"plain": heard.startswith(b"USER jane\r\n"), "starttls": heard == b"STLS\r\n",
+            "tls": heard.startswith(b"\x16\x03")}[secured], heard
+
+
+def test_certificate_is_trusted_as_shown(home, server, client, authority):
+    certificate = authority.self_signed("DNS:nobody.example")
+    upstream = server(tls=certificate.server_context())
+    pin = example("certificates").replace(b"pop.example.org:995", f"127.0.0.1:{upstream.port}".encode()).replace(
+        b"FINGERPRINT", certificate.fingerprint().encode())
+    for trusted in (pin, b""):
+        home.write("Quillbeaker.ini", b"[SERVER]\r\nSecurity=tls\r\n" + trusted)
+        if home.process is None:
+            home.start()
+        raw = client(home)
+        raw.user(upstream.port)
+        answer = raw.ask("PASS secret")
+        assert answer.startswith(b"+OK" if trusted else b"-ERR"), answer
+        raw.close()
+
+
+def test_reasons_are_those_of_the_source():
+    """Each marker of the page, in the order of the source; test_tls.py makes each of them happen."""
+    with open(os.path.join(REPOSITORY, "src/pop3/login_problem.cpp"), encoding="utf-8") as file:
+        known = re.findall(r'\{LoginFailure::k\w+, Text::k\w+, "([^"]+)"\}', file.read())
+    shown = re.findall(r"(?m)^ {9}S: \(login to \S+ failed: ([^:)]+)", examples()["login-problems"])
+    assert shown == known and len(known) == 12
+
+
 # -- stores --------------------------------------------------------------------------------------
 def test_unique_ids_are_known_and_written_as_shown(home, server, client):
     text = example("uniqueid.xml", b"\n")

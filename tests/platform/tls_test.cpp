@@ -297,6 +297,18 @@ TEST_F(SecureWithEngineTest, EndsTlsAndLeavesTcpOpen) {
   EXPECT_EQ(world_.sent, "bye");
 }
 
+TEST_F(SecureWithEngineTest, WaitsForTheServersEndThoughTheEngineIsThrough) {
+  const auto connection = Established();
+  ASSERT_NE(connection, nullptr);
+  connection->FinishSending();
+  world_.from_server = {"?", "more", "and more"};
+  world_.when_empty = IoStatus::kClosed;
+  char buffer[10];
+  EXPECT_EQ(connection->Receive(buffer, 10, 1s).status, IoStatus::kClosed);
+  EXPECT_TRUE(world_.from_server.empty());
+  EXPECT_EQ(connection->Receive(buffer, 10, 1s).status, IoStatus::kFailed);
+}
+
 TEST_F(SecureWithEngineTest, AbortSendsNothing) {
   const auto connection = Established();
   ASSERT_NE(connection, nullptr);

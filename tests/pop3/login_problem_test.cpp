@@ -46,6 +46,13 @@ TEST(LoginProblem, OnlyARefusedCommandIsNamed) {
   }
 }
 
+TEST(LoginProblem, NoNameOfAServerWritesOverTheLog) {
+  LoginProblem problem = Problem(LoginFailure::kNameNotFound);
+  problem.server = "a\x1B[2J\r\nb:110";
+  const std::string marker = ProblemMarker(problem);
+  EXPECT_EQ(marker.find_first_of("\x1B\r\n"), std::string::npos) << marker;
+}
+
 TEST(LoginProblem, NoneHasNoWords) {
   EXPECT_EQ(DescribeProblem({}), "");
   EXPECT_EQ(ProblemMarker({}), "");
