@@ -153,7 +153,7 @@ def test_large_mail_arrives_whole_under_wine(tls_proxy, client, server, roots):
 @pytest.mark.parametrize("security", ["tls", "starttls"])
 @pytest.mark.parametrize("kind", [*BAD, "unknown authority"])
 def test_bad_certificate_is_refused_under_wine(tls_proxy, client, server, roots, kind, security):
-    host, make, reason = BAD.get(kind, ("localhost", None, "self-signed certificate in certificate chain|issuer"))
+    host, make, reason = BAD.get(kind, ("localhost", None, "unable to get local issuer certificate"))
     certificate = make(roots[0]) if make else roots[1].issue("DNS:localhost")
     upstream = server(ham(1))
     if security == "tls":
@@ -164,7 +164,7 @@ def test_bad_certificate_is_refused_under_wine(tls_proxy, client, server, roots,
     nothing_was_said(upstream, b"STLS\r\n" if security == "starttls" else b"")
     told = failure(tls_proxy)
     assert told.startswith(f"(login to {host}:{upstream.port} failed: certificate not accepted: "), told
-    assert any(words in told for words in reason.split("|")), told
+    assert reason in told.partition("; subject ")[0], told
     assert told.endswith(f"SHA-256 {certificate.fingerprint()})"), told
     # The very same is accepted once it is pinned.
     configure_tls(tls_proxy, security, CERTIFICATES={f"{host}:{upstream.port}": certificate.fingerprint()})

@@ -11,6 +11,7 @@ import pytest
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 from desktop import REPOSITORY, Desktop, need  # noqa: E402
+from certificates import Authority  # noqa: E402
 from dovecot import Dovecot  # noqa: E402
 from driver import WM_ENDSESSION, Driver, tools  # noqa: E402
 from messages import SPAM_WORDS  # noqa: E402
@@ -151,3 +152,11 @@ def dovecot():
     one = Dovecot(free_port())
     yield one
     one.stop()
+
+
+@pytest.fixture(scope="session")
+def authority():
+    """Nobody here trusts it."""
+    one = Authority()
+    yield one
+    one.close()

@@ -158,9 +158,20 @@ std::string FaultsOf(const CERT_CONTEXT& certificate, const std::string& host) {
       Add(faults, FaultOf(error, certificate, *chain));
     }
   }
+  // Whatever the policy lets pass that the chain itself tells is a fault as well: not every system's policy looks at a
+  // chain without an end.
+  constexpr struct {
+    DWORD bit;
+    HRESULT error;
+  } kTold[] = {{CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING},
+               {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT},
+               {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED},
+               {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE},
+               {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE},
+               {CERT_TRUST_IS_REVOKED, CRYPT_E_REVOKED}};
   const DWORD trust = chain->TrustStatus.dwErrorStatus;
-  if ((trust & CERT_TRUST_IS_REVOKED) != 0) {
-    Add(faults, FaultOf(static_cast<DWORD>(CRYPT_E_REVOKED), certificate, *chain));
+  for (const auto& told : kTold) {
+    if ((trust & told.bit) != 0) Add(faults, FaultOf(static_cast<DWORD>(told.error), certificate, *chain));
   }
   if (faults.empty() && (trust & ~kTolerated) != 0) {
     Add(faults, WithNumber("certificate chain status", trust));
