@@ -77,7 +77,8 @@ TEST(SessionObserver, BeginAndEndAreTold) {
     receiver.observer.SessionEnds({});
   });
   EXPECT_EQ(receiver.messages,
-            (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED, MESSAGE_SESSION_ENDS}));
+            (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED, MESSAGE_SESSION_ENDS,
+                               MESSAGE_LOGIN_RESULT}));
 }
 
 TEST(SessionObserver, DeletedMessagesAreAddedToTheNumberThatIsShown) {
