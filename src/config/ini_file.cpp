@@ -36,6 +36,12 @@ std::shared_ptr<const IniDocument> IniFile::Read() const {
   return Load(readable);
 }
 
+std::shared_ptr<const IniDocument> IniFile::ReadOrNull() const {
+  bool readable = false;
+  auto document = Load(readable);
+  return readable ? document : nullptr;
+}
+
 std::int32_t IniFile::ReadInteger(std::string_view section, std::string_view key,
                                   std::int32_t default_value) const {
   const auto document = Read();

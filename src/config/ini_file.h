@@ -30,6 +30,8 @@ class IniFile {
   // The parsed file, empty when it is missing or unreadable; never null. The same pointer is given as long as
   // the file has not changed, so that what was computed from it can be kept beside it.
   std::shared_ptr<const IniDocument> Read() const;
+  // The same, but null when the file is there and cannot be read: for what must not be taken for unset then.
+  std::shared_ptr<const IniDocument> ReadOrNull() const;
 
   // Leading decimal digits of the value after optional blanks and an optional "-"; no digits (an empty value
   // too) give 0, a missing key the default. Saturates at the ends of 32 bits.

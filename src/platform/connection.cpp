@@ -270,9 +270,7 @@ ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
   auto addresses = Resolve(host, static_cast<std::uint16_t>(port), period, on_wait);
   if (!addresses) return {ConnectStatus::kAborted, nullptr};
   if (addresses->empty()) return {ConnectStatus::kHostNotFound, nullptr};
-  if (port == own_port && std::erase_if(*addresses, ReachesOwnListener) > 0 && addresses->empty()) {
-    return {ConnectStatus::kOwnAddress, nullptr};
-  }
+  const bool names_ourselves = port == own_port && std::erase_if(*addresses, ReachesOwnListener) > 0;
   // Deliberate: every address of a host is tried, not only its first: a host may be reachable by one family
   // alone.
   if (addresses->size() > kMostAddresses) addresses->resize(kMostAddresses);
@@ -288,7 +286,7 @@ ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
       deadline = Clock::now() + period;
     }
   }
-  return {attempts.failure(), nullptr};
+  return {names_ourselves ? ConnectStatus::kOwnAddress : attempts.failure(), nullptr};
 }
 
 }  // namespace quillbeaker

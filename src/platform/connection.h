@@ -66,7 +66,7 @@ struct ConnectResult {
 // Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection; one that
 // stays silent is waited for while the next ones are tried. `on_wait` is called whenever `period` has passed without an
 // answer and says whether to go on waiting: false gives kAborted. kTimedOut is the system's own limit.
-// Addresses at which this process itself listens on `own_port` are left out; with no other the status is kOwnAddress.
+// Addresses at which this process itself listens on `own_port` are left out; when no other takes the connection, the status is kOwnAddress.
 // Resolving cannot be interrupted by the system, so it runs on a thread of its own that is abandoned when given up.
 ConnectResult ConnectTo(const std::string& host, int port, std::chrono::milliseconds period,
                         const std::function<bool()>& on_wait, int own_port = 0);

@@ -35,9 +35,6 @@ struct LoginProblem {
   std::optional<CertificateInfo> certificate;  // of kCertificate
   bool certificate_changed = false;            // another one is trusted for this server
 
-  bool operator==(const LoginProblem& other) const {
-    return failure == other.failure && server == other.server && detail == other.detail;
-  }
 };
 
 // One sentence for the person, in the chosen language.
@@ -51,7 +48,8 @@ std::string TrustQuestion(const LoginProblem& problem);
 // thread.
 class LoginProblemMemory {
  public:
-  // True when the server's problem is another one than the last time.
+  // True when the server's problem is another one than the last time. Words with digits in them make none: servers put
+  // the time or the session's number into what they say.
   bool IsNew(const LoginProblem& problem);
   // The server works again: its next problem is a new one.
   void Forget(const std::string& server);

@@ -60,16 +60,47 @@ UpstreamConnection::~UpstreamConnection() {
   Close();
 }
 
+void UpstreamConnection::Line::GiveUp() {
+  std::shared_ptr<Connection> standing;
+  std::string_view words;
+  {
+    const std::lock_guard lock(mutex);
+    given_up = true;
+    standing = connection.lock();
+    words = farewell;
+  }
+  if (standing != nullptr) {
+    standing->Abort(words);
+  }
+}
+
+bool UpstreamConnection::Line::IsGivenUp() {
+  const std::lock_guard lock(mutex);
+  return given_up;
+}
+
+bool UpstreamConnection::Line::Hold(const std::shared_ptr<Connection>& made, std::string_view words) {
+  const std::lock_guard lock(mutex);
+  connection = made;
+  farewell = words;
+  return !given_up;
+}
+
+void UpstreamConnection::Line::LetGo() {
+  const std::lock_guard lock(mutex);
+  connection.reset();
+}
+
 std::function<bool()> UpstreamConnection::LoginWatch() {
-  return [this, given_up = given_up_, waited = milliseconds{0}]() mutable {
+  return [this, waited = milliseconds{0}]() mutable {
     waited += kConnectStep;
     if (waited >= timeout_) {
       waited = milliseconds{0};
-      if (!GoOnWaiting([given_up] { *given_up = true; })) {
+      if (!GoOnWaiting()) {
         return false;
       }
     }
-    return !*given_up && !aborted_;
+    return !line_->IsGivenUp() && !aborted_;
   };
 }
 
@@ -78,7 +109,7 @@ bool UpstreamConnection::Open(const ServerAddress& address, std::int32_t timeout
   timeout_ = TimeoutOf(timeout_seconds);
   dead_ = false;
   pending_ = {};
-  given_up_ = std::make_shared<std::atomic<bool>>(false);
+  line_ = std::make_shared<Line>();
   ConnectResult connected = ConnectTo(address.host, address.port, kConnectStep, LoginWatch(), own_port);
   if (connected.connection == nullptr) {
     problem.failure = connected.status == ConnectStatus::kAborted ? HowItEnded() : FailureOf(connected.status);
@@ -87,7 +118,9 @@ bool UpstreamConnection::Open(const ServerAddress& address, std::int32_t timeout
   if (address.security == Security::kTls) {
     return Encrypt(std::move(connected.connection), address, problem);
   }
-  return Take(std::move(connected.connection), problem);
+  // Before STLS nothing but that is said in clear, on no way out.
+  return Take(std::move(connected.connection), address.security == Security::kPlain ? kQuit : std::string_view(),
+              problem);
 }
 
 bool UpstreamConnection::Secure(const ServerAddress& address, LoginProblem& problem) {
@@ -96,6 +129,7 @@ bool UpstreamConnection::Secure(const ServerAddress& address, LoginProblem& prob
     const std::lock_guard lock(mutex_);
     plain = std::exchange(connection_, nullptr);
   }
+  line_->LetGo();
   return plain != nullptr && Encrypt(std::move(plain), address, problem);
 }
 
@@ -112,7 +146,7 @@ bool UpstreamConnection::Encrypt(std::shared_ptr<Connection> plain, const Server
     handshaking_ = nullptr;
   }
   if (secured.status == TlsStatus::kEstablished) {
-    return Take(std::move(secured.connection), problem);
+    return Take(std::move(secured.connection), kQuit, problem);
   }
   // Nothing of POP3 may be said here, not even QUIT.
   plain->Abort({});
@@ -120,7 +154,9 @@ bool UpstreamConnection::Encrypt(std::shared_ptr<Connection> plain, const Server
   switch (secured.status) {
     case TlsStatus::kRejected:
       problem.failure = LoginFailure::kCertificate;
-      problem.certificate = ForDisplay(*secured.certificate);
+      if (secured.certificate) {
+        problem.certificate = ForDisplay(*secured.certificate);
+      }
       problem.certificate_changed = !trusted.empty();
       break;
     case TlsStatus::kAborted:
@@ -129,6 +165,11 @@ bool UpstreamConnection::Encrypt(std::shared_ptr<Connection> plain, const Server
       break;
     default:
       problem.failure = LoginFailure::kTls;
+      if (aborted_ || line_->IsGivenUp()) {
+        // It was us who broke the connection, whatever the handshake makes of that.
+        problem.failure = HowItEnded();
+        problem.detail.clear();
+      }
       break;
   }
   return false;
@@ -140,13 +181,16 @@ bool UpstreamConnection::BeginHandshake(const std::shared_ptr<Connection>& plain
   return !aborted_;
 }
 
-bool UpstreamConnection::Take(std::shared_ptr<Connection> connection, LoginProblem& problem) {
+bool UpstreamConnection::Take(std::shared_ptr<Connection> connection, std::string_view farewell,
+                              LoginProblem& problem) {
   const std::lock_guard lock(mutex_);
-  if (aborted_) {
-    problem.failure = LoginFailure::kConnectionLost;  // Abort came while there was nothing to break yet
+  // Either may have come while there was nothing to break yet.
+  if (aborted_ || !line_->Hold(connection, farewell)) {
+    problem.failure = HowItEnded();
     return false;
   }
   connection_ = std::move(connection);
+  farewell_ = farewell;
   return true;
 }
 
@@ -180,7 +224,7 @@ bool UpstreamConnection::SendBytes(std::string_view bytes) {
   while (!bytes.empty()) {
     const IoResult sent = connection_->Send(bytes, timeout_);
     bytes.remove_prefix(std::min(sent.bytes, bytes.size()));
-    const bool waiting = sent.status == IoStatus::kTimedOut && GoOnWaiting(AbortLater());
+    const bool waiting = sent.status == IoStatus::kTimedOut && GoOnWaiting();
     if (sent.status != IoStatus::kOk && !waiting) {
       dead_ = true;
       return false;
@@ -194,7 +238,7 @@ std::ptrdiff_t UpstreamConnection::ReceiveChunk(char* buffer, std::size_t capaci
     return -1;
   }
   IoResult received = connection_->Receive(buffer, capacity, timeout_);
-  while (received.status == IoStatus::kTimedOut && GoOnWaiting(AbortLater())) {
+  while (received.status == IoStatus::kTimedOut && GoOnWaiting()) {
     received = connection_->Receive(buffer, capacity, timeout_);
   }
   if (received.status != IoStatus::kOk) {
@@ -244,7 +288,7 @@ Reply UpstreamConnection::ReadStatusReply() {
 }
 
 LoginFailure UpstreamConnection::HowItEnded() const {
-  return *given_up_ ? LoginFailure::kTimedOut : LoginFailure::kConnectionLost;
+  return line_->IsGivenUp() ? LoginFailure::kTimedOut : LoginFailure::kConnectionLost;
 }
 
 bool UpstreamConnection::FinishPendingReply() {
@@ -260,35 +304,28 @@ bool UpstreamConnection::FinishPendingReply() {
   return !dead_;
 }
 
-bool UpstreamConnection::GoOnWaiting(std::function<void()> abort) {
+bool UpstreamConnection::GoOnWaiting() {
   if (program_.Read(keys::kAutoAbortOnTimeout) == 1) {
-    abort();
+    line_->GiveUp();
     return false;
   }
-  observer_.AskToAbort(std::move(abort));
+  observer_.AskToAbort([line = line_] { line->GiveUp(); });
   return true;
-}
-
-std::function<void()> UpstreamConnection::AbortLater() {
-  return [connection = std::weak_ptr<Connection>(connection_), given_up = given_up_] {
-    *given_up = true;
-    if (const auto alive = connection.lock()) {
-      alive->Abort(kQuit);
-    }
-  };
 }
 
 void UpstreamConnection::Abort() {
   std::shared_ptr<Connection> connection;
   std::shared_ptr<Connection> handshaking;
+  std::string_view farewell;
   {
     const std::lock_guard lock(mutex_);
     aborted_ = true;
     connection = connection_;
+    farewell = farewell_;
     handshaking = handshaking_;
   }
   if (connection != nullptr) {
-    connection->Abort(kQuit);
+    connection->Abort(farewell);
   }
   if (handshaking != nullptr) {
     handshaking->Abort({});
@@ -315,7 +352,7 @@ void UpstreamConnection::Close() {
 void UpstreamConnection::SayGoodbye() {
   // What is left of a reply is not waited for.
   pending_ = {};
-  if (aborted_ || !SendLine(kQuit)) {
+  if (aborted_ || farewell_.empty() || !SendLine(farewell_)) {
     return;
   }
   // Deliberate: a socket closed over unread bytes resets the connection, and a server that is reset may

@@ -78,26 +78,40 @@ class UpstreamConnection {
   // False when that cannot be done.
   bool FinishPendingReply();
   // The server has not answered in time. False when the person, or the configuration, gives up.
-  bool GoOnWaiting(std::function<void()> abort);
+  bool GoOnWaiting();
   // The watch over a step of the login whose waits are cut short: counts them until the time-out, then asks or
   // gives up as every wait does.
   std::function<bool()> LoginWatch();
   bool Encrypt(std::shared_ptr<Connection> plain, const ServerAddress& address, LoginProblem& problem);
-  // Both are false when Abort came first.
+  // Both are false when Abort came first, or an answer that gives up.
   bool BeginHandshake(const std::shared_ptr<Connection>& plain);
-  bool Take(std::shared_ptr<Connection> connection, LoginProblem& problem);
-  // Breaks the connection that stands now, if it still does when this is called.
-  std::function<void()> AbortLater();
+  // `farewell` is what may be said when the connection is broken or closed; empty where nothing may.
+  bool Take(std::shared_ptr<Connection> connection, std::string_view farewell, LoginProblem& problem);
   void SayGoodbye();
+
+  // What is reached by a person's or the configuration's wish to wait no longer, on any thread, and perhaps late: one
+  // for each Open, which may outlive it.
+  struct Line {
+    std::mutex mutex;
+    std::weak_ptr<Connection> connection;  // none while it is made or secured
+    std::string_view farewell;
+    bool given_up = false;
+
+    void GiveUp();
+    bool IsGivenUp();
+    // False when it was given up before.
+    bool Hold(const std::shared_ptr<Connection>& made, std::string_view words);
+    void LetGo();
+  };
 
   const Program& program_;
   CheckObserver& observer_;
-  std::mutex mutex_;  // guards the pointers against Abort
+  std::mutex mutex_;  // guards what Abort needs
   std::shared_ptr<Connection> connection_;
+  std::string_view farewell_;                // of connection_
   std::shared_ptr<Connection> handshaking_;  // not secured yet: only Abort may touch it
   std::atomic<bool> aborted_ = false;
-  // Set by a person or a configuration that does not want to wait; one for each Open, since an answer may come late.
-  std::shared_ptr<std::atomic<bool>> given_up_ = std::make_shared<std::atomic<bool>>(false);
+  std::shared_ptr<Line> line_ = std::make_shared<Line>();
   bool dead_ = false;  // nothing can follow on this connection
   struct PendingReply {
     std::string_view terminator;  // empty: nothing is pending

@@ -153,7 +153,8 @@ bool UpstreamSession::Agreed(LoginFailure failure, Behind behind) {
     return true;
   }
   login_problem_.failure = failure;
-  login_problem_.detail = positive ? "bytes behind the answer" : DisplayLine(line.substr(0, kMaxShownRefusal));
+  login_problem_.detail = positive ? "bytes behind the answer"
+                                   : std::string(FirstColumns(DisplayLine(line), kMaxShownRefusal));
   return false;
 }
 
