@@ -39,6 +39,7 @@ class TlsConnection : public Connection {
     if (capacity == 0 || failed_) return {IoStatus::kFailed, 0};
     const Clock::time_point deadline = Clock::now() + std::clamp(wait, milliseconds(0), kLongestWait);
     std::array<char, kTlsRecord> received;
+    bool asked = false;
     for (;;) {
       std::size_t count = 0;
       switch (engine_->Read(buffer, capacity, count)) {
@@ -52,6 +53,9 @@ class TlsConnection : public Connection {
         case TlsStep::kNeedsBytes:
           break;
       }
+      // A server may send what holds no text for as long as it likes.
+      if (asked && Clock::now() >= deadline) return {IoStatus::kTimedOut, 0};
+      asked = true;
       if (const IoResult sent = Flush(Until(deadline, Clock::now())); sent.status != IoStatus::kOk) {
         return {sent.status, 0};
       }

@@ -165,11 +165,13 @@ class Engine : public TlsEngine {
     X509_VERIFY_PARAM* const parameters = SSL_get0_param(ssl_.get());
     X509_VERIFY_PARAM_set_hostflags(parameters,
                                     X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
-    if (AddressBytes(host)) {
-      return X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) == 1;
+    if (const auto address = AddressBytes(host)) {
+      return X509_VERIFY_PARAM_set1_ip(parameters, reinterpret_cast<const unsigned char*>(address->data()),
+                                       address->size()) == 1;
     }
     const std::string name = host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
-    return !name.empty() && X509_VERIFY_PARAM_set1_host(parameters, name.c_str(), name.size()) == 1 &&
+    // A name that begins with a dot would be taken for any name below it.
+    return !name.empty() && name.front() != '.' && X509_VERIFY_PARAM_set1_host(parameters, name.c_str(), name.size()) == 1 &&
            SSL_set_tlsext_host_name(ssl_.get(), name.c_str()) == 1;
   }
 
