@@ -154,7 +154,7 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
       OnSessionEnd();
       return 0;
     case MESSAGE_LOGIN_RESULT:
-      OnLoginResult(*reinterpret_cast<const LoginProblem*>(lparam));
+      if (lparam != 0) OnLoginResult(*reinterpret_cast<const LoginProblem*>(lparam));
       return 0;
     case MESSAGE_SET_TOOLTIP:
       tray_icon_.SetTooltip(TextOfMessage(lparam));
