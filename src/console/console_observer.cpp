@@ -3,6 +3,7 @@
 
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "config/log_file.h"
 #include "config/texts.h"
@@ -116,59 +117,85 @@ void ConsoleObserver::AskToAbort(std::function<void()> abort) {
     abort();
     return;
   }
-  if (questions_->stands) {
+  if (StandingQuestion() == Standing::kOther) {
     return;
   }
-  PrintLine(TextOf(Text::kTimeoutQuestion));
-  PrintLine(TextOf(Text::kTimeoutKeys));
-  // Where nothing can be typed any more it is as if nobody could be asked.
+  // Before it is shown, so that no answer to it is taken for another question's. Where nothing can be typed
+  // any more it is as if nobody could be asked.
   if (!Ask([abort](Questions&, const std::optional<std::string>& answer) {
         if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
           abort();
         }
       })) {
     abort();
+    return;
   }
+  PrintLine(TextOf(Text::kTimeoutQuestion));
+  PrintLine(TextOf(Text::kTimeoutKeys));
 }
 
 void ConsoleObserver::AskToTrust(const LoginProblem& problem) {
-  if (!problem.certificate || !can_ask_ || questions_->stands || !questions_->trust.Begin(problem.server)) {
+  if (!problem.certificate || !can_ask_ || StandingQuestion() != Standing::kNone ||
+      !questions_->trust.Begin(problem.server)) {
     return;
   }
   PrintLine(TrustQuestion(problem));
   PrintLine(TextOf(Text::kTrustKeys));
-  Ask([server = problem.server, fingerprint = problem.certificate->fingerprint](
+  Ask(
+      [server = problem.server, fingerprint = problem.certificate->fingerprint](
           Questions& questions, const std::optional<std::string>& answer) {
-    const bool trusted = answer && (answer->starts_with('y') || answer->starts_with('Y'));
-    const std::lock_guard lock(questions.mutex);
-    if (questions.program == nullptr) {
-      return;
-    }
-    Text outcome = Text::kCertificateNotTrusted;
-    if (trusted && TrustCertificate(*questions.program, server, fingerprint)) {
-      questions.trust.Forget(server);
-      outcome = Text::kCertificateTrusted;
-    } else if (trusted) {
-      outcome = Text::kNotSaved;
-    }
-    WriteStandardOutput(Format(outcome, {DisplayLine(server)}) + "\n");
-  });
+        const bool trusted = answer && (answer->starts_with('y') || answer->starts_with('Y'));
+        const std::lock_guard lock(questions.mutex);
+        if (questions.program == nullptr) {
+          return;
+        }
+        Text outcome = Text::kCertificateNotTrusted;
+        if (trusted && TrustCertificate(*questions.program, server, fingerprint)) {
+          questions.trust.Forget(server);
+          outcome = Text::kCertificateTrusted;
+        } else if (trusted) {
+          outcome = Text::kNotSaved;
+        }
+        WriteStandardOutput(Format(outcome, {DisplayLine(server)}) + "\n");
+      },
+      problem.server);
 }
 
-bool ConsoleObserver::Ask(
-    const std::function<void(Questions&, const std::optional<std::string>&)>& on_answer) {
-  if (questions_->stands.exchange(true)) {
-    return false;
+ConsoleObserver::Standing ConsoleObserver::StandingQuestion() {
+  const std::lock_guard lock(questions_->mutex);
+  if (!questions_->on_answer) {
+    return Standing::kNone;
+  }
+  return questions_->trust_asked.empty() ? Standing::kOther : Standing::kTrust;
+}
+
+bool ConsoleObserver::Ask(OnAnswer on_answer, std::string trust_asked) {
+  {
+    const std::lock_guard lock(questions_->mutex);
+    const bool reading = static_cast<bool>(questions_->on_answer);
+    questions_->on_answer = std::move(on_answer);
+    const std::string given_way = std::exchange(questions_->trust_asked, std::move(trust_asked));
+    if (reading) {
+      // A mail check that waits for an answer holds up all mail; whether to trust a server is asked another
+      // time.
+      questions_->trust.Forget(given_way);
+      return true;
+    }
   }
   try {
-    std::thread([questions = questions_, on_answer] {
+    std::thread([questions = questions_] {
       const auto answer = ReadStandardInputLine();
-      questions->stands = false;
-      on_answer(*questions, answer);
+      OnAnswer on_answered;
+      {
+        const std::lock_guard lock(questions->mutex);
+        on_answered = std::exchange(questions->on_answer, nullptr);
+      }
+      on_answered(*questions, answer);
     }).detach();
     return true;
   } catch (const std::system_error&) {
-    questions_->stands = false;
+    const std::lock_guard lock(questions_->mutex);
+    questions_->on_answer = nullptr;
     return false;
   }
 }

@@ -4,7 +4,6 @@
 // Shows mail checks in a terminal: a progress bar while one runs, one line when it is over. Where no terminal
 // is, the lines alone.
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -41,15 +40,22 @@ class ConsoleObserver : public CheckObserver {
   void AddDeleted(std::uint32_t) override {}
 
  private:
+  struct Questions;
+  using OnAnswer = std::function<void(Questions& questions, const std::optional<std::string>& answer)>;
   // What a question's thread reaches; it may outlive everything else, and waits for a line that may never come.
   struct Questions {
     std::mutex mutex;
     Program* program = nullptr;        // null once the observer is gone
-    std::atomic<bool> stands = false;  // one at a time: there is one terminal to answer at
+    // One at a time: there is one terminal to answer at, and one thread that reads it.
+    OnAnswer on_answer;               // of the question that stands; empty when none does
+    std::string trust_asked;          // its server, when it is whether to trust that
     TrustQuestions trust;
   };
-  // Asks on a thread of its own; false when no question can be asked now.
-  bool Ask(const std::function<void(Questions& questions, const std::optional<std::string>& answer)>& on_answer);
+  // Lets a thread of its own wait for the answer; false when that cannot be. A question whether to trust
+  // `trust_asked` gives way to another one; nothing else may stand.
+  bool Ask(OnAnswer on_answer, std::string trust_asked = {});
+  enum class Standing { kNone, kTrust, kOther };
+  Standing StandingQuestion();
   void AskToTrust(const LoginProblem& problem);
   void PrintLine(std::string_view text);
   void DrawProgress(bool at_once);
