@@ -284,6 +284,7 @@ def test_servers_are_reached_as_shown(home, server, client, name, port, secured)
     raw = client(home.start())
     raw.user(upstream.port)
     raw.ask("PASS secret")
+    assert upstream.wait_until(lambda: upstream.raw() != b"")  # the login may be over before the server has read
     heard = upstream.raw()
     assert {"plain": heard.startswith(b"USER jane\r\n"), "starttls": heard == b"STLS\r\n",
             "tls": heard.startswith(b"\x16\x03")}[secured], heard
