@@ -56,8 +56,9 @@ void LearnInBulk(benchmark::State& state) {
     learnt = learning.report().good_learnt + learning.report().spam_learnt;
   }
   state.counters["learnt"] = static_cast<double>(learnt);
-  state.counters["mails/s"] = benchmark::Counter(
-      static_cast<double>(AllMail().size()) * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["mails/s"] =
+      benchmark::Counter(static_cast<double>(AllMail().size()) * static_cast<double>(state.iterations()),
+                         benchmark::Counter::kIsRate);
 }
 BENCHMARK(LearnInBulk)
     ->ArgName("manner")

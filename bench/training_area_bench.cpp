@@ -39,7 +39,8 @@ std::deque<MailMessage> Messages(std::size_t first, std::size_t count) {
 void FeedTrainingArea(benchmark::State& state) {
   test::TestProgram program;
   TrainingArea area(program.program());
-  if (area.Add(Pointers(Messages(0, kHeld))).size() != kHeld) return state.SkipWithError("could not be filled");
+  if (area.Add(Pointers(Messages(0, kHeld))).size() != kHeld)
+    return state.SkipWithError("could not be filled");
   const std::deque<MailMessage> messages = Messages(kHeld, static_cast<std::size_t>(state.range(0)));
   const std::vector<const MailMessage*> pointers = Pointers(messages);
   for (auto _ : state) {

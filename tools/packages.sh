@@ -21,6 +21,9 @@ dovecot-core                 the POP3 server that the demonstration checks mail 
 dovecot-pop3d                its POP3 part
 mpop                         the mail client of the demonstration
 '
+packages_unit='
+clang-format                 holds the layout of the sources
+'
 packages_test='
 openssl                      makes the certificates of the end-to-end tests
 curl                         mail client of the end-to-end tests
@@ -90,7 +93,7 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, test, windows, fuzz, bench, derive).
+# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, unit, test, windows, fuzz, bench, derive).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do

@@ -31,7 +31,10 @@ std::wstring_view TextOfMessage(LPARAM text) {
 
 }  // namespace
 
-App::App() : program_(SystemEnvironment(ExecutableDirectory())), tray_icon_(program_), listener_(program_, observer_) {
+App::App()
+    : program_(SystemEnvironment(ExecutableDirectory())),
+      tray_icon_(program_),
+      listener_(program_, observer_) {
   the_app = this;
 }
 
@@ -68,8 +71,8 @@ bool App::CreateMainWindow(HINSTANCE instance) {
   window_class.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(ICON_PROGRAM));
   window_class.lpszClassName = title.c_str();
   return RegisterClassExW(&window_class) != 0 &&
-         CreateWindowExW(0, title.c_str(), title.c_str(), 0, 0, 0, 0, 0, nullptr, nullptr, instance, nullptr) !=
-             nullptr;
+         CreateWindowExW(0, title.c_str(), title.c_str(), 0, 0, 0, 0, 0, nullptr, nullptr, instance,
+                         nullptr) != nullptr;
 }
 
 void App::PrepareStores() {
@@ -279,7 +282,8 @@ void App::AskToQuit() {
     return;
   }
   asking_to_quit_ = true;
-  const int answer = ShowMessageBox(main_window_, Text::kQuitQuestion, MB_YESNO | MB_ICONQUESTION | MB_SETFOREGROUND);
+  const int answer =
+      ShowMessageBox(main_window_, Text::kQuitQuestion, MB_YESNO | MB_ICONQUESTION | MB_SETFOREGROUND);
   asking_to_quit_ = false;
   if (answer == IDYES) {
     DestroyWindow(main_window_);
@@ -293,14 +297,15 @@ void App::SwitchFilter() {
   }
   switching_filter_ = true;
   if (program_.Read(keys::kEnable) != 0) {
-    const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion, MB_YESNO | MB_ICONQUESTION,
-                                       "FilterDisableWarning", IDYES);
+    const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion,
+                                       MB_YESNO | MB_ICONQUESTION, "FilterDisableWarning", IDYES);
     if (answer == IDYES) {
       program_.Write(keys::kEnable, 0);
     }
   } else {
     program_.Write(keys::kEnable, 1);
-    ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION, "FilterReEnable", IDOK);
+    ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION,
+                    "FilterReEnable", IDOK);
   }
   switching_filter_ = false;
   tray_icon_.SetDeletedCount(0);
@@ -329,13 +334,15 @@ void App::DestroyOtherWindows() {
 }
 
 void App::StopListenerAfterCrash() {
-  // With its sockets closed the thread ends by itself, if it still can: a thread that is terminated may hold a lock.
+  // With its sockets closed the thread ends by itself, if it still can: a thread that is terminated may hold
+  // a lock.
   listener_.CloseSockets();
   listener_.Terminate();
 }
 
 void App::ShutDownAfterCrash() {
-  // The question takes messages, and the windows' thread may still live: none of them may find half a program.
+  // The question takes messages, and the windows' thread may still live: none of them may find half a
+  // program.
   crashed_ = true;
   tray_icon_.RemoveTrayIcon();
   // Windows can be destroyed by their own thread only.

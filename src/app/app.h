@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The Windows program: a hidden main window that owns the tray icon, and everything that hangs on it. One object
-// per process, made and used on the UI thread.
+// The Windows program: a hidden main window that owns the tray icon, and everything that hangs on it. One
+// object per process, made and used on the UI thread.
 
 #include <windows.h>
 
@@ -29,12 +29,13 @@ class App {
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
-  // Everything up to the tray icon and the stores, in its fixed order. False when it was done already or the main
-  // window could not be made.
+  // Everything up to the tray icon and the stores, in its fixed order. False when it was done already or the
+  // main window could not be made.
   bool Init(HINSTANCE instance);
   // The port is opened, mail clients are served.
   void StartListener();
-  // Tells, once, when mail could not be kept because a directory is read-only. Messages are handled meanwhile.
+  // Tells, once, when mail could not be kept because a directory is read-only. Messages are handled
+  // meanwhile.
   void WarnOfReadOnlyDirectory();
   // The message loop; gives the exit code.
   int Run();

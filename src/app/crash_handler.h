@@ -13,12 +13,13 @@ struct CrashActions {
   // Makes room for a new instance. Whatever thread it runs on.
   std::function<void()> release_instance;
   std::function<void()> stop_listener;
-  // Removes the tray icon and closes the sockets; windows belong to another thread perhaps and are left alone.
+  // Removes the tray icon and closes the sockets; windows belong to another thread perhaps and are left
+  // alone.
   std::function<void()> shut_down;
 };
 
-// Takes effect for the whole process. `question` and `caption` are kept, so that nothing has to be loaded when it
-// is too late for that.
+// Takes effect for the whole process. `question` and `caption` are kept, so that nothing has to be loaded
+// when it is too late for that.
 void InstallCrashHandler(std::wstring question, std::wstring caption, CrashActions actions);
 
 }  // namespace quillbeaker

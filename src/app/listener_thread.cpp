@@ -37,8 +37,8 @@ void ListenerThread::Serve() {
     return;
   }
   proxy_.Serve();
-  // Deliberate: sent, not posted, so that it has no effect beyond being seen: a listener that ends does not end
-  // the program, whose settings must stay in reach.
+  // Deliberate: sent, not posted, so that it has no effect beyond being seen: a listener that ends does not
+  // end the program, whose settings must stay in reach.
   SendMessageW(main_window_, WM_QUIT, 0, 0);
 }
 
@@ -56,8 +56,8 @@ bool ListenerThread::Wait(DWORD milliseconds) {
   for (;;) {
     const ULONGLONG now = GetTickCount64();
     const HANDLE thread = thread_.get();
-    const DWORD woken = MsgWaitForMultipleObjects(1, &thread, FALSE, now < end ? static_cast<DWORD>(end - now) : 0,
-                                                  QS_SENDMESSAGE);
+    const DWORD woken = MsgWaitForMultipleObjects(
+        1, &thread, FALSE, now < end ? static_cast<DWORD>(end - now) : 0, QS_SENDMESSAGE);
     if (woken == WAIT_OBJECT_0) {
       return true;
     }

@@ -23,11 +23,11 @@ class ListenerThread {
   bool Start(HWND main_window);
   // Any thread: closes the listening socket and breaks a session in progress, so that the thread ends.
   void CloseSockets();
-  // Waits until the thread has ended, handling what it sends to this thread meanwhile. False when it had not ended
-  // after `milliseconds`.
+  // Waits until the thread has ended, handling what it sends to this thread meanwhile. False when it had not
+  // ended after `milliseconds`.
   bool Wait(DWORD milliseconds);
-  // Last resort of the crash handler, after CloseSockets; the thread itself goes on when it is the one that calls. The
-  // port is free for another instance then.
+  // Last resort of the crash handler, after CloseSockets; the thread itself goes on when it is the one that
+  // calls. The port is free for another instance then.
   void Terminate();
 
  private:

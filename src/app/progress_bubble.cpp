@@ -29,8 +29,9 @@ constexpr COLORREF kTitleColour = RGB(0x1F, 0x4E, 0x79);
 constexpr COLORREF kFrameColour = RGB(0x8A, 0xA5, 0xC4);
 
 UniqueFont MakeFont(int height, int weight, const wchar_t* face) {
-  return UniqueFont(CreateFontW(-height, 0, 0, 0, weight, FALSE, FALSE, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS,
-                                CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY, DEFAULT_PITCH, face));
+  return UniqueFont(CreateFontW(-height, 0, 0, 0, weight, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
+                                OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY, DEFAULT_PITCH,
+                                face));
 }
 
 }  // namespace
@@ -46,8 +47,8 @@ void ProgressBubble::Show() {
   Arrange();
   Refresh();
   UpdateWindow(window());
-  // Making a window may have taken the foreground from whoever is typing there. When a person has just gone to a third
-  // window it is left to that one.
+  // Making a window may have taken the foreground from whoever is typing there. When a person has just gone
+  // to a third window it is left to that one.
   if (foreground != nullptr && GetForegroundWindow() == window()) {
     SetForegroundWindow(foreground);
   }
@@ -67,7 +68,8 @@ void ProgressBubble::Arrange() {
   const auto scaled = [dpi](int logical) { return MulDiv(logical, dpi, 96); };
   RECT work{};
   SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
-  SetWindowRgn(window(), CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)),
+  SetWindowRgn(window(),
+               CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)),
                FALSE);
   title_font_ = MakeFont(scaled(15), FW_SEMIBOLD, L"Segoe UI");
   // The controls keep their former font until they are told of the new one.
@@ -78,8 +80,8 @@ void ProgressBubble::Arrange() {
   }
 
   const auto place = [&](int id, int top, int height) {
-    SetWindowPos(Control(id), nullptr, scaled(kMargin), scaled(top), scaled(kWidth - 2 * kMargin), scaled(height),
-                 SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(Control(id), nullptr, scaled(kMargin), scaled(top), scaled(kWidth - 2 * kMargin),
+                 scaled(height), SWP_NOZORDER | SWP_NOACTIVATE);
   };
   place(BUBBLE_STATUS, kTitleHeight + 10, 30);
   place(BUBBLE_ACTIVITY, kTitleHeight + 42, 30);
@@ -180,10 +182,10 @@ void ProgressBubble::Paint(HDC context) {
   const UniqueBrush title_brush(CreateSolidBrush(kTitleColour));
   FillRect(context, &title, title_brush.get());
   const int icon_size = scaled(16);
-  const UniqueIcon icon(static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM),
-                                                      IMAGE_ICON, icon_size, icon_size, 0)));
-  DrawIconEx(context, scaled(kMargin), (title.bottom - icon_size) / 2, icon.get(), icon_size, icon_size, 0, nullptr,
-             DI_NORMAL);
+  const UniqueIcon icon(static_cast<HICON>(LoadImageW(
+      GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM), IMAGE_ICON, icon_size, icon_size, 0)));
+  DrawIconEx(context, scaled(kMargin), (title.bottom - icon_size) / 2, icon.get(), icon_size, icon_size, 0,
+             nullptr, DI_NORMAL);
   title.left = scaled(kMargin) + icon_size + scaled(8);
   const Selected font(context, title_font_.get());
   SetBkMode(context, TRANSPARENT);
@@ -214,7 +216,8 @@ void ProgressBubble::Advance(std::uint64_t amount) {
 void ProgressBubble::ShowPosition() {
   if (window() != nullptr) {
     // Sizes that a server lists may be as large as they like: no product of two of them.
-    const double share = range_ == 0 ? 0 : static_cast<double>(std::min(position_, range_)) / static_cast<double>(range_);
+    const double share =
+        range_ == 0 ? 0 : static_cast<double>(std::min(position_, range_)) / static_cast<double>(range_);
     SendDlgItemMessageW(window(), BUBBLE_BAR, PBM_SETPOS, static_cast<WPARAM>(share * kBarSteps), 0);
   }
 }

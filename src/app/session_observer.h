@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the mail check tells the windows: on the listener's thread in, by messages to the main window out. What
-// changes with every message of a mailbox is sent at most 20 times a second; the latest state is never lost,
-// because the main window fetches it with its animation timer.
+// What the mail check tells the windows: on the listener's thread in, by messages to the main window out.
+// What changes with every message of a mailbox is sent at most 20 times a second; the latest state is never
+// lost, because the main window fetches it with its animation timer.
 
 #include <windows.h>
 
@@ -27,8 +27,8 @@ enum class BubbleCall : WPARAM { kRange, kPosition, kStatus, kActivity, kSpamCou
 
 class SessionObserver : public CheckObserver {
  public:
-  // The window that gets the messages; set before the listener starts. `deleted_count` gives the number that the icon
-  // shows now, on any thread.
+  // The window that gets the messages; set before the listener starts. `deleted_count` gives the number that
+  // the icon shows now, on any thread.
   void SetMainWindow(HWND main_window, std::function<std::uint32_t()> deleted_count) {
     main_window_ = main_window;
     deleted_count_ = std::move(deleted_count);

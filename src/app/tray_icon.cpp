@@ -13,7 +13,7 @@ namespace quillbeaker {
 namespace {
 
 constexpr UINT kFrameMilliseconds = 100;
-constexpr std::size_t kMaxTooltip = 63;          // characters
+constexpr std::size_t kMaxTooltip = 63;           // characters
 constexpr std::int32_t kLongestPeriod = 2147483;  // seconds, of a timer that counts milliseconds
 
 }  // namespace

@@ -94,8 +94,8 @@ void DrawBadge(Canvas& icon, const std::wstring& number) {
   }
 }
 
-// Drawing leaves each colour multiplied by its opacity; in an icon the colours are whole, and they would be multiplied
-// a second time when it is shown.
+// Drawing leaves each colour multiplied by its opacity; in an icon the colours are whole, and they would be
+// multiplied a second time when it is shown.
 void RestoreColours(Canvas& icon) {
   for (int y = 0; y < icon.height(); ++y) {
     for (int x = 0; x < icon.width(); ++x) {
@@ -104,7 +104,8 @@ void RestoreColours(Canvas& icon) {
       std::uint32_t restored = pixel & 0xFF000000;
       for (const int shift : {16, 8, 0}) {
         const std::uint32_t colour = (pixel >> shift) & 0xFF;
-        restored |= (opacity == 0 ? 0 : std::min<std::uint32_t>(255, (colour * 255 + opacity / 2) / opacity)) << shift;
+        restored |= (opacity == 0 ? 0 : std::min<std::uint32_t>(255, (colour * 255 + opacity / 2) / opacity))
+                    << shift;
       }
       pixel = restored;
     }
@@ -121,7 +122,8 @@ UniqueBitmap EmptyMask(int width, int height) {
 }  // namespace
 
 int TrayIconSize() {
-  // The icon stands in the taskbar, whose screen need not have the resolution that the program was started with.
+  // The icon stands in the taskbar, whose screen need not have the resolution that the program was started
+  // with.
   const HWND taskbar = FindWindowW(L"Shell_TrayWnd", nullptr);
   const UINT of_taskbar = taskbar == nullptr ? 0 : GetDpiForWindow(taskbar);
   return GetSystemMetricsForDpi(SM_CXSMICON, of_taskbar != 0 ? of_taskbar : GetDpiForSystem());

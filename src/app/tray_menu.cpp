@@ -41,8 +41,8 @@ void ShowTrayMenu(HWND main_window, const Program& program, const CommandTable& 
   CurrentLanguage().TranslateMenu(bar.get(), MENU_TRAY);
   POINT mouse{};
   GetCursorPos(&mouse);
-  // Without the foreground the menu would not close by a click elsewhere; without the message after it, it would
-  // close at once the next time.
+  // Without the foreground the menu would not close by a click elsewhere; without the message after it, it
+  // would close at once the next time.
   SetForegroundWindow(main_window);
   TrackPopupMenu(menu, TPM_RIGHTALIGN | TPM_RIGHTBUTTON, mouse.x, mouse.y, 0, main_window, nullptr);
   PostMessageW(main_window, WM_NULL, 0, 0);

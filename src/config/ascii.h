@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Letters and blanks of mail and configuration bytes: ASCII only, independent of any locale, on unsigned bytes.
+// Letters and blanks of mail and configuration bytes: ASCII only, independent of any locale, on unsigned
+// bytes.
 
 #include <string>
 #include <string_view>
 
 namespace quillbeaker {
 
-constexpr char ToLowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-constexpr char ToUpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
+constexpr char ToLowerAscii(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+constexpr char ToUpperAscii(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+}
 std::string LowerAscii(std::string_view text);
 
 bool EqualsIgnoringCase(std::string_view a, std::string_view b);

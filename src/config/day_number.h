@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Julian day numbers of calendar dates: every stored date, every "last done on" key and every age test uses them.
+// Julian day numbers of calendar dates: every stored date, every "last done on" key and every age test uses
+// them.
 
 #include <cstdint>
 
@@ -9,8 +10,9 @@
 
 namespace quillbeaker {
 
-// Day number of a date; 1 January 2000 is 2451545. The year is 16 bits wide also after January and February were
-// counted as months of the year before, so that the all-zero date of an unreadable mail date is 25657560.
+// Day number of a date; 1 January 2000 is 2451545. The year is 16 bits wide also after January and February
+// were counted as months of the year before, so that the all-zero date of an unreadable mail date is
+// 25657560.
 std::int32_t DayNumber(std::uint16_t year, std::uint16_t month, std::uint16_t day);
 std::int32_t DayNumber(const CalendarTime& date);
 

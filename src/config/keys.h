@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Names of the configuration file's sections and keys, byte for byte, with their defaults: each stands here once.
+// Names of the configuration file's sections and keys, byte for byte, with their defaults: each stands here
+// once.
 
 #include <cstddef>
 #include <cstdint>
@@ -51,7 +52,8 @@ inline constexpr IntegerKey kRecycleOldMessagesLast{sections::kMain, "RecycleOld
 // Kilobytes for both learnt word lists together.
 inline constexpr IntegerKey kTrainingAreaMaxMemory{sections::kMain, "TrainingAreaMaxMemory", 2048};
 inline constexpr IntegerKey kTrainingAreaMaxDays{sections::kMain, "TrainingAreaMaxDays", 3};
-inline constexpr IntegerKey kTrainingAreaDeleteOldMessagesLast{sections::kMain, "TrainingAreaDeleteOldMessagesLast", 0};
+inline constexpr IntegerKey kTrainingAreaDeleteOldMessagesLast{sections::kMain,
+                                                               "TrainingAreaDeleteOldMessagesLast", 0};
 // A command of the tray menu, run by a double click on the tray icon.
 inline constexpr IntegerKey kTrayDblClk{sections::kMain, "TrayDblClk", 40005};
 // Seconds.

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A protocol log: lines appended to a file that is held open for a session and trimmed to its limit when it is closed.
-// Used on the listener thread only. Failures are silent by contract: a log that cannot be written is not written.
+// A protocol log: lines appended to a file that is held open for a session and trimmed to its limit when it
+// is closed. Used on the listener thread only. Failures are silent by contract: a log that cannot be written
+// is not written.
 
 #include <cstdint>
 #include <memory>
@@ -21,12 +22,13 @@ class LogFile {
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
 
-  // Closes an open log first. `limit` is in bytes, clamped to 0..2147483647. False when the file can neither be opened
-  // nor created.
+  // Closes an open log first. `limit` is in bytes, clamped to 0..2147483647. False when the file can neither
+  // be opened nor created.
   bool Open(const std::string& path, std::int64_t limit);
   // The text's bytes, then CR LF, in two writes; only while open and enabled. Errors are ignored.
   void WriteLine(std::string_view text);
-  // A file larger than its limit keeps what follows the first LF at or behind (size - limit); limit 0 empties it.
+  // A file larger than its limit keeps what follows the first LF at or behind (size - limit); limit 0 empties
+  // it.
   void Close();
 
   bool is_open() const { return file_ != nullptr; }
@@ -38,7 +40,8 @@ class LogFile {
   std::int64_t limit_ = 102400;
 };
 
-// Path of a log whose configured name is `name` (ISO-8859-1), or empty when the name must not be opened: empty, with "..",
+// Path of a log whose configured name is `name` (ISO-8859-1), or empty when the name must not be opened:
+// empty, with "..",
 // ":" or a leading separator, since an imported configuration could point it at any file.
 std::string LogPath(const std::string& program_directory, std::string_view name);
 
@@ -48,7 +51,8 @@ std::string TimedLine(const CalendarTime& local_time, char side, std::string_vie
 std::string MarkerLine(char side, std::string_view text);
 // "\r\n<which> Log started at: dd.mm.yyyy - hh:mm:ss", which being "Client" or "Server".
 std::string BannerLine(std::string_view which, const CalendarTime& local_time);
-// Masks what follows PASS, AUTH and APOP at the start of any line, in any case, also "PASSx": "PASS ********".
+// Masks what follows PASS, AUTH and APOP at the start of any line, in any case, also "PASSx": "PASS
+// ********".
 std::string MaskCredentials(std::string_view text);
 
 }  // namespace quillbeaker

@@ -26,8 +26,8 @@ struct Program {
   std::int32_t Today() const;
 
   const Environment environment;
-  IniFile configuration;    // Quillbeaker.ini
-  IniFile spam_words;       // spampoints.ini: predefined words and thresholds, never written but by the conversion
+  IniFile configuration;  // Quillbeaker.ini
+  IniFile spam_words;  // spampoints.ini: predefined words and thresholds, never written but by the conversion
   IniFile user_spam_words;  // spampoints_user.ini
 };
 

@@ -100,7 +100,8 @@ std::string HeaderLine(const HeaderField& field) {
     const MailSender sender = SplitSender(field.full_value);
     value = DisplayLine(sender.name) + " <" + DisplayLine(sender.address) + ">";
   } else {
-    value = DisplayLine(field.kind == kHeaderSubject ? DecodeEncodedWord(field.full_value) : field.full_value);
+    value =
+        DisplayLine(field.kind == kHeaderSubject ? DecodeEncodedWord(field.full_value) : field.full_value);
   }
   return DisplayLine(field.full_name) + ": " + value + "\n";
 }

@@ -42,13 +42,14 @@ class ConsoleObserver : public CheckObserver {
  private:
   struct Questions;
   using OnAnswer = std::function<void(Questions& questions, const std::optional<std::string>& answer)>;
-  // What a question's thread reaches; it may outlive everything else, and waits for a line that may never come.
+  // What a question's thread reaches; it may outlive everything else, and waits for a line that may never
+  // come.
   struct Questions {
     std::mutex mutex;
-    Program* program = nullptr;        // null once the observer is gone
+    Program* program = nullptr;  // null once the observer is gone
     // One at a time: there is one terminal to answer at, and one thread that reads it.
-    OnAnswer on_answer;               // of the question that stands; empty when none does
-    std::string trust_asked;          // its server, when it is whether to trust that
+    OnAnswer on_answer;       // of the question that stands; empty when none does
+    std::string trust_asked;  // its server, when it is whether to trust that
     TrustQuestions trust;
   };
   // Lets a thread of its own wait for the answer; false when that cannot be. A question whether to trust

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Machine-readable output: JSON in UTF-8, keys in the order in which they were set. Texts in it are the English
-// ones (EnglishText), whatever the language: programs compare them.
+// Machine-readable output: JSON in UTF-8, keys in the order in which they were set. Texts in it are the
+// English ones (EnglishText), whatever the language: programs compare them.
 
 #include <nlohmann/json.hpp>
+
 #include <string>
 #include <string_view>
 

@@ -2,6 +2,7 @@
 #include "console/options.h"
 
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <sstream>
 #include <utility>
@@ -114,8 +115,8 @@ class CommandLineParser {
         AddMailCommand("classify", "Tell what a mail check would decide, and why", classify_.mail, true);
     classify->add_flag("--json", classify_.json, "One JSON object per file");
     classify->callback([this] { result_.command = classify_; });
-    CLI::App* explain = AddMailCommand(
-        "explain", "Tell everything that a message's judgement goes by", explain_.mail, false);
+    CLI::App* explain =
+        AddMailCommand("explain", "Tell everything that a message's judgement goes by", explain_.mail, false);
     explain->add_flag("--json", explain_.json, "As a JSON object");
     explain->callback([this] { result_.command = explain_; });
   }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Learning many mails at once: which of them are learnt, and how often. How one message is learnt and judged is
-// fixed elsewhere (learning.h, classifier.h); the choice made here decides how good the filter becomes
+// Learning many mails at once: which of them are learnt, and how often. How one message is learnt and judged
+// is fixed elsewhere (learning.h, classifier.h); the choice made here decides how good the filter becomes
 // (docs/QUALITY.md has the figures). Knows no files: mails come from a source that can be read twice.
 
 #include <cstddef>
@@ -34,33 +34,33 @@ class MailSource {
 
 // What a run did, for the person.
 struct BulkReport {
-  std::uint64_t good_at_start = 0;   // messages of the lists before the run
+  std::uint64_t good_at_start = 0;  // messages of the lists before the run
   std::uint64_t spam_at_start = 0;
-  std::uint64_t good_learnt = 0;     // mails of this run that were counted, each once
+  std::uint64_t good_learnt = 0;  // mails of this run that were counted, each once
   std::uint64_t spam_learnt = 0;
-  std::uint64_t long_good_left_out = 0;   // more than kLongMail words
-  std::uint64_t sure_good_left_out = 0;   // keen: the lists knew them as good already
+  std::uint64_t long_good_left_out = 0;  // more than kLongMail words
+  std::uint64_t sure_good_left_out = 0;  // keen: the lists knew them as good already
   std::uint64_t unreadable = 0;
-  std::uint32_t good_weight = 1;     // how often each good mail was counted
+  std::uint32_t good_weight = 1;  // how often each good mail was counted
   std::uint32_t spam_weight = 1;
-  bool keen_refused = false;         // keen was asked for, but there is too little good mail for it
+  bool keen_refused = false;  // keen was asked for, but there is too little good mail for it
   bool interrupted = false;
-  std::uint64_t refused_good_words = 0;   // occurrences of new words that found the list full
+  std::uint64_t refused_good_words = 0;  // occurrences of new words that found the list full
   std::uint64_t refused_spam_words = 0;
-  std::uint64_t good_messages = 0;   // of the lists after the run, and their different words
+  std::uint64_t good_messages = 0;  // of the lists after the run, and their different words
   std::uint64_t spam_messages = 0;
   std::uint64_t good_words = 0;
   std::uint64_t spam_words = 0;
 };
 
-inline constexpr std::uint64_t kLongMail = 2000;             // words, each as often as it stands there
-inline constexpr std::uint64_t kLeaveLongOutFrom = 1000;     // good messages
-inline constexpr std::uint64_t kWeightGoodBelow = 400;       // good messages
-inline constexpr std::uint64_t kGoodPerSpamUnweighted = 2;   // good messages for each spam
-inline constexpr std::uint64_t kTooFewGood = 200;            // good messages: wanted mail will be lost
-inline constexpr std::uint64_t kTooLittleSpamShare = 4;      // spam below a quarter of the good mail
-inline constexpr std::uint64_t kKeenFrom = 2000;             // good messages
-inline constexpr double kKeenSurelyGood = 1e-16;             // learnt probability up to which good mail is left out
+inline constexpr std::uint64_t kLongMail = 2000;            // words, each as often as it stands there
+inline constexpr std::uint64_t kLeaveLongOutFrom = 1000;    // good messages
+inline constexpr std::uint64_t kWeightGoodBelow = 400;      // good messages
+inline constexpr std::uint64_t kGoodPerSpamUnweighted = 2;  // good messages for each spam
+inline constexpr std::uint64_t kTooFewGood = 200;           // good messages: wanted mail will be lost
+inline constexpr std::uint64_t kTooLittleSpamShare = 4;     // spam below a quarter of the good mail
+inline constexpr std::uint64_t kKeenFrom = 2000;            // good messages
+inline constexpr double kKeenSurelyGood = 1e-16;  // learnt probability up to which good mail is left out
 inline constexpr std::uint32_t kWeight = 3;
 
 // Sizes that the rules go by: the lists' message counts plus the run's messages, each counted once.
@@ -87,9 +87,9 @@ class BulkLearning {
   BulkLearning(Program& program, MailSource& source, LearningManner manner);
 
   LearningSizes sizes() const { return sizes_; }
-  // Counts the mails into a batch that nobody else sees; nothing is saved. Once per object. `progress` is called
-  // after each mail with how many of how many steps are done (keen reads good mail twice) and ends the run when
-  // it gives false: what was counted stays.
+  // Counts the mails into a batch that nobody else sees; nothing is saved. Once per object. `progress` is
+  // called after each mail with how many of how many steps are done (keen reads good mail twice) and ends the
+  // run when it gives false: what was counted stays.
   void Run(const Progress& progress);
   // Saves what was counted. False when the lists could not be written; it may be called again.
   bool Save();

@@ -22,7 +22,8 @@ enum class LearnKind { kGood = 0, kSpam = 1 };
 
 struct WordTables {
   // Sets the budgets from the configuration (each list gets half of the kilobytes), loads both lists and,
-  // when asked, the spam words. Missing files are empty tables; false when a list is there and cannot be read.
+  // when asked, the spam words. Missing files are empty tables; false when a list is there and cannot be
+  // read.
   bool Load(const Program& program, bool load_spam_words);
   // Writes both lists back to the files they were loaded from. True when both were written.
   bool Save() const;

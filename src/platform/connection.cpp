@@ -23,8 +23,8 @@ using std::chrono::milliseconds;
 
 // Waits are cut into slices, because not every system wakes a wait when another thread shuts the socket down.
 constexpr milliseconds kSlice{250};
-// The same for the wait for a client, which is woken by a connection of our own: only should that fail, too, is the
-// end noticed so late. A shorter one would wake a program that has nothing to do.
+// The same for the wait for a client, which is woken by a connection of our own: only should that fail, too,
+// is the end noticed so late. A shorter one would wake a program that has nothing to do.
 constexpr milliseconds kIdleSlice{std::chrono::minutes(1)};
 // A wait beyond this is for ever, and can be added to any moment without an overflow.
 constexpr milliseconds kLongestWait{std::chrono::hours(24 * 365)};
@@ -202,8 +202,8 @@ std::optional<std::vector<SocketAddress>> Resolve(const std::string& host, std::
   return std::move(resolution->addresses);
 }
 
-// Whether a connection to that address comes to the listener of ListenOnLoopback, whatever the port. The wildcard
-// address means this machine, too.
+// Whether a connection to that address comes to the listener of ListenOnLoopback, whatever the port. The
+// wildcard address means this machine, too.
 bool ReachesOwnListener(const SocketAddress& address) {
   const std::string text = NumericHost(address);
   return text == "127.0.0.1" || text == "0.0.0.0" || text == "::ffff:127.0.0.1" || text == "::ffff:0.0.0.0";

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A byte stream to a peer, as the protocol code sees it: plain TCP today, TLS behind the same face. Every wait has
-// a limit that the caller gives; what to do when it has passed is the caller's decision.
+// A byte stream to a peer, as the protocol code sees it: plain TCP today, TLS behind the same face. Every
+// wait has a limit that the caller gives; what to do when it has passed is the caller's decision.
 
 #include <chrono>
 #include <cstddef>
@@ -31,16 +31,17 @@ class Connection {
 
   // Receives at most `capacity` bytes, waiting at most `wait` for the first.
   virtual IoResult Receive(char* buffer, std::size_t capacity, std::chrono::milliseconds wait) = 0;
-  // Sends all of `bytes`, however many kernel calls that takes; `wait` counts anew whenever some were taken. On
-  // kTimedOut the caller may go on with the rest.
+  // Sends all of `bytes`, however many kernel calls that takes; `wait` counts anew whenever some were taken.
+  // On kTimedOut the caller may go on with the rest.
   virtual IoResult Send(std::string_view bytes, std::chrono::milliseconds wait) = 0;
   // Half-close: the peer reads an end of stream, we can still receive.
   virtual void FinishSending() = 0;
-  // True when the peer has closed or reset the connection. Does not block. A peer that only closed its sending side counts
-  // as gone too; while bytes of it wait unread, that is noticed only where the system tells it (Linux does, Windows not).
+  // True when the peer has closed or reset the connection. Does not block. A peer that only closed its
+  // sending side counts as gone too; while bytes of it wait unread, that is noticed only where the system
+  // tells it (Linux does, Windows not).
   virtual bool PeerHasGone() = 0;
-  // Any thread, any time: tries once to send `farewell` without waiting, then shuts the stream down, so that a blocked
-  // Receive or Send of another thread fails. The socket itself is closed by the destructor only.
+  // Any thread, any time: tries once to send `farewell` without waiting, then shuts the stream down, so that
+  // a blocked Receive or Send of another thread fails. The socket itself is closed by the destructor only.
   virtual void Abort(std::string_view farewell) = 0;
 };
 
@@ -48,13 +49,15 @@ class Connection {
 class Listener {
  public:
   virtual ~Listener() = default;
-  // Blocks until a client connects; null once Stop was called or accepting failed. Accepted sockets have TCP_NODELAY.
+  // Blocks until a client connects; null once Stop was called or accepting failed. Accepted sockets have
+  // TCP_NODELAY.
   virtual std::unique_ptr<Connection> Accept() = 0;
   // Any thread: makes a blocked and every later Accept return null.
   virtual void Stop() = 0;
 };
 
-// Binds 127.0.0.1:`port` (1 to 65535; anything else fails) so that no other program can share it. Null on failure.
+// Binds 127.0.0.1:`port` (1 to 65535; anything else fails) so that no other program can share it. Null on
+// failure.
 std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog);
 
 enum class ConnectStatus { kConnected, kHostNotFound, kRefused, kTimedOut, kAborted, kOwnAddress };
@@ -63,11 +66,12 @@ struct ConnectResult {
   std::shared_ptr<Connection> connection;  // set only when connected
 };
 
-// Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection; one that
-// stays silent is waited for while the next ones are tried. `on_wait` is called whenever `period` has passed without an
-// answer and says whether to go on waiting: false gives kAborted. kTimedOut is the system's own limit.
-// Addresses at which this process itself listens on `own_port` are left out; when no other takes the connection, the status is kOwnAddress.
-// Resolving cannot be interrupted by the system, so it runs on a thread of its own that is abandoned when given up.
+// Resolves `host` (name or address) and tries each of its addresses in order until one takes the connection;
+// one that stays silent is waited for while the next ones are tried. `on_wait` is called whenever `period`
+// has passed without an answer and says whether to go on waiting: false gives kAborted. kTimedOut is the
+// system's own limit. Addresses at which this process itself listens on `own_port` are left out; when no
+// other takes the connection, the status is kOwnAddress. Resolving cannot be interrupted by the system, so it
+// runs on a thread of its own that is abandoned when given up.
 ConnectResult ConnectTo(const std::string& host, int port, std::chrono::milliseconds period,
                         const std::function<bool()>& on_wait, int own_port = 0);
 

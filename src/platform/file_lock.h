@@ -19,12 +19,12 @@ class StoreLockGuard {
 // so that they exclude each other also where the lock file cannot be made.
 class StoreLock {
  public:
-  // `path` names the lock file (UTF-8). It is created when the lock is first taken, never deleted, and holds nothing.
-  // Objects that shall exclude each other without the file must name it alike.
+  // `path` names the lock file (UTF-8). It is created when the lock is first taken, never deleted, and holds
+  // nothing. Objects that shall exclude each other without the file must name it alike.
   explicit StoreLock(std::string path);
 
-  // Waits until nobody else holds it. Where the lock file cannot be made (read-only directory) the process mutex
-  // alone is taken. Never null. The guard may outlive this object.
+  // Waits until nobody else holds it. Where the lock file cannot be made (read-only directory) the process
+  // mutex alone is taken. Never null. The guard may outlive this object.
   [[nodiscard]] std::unique_ptr<StoreLockGuard> Acquire();
 
  private:

@@ -21,21 +21,22 @@ extern const char kPathSeparator;  // '/' or '\\'
 // no more memory than that; nothing of ours, and no mail, comes near it.
 inline constexpr std::uint64_t kMostFileBytes = std::uint64_t{1} << 30;
 
-// The whole content of a file, or nothing when it cannot be opened or read (a directory included) or is larger
-// than kMostFileBytes.
+// The whole content of a file, or nothing when it cannot be opened or read (a directory included) or is
+// larger than kMostFileBytes.
 [[nodiscard]] std::optional<std::string> ReadWholeFile(const std::string& path);
 
-// Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it. A crash or
-// a full disk leaves the old file or the new one. A read-only target is left as it is and the call fails. The new file
-// has the permissions of the old one; a link stays, and what it names is replaced. Call FlushDirectory where the new
-// state must have reached the disk before something else happens.
+// Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it.
+// A crash or a full disk leaves the old file or the new one. A read-only target is left as it is and the call
+// fails. The new file has the permissions of the old one; a link stays, and what it names is replaced. Call
+// FlushDirectory where the new state must have reached the disk before something else happens.
 [[nodiscard]] bool ReplaceWholeFile(const std::string& path, std::string_view bytes);
 
-// Creates or truncates the file, writes `bytes` and, when `flush` is set, waits until they are on the disk. Fails when
-// anything does; a partly written file is removed again.
+// Creates or truncates the file, writes `bytes` and, when `flush` is set, waits until they are on the disk.
+// Fails when anything does; a partly written file is removed again.
 [[nodiscard]] bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush);
 
-// Waits until the names in a directory (files created, renamed) are on the disk too. No-op where the system needs none.
+// Waits until the names in a directory (files created, renamed) are on the disk too. No-op where the system
+// needs none.
 bool FlushDirectory(const std::string& directory);
 
 bool EraseFile(const std::string& path);
@@ -46,8 +47,8 @@ bool FileExists(const std::string& path);
 bool MakeDirectory(const std::string& path);
 bool DirectoryExists(const std::string& path);
 
-// Bare names of the regular files (no directories, no links) in `directory` whose name ends in `suffix`, compared
-// without regard to ASCII case, in ascending byte order.
+// Bare names of the regular files (no directories, no links) in `directory` whose name ends in `suffix`,
+// compared without regard to ASCII case, in ascending byte order.
 std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix);
 
 // Size in bytes, or nothing.
@@ -55,7 +56,8 @@ std::optional<std::uint64_t> FileSize(const std::string& path);
 // Local time of the last write, or nothing.
 std::optional<CalendarTime> LastWriteTime(const std::string& path);
 
-// What tells one state of a file from the next, so that a parsed copy can be kept while it is provably current.
+// What tells one state of a file from the next, so that a parsed copy can be kept while it is provably
+// current.
 struct FileState {
   bool exists = false;
   std::uint64_t device = 0;
@@ -65,12 +67,12 @@ struct FileState {
   bool operator==(const FileState&) const = default;
 };
 FileState StateOfFile(const std::string& path);
-// True when the file changed so recently that a later change could carry the same time stamp: a copy read now must not
-// be trusted by its state alone.
+// True when the file changed so recently that a later change could carry the same time stamp: a copy read now
+// must not be trusted by its state alone.
 bool ChangedJustNow(const FileState& state);
 
-// Bytes of a file name that came from an ISO-8859-1 text (a configuration value) as they go into a path: unchanged
-// where names are bytes, converted where they are Unicode.
+// Bytes of a file name that came from an ISO-8859-1 text (a configuration value) as they go into a path:
+// unchanged where names are bytes, converted where they are Unicode.
 std::string PathFromLatin1(std::string_view latin1);
 
 }  // namespace quillbeaker

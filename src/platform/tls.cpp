@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is the same with every engine: the handshake's waits, the verdict, and the connection that results. An engine
-// sees memory only, so that every wait is the plain connection's.
+// What is the same with every engine: the handshake's waits, the verdict, and the connection that results. An
+// engine sees memory only, so that every wait is the plain connection's.
 #include "platform/tls.h"
 
 #include <algorithm>
@@ -59,7 +59,8 @@ class TlsConnection : public Connection {
       if (const IoResult sent = Flush(Until(deadline, Clock::now())); sent.status != IoStatus::kOk) {
         return {sent.status, 0};
       }
-      const IoResult result = plain_->Receive(received.data(), received.size(), Until(deadline, Clock::now()));
+      const IoResult result =
+          plain_->Receive(received.data(), received.size(), Until(deadline, Clock::now()));
       if (result.status == IoStatus::kTimedOut) return {IoStatus::kTimedOut, 0};
       // A stream that ends without a word of TLS may have been cut by anybody.
       if (result.status != IoStatus::kOk) return Fail();
@@ -71,7 +72,8 @@ class TlsConnection : public Connection {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
       if (failed_) return {IoStatus::kFailed, sent};
-      if (const IoResult flushed = Flush(wait); flushed.status != IoStatus::kOk) return {flushed.status, sent};
+      if (const IoResult flushed = Flush(wait); flushed.status != IoStatus::kOk)
+        return {flushed.status, sent};
       const std::string_view next = bytes.substr(sent, kTlsRecord);
       if (!engine_->Write(next)) return {Fail().status, sent};
       sent += next.size();
@@ -93,8 +95,8 @@ class TlsConnection : public Connection {
   void Abort(std::string_view) override { plain_->Abort({}); }
 
  private:
-  // Deliberate: not every library decrypts any more once it has said its farewell. What the server still says is of no
-  // use then, but it is the server that has to close: a reset may cost what it was told last.
+  // Deliberate: not every library decrypts any more once it has said its farewell. What the server still says
+  // is of no use then, but it is the server that has to close: a reset may cost what it was told last.
   IoResult WaitForTheEnd(Clock::time_point deadline) {
     std::array<char, kTlsRecord> dropped;
     IoResult result{IoStatus::kOk, 0};
@@ -126,9 +128,10 @@ class TlsConnection : public Connection {
   bool failed_ = false;    // an engine that failed once is not asked again
 };
 
-// Shakes hands. A server that sends a little now and then is watched all the same: `on_wait` is asked by the clock.
-TlsResult ShakeHands(Connection& plain, TlsEngine& engine, milliseconds period, const std::function<bool()>& on_wait,
-                     const TlsClock& now) {
+// Shakes hands. A server that sends a little now and then is watched all the same: `on_wait` is asked by the
+// clock.
+TlsResult ShakeHands(Connection& plain, TlsEngine& engine, milliseconds period,
+                     const std::function<bool()>& on_wait, const TlsClock& now) {
   std::array<char, kTlsRecord> received;
   Clock::time_point next_question = now() + period;
   std::string outgoing;

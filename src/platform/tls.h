@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// TLS (1.2 or newer) over a connection that stands already. OpenSSL on Linux, the system's own on Windows; both use
-// the system's trust store. Nothing is received or sent through the secured connection before the handshake is over
-// and the certificate has been checked: chain, dates and host name (RFC 6125; RFC 2595 section 2.4).
+// TLS (1.2 or newer) over a connection that stands already. OpenSSL on Linux, the system's own on Windows;
+// both use the system's trust store. Nothing is received or sent through the secured connection before the
+// handshake is over and the certificate has been checked: chain, dates and host name (RFC 6125; RFC 2595
+// section 2.4).
 
 #include <chrono>
 #include <functional>
@@ -20,7 +21,7 @@ namespace quillbeaker {
 struct CertificateInfo {
   std::string subject;
   std::string issuer;
-  std::string valid_from;   // "2026-01-31", UTC
+  std::string valid_from;  // "2026-01-31", UTC
   std::string valid_until;
   std::string fingerprint;  // SHA-256 of the certificate's DER form, 64 lower-case hexadecimal digits
 };
@@ -41,22 +42,22 @@ struct TlsResult {
 };
 
 struct TlsOptions {
-  // Name or address (no brackets) that the certificate must be for. A name goes into SNI; an address does not, and is
-  // matched against iPAddress entries alone.
+  // Name or address (no brackets) that the certificate must be for. A name goes into SNI; an address does
+  // not, and is matched against iPAddress entries alone.
   std::string host;
-  // Fingerprint of a certificate that is accepted whatever is wrong with it; empty when there is none. A chain that
-  // checks out is accepted beside it.
+  // Fingerprint of a certificate that is accepted whatever is wrong with it; empty when there is none. A
+  // chain that checks out is accepted beside it.
   std::string pinned_fingerprint;
 };
 
-// Shakes hands over `plain`, which must not be used by anybody else from now on, its Abort aside. `on_wait` is called
-// whenever `period` has passed without an answer and says whether to go on. Aborting the secured connection shuts the
-// socket down and sends nothing. Any thread, one at a time.
+// Shakes hands over `plain`, which must not be used by anybody else from now on, its Abort aside. `on_wait`
+// is called whenever `period` has passed without an answer and says whether to go on. Aborting the secured
+// connection shuts the socket down and sends nothing. Any thread, one at a time.
 TlsResult SecureConnection(std::shared_ptr<Connection> plain, const TlsOptions& options,
                            std::chrono::milliseconds period, const std::function<bool()>& on_wait);
 
-// Whether a certificate's name entry (a dNSName, RFC 6125 section 6.4: "*" may stand for the whole leftmost label) is
-// the host's. Not for addresses.
+// Whether a certificate's name entry (a dNSName, RFC 6125 section 6.4: "*" may stand for the whole leftmost
+// label) is the host's. Not for addresses.
 bool MatchesHostName(std::string_view entry, std::string_view host);
 // The address as the 4 or 16 bytes of an iPAddress entry, nothing when `host` is none.
 std::optional<std::string> AddressBytes(std::string_view host);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The part of TLS that differs between systems, as tls.cpp drives it: an engine that turns bytes into bytes and knows
-// no socket. posix/tls.cpp and windows/tls.cpp each make one. For platform/ and its tests only: everyone else uses
-// tls.h.
+// The part of TLS that differs between systems, as tls.cpp drives it: an engine that turns bytes into bytes
+// and knows no socket. posix/tls.cpp and windows/tls.cpp each make one. For platform/ and its tests only:
+// everyone else uses tls.h.
 
 #include <chrono>
 #include <cstddef>
@@ -34,8 +34,8 @@ class TlsEngine {
 
   // Goes on with the handshake as far as what was received allows. Never kClosed.
   virtual TlsStep ShakeHands() = 0;
-  // Once hands are shaken: decrypts into `buffer`; kDone with at least one byte in `count`, kClosed when the peer said
-  // that it sends no more.
+  // Once hands are shaken: decrypts into `buffer`; kDone with at least one byte in `count`, kClosed when the
+  // peer said that it sends no more.
   virtual TlsStep Read(char* buffer, std::size_t capacity, std::size_t& count) = 0;
   // Encrypts at most kTlsRecord bytes.
   virtual bool Write(std::string_view bytes) = 0;
@@ -48,8 +48,10 @@ class TlsEngine {
   // Why the last call failed, one line.
   virtual std::string Failure() = 0;
 
-  // Chain, dates and name of the server's certificate, once hands are shaken. `on_wait` as in SecureConnection.
-  virtual TlsVerdict CheckCertificate(std::chrono::milliseconds period, const std::function<bool()>& on_wait) = 0;
+  // Chain, dates and name of the server's certificate, once hands are shaken. `on_wait` as in
+  // SecureConnection.
+  virtual TlsVerdict CheckCertificate(std::chrono::milliseconds period,
+                                      const std::function<bool()>& on_wait) = 0;
 };
 
 // Null when the system gives none.
@@ -61,8 +63,8 @@ TlsResult SecureWithEngine(std::shared_ptr<Connection> plain, std::unique_ptr<Tl
                            const std::string& pinned_fingerprint, std::chrono::milliseconds period,
                            const std::function<bool()>& on_wait, const TlsClock& now);
 
-// Whether a certificate's subjectAltName extension (its DER form, RFC 5280 section 4.2.1.6) names that host: a dNSName
-// for a name, an iPAddress for an address. What cannot be read names nobody.
+// Whether a certificate's subjectAltName extension (its DER form, RFC 5280 section 4.2.1.6) names that host:
+// a dNSName for a name, an iPAddress for an address. What cannot be read names nobody.
 bool NamesHost(std::string_view alternative_names, std::string_view host);
 // 64 lower-case digits of a SHA-256 digest.
 std::string HexDigits(std::string_view bytes);

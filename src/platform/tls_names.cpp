@@ -8,7 +8,8 @@
 namespace quillbeaker {
 namespace {
 
-// Host names are compared without regard to the case of ASCII letters; others come in their ASCII form (RFC 5890).
+// Host names are compared without regard to the case of ASCII letters; others come in their ASCII form (RFC
+// 5890).
 bool SameLabel(char a, char b) {
   const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
   return lower(a) == lower(b);
@@ -33,7 +34,8 @@ struct DerValue {
   std::string_view content;
 };
 
-// Takes the next value off DER text; nothing when it is not whole. A certificate is never longer than what three bytes count.
+// Takes the next value off DER text; nothing when it is not whole. A certificate is never longer than what
+// three bytes count.
 std::optional<DerValue> TakeValue(std::string_view& der) {
   if (der.size() < 2) return std::nullopt;
   const auto byte = [&der](std::size_t at) { return static_cast<unsigned char>(der[at]); };

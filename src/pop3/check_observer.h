@@ -18,7 +18,7 @@ namespace quillbeaker {
 struct CheckSummary {
   std::string account;  // "user @ server", the bytes that the client sent; empty before a login
   bool logged_in = false;
-  LoginProblem login_problem;  // of the last login: its server, and why it failed if it did
+  LoginProblem login_problem;    // of the last login: its server, and why it failed if it did
   bool finished = false;         // the client said QUIT and the server's side of it was carried out
   std::uint32_t listed = 0;      // entries, restored messages included
   std::uint32_t known = 0;       // passed on unfiltered, seen in an earlier session
@@ -42,7 +42,8 @@ class CheckObserver {
   // The user name that the mail client sent has the wrong form. The session ends when this returns.
   virtual void WrongUserName() = 0;
 
-  // What goes on now, in a short text: UTF-8 in the chosen language, names that came as bytes made fit to be shown.
+  // What goes on now, in a short text: UTF-8 in the chosen language, names that came as bytes made fit to be
+  // shown.
   virtual void ShowTooltip(std::string_view text) = 0;
   // A second line beside it, empty to clear it.
   virtual void ShowStatus(std::string_view text) = 0;

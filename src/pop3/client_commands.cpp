@@ -77,10 +77,9 @@ CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
 CommandResult HandlePass(ClientSession& session, std::string_view arguments) {
   const std::string password(TextArgument(arguments));
   const std::int32_t timeout = session.program().Read(keys::kTimeout);
-  const bool logged_in =
-      password.size() <= kMaxAccountField &&
-      session.upstream().Login(session.server_name, session.server_port, session.user_name, password, timeout,
-                               session.own_port());
+  const bool logged_in = password.size() <= kMaxAccountField &&
+                         session.upstream().Login(session.server_name, session.server_port, session.user_name,
+                                                  password, timeout, session.own_port());
   session.summary.login_problem = session.upstream().login_problem();
   if (!logged_in) {
     session.SendErr("Password isn't correct");

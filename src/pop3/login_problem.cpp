@@ -58,7 +58,8 @@ std::string DescribeProblem(const LoginProblem& problem) {
   const Description* const description = DescriptionOf(problem.failure);
   if (description == nullptr) return {};
   // A text with one conversion leaves the second argument alone.
-  return Format(description->text, {DisplayLine(problem.server), problem.detail.empty() ? "-" : problem.detail});
+  return Format(description->text,
+                {DisplayLine(problem.server), problem.detail.empty() ? "-" : problem.detail});
 }
 
 std::string ProblemMarker(const LoginProblem& problem) {
@@ -71,7 +72,8 @@ std::string ProblemMarker(const LoginProblem& problem) {
   if (problem.certificate) {
     const CertificateInfo& certificate = *problem.certificate;
     marker += "; subject " + certificate.subject + "; issuer " + certificate.issuer + "; valid " +
-              certificate.valid_from + " to " + certificate.valid_until + "; SHA-256 " + certificate.fingerprint;
+              certificate.valid_from + " to " + certificate.valid_until + "; SHA-256 " +
+              certificate.fingerprint;
   }
   return marker + ")";
 }
@@ -82,8 +84,9 @@ std::string TrustQuestion(const LoginProblem& problem) {
   const Text introduction =
       problem.certificate_changed ? Text::kTrustChangedCertificate : Text::kTrustNewCertificate;
   return Format(introduction, {DisplayLine(problem.server), problem.detail}) + "\n\n" +
-         Format(Text::kTrustCertificateDetails, {certificate.subject, certificate.issuer, certificate.valid_from,
-                                                 certificate.valid_until, certificate.fingerprint}) +
+         Format(Text::kTrustCertificateDetails,
+                {certificate.subject, certificate.issuer, certificate.valid_from, certificate.valid_until,
+                 certificate.fingerprint}) +
          "\n\n" + std::string(TextOf(Text::kTrustQuestion));
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Why a login to a server failed: for the server log, for the console's status line and for a notification of the
-// Windows program. The mail client is told nothing of it.
+// Why a login to a server failed: for the server log, for the console's status line and for a notification of
+// the Windows program. The mail client is told nothing of it.
 
 #include <map>
 #include <optional>
@@ -14,13 +14,13 @@ namespace quillbeaker {
 
 enum class LoginFailure {
   kNone,
-  kSecurityUnclear,   // the configuration does not say how to connect
-  kOwnAddress,        // the server is this very program
+  kSecurityUnclear,  // the configuration does not say how to connect
+  kOwnAddress,       // the server is this very program
   kNameNotFound,
-  kNotReached,        // refused, unreachable
-  kTimedOut,          // no answer, and nobody wanted to wait
-  kTls,               // no TLS with this server
-  kCertificate,       // it does not check out
+  kNotReached,   // refused, unreachable
+  kTimedOut,     // no answer, and nobody wanted to wait
+  kTls,          // no TLS with this server
+  kCertificate,  // it does not check out
   kGreeting,
   kStartTlsRefused,
   kUserRefused,
@@ -34,7 +34,6 @@ struct LoginProblem {
   std::string detail;  // UTF-8, one line: the server's own words, or what TLS says; may be empty
   std::optional<CertificateInfo> certificate;  // of kCertificate
   bool certificate_changed = false;            // another one is trusted for this server
-
 };
 
 // One sentence for the person, in the chosen language.
@@ -44,12 +43,12 @@ std::string ProblemMarker(const LoginProblem& problem);
 // The question whether to trust the certificate from now on, in the chosen language, several lines.
 std::string TrustQuestion(const LoginProblem& problem);
 
-// So that a person is told of a problem once, not at each mail check: per server the last one that was told. One
-// thread.
+// So that a person is told of a problem once, not at each mail check: per server the last one that was told.
+// One thread.
 class LoginProblemMemory {
  public:
-  // True when the server's problem is another one than the last time. Words with digits in them make none: servers put
-  // the time or the session's number into what they say.
+  // True when the server's problem is another one than the last time. Words with digits in them make none:
+  // servers put the time or the session's number into what they say.
   bool IsNew(const LoginProblem& problem);
   // The server works again: its next problem is a new one.
   void Forget(const std::string& server);

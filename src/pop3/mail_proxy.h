@@ -21,12 +21,13 @@ class MailProxy {
   // Takes the port (1 to 65535). On failure the observer is told and false is returned.
   bool Listen(int port);
   // Serves clients until Stop; never more than one at a time, the others wait. Call after Listen, on the
-  // listener's thread. False when it ended because no client can be accepted any more. Either way the port is free then.
+  // listener's thread. False when it ended because no client can be accepted any more. Either way the port is
+  // free then.
   bool Serve();
   // Any thread: ends Serve, a session in progress included.
   void Stop();
-  // After a crash: frees the port when the listener's thread was torn out of Serve and never returns to it. Waits for
-  // nothing, since a lock may have been torn with it.
+  // After a crash: frees the port when the listener's thread was torn out of Serve and never returns to it.
+  // Waits for nothing, since a lock may have been torn with it.
   void GiveUpPort();
 
  private:

@@ -45,7 +45,9 @@ struct Reply {
 };
 
 // True when the reply's status is "+OK", in capitals.
-inline bool IsPositive(std::string_view reply) { return reply.starts_with("+OK"); }
+inline bool IsPositive(std::string_view reply) {
+  return reply.starts_with("+OK");
+}
 
 // Gives the number of bytes put into the buffer, 0 or less when the connection is over.
 using ReplySource = std::function<std::ptrdiff_t(char* buffer, std::size_t capacity)>;

@@ -16,7 +16,8 @@ struct Setting {
   Security security = Security::kPlain;
 };
 
-std::optional<Setting> ReadSetting(const IniDocument& configuration, std::string_view section, std::string_view key) {
+std::optional<Setting> ReadSetting(const IniDocument& configuration, std::string_view section,
+                                   std::string_view key) {
   const auto value = configuration.Find(section, key);
   if (!value) return std::nullopt;
   if (EqualsIgnoringCase(*value, "auto")) return Setting{.automatic = true};
@@ -38,10 +39,11 @@ Security ByPort(int port) {
 
 }  // namespace
 
-SecurityChoice ChooseSecurity(const Program& program, const std::string& host, std::optional<std::int32_t> given_port) {
+SecurityChoice ChooseSecurity(const Program& program, const std::string& host,
+                              std::optional<std::int32_t> given_port) {
   const std::shared_ptr<const IniDocument> configuration = program.configuration.ReadOrNull();
-  // Deliberate: everywhere else a configuration that cannot be read counts as empty. Here that would be a password in
-  // clear on a connection that was to be secured.
+  // Deliberate: everywhere else a configuration that cannot be read counts as empty. Here that would be a
+  // password in clear on a connection that was to be secured.
   if (configuration == nullptr) return {std::nullopt, "a configuration file that cannot be read"};
   ServerAddress address{WithoutBrackets(host), given_port.value_or(kPop3Port)};
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// How the connection to a server is secured, as the configuration says: first the server with its port, then the
-// server, then the general setting, else by the port. Never anything weaker than what was asked for.
+// How the connection to a server is secured, as the configuration says: first the server with its port, then
+// the server, then the general setting, else by the port. Never anything weaker than what was asked for.
 
 #include <cstdint>
 #include <optional>
@@ -28,7 +28,8 @@ struct ServerAddress {
 
   // "host:port", as the configuration names it; an IPv6 address has no brackets there.
   std::string Key() const { return KeyHost() + ":" + std::to_string(port); }
-  // The host alone. A name with the root's dot behind it is the same server: nothing weaker is to be had by a dot.
+  // The host alone. A name with the root's dot behind it is the same server: nothing weaker is to be had by a
+  // dot.
   std::string KeyHost() const { return host.ends_with('.') ? host.substr(0, host.size() - 1) : host; }
 };
 
@@ -37,8 +38,9 @@ struct SecurityChoice {
   std::string unclear;                   // "key=value" that says nothing we know
 };
 
-// `given_port` is what the mail client's user name says, if anything. A server that is to be kTls without a port of
-// its own is reached on 995.
-SecurityChoice ChooseSecurity(const Program& program, const std::string& host, std::optional<std::int32_t> given_port);
+// `given_port` is what the mail client's user name says, if anything. A server that is to be kTls without a
+// port of its own is reached on 995.
+SecurityChoice ChooseSecurity(const Program& program, const std::string& host,
+                              std::optional<std::int32_t> given_port);
 
 }  // namespace quillbeaker

@@ -26,7 +26,8 @@ std::string TrustedFingerprint(const Program& program, const std::string& server
   for (const char c : *value) {
     if (c != ':' && c != ' ') digits += ToLowerAscii(c);
   }
-  const bool whole = digits.size() == kFingerprintDigits && std::all_of(digits.begin(), digits.end(), IsHexDigit);
+  const bool whole =
+      digits.size() == kFingerprintDigits && std::all_of(digits.begin(), digits.end(), IsHexDigit);
   return whole ? digits : std::string();
 }
 

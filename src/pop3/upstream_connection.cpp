@@ -112,15 +112,16 @@ bool UpstreamConnection::Open(const ServerAddress& address, std::int32_t timeout
   line_ = std::make_shared<Line>();
   ConnectResult connected = ConnectTo(address.host, address.port, kConnectStep, LoginWatch(), own_port);
   if (connected.connection == nullptr) {
-    problem.failure = connected.status == ConnectStatus::kAborted ? HowItEnded() : FailureOf(connected.status);
+    problem.failure =
+        connected.status == ConnectStatus::kAborted ? HowItEnded() : FailureOf(connected.status);
     return false;
   }
   if (address.security == Security::kTls) {
     return Encrypt(std::move(connected.connection), address, problem);
   }
   // Before STLS nothing but that is said in clear, on no way out.
-  return Take(std::move(connected.connection), address.security == Security::kPlain ? kQuit : std::string_view(),
-              problem);
+  return Take(std::move(connected.connection),
+              address.security == Security::kPlain ? kQuit : std::string_view(), problem);
 }
 
 bool UpstreamConnection::Secure(const ServerAddress& address, LoginProblem& problem) {

@@ -51,8 +51,8 @@ class UpstreamConnection {
   // rest would be taken for the answer to that.
   enum class Logging { kOn, kOff };
   Reply ReadUntil(const ReplyFormat& format, bool with_progress, Logging logging = Logging::kOn);
-  // True when the server's one-line reply begins with "+OK". The other one gives all that was received: the line, as
-  // far as it came, and whatever came behind it.
+  // True when the server's one-line reply begins with "+OK". The other one gives all that was received: the
+  // line, as far as it came, and whatever came behind it.
   bool ReadStatus();
   Reply ReadStatusReply();
   // What a login that goes no further has failed of: nobody wanted to wait, or the connection is gone.
@@ -79,8 +79,8 @@ class UpstreamConnection {
   bool FinishPendingReply();
   // The server has not answered in time. False when the person, or the configuration, gives up.
   bool GoOnWaiting();
-  // The watch over a step of the login whose waits are cut short: counts them until the time-out, then asks or
-  // gives up as every wait does.
+  // The watch over a step of the login whose waits are cut short: counts them until the time-out, then asks
+  // or gives up as every wait does.
   std::function<bool()> LoginWatch();
   bool Encrypt(std::shared_ptr<Connection> plain, const ServerAddress& address, LoginProblem& problem);
   // Both are false when Abort came first, or an answer that gives up.
@@ -89,8 +89,8 @@ class UpstreamConnection {
   bool Take(std::shared_ptr<Connection> connection, std::string_view farewell, LoginProblem& problem);
   void SayGoodbye();
 
-  // What is reached by a person's or the configuration's wish to wait no longer, on any thread, and perhaps late: one
-  // for each Open, which may outlive it.
+  // What is reached by a person's or the configuration's wish to wait no longer, on any thread, and perhaps
+  // late: one for each Open, which may outlive it.
   struct Line {
     std::mutex mutex;
     std::weak_ptr<Connection> connection;  // none while it is made or secured

@@ -63,8 +63,9 @@ std::string UpstreamSession::Account() const {
   return user_name_ + " @ " + server_name_;
 }
 
-bool UpstreamSession::Login(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
-                            const std::string& password, std::int32_t timeout_seconds, int own_port) {
+bool UpstreamSession::Login(const std::string& server, std::optional<std::int32_t> port,
+                            const std::string& user, const std::string& password,
+                            std::int32_t timeout_seconds, int own_port) {
   if (connection_.is_open()) {
     Close();
   }
@@ -82,8 +83,9 @@ bool UpstreamSession::Login(const std::string& server, std::optional<std::int32_
   return true;
 }
 
-bool UpstreamSession::LogIn(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
-                            const std::string& password, std::int32_t timeout_seconds, int own_port) {
+bool UpstreamSession::LogIn(const std::string& server, std::optional<std::int32_t> port,
+                            const std::string& user, const std::string& password,
+                            std::int32_t timeout_seconds, int own_port) {
   connection_.OpenLog();
   const SecurityChoice choice = ChooseSecurity(program_, server, port);
   if (!choice.address) {
@@ -93,7 +95,8 @@ bool UpstreamSession::LogIn(const std::string& server, std::optional<std::int32_
     return false;
   }
   login_problem_.server = choice.address->Key();
-  return connection_.Open(*choice.address, timeout_seconds, own_port, login_problem_) && Greet(*choice.address) &&
+  return connection_.Open(*choice.address, timeout_seconds, own_port, login_problem_) &&
+         Greet(*choice.address) &&
          (choice.address->security != Security::kStartTls || StartTls(*choice.address)) &&
          Authorise(user, password);
 }
@@ -147,14 +150,15 @@ bool UpstreamSession::Agreed(LoginFailure failure, Behind behind) {
   }
   const std::string_view line = WithoutLineEnd(reply.text);
   const bool positive = reply.status == ReplyStatus::kComplete && IsPositive(line);
-  // RFC 2595, section 4: what was sent in clear behind an answer could be anybody's, and would be taken for the next.
+  // RFC 2595, section 4: what was sent in clear behind an answer could be anybody's, and would be taken for
+  // the next.
   const bool injected = behind == Behind::kForbidden && line.size() + kLineEnd.size() < reply.text.size();
   if (positive && !injected) {
     return true;
   }
   login_problem_.failure = failure;
-  login_problem_.detail = positive ? "bytes behind the answer"
-                                   : std::string(FirstColumns(DisplayLine(line), kMaxShownRefusal));
+  login_problem_.detail =
+      positive ? "bytes behind the answer" : std::string(FirstColumns(DisplayLine(line), kMaxShownRefusal));
   return false;
 }
 

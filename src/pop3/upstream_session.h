@@ -25,8 +25,8 @@ class UpstreamSession {
 
   // Connects, secures the connection as the configuration wants it, and logs in; a session that was open is
   // closed first. On failure after the connection was made the socket stays open until Close, unless nothing
-  // more may be said on it. `port` is the one that the mail client's user name gives, if any; `own_port` is the
-  // one that this program listens on. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
+  // more may be said on it. `port` is the one that the mail client's user name gives, if any; `own_port` is
+  // the one that this program listens on. `timeout_seconds` below 1 counts as 60, above 1000 as 1000.
   bool Login(const std::string& server, std::optional<std::int32_t> port, const std::string& user,
              const std::string& password, std::int32_t timeout_seconds, int own_port = 0);
   // Why the last login failed.
@@ -65,8 +65,8 @@ class UpstreamSession {
   bool Greet(const ServerAddress& address);
   bool StartTls(const ServerAddress& address);
   bool Authorise(const std::string& user, const std::string& password);
-  // Whether the server agrees; its words are kept when it does not. What may not have anything behind it in clear is
-  // the answer before TLS.
+  // Whether the server agrees; its words are kept when it does not. What may not have anything behind it in
+  // clear is the answer before TLS.
   enum class Behind { kIgnored, kForbidden };
   bool Agreed(LoginFailure failure, Behind behind = Behind::kIgnored);
   // Sends a line of the login; false, with the reason, when it does not go out.

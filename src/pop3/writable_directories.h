@@ -10,8 +10,8 @@
 
 namespace quillbeaker {
 
-// The first of the program directory, recycle/ and training/ in which no file can be made; empty when all can be
-// written to. The directories must exist.
+// The first of the program directory, recycle/ and training/ in which no file can be made; empty when all can
+// be written to. The directories must exist.
 std::string UnwritableDirectory(const Program& program);
 
 }  // namespace quillbeaker

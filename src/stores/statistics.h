@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// How many spams were removed, by the day of their date, over the last 30 days; kept in the configuration file.
-// Days are UTC here (local elsewhere). Not for several threads at once. Whoever only shows the counts loads an
-// object of its own each time and never saves it, so that it cannot write old counts over those of a mail check.
+// How many spams were removed, by the day of their date, over the last 30 days; kept in the configuration
+// file. Days are UTC here (local elsewhere). Not for several threads at once. Whoever only shows the counts
+// loads an object of its own each time and never saves it, so that it cannot write old counts over those of a
+// mail check.
 
 #include <array>
 #include <cstddef>
@@ -20,13 +21,13 @@ class Statistics {
   // All counts and days are 0 until Load. `program` must outlive the object.
   explicit Statistics(Program& program);
 
-  // An object that is loaded already is saved first. The window of 30 days is fixed here. Counts for days in the
-  // future or 30 and more days back are dropped; of several for one day the last one counts.
+  // An object that is loaded already is saved first. The window of 30 days is fixed here. Counts for days in
+  // the future or 30 and more days back are dropped; of several for one day the last one counts.
   void Load();
   // One more spam of that day (DayNumber). Days outside the window are not counted.
   void Count(std::uint32_t day);
-  // Writes both keys, days with a count only, newest first; empty when there are none. False when they could not
-  // be written; true without effect before Load.
+  // Writes both keys, days with a count only, newest first; empty when there are none. False when they could
+  // not be written; true without effect before Load.
   bool Save();
 
   // The largest count; `day`, when given, gets the newest day that has it, or today when all are 0.

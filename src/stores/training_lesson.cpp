@@ -21,8 +21,8 @@ bool IsLearnt(const TrainingEntry& entry) {
   return entry.mark != TrainingMark::kNone && !entry.name.empty();
 }
 
-// In the program directory. Held over a whole lesson: two at once, in two processes perhaps, would count the same
-// messages twice. The second one finds their files gone.
+// In the program directory. Held over a whole lesson: two at once, in two processes perhaps, would count the
+// same messages twice. The second one finds their files gone.
 constexpr std::string_view kLessonLock = "training/lesson.lock";
 
 // Counts the text that the entry names; false when there is none to be read.

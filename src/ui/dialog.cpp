@@ -19,8 +19,8 @@ void ShowProgramIcon(HWND window) {
   for (const auto& [kind, metric] : {std::pair{ICON_SMALL, SM_CXSMICON}, std::pair{ICON_BIG, SM_CXICON}}) {
     const int size = GetSystemMetricsForDpi(metric, GetDpiForWindow(window));
     // Shared ones are the system's to destroy.
-    const HANDLE icon =
-        LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM), IMAGE_ICON, size, size, LR_SHARED);
+    const HANDLE icon = LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_PROGRAM), IMAGE_ICON,
+                                   size, size, LR_SHARED);
     SendMessageW(window, WM_SETICON, static_cast<WPARAM>(kind), reinterpret_cast<LPARAM>(icon));
   }
 }
@@ -31,8 +31,8 @@ Dialog::~Dialog() {
   if (window_ == nullptr) {
     return;
   }
-  // What derives from this is gone already: a window that goes still tells of a focus that leaves its controls, and
-  // nobody is left to be told.
+  // What derives from this is gone already: a window that goes still tells of a focus that leaves its
+  // controls, and nobody is left to be told.
   const HWND window = window_;
   Forget();
   DestroyWindow(window);

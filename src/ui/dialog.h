@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Base of every dialog and window that is made from a template: one object, one window. Derived classes answer
-// the few events below; everything else is the system's. One thread: the one that creates it.
+// Base of every dialog and window that is made from a template: one object, one window. Derived classes
+// answer the few events below; everything else is the system's. One thread: the one that creates it.
 
 #include <windows.h>
 
@@ -25,8 +25,8 @@ class Dialog {
   HWND window() const { return window_; }
   HWND Control(int id) const { return GetDlgItem(window_, id); }
 
-  // For the message loop: hands the message to the modeless dialog it belongs to, for Tab, Enter and Esc. True
-  // when it was one.
+  // For the message loop: hands the message to the modeless dialog it belongs to, for Tab, Enter and Esc.
+  // True when it was one.
   static bool TakeMessage(MSG& message);
 
  protected:
@@ -39,7 +39,8 @@ class Dialog {
   virtual void OnTimer(UINT_PTR) {}
   // Everything else; true when `result` is the answer.
   virtual bool OnMessage(UINT, WPARAM, LPARAM, LRESULT& /*result*/) { return false; }
-  // The window is gone; a modeless object may be deleted by its owner now. Not called when the object went first.
+  // The window is gone; a modeless object may be deleted by its owner now. Not called when the object went
+  // first.
   virtual void OnDestroyed() {}
 
   // Ends RunModal with that result, or destroys the modeless window.

@@ -15,7 +15,8 @@ void CALLBACK FadeStep(HWND window, UINT, UINT_PTR, DWORD now) {
   if (!IsWindowVisible(window)) {
     return;
   }
-  // The clock starts with the first step that can be seen. Never 0, which is what a missing property reads as.
+  // The clock starts with the first step that can be seen. Never 0, which is what a missing property reads
+  // as.
   auto start = static_cast<DWORD>(reinterpret_cast<UINT_PTR>(GetPropW(window, kStartProperty)));
   if (start == 0) {
     start = std::max<DWORD>(now, 1);

@@ -43,7 +43,8 @@ LPCWSTR IconOf(UINT style) {
 
 SIZE SizeOfText(HDC context, std::wstring_view text) {
   RECT box{};
-  DrawTextW(context, text.data(), static_cast<int>(text.size()), &box, DT_CALCRECT | DT_NOPREFIX | DT_EXPANDTABS);
+  DrawTextW(context, text.data(), static_cast<int>(text.size()), &box,
+            DT_CALCRECT | DT_NOPREFIX | DT_EXPANDTABS);
   return {box.right, box.bottom};
 }
 
@@ -80,8 +81,8 @@ class OptionalMessageBox : public Dialog {
     }
     switch (id) {
       case IDCANCEL:
-        // Esc means the button that is there for it: Cancel, or like the close box with OK alone. A question with Yes
-        // and No has none.
+        // Esc means the button that is there for it: Cancel, or like the close box with OK alone. A question
+        // with Yes and No has none.
         if (ButtonsOf(style_) == BoxButtons::kYesNo) return true;
         if (ButtonsOf(style_) == BoxButtons::kOk) {
           OnClose();
@@ -153,7 +154,8 @@ class OptionalMessageBox : public Dialog {
   void CentreOnScreen(const Box& client) {
     RECT frame{0, 0, client.width, client.height};
     AdjustWindowRectExForDpi(&frame, static_cast<DWORD>(GetWindowLongPtrW(window(), GWL_STYLE)), FALSE,
-                             static_cast<DWORD>(GetWindowLongPtrW(window(), GWL_EXSTYLE)), GetDpiForWindow(window()));
+                             static_cast<DWORD>(GetWindowLongPtrW(window(), GWL_EXSTYLE)),
+                             GetDpiForWindow(window()));
     const int width = frame.right - frame.left;
     const int height = frame.bottom - frame.top;
     SetWindowPos(window(), nullptr, std::max(0, (GetSystemMetrics(SM_CXSCREEN) - width) / 2),

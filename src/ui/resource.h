@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Every resource id of the Windows program: icons, bitmaps, menus, dialogs, controls, commands, timers and private
-// messages. The numbers are a contract: language files name them and programs that drive the windows find the
-// controls by them. Text ids are not here but in config/texts.h. Plain #defines, because the resource compiler
-// reads this file too. A control id belongs to its dialog and stands in that dialog's block, also where another
-// dialog uses the same number for something else.
+// Every resource id of the Windows program: icons, bitmaps, menus, dialogs, controls, commands, timers and
+// private messages. The numbers are a contract: language files name them and programs that drive the windows
+// find the controls by them. Text ids are not here but in config/texts.h. Plain #defines, because the
+// resource compiler reads this file too. A control id belongs to its dialog and stands in that dialog's
+// block, also where another dialog uses the same number for something else.
 
 // Icons
 #define ICON_PROGRAM 101
@@ -272,15 +272,16 @@
 #define TIMER_DELETED_COUNT 300
 
 // Private messages, from WM_USER (1024) on
-#define MESSAGE_TRAY (WM_USER)                   // shell: lParam is the mouse message
-#define MESSAGE_UPDATE_RESULT (WM_USER + 157)    // update worker: wParam 0 done, 1 failed, 2 cancelled
-#define MESSAGE_SESSION_BEGINS (WM_USER + 158)   // listener, synchronous
-#define MESSAGE_SESSION_ENDS (WM_USER + 159)     // listener, synchronous
-#define MESSAGE_SET_TOOLTIP (WM_USER + 160)      // listener: lParam is the text
-#define MESSAGE_SET_DELETED (WM_USER + 161)      // listener: wParam is the count
-#define MESSAGE_BUBBLE (WM_USER + 162)           // listener: wParam says what, lParam the value or text
+#define MESSAGE_TRAY (WM_USER)                       // shell: lParam is the mouse message
+#define MESSAGE_UPDATE_RESULT (WM_USER + 157)        // update worker: wParam 0 done, 1 failed, 2 cancelled
+#define MESSAGE_SESSION_BEGINS (WM_USER + 158)       // listener, synchronous
+#define MESSAGE_SESSION_ENDS (WM_USER + 159)         // listener, synchronous
+#define MESSAGE_SET_TOOLTIP (WM_USER + 160)          // listener: lParam is the text
+#define MESSAGE_SET_DELETED (WM_USER + 161)          // listener: wParam is the count
+#define MESSAGE_BUBBLE (WM_USER + 162)               // listener: wParam says what, lParam the value or text
 #define MESSAGE_RECYCLE_ROW_ADDED (WM_USER + 163)    // store to recycle bin window: lParam is the name
 #define MESSAGE_RECYCLE_ROW_REMOVED (WM_USER + 164)  // store to recycle bin window: lParam is the name
 #define MESSAGE_TRAINING_CHANGED (WM_USER + 165)     // learning to main window
-#define MESSAGE_LOGIN_RESULT (WM_USER + 166)     // listener, synchronous: lParam is the LoginProblem of the session
-#define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)      // settings dialog to page: lParam is the restart flag
+#define MESSAGE_LOGIN_RESULT \
+  (WM_USER + 166)  // listener, synchronous: lParam is the LoginProblem of the session
+#define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)  // settings dialog to page: lParam is the restart flag

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// "The server has not answered ...": asked on a thread of its own, so that neither the mail check nor the windows
-// wait for the answer. One question at a time.
+// "The server has not answered ...": asked on a thread of its own, so that neither the mail check nor the
+// windows wait for the answer. One question at a time.
 
 #include <atomic>
 #include <functional>

@@ -14,8 +14,8 @@ void TrustQuestionBox::AskOnce(Program& program, const LoginProblem& problem) {
   if (!problem.certificate || !questions_->Begin(problem.server)) {
     return;
   }
-  const auto ask = [&program, questions = questions_, text = Wide(TrustQuestion(problem)), server = problem.server,
-                    fingerprint = problem.certificate->fingerprint] {
+  const auto ask = [&program, questions = questions_, text = Wide(TrustQuestion(problem)),
+                    server = problem.server, fingerprint = problem.certificate->fingerprint] {
     const int answer =
         ShowMessageBox(nullptr, text, MB_YESNO | MB_ICONEXCLAMATION | MB_DEFBUTTON2 | MB_SETFOREGROUND);
     if (answer != IDYES) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Whether a certificate that does not check out shall be trusted: a message box on a thread of its own, so that mail
-// goes on meanwhile.
+// Whether a certificate that does not check out shall be trusted: a message box on a thread of its own, so
+// that mail goes on meanwhile.
 
 #include <memory>
 
@@ -14,8 +14,8 @@ namespace quillbeaker {
 
 class TrustQuestionBox {
  public:
-  // Asks when the problem is a certificate and its server was not asked about before, and returns at once. Yes is kept
-  // in the configuration; `program` must outlive the process's windows.
+  // Asks when the problem is a certificate and its server was not asked about before, and returns at once.
+  // Yes is kept in the configuration; `program` must outlive the process's windows.
   void AskOnce(Program& program, const LoginProblem& problem);
 
  private:

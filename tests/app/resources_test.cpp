@@ -11,8 +11,8 @@ namespace quillbeaker {
 namespace {
 
 TEST(Resources, EveryIconIsThereInEverySize) {
-  for (const int id : {ICON_PROGRAM, ICON_SESSION_0, ICON_SESSION_1, ICON_SESSION_2, ICON_SESSION_3, ICON_MARK_SPAM,
-                       ICON_MARK_GOOD}) {
+  for (const int id : {ICON_PROGRAM, ICON_SESSION_0, ICON_SESSION_1, ICON_SESSION_2, ICON_SESSION_3,
+                       ICON_MARK_SPAM, ICON_MARK_GOOD}) {
     for (const int size : {16, 20, 24, 32, 48}) {
       const UniqueIcon icon(static_cast<HICON>(
           LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), IMAGE_ICON, size, size, 0)));

@@ -76,9 +76,8 @@ TEST(SessionObserver, BeginAndEndAreTold) {
     receiver.observer.AddDeleted(3);
     receiver.observer.SessionEnds({});
   });
-  EXPECT_EQ(receiver.messages,
-            (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED, MESSAGE_SESSION_ENDS,
-                               MESSAGE_LOGIN_RESULT}));
+  EXPECT_EQ(receiver.messages, (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED,
+                                                  MESSAGE_SESSION_ENDS, MESSAGE_LOGIN_RESULT}));
 }
 
 TEST(SessionObserver, DeletedMessagesAreAddedToTheNumberThatIsShown) {
@@ -128,7 +127,11 @@ TEST(SessionObserver, AStatusThatStaysIsToldOnceASession) {
 
 TEST(SessionObserver, TextsArriveAsTheyAreInAnyScript) {
   Receiver receiver;
-  receiver.Listen([&] { receiver.observer.ShowStatus("Gr\xC3\xBC\xC3\x9F" "e \xE4\xB8\xAD"); });
+  receiver.Listen([&] {
+    receiver.observer.ShowStatus(
+        "Gr\xC3\xBC\xC3\x9F"
+        "e \xE4\xB8\xAD");
+  });
   receiver.observer.SendPending();
   ASSERT_FALSE(receiver.texts.empty());
   EXPECT_EQ(receiver.texts.back(), L"Gr\u00FC\u00DFe \u4E2D");
@@ -138,7 +141,8 @@ TEST(SessionObserver, TheTooltipIsTheActivity) {
   Receiver receiver;
   receiver.Listen([&] { receiver.observer.ShowTooltip("Receiving"); });
   receiver.observer.SendPending();
-  EXPECT_EQ(receiver.texts, (std::vector<std::wstring>{L"Receiving", L"Receiving"}));  // of the icon and in the bubble
+  EXPECT_EQ(receiver.texts,
+            (std::vector<std::wstring>{L"Receiving", L"Receiving"}));  // of the icon and in the bubble
 }
 
 TEST(SessionObserver, WhatIsHeldBackAtTheEndIsForgotten) {

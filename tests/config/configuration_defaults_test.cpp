@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A fresh installation: every key that is read so far gives its documented default, and reading makes no file.
+// A fresh installation: every key that is read so far gives its documented default, and reading makes no
+// file.
 #include <gtest/gtest.h>
 
 #include <cstdint>

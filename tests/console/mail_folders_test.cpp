@@ -17,7 +17,9 @@ namespace {
 class MailFoldersTest : public testing::Test {
  protected:
   void Put(std::string_view name, std::string_view bytes) { ASSERT_TRUE(directory_.Put(name, bytes)); }
-  bool Add(std::string_view name, LearnKind kind = LearnKind::kGood) { return mails_.Add(directory_.PathOf(name), kind); }
+  bool Add(std::string_view name, LearnKind kind = LearnKind::kGood) {
+    return mails_.Add(directory_.PathOf(name), kind);
+  }
   std::vector<std::string> Texts() {
     std::vector<std::string> texts(mails_.size());
     for (std::size_t i = 0; i < texts.size(); ++i) EXPECT_TRUE(mails_.Read(i, texts[i]));
@@ -47,7 +49,9 @@ TEST_F(MailFoldersTest, WhatIsNotThereIsToldApart) {
 }
 
 TEST_F(MailFoldersTest, AnMboxIsKnownByItsContent) {
-  Put("Inbox", "From a Sat Nov 21 15:06:00 2026\nA: 1\n\n>From here\n\nFrom b Sat Nov 21 15:06:01 2026\nB: 2\n\ntwo\n");
+  Put("Inbox",
+      "From a Sat Nov 21 15:06:00 2026\nA: 1\n\n>From here\n\nFrom b Sat Nov 21 15:06:01 2026\nB: "
+      "2\n\ntwo\n");
   ASSERT_TRUE(Add("Inbox"));
   EXPECT_EQ(Texts(), (Mails{"A: 1\r\n\r\nFrom here\r\n", "B: 2\r\n\r\ntwo\r\n"}));
 }

@@ -16,8 +16,10 @@ using Mails = std::vector<std::string>;
 
 Mails Split(const std::string& file, std::size_t piece) {
   Mails mails;
-  MboxSplitter splitter([&](const MboxMail& mail) { mails.push_back(file.substr(mail.offset, mail.length)); });
-  for (std::size_t at = 0; at < file.size(); at += piece) splitter.Feed(std::string_view(file).substr(at, piece));
+  MboxSplitter splitter(
+      [&](const MboxMail& mail) { mails.push_back(file.substr(mail.offset, mail.length)); });
+  for (std::size_t at = 0; at < file.size(); at += piece)
+    splitter.Feed(std::string_view(file).substr(at, piece));
   splitter.Finish();
   return mails;
 }
@@ -39,7 +41,8 @@ TEST(MboxFile, OnlyOneEmptyLineBelongsToTheMbox) {
 }
 
 TEST(MboxFile, LineEndsMayBeCrLf) {
-  EXPECT_EQ(Split("From b Sat Nov 21 15:06:00 2026\r\nA: 1\r\n\r\none\r\n\r\nFrom b Sat Nov 21 15:06:00 2026\r\nB: 2\r\n"),
+  EXPECT_EQ(Split("From b Sat Nov 21 15:06:00 2026\r\nA: 1\r\n\r\none\r\n\r\nFrom b Sat Nov 21 15:06:00 "
+                  "2026\r\nB: 2\r\n"),
             (Mails{"A: 1\r\n\r\none\r\n", "B: 2\r\n"}));
 }
 
@@ -89,7 +92,8 @@ TEST(MboxFile, SeparatorsOfManyProgramsAreKnown) {
 
 TEST(MboxFile, LinesWithoutSenderAndDateCountBelowAnEmptyLineOnly) {
   for (const std::string line : {"From ", "From -", "From \r", "From - "}) {
-    EXPECT_EQ(Split(line + "\nA: 1\n\none\n\n" + line + "\nB: 2\n"), (Mails{"A: 1\n\none\n", "B: 2\n"})) << line;
+    EXPECT_EQ(Split(line + "\nA: 1\n\none\n\n" + line + "\nB: 2\n"), (Mails{"A: 1\n\none\n", "B: 2\n"}))
+        << line;
     EXPECT_EQ(Split(line + "\nA: 1\n\none\n" + line + "\nB: 2\n").size(), 1U) << line;
   }
 }
@@ -106,13 +110,16 @@ TEST(MboxFile, ADateTooFarInALineIsNotLookedFor) {
 
 TEST(MboxFile, HowTheFileIsCutDoesNotMatter) {
   std::mt19937 random(1);
-  const std::vector<std::string> pieces = {kFrom, "\n", "\r\n", "From ", "From -\n", "A: 1\n", "text", ">" + kFrom,
-                                           "From " + std::string(970, 'y') + " Sat Nov 21 15:06:00 2026\n"};
+  const std::vector<std::string> pieces = {
+      kFrom,   "\n",        "\r\n",
+      "From ", "From -\n",  "A: 1\n",
+      "text",  ">" + kFrom, "From " + std::string(970, 'y') + " Sat Nov 21 15:06:00 2026\n"};
   for (int round = 0; round < 300; ++round) {
     std::string file = kFrom;
     for (int i = 0; i < 12; ++i) file += pieces[random() % pieces.size()];
     const Mails whole = Split(file);
-    for (const std::size_t piece : {1U, 2U, 3U, 7U, 64U, 999U, 1001U}) ASSERT_EQ(Split(file, piece), whole) << file;
+    for (const std::size_t piece : {1U, 2U, 3U, 7U, 64U, 999U, 1001U})
+      ASSERT_EQ(Split(file, piece), whole) << file;
   }
 }
 
@@ -122,7 +129,8 @@ std::string Unquoted(std::string mail) {
 }
 
 TEST(MboxFile, QuotingIsUndoneByOneStep) {
-  EXPECT_EQ(Unquoted("A: 1\n\n>From x\n>>From y\n> From z\n>Fromage\n"), "A: 1\n\nFrom x\n>From y\n> From z\n>Fromage\n");
+  EXPECT_EQ(Unquoted("A: 1\n\n>From x\n>>From y\n> From z\n>Fromage\n"),
+            "A: 1\n\nFrom x\n>From y\n> From z\n>Fromage\n");
   EXPECT_EQ(Unquoted(">From x\n"), "From x\n");
   EXPECT_EQ(Unquoted("a\n>>>"), "a\n>>>");
   EXPECT_EQ(Unquoted("a >From b\n"), "a >From b\n");

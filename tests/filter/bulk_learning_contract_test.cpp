@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Bulk learning: which mails are learnt and how often, at both sides of each bound.
-#include "filter/bulk_learning.h"
-
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -10,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "filter/bulk_learning.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 
@@ -36,7 +35,9 @@ class Mails : public MailSource {
     return true;
   }
 
-  void Put(LearnKind kind, const std::string& body) { mails.push_back({kind, "X: y\r\n\r\n" + body + "\r\n"}); }
+  void Put(LearnKind kind, const std::string& body) {
+    mails.push_back({kind, "X: y\r\n\r\n" + body + "\r\n"});
+  }
   void PutMany(LearnKind kind, std::size_t count, const std::string& body) {
     for (std::size_t i = 0; i < count; ++i) Put(kind, body);
   }
@@ -94,7 +95,8 @@ TEST_F(BulkLearningContractTest, NothingIsSavedBeforeSave) {
   EXPECT_EQ(Good(), (ListedWords{3, {{"alpha", 3}}}));
 }
 
-// -- plain --------------------------------------------------------------------------------------------------------
+// -- plain
+// --------------------------------------------------------------------------------------------------------
 TEST_F(BulkLearningContractTest, PlainLearnsEverythingOnce) {
   mails.Put(LearnKind::kSpam, "pills pills");
   mails.Put(LearnKind::kGood, Times("long", 5000));
@@ -133,7 +135,8 @@ TEST_F(BulkLearningContractTest, TheReportTellsTheListsBeforeAndAfter) {
   EXPECT_EQ(report.spam_words, 3U);
 }
 
-// -- long good mail -----------------------------------------------------------------------------------------------
+// -- long good mail
+// -----------------------------------------------------------------------------------------------
 TEST_F(BulkLearningContractTest, LongGoodMailIsLeftOutFromAThousandGoodMessagesOn) {
   for (const std::uint32_t at_start : {998U, 999U}) {
     StartWith(at_start, 300);
@@ -167,16 +170,17 @@ TEST_F(BulkLearningContractTest, LongSpamIsLearntAlways) {
   EXPECT_EQ(Bad().messages, 901U);
 }
 
-// -- scarce good mail ---------------------------------------------------------------------------------------------
+// -- scarce good mail
+// ---------------------------------------------------------------------------------------------
 TEST_F(BulkLearningContractTest, ScarceGoodMailIsCountedThreeTimes) {
   struct Case {
     std::uint32_t good;  // sizes, the one mail of each kind included
     std::uint32_t spam;
     std::uint32_t weight;
   };
-  for (const Case& one : {Case{399, 100, 3}, Case{400, 100, 1}, Case{400, 200, 1}, Case{400, 201, 3},
-                          Case{401, 201, 3}, Case{402, 201, 1}, Case{1200, 600, 1}, Case{1200, 601, 3},
-                          Case{1, 1, 3}}) {
+  for (const Case& one :
+       {Case{399, 100, 3}, Case{400, 100, 1}, Case{400, 200, 1}, Case{400, 201, 3}, Case{401, 201, 3},
+        Case{402, 201, 1}, Case{1200, 600, 1}, Case{1200, 601, 3}, Case{1, 1, 3}}) {
     SCOPED_TRACE(std::to_string(one.good) + " good, " + std::to_string(one.spam) + " spam");
     StartWith(one.good - 1, one.spam - 1);
     mails.mails.clear();
@@ -187,7 +191,8 @@ TEST_F(BulkLearningContractTest, ScarceGoodMailIsCountedThreeTimes) {
     EXPECT_EQ(report.spam_weight, 1U);
     EXPECT_EQ(report.good_learnt, 1U);
     EXPECT_EQ(report.spam_learnt, 1U);
-    EXPECT_EQ(Good(), (ListedWords{one.good - 1 + one.weight, {{"alpha", 2 * one.weight}, {"beta", one.weight}}}));
+    EXPECT_EQ(Good(),
+              (ListedWords{one.good - 1 + one.weight, {{"alpha", 2 * one.weight}, {"beta", one.weight}}}));
     EXPECT_EQ(Bad(), (ListedWords{one.spam, {{"pills", 1}}}));
   }
 }
@@ -202,11 +207,10 @@ TEST_F(BulkLearningContractTest, BothRulesMayHoldAtOnce) {
   EXPECT_EQ(Good(), (ListedWords{1503, {{"short", 3}}}));
 }
 
-// -- warnings -----------------------------------------------------------------------------------------------------
+// -- warnings
+// -----------------------------------------------------------------------------------------------------
 TEST_F(BulkLearningContractTest, WarnsOfTooLittleMail) {
-  const auto told = [](std::uint64_t good, std::uint64_t spam) {
-    return WarningsFor({good, spam});
-  };
+  const auto told = [](std::uint64_t good, std::uint64_t spam) { return WarningsFor({good, spam}); };
   EXPECT_TRUE(told(199, 100).too_few_good);
   EXPECT_FALSE(told(200, 100).too_few_good);
   EXPECT_TRUE(told(0, 0).too_few_good);
@@ -219,7 +223,8 @@ TEST_F(BulkLearningContractTest, WarnsOfTooLittleMail) {
   EXPECT_TRUE(told(4000, 999).any());
 }
 
-// -- keen ---------------------------------------------------------------------------------------------------------
+// -- keen
+// ---------------------------------------------------------------------------------------------------------
 // Sixteen words: fifteen of them settle a mail.
 std::string Vocabulary(const std::string& stem, std::size_t times) {
   std::string text;
@@ -304,9 +309,11 @@ TEST_F(BulkLearningContractTest, KeenLearnsSpamBeforeGoodMail) {
   EXPECT_EQ(Good()["knowna"], 51U);
 }
 
-// -- the run ------------------------------------------------------------------------------------------------------
+// -- the run
+// ------------------------------------------------------------------------------------------------------
 TEST_F(BulkLearningContractTest, ProgressRunsToItsEnd) {
-  for (const LearningManner manner : {LearningManner::kPlain, LearningManner::kCareful, LearningManner::kKeen}) {
+  for (const LearningManner manner :
+       {LearningManner::kPlain, LearningManner::kCareful, LearningManner::kKeen}) {
     StartWith(3000, 1000);
     mails.mails.clear();
     mails.PutMany(LearnKind::kGood, 7, "alpha");

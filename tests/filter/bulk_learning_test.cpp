@@ -182,8 +182,8 @@ TEST_F(BulkLearningTest, CountsScarceGoodMailThreeTimes) {
     std::uint32_t spam;
     std::uint32_t weight;
   };
-  for (const Case& c : {Case{398, 0, 3}, Case{399, 0, 1}, Case{398, 1, 3}, Case{399, 199, 1}, Case{399, 200, 3},
-                        Case{999, 499, 1}, Case{998, 499, 3}}) {
+  for (const Case& c : {Case{398, 0, 3}, Case{399, 0, 1}, Case{398, 1, 3}, Case{399, 199, 1},
+                        Case{399, 200, 3}, Case{999, 499, 1}, Case{998, 499, 3}}) {
     SCOPED_TRACE(std::to_string(c.good) + " good, " + std::to_string(c.spam) + " spam");
     TestProgram fresh;
     LearningBatch batch(fresh.program());
@@ -294,13 +294,14 @@ TEST_F(BulkLearningTest, KeenAsksTheJudgeOfTheLearntWords) {
   std::string words;
   const double probability = Classifier(surroundings.program(), tables).LearntProbability(message, words);
   ASSERT_NEAR(probability, 1.08e-16, 0.02e-16);
-  EXPECT_EQ(Learn(LearningManner::kKeen).good_learnt, 3U);  // just above: learnt
+  EXPECT_EQ(Learn(LearningManner::kKeen).good_learnt, 3U);             // just above: learnt
   for (SourceMail& mail : source.mails) mail.body += "known0 hello ";  // a ninth word, which the lists knew
   EXPECT_EQ(Learn(LearningManner::kKeen).good_learnt, 0U);
 }
 
 TEST_F(BulkLearningTest, UnreadableMailIsLeftOutAndTold) {
-  for (const LearningManner manner : {LearningManner::kCareful, LearningManner::kKeen, LearningManner::kPlain}) {
+  for (const LearningManner manner :
+       {LearningManner::kCareful, LearningManner::kKeen, LearningManner::kPlain}) {
     TestProgram fresh;
     LearningBatch batch(fresh.program());
     batch.Count(MailMessage(), LearnKind::kGood, 2000);
@@ -369,7 +370,7 @@ TEST_F(BulkLearningTest, TellsWordsThatFullListsRefused) {
   source.Good(many);
   source.Spam(many);
   const BulkReport report = Learn();
-  EXPECT_EQ(report.good_words, 36U);  // of 14 bytes each
+  EXPECT_EQ(report.good_words, 36U);          // of 14 bytes each
   EXPECT_EQ(report.refused_good_words, 72U);  // 24, counted three times
   EXPECT_EQ(report.refused_spam_words, 24U);
 }

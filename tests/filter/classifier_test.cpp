@@ -168,8 +168,8 @@ TEST_F(ClassifierTest, EachDistinctWordCountsOnce) {
 
 TEST_F(ClassifierTest, ProbabilitiesCombineAsAProduct) {
   LearntMessages(10, 10);
-  Learn("offer", 6, 2);   // 0.6
-  Learn("cheap", 9, 3);   // 0.9 / (0.6 + 0.9) = 0.6
+  Learn("offer", 6, 2);  // 0.6
+  Learn("cheap", 9, 3);  // 0.9 / (0.6 + 0.9) = 0.6
   Body("offer cheap ");
   EXPECT_NEAR(Learnt(), 0.36 / (0.36 + 0.16), 1e-12);
   Learn("meeting", 0, 3);  // 0.01
@@ -266,7 +266,8 @@ TEST_F(ClassifierTest, WordsAtFortyPercentAreNotListed) {
 TEST_F(ClassifierTest, TheListOfLearntWordsStaysBelowAHundredBytes) {
   LearntMessages(100, 100);
   // In their order; four words of 20 bytes and their separators make 86.
-  std::vector<std::string> words = {std::string(20, 'a'), std::string(20, 'b'), std::string(20, 'c'), std::string(20, 'd')};
+  std::vector<std::string> words = {std::string(20, 'a'), std::string(20, 'b'), std::string(20, 'c'),
+                                    std::string(20, 'd')};
   std::string text;
   std::uint32_t bad = 95;
   for (const std::string& word : words) {
@@ -376,8 +377,8 @@ TEST_F(ClassifierTest, TheListOfSpamWordsStaysBelow255Bytes) {
   const std::string e(50, 'e');
   SpamWords({{a, 1}, {b, 2}, {c, 4}, {d, 8}, {e, 16}});
   Body(a + b + c + d + e);
-  EXPECT_DOUBLE_EQ(Score(), 0.31);                  // the words that are not listed count all the same
-  EXPECT_EQ(words_, a + ", " + b + ", " + e);       // 202 + 60 + 2 and 202 + 51 + 2 are not below 255
+  EXPECT_DOUBLE_EQ(Score(), 0.31);             // the words that are not listed count all the same
+  EXPECT_EQ(words_, a + ", " + b + ", " + e);  // 202 + 60 + 2 and 202 + 51 + 2 are not below 255
   EXPECT_EQ(words_.size(), 254u);
 }
 

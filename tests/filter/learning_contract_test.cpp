@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Teaching the word lists: what one message adds, batches beside other learners, full and damaged lists.
-#include "filter/learning.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "filter/learning.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 
@@ -35,7 +34,8 @@ class LearningContractTest : public testing::Test {
   }
   static std::unique_ptr<MailMessage> Parsed(std::string_view body, std::string_view subject = "") {
     auto message = std::make_unique<MailMessage>();
-    message->ParseText("From: a@b.example\r\nSubject: " + std::string(subject) + "\r\n\r\n" + std::string(body));
+    message->ParseText("From: a@b.example\r\nSubject: " + std::string(subject) + "\r\n\r\n" +
+                       std::string(body));
     return message;
   }
 
@@ -96,15 +96,17 @@ TEST_F(LearningContractTest, AMessageWithoutTextStillCountsAsOne) {
 }
 
 TEST_F(LearningContractTest, OneStepEqualsLoadingCountingAndSavingToTheByte) {
-  const std::string_view bodies[] = {"alpha beta gamma delta\r\n", "beta beta omega x9y 12345 ab\r\n",
-                                     "one two three four five six seven eight nine ten eleven twelve thirteen "
-                                     "fourteen fifteen sixteen seventeen eighteen\r\n",
-                                     "", "alpha"};
+  const std::string_view bodies[] = {
+      "alpha beta gamma delta\r\n", "beta beta omega x9y 12345 ab\r\n",
+      "one two three four five six seven eight nine ten eleven twelve thirteen "
+      "fourteen fifteen sixteen seventeen eighteen\r\n",
+      "", "alpha"};
   test::TestProgram by_hand;
   ASSERT_TRUE(by_hand.directory.MakeFolder("training"));
   for (int round = 0; round < 3; ++round) {
     for (std::size_t i = 0; i < std::size(bodies); ++i) {
-      const LearnKind kind = (i + static_cast<std::size_t>(round)) % 2 == 0 ? LearnKind::kGood : LearnKind::kSpam;
+      const LearnKind kind =
+          (i + static_cast<std::size_t>(round)) % 2 == 0 ? LearnKind::kGood : LearnKind::kSpam;
       EXPECT_TRUE(Learn(bodies[i], kind, "a subject here"));
       WordTables tables;
       tables.Load(by_hand.program(), false);
@@ -121,7 +123,8 @@ TEST_F(LearningContractTest, ABatchEqualsOneByOne) {
   test::TestProgram single;
   LearningBatch batch(program());
   for (int i = 0; i < 40; ++i) {
-    const auto message = Parsed("word" + std::to_string(i) + " common note" + std::to_string(i % 7) + "\r\n", "re: x");
+    const auto message =
+        Parsed("word" + std::to_string(i) + " common note" + std::to_string(i % 7) + "\r\n", "re: x");
     const LearnKind kind = i % 3 == 0 ? LearnKind::kSpam : LearnKind::kGood;
     batch.Count(*message, kind);
     EXPECT_TRUE(LearnMessage(single.program(), *message, kind));

@@ -129,7 +129,9 @@ TEST(LearningBatch, SavesBothListsWhicheverWasCountedInto) {
   EXPECT_EQ(BytesOf(program, kGoodWordList), std::string("\x01\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16));
   EXPECT_EQ(BytesOf(program, kBadWordList), std::string("\x01\0\0\0\x02\0\0\0\x01\0\0\0\0\0\0\0", 16) +
                                                 std::string("\x05pills\x01\0\0\0", 10) +
-                                                std::string("\x05" "cheap\x01\0\0\0", 10));
+                                                std::string("\x05"
+                                                            "cheap\x01\0\0\0",
+                                                            10));
 }
 
 TEST(LearningBatch, AMessageWithoutWordsIsCountedAsAMessage) {
@@ -210,7 +212,8 @@ TEST_P(EqualToTheByte, WhenNobodyElseSaves) {
         ASSERT_TRUE(long_lived->Save());
       }
       for (const std::string_view list : kLists) {
-        ASSERT_EQ(BytesOf(batched, list), BytesOf(plain, list)) << list << ", round " << round << ", step " << step;
+        ASSERT_EQ(BytesOf(batched, list), BytesOf(plain, list))
+            << list << ", round " << round << ", step " << step;
       }
       if (round == 0) LetListsGrowOld();
     }

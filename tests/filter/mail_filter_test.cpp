@@ -13,13 +13,13 @@
 namespace quillbeaker {
 namespace {
 
-constexpr char kSenders[] =
-    "[SENDERS]\r\nblocked@x=B,1\r\nfriend@x=F,2\r\nseven@x=S,7\r\nzero@x=Z,0\r\n";
+constexpr char kSenders[] = "[SENDERS]\r\nblocked@x=B,1\r\nfriend@x=F,2\r\nseven@x=S,7\r\nzero@x=Z,0\r\n";
 
 class MailFilterTest : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(test_.directory.Put("spampoints.ini", "[PROBABILITIES]\r\nmoney=120\r\n[THRESHOLD]\r\nlevel50=80\r\n"));
+    ASSERT_TRUE(test_.directory.Put("spampoints.ini",
+                                    "[PROBABILITIES]\r\nmoney=120\r\n[THRESHOLD]\r\nlevel50=80\r\n"));
     Settings("");
   }
   void Settings(std::string_view lines) { ASSERT_TRUE(test_.Configure(lines, kSenders)); }
@@ -58,8 +58,9 @@ TEST_F(MailFilterTest, AStrangersMailIsJudgedByItsWords) {
 }
 
 TEST_F(MailFilterTest, LearntWordsAreNamedAsTheReason) {
-  ASSERT_TRUE(test_.directory.Put("training/bad.Quillbeaker.wordlist",
-                                  std::string("\x01\0\0\0\x01\0\0\0\x0A\0\0\0\0\0\0\0\x05pills\x0A\0\0\0", 26)));
+  ASSERT_TRUE(
+      test_.directory.Put("training/bad.Quillbeaker.wordlist",
+                          std::string("\x01\0\0\0\x01\0\0\0\x0A\0\0\0\0\0\0\0\x05pills\x0A\0\0\0", 26)));
   ASSERT_TRUE(test_.directory.Put("training/good.Quillbeaker.wordlist",
                                   std::string("\x01\0\0\0\0\0\0\0\x0A\0\0\0\0\0\0\0", 16)));
   const Judgement spam = Judge(Mail("stranger@x", "pills "));
@@ -188,8 +189,9 @@ TEST_F(MailFilterTest, MailOf65536BytesIsPassedOnUnjudged) {
 
 TEST_F(MailFilterTest, OfMailTooLargeTheSendersKindIsToldAllTheSame) {
   Settings("FilterMaxMessageSize=10");
-  for (const auto& [from, kind] : {std::pair("blocked@x", kSenderBlocked), std::pair("friend@x", kSenderFriend),
-                                   std::pair("stranger@x", kSenderNone)}) {
+  for (const auto& [from, kind] :
+       {std::pair("blocked@x", kSenderBlocked), std::pair("friend@x", kSenderFriend),
+        std::pair("stranger@x", kSenderNone)}) {
     const Judgement judgement = Judge(Mail(from, "money"));
     EXPECT_EQ(judgement.sender_kind, kind) << from;
     EXPECT_EQ(judgement.reason, JudgementReason::kTooLarge);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Friend List and Blocked Senders List: precedence of their lines, what a look-up gives back, what is written.
+// Friend List and Blocked Senders List: precedence of their lines, what a look-up gives back, what is
+// written.
 
 #include "filter/sender_lists.h"
 
@@ -223,7 +224,9 @@ TEST_F(SenderListsTest, SenderKeyChangesOnlyWhatCannotStandInAKey) {
   EXPECT_EQ(SenderKey(";a;b"), "?a;b");
   EXPECT_EQ(SenderKey("[a[b]"), "?a[b]");
   EXPECT_EQ(SenderKey("*@x?"), "*@x?");
-  EXPECT_EQ(SenderKey("a\x01\x1F" "b"), "a  b");
+  EXPECT_EQ(SenderKey("a\x01\x1F"
+                      "b"),
+            "a  b");
 }
 
 TEST_F(SenderListsTest, AKeyIsTestedExactlyButForCase) {
@@ -341,7 +344,8 @@ TEST_F(SenderListsTest, ASendersDateIsTheLocalTimeWithoutDateField) {
 }
 
 TEST_F(SenderListsTest, ALookUpAmongTwentyThousandEntriesCostsWhatOneAmongTwentyDoes) {
-  // Both pay for the look at the file's state, which is most of it; a walk over all lines would cost a thousandfold.
+  // Both pay for the look at the file's state, which is most of it; a walk over all lines would cost a
+  // thousandfold.
   const auto milliseconds_among = [&](int entries) {
     std::string lines;
     for (int i = 0; i < entries; ++i) lines += "user" + std::to_string(i) + "@example.com=Name,1\r\n";

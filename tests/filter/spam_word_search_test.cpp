@@ -85,7 +85,9 @@ TEST(SpamWordSearch, GivesIndicesAscendingEachOnce) {
   EXPECT_EQ(Found({"money", "free", "offer"}, "an offer"), (Indices{2}));
 }
 
-TEST(SpamWordSearch, FindsSubstrings) { EXPECT_EQ(Found({"sex", "sus"}, "Essex"), (Indices{0})); }
+TEST(SpamWordSearch, FindsSubstrings) {
+  EXPECT_EQ(Found({"sex", "sus"}, "Essex"), (Indices{0}));
+}
 
 TEST(SpamWordSearch, FindsWordsWithinAndAcrossOneAnother) {
   EXPECT_EQ(Found({"she", "he", "hers", "his", "ushers"}, "ushers"), (Indices{0, 1, 2, 4}));

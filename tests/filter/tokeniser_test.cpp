@@ -52,7 +52,9 @@ TEST(Tokenise, CountsEveryOccurrenceInLowerCase) {
   EXPECT_EQ(TokensOf("Free FREE free fReE2 "), (Counts{{"free", 3}, {"free2", 1}}));
 }
 
-TEST(Tokenise, LowersAsciiLettersOnly) { EXPECT_EQ(TokensOf("\xC4PFEL "), (Counts{{"\xC4pfel", 1}})); }
+TEST(Tokenise, LowersAsciiLettersOnly) {
+  EXPECT_EQ(TokensOf("\xC4PFEL "), (Counts{{"\xC4pfel", 1}}));
+}
 
 TEST(Tokenise, EachOfTheThirtyFiveDelimitersEndsAWord) {
   const std::string delimiters = " \t\n\r\f@\"`!<>()[]{}-_=/\\.,;:&|?*#%+^~";
@@ -69,7 +71,8 @@ TEST(Tokenise, EveryOtherByteBelongsToWords) {
     const char byte = static_cast<char>(value);
     if (delimiters.find(byte) != std::string::npos) continue;
     const char lower = value >= 'A' && value <= 'Z' ? static_cast<char>(value + 32) : byte;
-    EXPECT_EQ(TokensOf(std::string("abc") + byte + "def "), (Counts{{std::string("abc") + lower + "def", 1}})) << value;
+    EXPECT_EQ(TokensOf(std::string("abc") + byte + "def "), (Counts{{std::string("abc") + lower + "def", 1}}))
+        << value;
   }
 }
 
@@ -77,7 +80,9 @@ TEST(Tokenise, ApostropheDollarAndVerticalTabBelongToWords) {
   EXPECT_EQ(TokensOf("don't $100 a\vb "), (Counts{{"don't", 1}, {"$100", 1}, {"a\vb", 1}}));
 }
 
-TEST(Tokenise, ManyDelimitersInARowMakeNoWord) { EXPECT_EQ(TokensOf(" .. ,, -- "), Counts{}); }
+TEST(Tokenise, ManyDelimitersInARowMakeNoWord) {
+  EXPECT_EQ(TokensOf(" .. ,, -- "), Counts{});
+}
 
 TEST(Tokenise, TheCounterStartsAgainAtFiveHundred) {
   // 500 bytes are stored, the next one is dropped, the last nine begin the buffer anew.
@@ -100,7 +105,8 @@ TEST(Tokenise, AnOverlongWordTakesNothingFromTheNext) {
 TEST(CountMessage, TakesTheTextAndThenTheSubjectEachByItself) {
   EXPECT_EQ(TokensOfMessage("Subject: Buy cheap pills\r\n\r\nhello big world"),
             (Counts{{"hello", 1}, {"big", 1}, {"buy", 1}, {"cheap", 1}}));
-  EXPECT_EQ(TokensOfMessage("Subject: Buy cheap pills!\r\n\r\nBuy "), (Counts{{"buy", 2}, {"cheap", 1}, {"pills", 1}}));
+  EXPECT_EQ(TokensOfMessage("Subject: Buy cheap pills!\r\n\r\nBuy "),
+            (Counts{{"buy", 2}, {"cheap", 1}, {"pills", 1}}));
 }
 
 TEST(CountMessage, NeedsNoSubjectAndNoText) {

@@ -181,7 +181,10 @@ TEST(WordCountTable, WritesTheFilesBytesInSlotOrder) {
   table.Add("pills");  // home 10
   table.Add("cheap");
   EXPECT_EQ(table.Serialise(), std::string("\x01\0\0\0\x02\0\0\0\x03\0\0\0\0\0\0\0", 16) +
-                                   std::string("\x05pills\x01\0\0\0", 10) + std::string("\x05" "cheap\x02\0\0\0", 10));
+                                   std::string("\x05pills\x01\0\0\0", 10) +
+                                   std::string("\x05"
+                                               "cheap\x02\0\0\0",
+                                               10));
 }
 
 TEST(WordCountTable, ProbesOnwardsByTheWordsOwnStep) {
@@ -194,7 +197,8 @@ TEST(WordCountTable, ProbesOnwardsByTheWordsOwnStep) {
   table.Add("win");    // home 12, step 5: slot 17 % 16 = 1
   table.Add("drug");   // home 0, step 13: slot 13
   EXPECT_EQ(table.Serialise(), Header(7, 0) + Record("money", 1) + Record("win", 1) + Record("prize", 1) +
-                                   Record("hello", 1) + Record("loan", 1) + Record("free", 1) + Record("drug", 1));
+                                   Record("hello", 1) + Record("loan", 1) + Record("free", 1) +
+                                   Record("drug", 1));
 }
 
 TEST(WordCountTable, TheLaterOfTwoWordsWithOneHomeStepsAside) {
@@ -366,7 +370,8 @@ TEST_F(WordListFile, SaveAndLoadKeepThousandsOfWords) {
   again.Load(directory_.PathOf("words"));
   EXPECT_EQ(again.messages, 500u);
   EXPECT_EQ(again.entries().size(), 1000u);
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(again.Count(NumberedWord(i)), static_cast<std::uint32_t>(i % 3 + 1)) << i;
+  for (int i = 0; i < 1000; ++i)
+    ASSERT_EQ(again.Count(NumberedWord(i)), static_cast<std::uint32_t>(i % 3 + 1)) << i;
   EXPECT_EQ(again.Serialise().size(), 16u + 1000u * 12u);
 }
 

@@ -55,8 +55,10 @@ TEST(WordTables, ABudgetOfOneKilobyteHoldsEachListBelowHalf) {
 
 TEST(WordTables, LoadBothListsFromTheirFiles) {
   test::TestProgram test;
-  ASSERT_TRUE(test.directory.Put(kGoodFile, std::string("\x01\0\0\0\x01\0\0\0\x0A\0\0\0\0\0\0\0\x05hello\x04\0\0\0", 26)));
-  ASSERT_TRUE(test.directory.Put(kBadFile, std::string("\x01\0\0\0\x01\0\0\0\x0B\0\0\0\0\0\0\0\x05pills\x06\0\0\0", 26)));
+  ASSERT_TRUE(test.directory.Put(
+      kGoodFile, std::string("\x01\0\0\0\x01\0\0\0\x0A\0\0\0\0\0\0\0\x05hello\x04\0\0\0", 26)));
+  ASSERT_TRUE(test.directory.Put(
+      kBadFile, std::string("\x01\0\0\0\x01\0\0\0\x0B\0\0\0\0\0\0\0\x05pills\x06\0\0\0", 26)));
   WordTables tables;
   tables.Load(test.program(), false);
   EXPECT_EQ(tables.good.messages, 10u);
@@ -121,7 +123,9 @@ TEST(WordTables, WhatWasSavedIsLoadedAgain) {
   tables.Count(message, LearnKind::kGood);
   ASSERT_TRUE(tables.Save());
   EXPECT_EQ(test.directory.Get(kBadFile),
-            std::string("\x01\0\0\0\x02\0\0\0\x01\0\0\0\0\0\0\0\x05pills\x01\0\0\0\x05" "cheap\x02\0\0\0", 36));
+            std::string("\x01\0\0\0\x02\0\0\0\x01\0\0\0\0\0\0\0\x05pills\x01\0\0\0\x05"
+                        "cheap\x02\0\0\0",
+                        36));
   WordTables again;
   again.Load(test.program(), false);
   EXPECT_EQ(again.bad.Count("cheap"), 2u);

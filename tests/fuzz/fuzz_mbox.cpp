@@ -16,7 +16,8 @@ std::vector<MboxMail> Split(std::string_view file, std::string_view lengths) {
   MboxSplitter splitter([&](const MboxMail& mail) { mails.push_back(mail); });
   for (std::size_t turn = 0; !file.empty(); ++turn) {
     std::size_t piece = file.size();
-    if (!lengths.empty()) piece = std::min<std::size_t>(piece, static_cast<unsigned char>(lengths[turn % lengths.size()]));
+    if (!lengths.empty())
+      piece = std::min<std::size_t>(piece, static_cast<unsigned char>(lengths[turn % lengths.size()]));
     splitter.Feed(file.substr(0, std::max<std::size_t>(piece, 1)));
     file.remove_prefix(std::max<std::size_t>(piece, 1));
   }
@@ -32,8 +33,9 @@ void CheckMails(std::string_view file, const std::vector<MboxMail>& mails) {
     const std::string_view between = file.substr(end_before, mail.offset - end_before);
     Check(between.ends_with('\n'), "a mail begins at the beginning of a line");
     const std::size_t line = between.rfind('\n', between.size() - 2);
-    Check(end_before == 0 || between.substr(line == std::string_view::npos ? 0 : line + 1).starts_with("From "),
-          "the line before a mail begins with From");
+    Check(
+        end_before == 0 || between.substr(line == std::string_view::npos ? 0 : line + 1).starts_with("From "),
+        "the line before a mail begins with From");
     end_before = mail.offset + mail.length;
   }
 }

@@ -36,13 +36,17 @@ std::string TextOf(std::string message_text, bool strip_html = true) {
 
 TEST(DecodeQuotedPrintable, DecodesBytesAndSoftLineBreaks) {
   EXPECT_EQ(QuotedPrintable("a=3Db=\r\nc"), "a=bc");
-  EXPECT_EQ(QuotedPrintable("Gr=FC=dfe"), "Gr\xFC\xDF" "e");
+  EXPECT_EQ(QuotedPrintable("Gr=FC=dfe"),
+            "Gr\xFC\xDF"
+            "e");
   EXPECT_EQ(QuotedPrintable("=\r\n=\r\n"), "");
   EXPECT_EQ(QuotedPrintable("line\r\nnext"), "line\r\nnext");
   EXPECT_EQ(QuotedPrintable(""), "");
 }
 
-TEST(DecodeQuotedPrintable, MakesEveryUnderscoreABlank) { EXPECT_EQ(QuotedPrintable("a_b__"), "a b  "); }
+TEST(DecodeQuotedPrintable, MakesEveryUnderscoreABlank) {
+  EXPECT_EQ(QuotedPrintable("a_b__"), "a b  ");
+}
 
 TEST(DecodeQuotedPrintable, ValueZeroWritesNothingButAdvances) {
   EXPECT_EQ(QuotedPrintable("x=00y"), "x=y");
@@ -210,8 +214,10 @@ TEST(DecodeText, RemovesHtmlFromHtmlPartsWhenAsked) {
 }
 
 TEST(DecodeText, RemovesHtmlBehindTheTransferEncoding) {
-  EXPECT_EQ(TextOf("Content-Type: text/html\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n=3Cb=3Ex=3C/b=3E"),
-            "\r\nx");
+  EXPECT_EQ(
+      TextOf(
+          "Content-Type: text/html\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n=3Cb=3Ex=3C/b=3E"),
+      "\r\nx");
 }
 
 TEST(DecodeText, JoinsPartsInTreeOrderWithoutThePreamble) {
@@ -223,15 +229,16 @@ TEST(DecodeText, JoinsPartsInTreeOrderWithoutThePreamble) {
 }
 
 TEST(DecodeText, WalksNestedPartsAndSkipsAttachments) {
-  EXPECT_EQ(TextOf("Content-Type: multipart/mixed; boundary=out\r\n\r\n"
-                   "--out\r\nContent-Type: multipart/alternative; boundary=inner\r\n\r\n"
-                   "--inner\r\nContent-Type: text/plain\r\nContent-Transfer-Encoding: base64\r\n\r\nSGVsbG8=\r\n"
-                   "--inner\r\nContent-Type: text/html\r\n\r\n<i>there</i>\r\n"
-                   "--inner--\r\n"
-                   "--out\r\nContent-Type: application/pdf\r\n\r\nPDF\r\n"
-                   "--out\r\n\r\nno type\r\n"
-                   "--out--\r\n"),
-            "Hello\r\nthere\r\nno type");
+  EXPECT_EQ(
+      TextOf("Content-Type: multipart/mixed; boundary=out\r\n\r\n"
+             "--out\r\nContent-Type: multipart/alternative; boundary=inner\r\n\r\n"
+             "--inner\r\nContent-Type: text/plain\r\nContent-Transfer-Encoding: base64\r\n\r\nSGVsbG8=\r\n"
+             "--inner\r\nContent-Type: text/html\r\n\r\n<i>there</i>\r\n"
+             "--inner--\r\n"
+             "--out\r\nContent-Type: application/pdf\r\n\r\nPDF\r\n"
+             "--out\r\n\r\nno type\r\n"
+             "--out--\r\n"),
+      "Hello\r\nthere\r\nno type");
 }
 
 TEST(DecodeText, EachPartIsDecodedByItsOwnFields) {

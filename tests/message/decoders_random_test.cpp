@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The decoders against their descriptions written out step by step, on random texts over the bytes that mean something to
-// them; and properties of whole messages put together at random.
+// The decoders against their descriptions written out step by step, on random texts over the bytes that mean
+// something to them; and properties of whole messages put together at random.
 
 #include <gtest/gtest.h>
 
@@ -86,7 +86,9 @@ std::string Base64Plainly(std::string_view text) {
   std::string out;
   for (std::size_t group = 0; group < digits.size(); group += 4) {
     if (digits[group] == '=' || digits[group + 1] == '=') break;
-    const auto value = [&](std::size_t i) { return static_cast<unsigned>(kAlphabet.find(digits[group + i])); };
+    const auto value = [&](std::size_t i) {
+      return static_cast<unsigned>(kAlphabet.find(digits[group + i]));
+    };
     out += static_cast<char>((value(0) << 2 | value(1) >> 4) & 0xFF);
     if (digits[group + 2] == '=') break;
     out += static_cast<char>((value(1) << 4 | value(2) >> 2) & 0xFF);
@@ -97,7 +99,8 @@ std::string Base64Plainly(std::string_view text) {
 }
 
 TEST(DecodersRandomTest, RemoveHtmlEqualsItsDescription) {
-  constexpr std::string_view kPieces[] = {"<", ">", "<br>", "<BR>", "<b>", "&nbsp;", "&NB", "sp;", "&", "x", "\r\n"};
+  constexpr std::string_view kPieces[] = {"<",   ">",   "<br>", "<BR>", "<b>", "&nbsp;",
+                                          "&NB", "sp;", "&",    "x",    "\r\n"};
   Random random(20030204);
   for (int round = 0; round < 20'000; ++round) {
     const std::string text = RandomText(random, kPieces, 14);

@@ -11,7 +11,9 @@ namespace quillbeaker {
 namespace {
 
 TEST(DecodeEncodedWord, DropsEverythingBehindTheFirstWord) {
-  EXPECT_EQ(DecodeEncodedWord("Re: =?ISO-8859-1?Q?Gr=FC=DFe?= =?ISO-8859-1?Q?_und?= x"), "Re: Gr\xFC\xDF" "e");
+  EXPECT_EQ(DecodeEncodedWord("Re: =?ISO-8859-1?Q?Gr=FC=DFe?= =?ISO-8859-1?Q?_und?= x"),
+            "Re: Gr\xFC\xDF"
+            "e");
   EXPECT_EQ(DecodeEncodedWord("=?x?B?SGVsbG8=?= and more"), "Hello");
 }
 
@@ -48,7 +50,9 @@ TEST(DecodeEncodedWord, WithoutEndRunsToTheEndOfTheValue) {
 
 TEST(DecodeEncodedWord, TheEndIsSearchedBehindThePrefix) {
   EXPECT_EQ(DecodeEncodedWord("=?x?Q?=41?="), "A");
-  EXPECT_EQ(DecodeEncodedWord("a =?x?Q?" "?= b"), "a ");
+  EXPECT_EQ(DecodeEncodedWord("a =?x?Q?"
+                              "?= b"),
+            "a ");
 }
 
 TEST(DecodeEncodedWord, TheCharsetMayBeOfAnyLength) {

@@ -51,12 +51,13 @@ TEST(MailDate, MinutesCarryIntoTheHourButStayAsTheyWere) {
 }
 
 TEST(MailDate, KnowsNamedZones) {
-  const std::vector<std::pair<std::string, int>> zones = {{"EST", 5},  {"EDT", 4}, {"CST", 6}, {"CDT", 5},
-                                                          {"MST", 7},  {"MDT", 6}, {"PST", 8}, {"PDT", 7},
-                                                          {"A", 1},    {"M", 12},  {"N", -1},  {"Y", -12}};
+  const std::vector<std::pair<std::string, int>> zones = {{"EST", 5}, {"EDT", 4}, {"CST", 6}, {"CDT", 5},
+                                                          {"MST", 7}, {"MDT", 6}, {"PST", 8}, {"PDT", 7},
+                                                          {"A", 1},   {"M", 12},  {"N", -1},  {"Y", -12}};
   for (const auto& [zone, hours] : zones) {
     // Twelve o'clock and at most twelve hours more reach midnight of the next day.
-    const std::string expected = hours == 12 ? "2003-3-4 0:0:0" : "2003-3-3 " + std::to_string(12 + hours) + ":0:0";
+    const std::string expected =
+        hours == 12 ? "2003-3-4 0:0:0" : "2003-3-3 " + std::to_string(12 + hours) + ":0:0";
     EXPECT_EQ(Read("3 Mar 2003 12:00:00 " + zone), expected) << zone;
   }
 }
@@ -91,7 +92,8 @@ TEST(MailDate, AnUnknownWeekdayStandsForTheDay) {
 }
 
 TEST(MailDate, MonthsAreThreeLettersOfAnyCase) {
-  const char* const names[] = {"JAN", "feb", "March", "APRIL", "may", "Jun", "jUL", "Aug", "sept", "OCT", "Nov", "december"};
+  const char* const names[] = {"JAN", "feb", "March", "APRIL", "may", "Jun",
+                               "jUL", "Aug", "sept",  "OCT",   "Nov", "december"};
   for (int month = 1; month <= 12; ++month)
     EXPECT_EQ(ParseMailDate(std::string("9 ") + names[month - 1] + " 2003 01:02:03").month, month);
   EXPECT_EQ(Read("9 Foo 2003 01:02:03"), "2003-0-9 1:2:3");
@@ -112,7 +114,8 @@ TEST(MailDate, NumbersWrapAtSixteenBits) {
   EXPECT_EQ(ParseMailDate("1 Jan 2003 -5:30:00").hour, 65531);
   EXPECT_EQ(ParseMailDate("-5 Jan 2003 00:00:00").day, 65531);
   EXPECT_EQ(ParseMailDate("+7 Jan 2003 00:00:00").day, 7);
-  EXPECT_EQ(ParseMailDate("99999999999999999999 Jan 2003 00:00:00").day, 65535);  // 10^20 is a multiple of 65536
+  EXPECT_EQ(ParseMailDate("99999999999999999999 Jan 2003 00:00:00").day,
+            65535);  // 10^20 is a multiple of 65536
 }
 
 TEST(MailDate, DigitsEndWhereTheFirstOtherByteStands) {

@@ -37,7 +37,9 @@ TEST(SplitSender, TheLastPieceIsTheAddress) {
   EXPECT_EQ(Split("Bob <<a@b>>"), "Bob|a@b");
 }
 
-TEST(SplitSender, AngleBracketsOutrankParentheses) { EXPECT_EQ(Split("Bob (work) <a@b>"), "Bob (work)|a@b"); }
+TEST(SplitSender, AngleBracketsOutrankParentheses) {
+  EXPECT_EQ(Split("Bob (work) <a@b>"), "Bob (work)|a@b");
+}
 
 TEST(SplitSender, TheLastPieceInParenthesesIsTheName) {
   EXPECT_EQ(Split("a@b (Bob) (Smith)"), "Smith|a@b");
@@ -58,7 +60,9 @@ TEST(SplitSender, UndoesAnEncodedWordInTheNameOnly) {
   EXPECT_EQ(Split("Bob <=?x?Q?a?=>"), "Bob|=?x?Q?a?=");
 }
 
-TEST(SplitSender, StripsBehindTheDecoding) { EXPECT_EQ(Split("=?x?Q?_=22Bob=22_?= <a@b>"), "Bob|a@b"); }
+TEST(SplitSender, StripsBehindTheDecoding) {
+  EXPECT_EQ(Split("=?x?Q?_=22Bob=22_?= <a@b>"), "Bob|a@b");
+}
 
 TEST(SplitSender, CutsTheNameBeforeItIsStripped) {
   const MailSender sender = SplitSender("  " + std::string(300, 'n') + " <a@b>");

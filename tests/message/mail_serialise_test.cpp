@@ -19,27 +19,35 @@ std::string Rewritten(std::string text) {
 }
 
 // The header block's one line as it is written for this value.
-std::string Folded(const std::string& value) { return Rewritten("X: " + value + "\r\n"); }
+std::string Folded(const std::string& value) {
+  return Rewritten("X: " + value + "\r\n");
+}
 
 TEST(Serialise, WritesFieldsInOrderAndTheBodyAsItStands) {
   EXPECT_EQ(Rewritten("B:2\r\nno colon\r\na :  1  \r\n\r\nline\r\n.\r\n\r\nend"),
             "B: 2\r\na: 1\r\n\r\nline\r\n.\r\n\r\nend");
 }
 
-TEST(Serialise, WritesAnEmptyValue) { EXPECT_EQ(Rewritten("X:\r\n\r\n"), "X: \r\n\r\n"); }
+TEST(Serialise, WritesAnEmptyValue) {
+  EXPECT_EQ(Rewritten("X:\r\n\r\n"), "X: \r\n\r\n");
+}
 
-TEST(Serialise, AMessageWithoutBodyGetsNone) { EXPECT_EQ(Rewritten("A: 1\r\nB: 2"), "A: 1\r\nB: 2\r\n"); }
+TEST(Serialise, AMessageWithoutBodyGetsNone) {
+  EXPECT_EQ(Rewritten("A: 1\r\nB: 2"), "A: 1\r\nB: 2\r\n");
+}
 
 TEST(Serialise, FoldsAtTheLastBlankWithinSeventyBytes) {
-  EXPECT_EQ(Folded("word00 word01 word02 word03 word04 word05 word06 word07 word08 word09 word10 word11 word12 "
-                   "word13 word14"),
-            "X: word00 word01 word02 word03 word04 word05 word06 word07 word08 word09\r\n"
-            "\tword10 word11 word12 word13 word14\r\n");
+  EXPECT_EQ(
+      Folded("word00 word01 word02 word03 word04 word05 word06 word07 word08 word09 word10 word11 word12 "
+             "word13 word14"),
+      "X: word00 word01 word02 word03 word04 word05 word06 word07 word08 word09\r\n"
+      "\tword10 word11 word12 word13 word14\r\n");
 }
 
 TEST(Serialise, FoldsAsOftenAsTheRestIsLonger) {
   const std::string block = std::string(60, 'a');
-  EXPECT_EQ(Folded(block + " " + block + " " + block), "X: " + block + "\r\n\t" + block + "\r\n\t" + block + "\r\n");
+  EXPECT_EQ(Folded(block + " " + block + " " + block),
+            "X: " + block + "\r\n\t" + block + "\r\n\t" + block + "\r\n");
 }
 
 TEST(Serialise, AValueOfSeventyBytesStaysWhole) {
@@ -81,10 +89,10 @@ TEST(Serialise, RefoldsWhatCameFolded) {
 }
 
 TEST(Serialise, IsStableWhenItsOutputIsParsedAgain) {
-  const std::string once =
-      Rewritten("Subject: " + std::string(69, 'a') + "  " + std::string(80, 'b') +
-                " c\r\nX: word00 word01 word02 word03 word04 word05 word06 word07 word08 word09 word10 word11\r\nY: " +
-                std::string(150, 'v') + "\r\n\r\nbody\r\n");
+  const std::string once = Rewritten(
+      "Subject: " + std::string(69, 'a') + "  " + std::string(80, 'b') +
+      " c\r\nX: word00 word01 word02 word03 word04 word05 word06 word07 word08 word09 word10 word11\r\nY: " +
+      std::string(150, 'v') + "\r\n\r\nbody\r\n");
   EXPECT_EQ(Rewritten(once), once);
 }
 
@@ -112,10 +120,11 @@ TEST(Serialise, KeepsBytesOfAnyValue) {
 }
 
 TEST(Serialise, WritesDelimitersAroundPartsAndDropsTheEpilogue) {
-  EXPECT_EQ(Rewritten("Content-Type: multipart/mixed; boundary=\"XY\"\r\n\r\npreamble\r\n"
-                      "--xyz\r\nContent-Type: text/plain\r\n\r\none\r\n--XY\r\n\r\ntwo\r\n--XY--\r\nepilogue\r\n"),
-            "Content-Type: multipart/mixed; boundary=\"XY\"\r\n\r\npreamble\r\n"
-            "--XY\r\nContent-Type: text/plain\r\n\r\none\r\n--XY\r\n\r\ntwo\r\n--XY--\r\n");
+  EXPECT_EQ(
+      Rewritten("Content-Type: multipart/mixed; boundary=\"XY\"\r\n\r\npreamble\r\n"
+                "--xyz\r\nContent-Type: text/plain\r\n\r\none\r\n--XY\r\n\r\ntwo\r\n--XY--\r\nepilogue\r\n"),
+      "Content-Type: multipart/mixed; boundary=\"XY\"\r\n\r\npreamble\r\n"
+      "--XY\r\nContent-Type: text/plain\r\n\r\none\r\n--XY\r\n\r\ntwo\r\n--XY--\r\n");
 }
 
 TEST(Serialise, WritesTheClosingLineThatWasMissing) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The tree of parts against a plain reading of the rules, line by line and boundary by boundary, on random messages of
-// nested, repeated, unclosed and overlapping multiparts.
+// The tree of parts against a plain reading of the rules, line by line and boundary by boundary, on random
+// messages of nested, repeated, unclosed and overlapping multiparts.
 
 #include <gtest/gtest.h>
 
@@ -122,7 +122,8 @@ void Show(const PlainPart& part, std::string& out) {
 
 void Show(const MessagePart& part, std::string& out) {
   out += "{";
-  for (const HeaderField& field : part.fields) out += std::string(field.name) + "=" + std::string(field.value) + "|";
+  for (const HeaderField& field : part.fields)
+    out += std::string(field.name) + "=" + std::string(field.value) + "|";
   out += part.has_boundary ? "boundary '" + std::string(part.boundary) + "' " : "";
   out += "body '" + std::string(part.body) + "'";
   for (const MessagePart* child = part.first_child; child != nullptr; child = child->next) Show(*child, out);

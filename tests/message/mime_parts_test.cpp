@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How a body is walked into parts: which boundary a part declares, which lines are delimiters, whose text ends where.
+// How a body is walked into parts: which boundary a part declares, which lines are delimiters, whose text
+// ends where.
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,8 @@ std::string BoundaryOf(const std::string& content_type) {
 
 std::vector<const MessagePart*> ChildrenOf(const MessagePart* part) {
   std::vector<const MessagePart*> children;
-  for (const MessagePart* child = part->first_child; child != nullptr; child = child->next) children.push_back(child);
+  for (const MessagePart* child = part->first_child; child != nullptr; child = child->next)
+    children.push_back(child);
   return children;
 }
 
@@ -82,7 +84,9 @@ TEST(Boundary, IsTakenFromTheFullValueBehindTheLookUpLimit) {
 
 TEST(BodyWalk, CutsEachPartAtTheLineEndBeforeTheNextDelimiter) {
   MailMessage message;
-  message.ParseText(Mixed("preamble\r\n--XY\r\nContent-Type: text/plain\r\n\r\none\r\n\r\n--XY\r\n\r\ntwo\r\n--XY--\r\nepilogue"));
+  message.ParseText(
+      Mixed("preamble\r\n--XY\r\nContent-Type: "
+            "text/plain\r\n\r\none\r\n\r\n--XY\r\n\r\ntwo\r\n--XY--\r\nepilogue"));
   EXPECT_EQ(message.root()->body, "\r\npreamble");
   EXPECT_EQ(ChildBodiesOf(message), (Bodies{"\r\none\r\n", "\r\ntwo"}));
   const auto children = ChildrenOf(message.root());
@@ -124,7 +128,9 @@ TEST(BodyWalk, ComparesTheLengthOfTheBoundaryOnly) {
 
 TEST(BodyWalk, AnEmptyBoundaryMatchesEveryLineOfTwoDashes) {
   MailMessage message;
-  message.ParseText("Content-Type: multipart/mixed; boundary=\"\"\r\n\r\npre\r\n--anything\r\n\r\none\r\n--\r\n\r\ntwo\r\n----\r\nrest");
+  message.ParseText(
+      "Content-Type: multipart/mixed; "
+      "boundary=\"\"\r\n\r\npre\r\n--anything\r\n\r\none\r\n--\r\n\r\ntwo\r\n----\r\nrest");
   EXPECT_EQ(message.root()->body, "\r\npre");
   EXPECT_EQ(ChildBodiesOf(message), (Bodies{"\r\none", "\r\ntwo"}));
 }

@@ -47,8 +47,8 @@ TEST(AddressBytes, KnowsAddressesFromNames) {
   EXPECT_EQ(AddressBytes("127.0.0.1"), "\x7F\0\0\1"s);
   EXPECT_EQ(AddressBytes("::1"), std::string(15, '\0') + '\1');
   EXPECT_EQ(AddressBytes("::ffff:1.2.3.4"), std::string(10, '\0') + "\xFF\xFF\1\2\3\4");
-  for (const std::string& name : {"localhost"s, ""s, "127.1"s, "1.2.3.4.5"s, "256.0.0.1"s, "[::1]"s, "127.0.0.1 "s,
-                                  "127.0.0.1\0"s, "::1%1"s, "1.2.3.4."s}) {
+  for (const std::string& name : {"localhost"s, ""s, "127.1"s, "1.2.3.4.5"s, "256.0.0.1"s, "[::1]"s,
+                                  "127.0.0.1 "s, "127.0.0.1\0"s, "::1%1"s, "1.2.3.4."s}) {
     EXPECT_EQ(AddressBytes(name), std::nullopt) << name;
   }
 }
@@ -63,12 +63,19 @@ std::string Value(unsigned char tag, std::string_view content) {
   der += static_cast<char>(content.size() & 0xFF);
   return der.append(content);
 }
-std::string Names(const std::string& names) { return Value(0x30, names); }
-std::string Dns(std::string_view name) { return Value(0x82, name); }
-std::string Ip(std::string_view bytes) { return Value(0x87, bytes); }
+std::string Names(const std::string& names) {
+  return Value(0x30, names);
+}
+std::string Dns(std::string_view name) {
+  return Value(0x82, name);
+}
+std::string Ip(std::string_view bytes) {
+  return Value(0x87, bytes);
+}
 
 TEST(NamesHost, LooksAtNamesForANameAndAtAddressesForAnAddress) {
-  const std::string both = Names(Value(0x81, "jane@example.org") + Dns("pop.example.org") + Ip("\x7F\0\0\1"s));
+  const std::string both =
+      Names(Value(0x81, "jane@example.org") + Dns("pop.example.org") + Ip("\x7F\0\0\1"s));
   EXPECT_TRUE(NamesHost(both, "pop.example.org"));
   EXPECT_TRUE(NamesHost(both, "127.0.0.1"));
   EXPECT_FALSE(NamesHost(both, "jane@example.org"));
@@ -95,8 +102,8 @@ TEST(NamesHost, TakesWhatCannotBeReadForNobodys) {
   EXPECT_FALSE(NamesHost(good + "x", "pop.example.org"));
   EXPECT_FALSE(NamesHost(Value(0x31, Dns("pop.example.org")), "pop.example.org"));
   EXPECT_FALSE(NamesHost(Names(Dns("pop.example.org") + "\x82\x7F"), "pop.example.org"));
-  EXPECT_FALSE(NamesHost("\x30\x80"s, "pop.example.org"));                      // no length of its own
-  EXPECT_FALSE(NamesHost("\x30\x84\xFF\xFF\xFF\xFF"s, "pop.example.org"));      // too long
+  EXPECT_FALSE(NamesHost("\x30\x80"s, "pop.example.org"));                  // no length of its own
+  EXPECT_FALSE(NamesHost("\x30\x84\xFF\xFF\xFF\xFF"s, "pop.example.org"));  // too long
   EXPECT_FALSE(NamesHost("\x30\x88\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s, "a.bc"));
   EXPECT_FALSE(NamesHost(Names(Dns("pop.example.org\0.evil.test"s)), "pop.example.org"));
 }

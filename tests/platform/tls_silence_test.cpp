@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // A secured connection on which bytes come but no text.
-#include "platform/tls.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/tls.h"
 #include "platform/tls_engine.h"
 
 namespace quillbeaker {
@@ -45,9 +44,9 @@ class TextlessEngine : public TlsEngine {
 };
 
 TEST(TlsSilenceTest, BytesWithoutTextDoNotOutliveTheWait) {
-  const TlsResult secured =
-      SecureWithEngine(std::make_shared<ChattyConnection>(), std::make_unique<TextlessEngine>(), {}, milliseconds(100),
-                       [] { return true; }, [] { return std::chrono::steady_clock::now(); });
+  const TlsResult secured = SecureWithEngine(
+      std::make_shared<ChattyConnection>(), std::make_unique<TextlessEngine>(), {}, milliseconds(100),
+      [] { return true; }, [] { return std::chrono::steady_clock::now(); });
   ASSERT_NE(secured.connection, nullptr);
   char buffer[16];
   for (const milliseconds wait : {milliseconds(0), milliseconds(50)}) {

@@ -69,7 +69,8 @@ class FakeConnection : public Connection {
   World& world_;
 };
 
-// Shakes hands for as long as no "!" has come; "?" makes it fail. Text is only put into brackets; "$" ends it.
+// Shakes hands for as long as no "!" has come; "?" makes it fail. Text is only put into brackets; "$" ends
+// it.
 class FakeEngine : public TlsEngine {
  public:
   explicit FakeEngine(World& world) : world_(world) {}

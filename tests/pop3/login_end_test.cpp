@@ -38,7 +38,8 @@ class LoginEndTest : public ::testing::Test {
  protected:
   LoginEndTest() {
     StartNetworking();
-    for (port_ = 21500; port_ < 22000 && listener_ == nullptr; ++port_) listener_ = ListenOnLoopback(port_, 1);
+    for (port_ = 21500; port_ < 22000 && listener_ == nullptr; ++port_)
+      listener_ = ListenOnLoopback(port_, 1);
     --port_;
   }
   ~LoginEndTest() override {
@@ -48,20 +49,20 @@ class LoginEndTest : public ::testing::Test {
   // A server that says the greeting, if any, and takes down all that it is told until the connection ends.
   using OnBytes = std::function<void(Connection&, std::string_view bytes)>;
   void Serve(std::function<void()> before, std::string greeting, OnBytes on_bytes = {}) {
-    server_ = std::thread([this, before = std::move(before), greeting = std::move(greeting),
-                           on_bytes = std::move(on_bytes)] {
-      const std::unique_ptr<Connection> client = listener_->Accept();
-      if (client == nullptr) return;
-      if (before) before();
-      if (!greeting.empty()) client->Send(greeting, kPatience);
-      std::array<char, 512> buffer;
-      for (;;) {
-        const IoResult got = client->Receive(buffer.data(), buffer.size(), kPatience);
-        if (got.status != IoStatus::kOk) return;
-        received_.append(buffer.data(), got.bytes);
-        if (on_bytes) on_bytes(*client, {buffer.data(), got.bytes});
-      }
-    });
+    server_ = std::thread(
+        [this, before = std::move(before), greeting = std::move(greeting), on_bytes = std::move(on_bytes)] {
+          const std::unique_ptr<Connection> client = listener_->Accept();
+          if (client == nullptr) return;
+          if (before) before();
+          if (!greeting.empty()) client->Send(greeting, kPatience);
+          std::array<char, 512> buffer;
+          for (;;) {
+            const IoResult got = client->Receive(buffer.data(), buffer.size(), kPatience);
+            if (got.status != IoStatus::kOk) return;
+            received_.append(buffer.data(), got.bytes);
+            if (on_bytes) on_bytes(*client, {buffer.data(), got.bytes});
+          }
+        });
   }
 
   bool LogIn(std::string_view security) {
@@ -130,13 +131,14 @@ TEST_F(LoginEndTest, ALateAnswerSaysNothingInTheMiddleOfTheHandshake) {
   };
   // The question stands before the greeting comes, and is answered when the handshake has begun.
   std::function<void()> abort;
-  Serve([&] { abort = question.get_future().get(); }, "+OK\r\n", [&](Connection& client, std::string_view bytes) {
-    if (bytes == "STLS\r\n") {
-      client.Send("+OK\r\n", kPatience);
-    } else {
-      abort();
-    }
-  });
+  Serve([&] { abort = question.get_future().get(); }, "+OK\r\n",
+        [&](Connection& client, std::string_view bytes) {
+          if (bytes == "STLS\r\n") {
+            client.Send("+OK\r\n", kPatience);
+          } else {
+            abort();
+          }
+        });
   EXPECT_FALSE(LogIn("starttls"));
   EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
   const std::string& received = Received();
@@ -150,7 +152,8 @@ TEST_F(LoginEndTest, AQuestionThatStoodBeforeTheGreetingEndsALaterWait) {
     if (observer_.asked == 1) question.set_value(std::move(abort));
   };
   std::function<void()> abort;
-  Serve([&] { abort = question.get_future().get(); }, "+OK\r\n", [&](Connection&, std::string_view) { abort(); });
+  Serve([&] { abort = question.get_future().get(); }, "+OK\r\n",
+        [&](Connection&, std::string_view) { abort(); });
   EXPECT_FALSE(LogIn("plain"));
   EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
   EXPECT_EQ(Received(), "USER jane\r\nQUIT\r\n");

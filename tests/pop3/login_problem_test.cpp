@@ -9,10 +9,10 @@ namespace quillbeaker {
 namespace {
 
 constexpr LoginFailure kAll[] = {
-    LoginFailure::kSecurityUnclear, LoginFailure::kOwnAddress, LoginFailure::kNameNotFound, LoginFailure::kNotReached,
-    LoginFailure::kTimedOut,        LoginFailure::kTls,        LoginFailure::kCertificate,  LoginFailure::kGreeting,
-    LoginFailure::kStartTlsRefused, LoginFailure::kUserRefused, LoginFailure::kPasswordRefused,
-    LoginFailure::kConnectionLost};
+    LoginFailure::kSecurityUnclear, LoginFailure::kOwnAddress,      LoginFailure::kNameNotFound,
+    LoginFailure::kNotReached,      LoginFailure::kTimedOut,        LoginFailure::kTls,
+    LoginFailure::kCertificate,     LoginFailure::kGreeting,        LoginFailure::kStartTlsRefused,
+    LoginFailure::kUserRefused,     LoginFailure::kPasswordRefused, LoginFailure::kConnectionLost};
 
 LoginProblem Problem(LoginFailure failure, std::string detail = {}) {
   LoginProblem problem;
@@ -32,7 +32,8 @@ TEST(LoginProblem, EachHasItsSentenceAndItsMarker) {
     EXPECT_EQ(sentence.find('%'), std::string::npos) << sentence;
     sentences += sentence + "\n";
     const std::string marker = ProblemMarker(Problem(failure));
-    EXPECT_TRUE(marker.starts_with("(login to pop.example.org:995 failed: ") && marker.ends_with(")")) << marker;
+    EXPECT_TRUE(marker.starts_with("(login to pop.example.org:995 failed: ") && marker.ends_with(")"))
+        << marker;
     EXPECT_EQ(markers.find(marker), std::string::npos) << marker;
     markers += marker + "\n";
   }
@@ -64,26 +65,30 @@ TEST(LoginProblem, TellsTheServersWords) {
   EXPECT_EQ(ProblemMarker(problem),
             "(login to pop.example.org:995 failed: PASS refused: -ERR use an app password)");
   EXPECT_NE(DescribeProblem(problem).find("-ERR use an app password"), std::string::npos);
-  EXPECT_EQ(DescribeProblem(Problem(LoginFailure::kTls, "100%s %i")).find("%s %i") == std::string::npos, false);
+  EXPECT_EQ(DescribeProblem(Problem(LoginFailure::kTls, "100%s %i")).find("%s %i") == std::string::npos,
+            false);
 }
 
 LoginProblem BadCertificate() {
   LoginProblem problem = Problem(LoginFailure::kCertificate, "certificate has expired");
-  problem.certificate = CertificateInfo{"CN=pop", "CN=authority", "2020-01-01", "2021-01-01", std::string(64, 'a')};
+  problem.certificate =
+      CertificateInfo{"CN=pop", "CN=authority", "2020-01-01", "2021-01-01", std::string(64, 'a')};
   return problem;
 }
 
 TEST(LoginProblem, TellsAllOfTheCertificateInTheLog) {
   EXPECT_EQ(ProblemMarker(BadCertificate()),
-            "(login to pop.example.org:995 failed: certificate not accepted: certificate has expired; subject CN=pop; "
-            "issuer CN=authority; valid 2020-01-01 to 2021-01-01; SHA-256 " + std::string(64, 'a') + ")");
+            "(login to pop.example.org:995 failed: certificate not accepted: certificate has expired; "
+            "subject CN=pop; "
+            "issuer CN=authority; valid 2020-01-01 to 2021-01-01; SHA-256 " +
+                std::string(64, 'a') + ")");
 }
 
 TEST(LoginProblem, AsksWithEverythingThatAPersonCanCompare) {
   LoginProblem problem = BadCertificate();
   const std::string question = TrustQuestion(problem);
-  for (const char* part : {"pop.example.org:995", "certificate has expired", "CN=pop", "CN=authority", "2020-01-01",
-                           "2021-01-01", "aaaaaaaa"}) {
+  for (const char* part : {"pop.example.org:995", "certificate has expired", "CN=pop", "CN=authority",
+                           "2020-01-01", "2021-01-01", "aaaaaaaa"}) {
     EXPECT_NE(question.find(part), std::string::npos) << part;
   }
   EXPECT_EQ(question.find("CHANGED"), std::string::npos);

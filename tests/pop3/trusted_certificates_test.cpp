@@ -28,7 +28,8 @@ TEST(TrustedFingerprint, IsTheOneOfTheServerAndPort) {
 
 TEST(TrustedFingerprint, IsReadAsPeopleCopyIt) {
   std::string copied;
-  for (std::size_t i = 0; i < kFingerprint.size(); i += 2) copied += (i > 0 ? ":" : "") + kFingerprint.substr(i, 2);
+  for (std::size_t i = 0; i < kFingerprint.size(); i += 2)
+    copied += (i > 0 ? ":" : "") + kFingerprint.substr(i, 2);
   for (char& c : copied) c = c >= 'a' && c <= 'f' ? static_cast<char>(c - 32) : c;
   EXPECT_EQ(Trusted("pop.example.org:995=" + copied), kFingerprint);
 }

@@ -12,9 +12,13 @@ namespace quillbeaker {
 namespace {
 
 // Every character is ten wide.
-int TenEach(std::wstring_view line) { return static_cast<int>(line.size()) * 10; }
+int TenEach(std::wstring_view line) {
+  return static_cast<int>(line.size()) * 10;
+}
 
-std::wstring Wrapped(std::wstring_view text, int widest) { return WrapLines(text, widest, TenEach); }
+std::wstring Wrapped(std::wstring_view text, int widest) {
+  return WrapLines(text, widest, TenEach);
+}
 
 TEST(IsSilenced, MissingZeroAndTextMeanShow) {
   test::TestProgram one;
@@ -128,7 +132,8 @@ TEST(LayOut, PartsStandBelowEachOtherAndInside) {
       sizes.text_height = text_height;
       sizes.icon = icon;
       const OptionalBoxLayout layout = LayOut(sizes, BoxButtons::kYesNo);
-      for (const Box& part : {layout.icon, layout.text, layout.check, layout.first_button, layout.second_button}) {
+      for (const Box& part :
+           {layout.icon, layout.text, layout.check, layout.first_button, layout.second_button}) {
         EXPECT_TRUE(IsInside(part, layout.client));
       }
       EXPECT_GE(layout.text.left, layout.icon.right());

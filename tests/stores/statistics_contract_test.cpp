@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The spam counts of the last 30 days: which days count, what the two keys hold, what is lost and what is not.
-#include "stores/statistics.h"
-
+// The spam counts of the last 30 days: which days count, what the two keys hold, what is lost and what is
+// not.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <string_view>
 
 #include "config/day_number.h"
+#include "stores/statistics.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -159,9 +159,10 @@ TEST_F(StatisticsContractTest, SavingBeforeLoadingDoesNothing) {
 }
 
 TEST_F(StatisticsContractTest, LeavesTheOtherSettingsAlone) {
-  ASSERT_TRUE(surroundings.directory.Put("Quillbeaker.ini",
-                                         "[QUILLBEAKER]\r\nEnable=0\r\n[STATS]\r\nDays=1,\r\nMails=1,\r\nOther=x\r\n"
-                                         "[SENDERS]\r\na@b.example=A,2\r\n"));
+  ASSERT_TRUE(
+      surroundings.directory.Put("Quillbeaker.ini",
+                                 "[QUILLBEAKER]\r\nEnable=0\r\n[STATS]\r\nDays=1,\r\nMails=1,\r\nOther=x\r\n"
+                                 "[SENDERS]\r\na@b.example=A,2\r\n"));
   Statistics statistics(program());
   statistics.Load();
   statistics.Count(kToday);

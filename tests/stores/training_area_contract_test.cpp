@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The training area: what is kept of a message, the bytes of its index, listing, marking and removing.
-#include "stores/training_area.h"
-
 #include <gtest/gtest.h>
 
 #include <list>
@@ -10,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "stores/training_area.h"
 #include "support/training_fixture.h"
 
 namespace quillbeaker {
@@ -75,7 +74,8 @@ TEST_F(TrainingAreaContractTest, TheNameHasNoLeadingZeros) {
 }
 
 TEST_F(TrainingAreaContractTest, AMessageWithoutTextIsKeptAsAnEmptyFile) {
-  const test::IndexElement entry = EntryOf(TrainingMail("GIF89a\r\n", "Picture", "Content-Type: image/gif\r\n"));
+  const test::IndexElement entry =
+      EntryOf(TrainingMail("GIF89a\r\n", "Picture", "Content-Type: image/gif\r\n"));
   EXPECT_EQ(entry["filename"], "0.eml");
   EXPECT_EQ(entry["size"], "0");
   EXPECT_EQ(GetFile("0.eml"), "");
@@ -120,8 +120,12 @@ TEST_F(TrainingAreaContractTest, ZeroBytesAndEightBitBytesAreKept) {
 TEST_F(TrainingAreaContractTest, TheSubjectIsDecodedUpToItsFirstEncodedWord) {
   const test::IndexElement entry =
       EntryOf(TrainingMail("Hello\r\n", "Re: =?ISO-8859-1?Q?Gr=FC=DFe?= =?ISO-8859-1?Q?_und?= x"));
-  EXPECT_EQ(entry["subject"], "Re: Gr\xFC\xDF" "e");
-  EXPECT_EQ(OnlyRow().subject, "Re: Gr\xFC\xDF" "e");
+  EXPECT_EQ(entry["subject"],
+            "Re: Gr\xFC\xDF"
+            "e");
+  EXPECT_EQ(OnlyRow().subject,
+            "Re: Gr\xFC\xDF"
+            "e");
 }
 
 TEST_F(TrainingAreaContractTest, SubjectOnlyWhenThereIsOne) {
@@ -150,8 +154,8 @@ TEST_F(TrainingAreaContractTest, TheSenderIsSplitAndItsNameDecoded) {
 }
 
 TEST_F(TrainingAreaContractTest, EightBitTextsAreLatin1InTheFileAndBack) {
-  const test::IndexElement entry =
-      EntryOf("From: J\xF6rg \xA4 <j\xF6@b\xFC.example>\r\nSubject: caf\xE9 <&\"'> \xFF\x80\r\n\r\nHello\r\n");
+  const test::IndexElement entry = EntryOf(
+      "From: J\xF6rg \xA4 <j\xF6@b\xFC.example>\r\nSubject: caf\xE9 <&\"'> \xFF\x80\r\n\r\nHello\r\n");
   EXPECT_EQ(entry["sender"], "J\xF6rg \xA4");
   EXPECT_EQ(entry["mail"], "j\xF6@b\xFC.example");
   EXPECT_EQ(entry["subject"], "caf\xE9 <&\"'> \xFF\x80");
@@ -163,7 +167,9 @@ TEST_F(TrainingAreaContractTest, EightBitTextsAreLatin1InTheFileAndBack) {
 }
 
 TEST_F(TrainingAreaContractTest, ControlBytesBecomeBlanks) {
-  constexpr char kText[] = "From: A\x01" "B <a\x02@b.example>\r\nSubject: one\x1B[0mtwo\0three\x7F\r\n\r\nHello\r\n";
+  constexpr char kText[] =
+      "From: A\x01"
+      "B <a\x02@b.example>\r\nSubject: one\x1B[0mtwo\0three\x7F\r\n\r\nHello\r\n";
   const test::IndexElement entry = EntryOf(std::string_view(kText, sizeof(kText) - 1));
   EXPECT_EQ(entry["sender"], "A B");
   EXPECT_EQ(entry["mail"], "a @b.example");
@@ -274,7 +280,8 @@ TEST_F(TrainingAreaContractTest, AnEntryWithoutItsFileDoesNotStopTheTextFromBein
   EXPECT_NE(Entries().back()["date"], "1");
 }
 
-// -- listing ----------------------------------------------------------------------------------------------------
+// -- listing
+// ----------------------------------------------------------------------------------------------------
 TEST_F(TrainingAreaContractTest, ListingWithoutAnIndexMakesAnEmptyOne) {
   EXPECT_TRUE(Rows().empty());
   EXPECT_EQ(Index(), std::string(kTrainingHeader) + "<training/>\n");
@@ -283,9 +290,10 @@ TEST_F(TrainingAreaContractTest, ListingWithoutAnIndexMakesAnEmptyOne) {
 TEST_F(TrainingAreaContractTest, ListingSavesTheIndexIndented) {
   ASSERT_TRUE(PutIndex("<message filename=\"1.eml\"/><note/><message filename=\"2.eml\"/>"));
   EXPECT_EQ(Rows().size(), 2U);
-  EXPECT_EQ(Index(), std::string(kTrainingHeader) +
-                         "<training>\n  <message filename=\"1.eml\"/>\n  <note/>\n  <message filename=\"2.eml\"/>\n"
-                         "</training>\n");
+  EXPECT_EQ(Index(),
+            std::string(kTrainingHeader) +
+                "<training>\n  <message filename=\"1.eml\"/>\n  <note/>\n  <message filename=\"2.eml\"/>\n"
+                "</training>\n");
 }
 
 TEST_F(TrainingAreaContractTest, RowsHoldWhatTheIndexHolds) {
@@ -317,8 +325,12 @@ TEST_F(TrainingAreaContractTest, MissingAttributesAreZeroAndEmpty) {
 }
 
 TEST_F(TrainingAreaContractTest, ATimeCountsOnlyWithFiveCharacters) {
-  for (const auto& [text, minutes] : {std::pair{"9:41", 0}, {"009:41", 0}, {"", 0}, {"23:59", 23 * 60 + 59},
-                                      {"09-41", 9 * 60 + 41}, {"00:01", 1}}) {
+  for (const auto& [text, minutes] : {std::pair{"9:41", 0},
+                                      {"009:41", 0},
+                                      {"", 0},
+                                      {"23:59", 23 * 60 + 59},
+                                      {"09-41", 9 * 60 + 41},
+                                      {"00:01", 1}}) {
     ASSERT_TRUE(PutIndex("<message filename=\"1.eml\" time=\"" + std::string(text) + "\"/>"));
     EXPECT_EQ(OnlyRow().minutes, minutes) << text;
   }
@@ -331,7 +343,8 @@ TEST_F(TrainingAreaContractTest, CharactersBeyondLatin1AreShownAsQuestionMarks) 
   EXPECT_EQ(row.sender, "?");
 }
 
-// -- marks ------------------------------------------------------------------------------------------------------
+// -- marks
+// ------------------------------------------------------------------------------------------------------
 TEST_F(TrainingAreaContractTest, TheMarkIsTheEighthAttribute) {
   ASSERT_TRUE(Add(TrainingMail("Hello\r\n")));
   const std::string unmarked = Index();
@@ -367,7 +380,8 @@ TEST_F(TrainingAreaContractTest, AMarkOutlivesTheProcessAndOtherChanges) {
 }
 
 TEST_F(TrainingAreaContractTest, SeveralAreMarkedInOneStep) {
-  ASSERT_TRUE(PutIndex("<message filename=\"1.eml\"/><message filename=\"2.eml\"/><message filename=\"3.eml\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"1.eml\"/><message filename=\"2.eml\"/><message filename=\"3.eml\"/>"));
   EXPECT_TRUE(area().SetMark(Names({"3.eml", "nobody.eml", "1.eml"}), TrainingMark::kGood));
   const auto rows = Rows();
   ASSERT_EQ(rows.size(), 3U);
@@ -391,18 +405,21 @@ TEST_F(TrainingAreaContractTest, AMarkThatIsNeitherOneNorZeroIsNone) {
   }
 }
 
-// -- removing ---------------------------------------------------------------------------------------------------
+// -- removing
+// ---------------------------------------------------------------------------------------------------
 TEST_F(TrainingAreaContractTest, RemovingTakesTheFirstEntryOfThatNameAndNoFile) {
-  ASSERT_TRUE(PutIndex("<message filename=\"1.eml\" size=\"1\"/><message filename=\"2.eml\"/>"
-                       "<message filename=\"1.eml\" size=\"2\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"1.eml\" size=\"1\"/><message filename=\"2.eml\"/>"
+               "<message filename=\"1.eml\" size=\"2\"/>"));
   ASSERT_TRUE(PutFile("1.eml"));
   EXPECT_TRUE(area().RemoveEntries(Names({"1.eml"})));
   EXPECT_EQ(EntryNames(), "2.eml 1.eml ");
   EXPECT_EQ(Entries()[1]["size"], "2");
   EXPECT_TRUE(HasFile("1.eml"));
-  EXPECT_EQ(Index(), std::string(kTrainingHeader) +
-                         "<training>\n  <message filename=\"2.eml\"/>\n  <message filename=\"1.eml\" size=\"2\"/>\n"
-                         "</training>\n");
+  EXPECT_EQ(Index(),
+            std::string(kTrainingHeader) +
+                "<training>\n  <message filename=\"2.eml\"/>\n  <message filename=\"1.eml\" size=\"2\"/>\n"
+                "</training>\n");
 }
 
 TEST_F(TrainingAreaContractTest, RemovingAnUnknownNameSavesNothing) {
@@ -418,8 +435,9 @@ TEST_F(TrainingAreaContractTest, RemovingAnUnknownNameSavesNothing) {
 TEST_F(TrainingAreaContractTest, DeletingTakesFilesAndEntries) {
   ASSERT_TRUE(Add(TrainingMail("Hello\r\n")));
   ASSERT_TRUE(Add(TrainingMail("World\r\n")));
-  ASSERT_TRUE(PutIndex("<message filename=\"9299837f.eml\"/><message filename=\"gone.eml\"/><message filename=\"" +
-                       TrainingName("\r\nWorld\r\n") + "\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"9299837f.eml\"/><message filename=\"gone.eml\"/><message filename=\"" +
+               TrainingName("\r\nWorld\r\n") + "\"/>"));
   EXPECT_TRUE(area().DeleteMessages(Names({"gone.eml", "9299837f.eml"})));
   EXPECT_EQ(EntryNames(), TrainingName("\r\nWorld\r\n") + " ");
   EXPECT_EQ(MessageFiles(), std::vector<std::string>{TrainingName("\r\nWorld\r\n")});
@@ -436,11 +454,13 @@ TEST_F(TrainingAreaContractTest, DeletingKeepsTheFileWhenTheEntryCanNotBeTakenOu
   EXPECT_TRUE(HasFile("9299837f.eml"));
 }
 
-// -- sender -----------------------------------------------------------------------------------------------------
+// -- sender
+// -----------------------------------------------------------------------------------------------------
 TEST_F(TrainingAreaContractTest, TheSenderOfAnEntryNeedsNameAndAddress) {
-  ASSERT_TRUE(PutIndex("<message filename=\"1.eml\" sender=\"J&#xF6;rg\" mail=\"j@b.example\"/>"
-                       "<message filename=\"2.eml\" sender=\"\" mail=\"a@b.example\"/>"
-                       "<message filename=\"3.eml\" sender=\"A\" mail=\"\"/><message filename=\"4.eml\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"1.eml\" sender=\"J&#xF6;rg\" mail=\"j@b.example\"/>"
+               "<message filename=\"2.eml\" sender=\"\" mail=\"a@b.example\"/>"
+               "<message filename=\"3.eml\" sender=\"A\" mail=\"\"/><message filename=\"4.eml\"/>"));
   const std::string index = Index();
   const auto sender = area().SenderOf("1.eml");
   ASSERT_TRUE(sender.has_value());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The training area's daily purge, and the area among damaged indexes, doctored names, full disks and other threads.
+// The training area's daily purge, and the area among damaged indexes, doctored names, full disks and other
+// threads.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -49,9 +50,10 @@ TEST_F(TrainingPurgeTest, AnEntryExactlyThreeDaysOldGoesAndAYoungerOneStays) {
 TEST_F(TrainingPurgeTest, SavesIndentedAndKeepsWhatItDoesNotKnow) {
   ASSERT_TRUE(PutIndex("<note date=\"1\"/>" + Element("a.eml", "1") + Element("b.eml", "2453797")));
   area().Purge(3);
-  EXPECT_EQ(Index(), std::string(kTrainingHeader) +
-                         "<training>\n  <note date=\"1\"/>\n  <message filename=\"b.eml\" date=\"2453797\"/>\n"
-                         "</training>\n");
+  EXPECT_EQ(Index(),
+            std::string(kTrainingHeader) +
+                "<training>\n  <note date=\"1\"/>\n  <message filename=\"b.eml\" date=\"2453797\"/>\n"
+                "</training>\n");
 }
 
 TEST_F(TrainingPurgeTest, RemembersTheDayAndPurgesOnceADay) {
@@ -118,8 +120,9 @@ TEST_F(TrainingPurgeTest, AMessageWithoutADateIsNeverPurged) {
 }
 
 TEST_F(TrainingPurgeTest, AMissingDateIsVeryOld) {
-  ASSERT_TRUE(PutIndex("<message filename=\"1.eml\"/><message filename=\"2.eml\" date=\"x\"/>"
-                       "<message filename=\"3.eml\" date=\"4294967295\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"1.eml\"/><message filename=\"2.eml\" date=\"x\"/>"
+               "<message filename=\"3.eml\" date=\"4294967295\"/>"));
   ASSERT_TRUE(PutFile("1.eml"));
   area().Purge(1000);
   EXPECT_EQ(EntryNames(), "3.eml ");
@@ -149,9 +152,9 @@ TEST_F(TrainingPurgeTest, ADoctoredNameReachesNoOtherFile) {
   const std::string absolute = surroundings.directory.PathOf("outside.eml");
   std::string elements;
   for (const std::string& name :
-       {std::string("../outside.eml"), std::string("..\\outside.eml"), std::string("inner/inside.eml"), absolute,
-        std::string("good.Quillbeaker.wordlist"), std::string("training.xml"), std::string("../Quillbeaker.ini"),
-        std::string(""), std::string("../../x")})
+       {std::string("../outside.eml"), std::string("..\\outside.eml"), std::string("inner/inside.eml"),
+        absolute, std::string("good.Quillbeaker.wordlist"), std::string("training.xml"),
+        std::string("../Quillbeaker.ini"), std::string(""), std::string("../../x")})
     elements += Element(name, "1");
   ASSERT_TRUE(PutIndex(elements));
   area().Purge(3);
@@ -210,8 +213,9 @@ TEST_F(TrainingFaultsTest, AnIndexThatCanNotBeKeptAsideIsNotReplaced) {
 
 TEST_F(TrainingFaultsTest, AnExternalEntityIsNotRead) {
   ASSERT_TRUE(surroundings.directory.Put("secret.txt", "secret"));
-  ASSERT_TRUE(PutFile("training.xml", "<!DOCTYPE t [<!ENTITY x SYSTEM \"../secret.txt\">]><training><message "
-                                      "filename=\"1.eml\" subject=\"&x;\"/></training>"));
+  ASSERT_TRUE(PutFile("training.xml",
+                      "<!DOCTYPE t [<!ENTITY x SYSTEM \"../secret.txt\">]><training><message "
+                      "filename=\"1.eml\" subject=\"&x;\"/></training>"));
   EXPECT_TRUE(Rows().empty());
   EXPECT_EQ(Index().find("secret"), std::string::npos);
 }
@@ -293,9 +297,9 @@ TEST_F(TrainingFaultsTest, OnlyABareMessageFileNameHasAPath) {
   const std::string directory = area().directory();
   EXPECT_EQ(area().PathOfMessage("9299837f.eml"), directory + "9299837f.eml");
   EXPECT_EQ(area().PathOfMessage("0.eml"), directory + "0.eml");
-  for (const std::string_view name :
-       {"", "../x.eml", "..\\x.eml", "a/b.eml", "a\\b.eml", "/x.eml", "\\x.eml", "C:x.eml", "x:y.eml", "..", ".",
-        "training.xml", "training.xml.bad", "good.Quillbeaker.wordlist", "x.eml.txt", "x", "eml", "../../x"}) {
+  for (const std::string_view name : {"", "../x.eml", "..\\x.eml", "a/b.eml", "a\\b.eml", "/x.eml", "\\x.eml",
+                                      "C:x.eml", "x:y.eml", "..", ".", "training.xml", "training.xml.bad",
+                                      "good.Quillbeaker.wordlist", "x.eml.txt", "x", "eml", "../../x"}) {
     EXPECT_EQ(area().PathOfMessage(name), "") << name;
   }
   // A NUL would cut the path where the system reads it.
@@ -306,8 +310,9 @@ TEST_F(TrainingFaultsTest, OnlyABareMessageFileNameHasAPath) {
 TEST_F(TrainingFaultsTest, DeletingADoctoredNameTakesTheEntryOnly) {
   ASSERT_TRUE(surroundings.directory.Put("outside.eml", "precious"));
   ASSERT_TRUE(PutFile("bad.Quillbeaker.wordlist", "precious"));
-  ASSERT_TRUE(PutIndex("<message filename=\"../outside.eml\"/><message filename=\"bad.Quillbeaker.wordlist\"/>"
-                       "<message filename=\"1.eml\"/>"));
+  ASSERT_TRUE(
+      PutIndex("<message filename=\"../outside.eml\"/><message filename=\"bad.Quillbeaker.wordlist\"/>"
+               "<message filename=\"1.eml\"/>"));
   EXPECT_TRUE(area().DeleteMessages(Names({"../outside.eml", "bad.Quillbeaker.wordlist"})));
   EXPECT_EQ(EntryNames(), "1.eml ");
   EXPECT_EQ(surroundings.directory.Get("outside.eml"), "precious");
@@ -356,7 +361,8 @@ TEST_F(TrainingFaultsTest, ManyThreadsLoseNoEntry) {
 TEST_F(TrainingFaultsTest, ALargeBatchIntoALargeAreaIsLinear) {
   std::string elements;
   for (int i = 0; i < 10000; ++i)
-    elements += "<message filename=\"old" + std::to_string(i) + ".eml\" sender=\"A\" mail=\"b\" date=\"2453797\"/>";
+    elements +=
+        "<message filename=\"old" + std::to_string(i) + ".eml\" sender=\"A\" mail=\"b\" date=\"2453797\"/>";
   ASSERT_TRUE(PutIndex(elements));
   std::vector<MailMessage> messages(1000);
   std::vector<const MailMessage*> pointers;

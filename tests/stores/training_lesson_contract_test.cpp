@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Learning from the training area: what is counted, what leaves the area, and in which order.
-#include "stores/training_lesson.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "platform/files.h"
+#include "stores/training_lesson.h"
 #include "support/training_fixture.h"
 #include "support/word_list_text.h"
 
@@ -32,7 +31,8 @@ class TrainingLessonContractTest : public test::TrainingFixture {
   // Learns from all marked entries; the names handed to the callback are kept in `told`.
   TrainingLesson Learn() {
     told.clear();
-    return LearnFromTrainingArea(program(), Rows(), [this](const TrainingEntry& entry) { told.push_back(entry.name); });
+    return LearnFromTrainingArea(program(), Rows(),
+                                 [this](const TrainingEntry& entry) { told.push_back(entry.name); });
   }
   // A mail in the area with a mark; gives its name.
   std::string AddMarked(std::string_view body, TrainingMark mark, std::string_view subject = "") {
@@ -44,8 +44,8 @@ class TrainingLessonContractTest : public test::TrainingFixture {
     return name;
   }
   static std::string Marked(std::string_view name, std::string_view mark, std::string_view more = "") {
-    return "<message filename=\"" + std::string(name) + "\" mark=\"" + std::string(mark) + "\" " + std::string(more) +
-           "/>";
+    return "<message filename=\"" + std::string(name) + "\" mark=\"" + std::string(mark) + "\" " +
+           std::string(more) + "/>";
   }
 
   std::vector<std::string> told;
@@ -153,8 +153,9 @@ TEST_F(TrainingLessonContractTest, LinesLikeHeaderFieldsAreWords) {
   ASSERT_TRUE(PutIndex(Marked("1.eml", "0")));
   ASSERT_TRUE(PutFile("1.eml", "Content-Type: image/gif; \r\n\r\nwords inside \r\n"));
   Learn();
-  EXPECT_EQ(Good(), (ListedWords{1, {{"content", 1}, {"type", 1}, {"image", 1}, {"gif", 1}, {"words", 1},
-                                     {"inside", 1}}}));
+  EXPECT_EQ(
+      Good(),
+      (ListedWords{1, {{"content", 1}, {"type", 1}, {"image", 1}, {"gif", 1}, {"words", 1}, {"inside", 1}}}));
 }
 
 // Deliberate: the text's last byte is not read, and with it goes the word that it ended.
@@ -185,7 +186,8 @@ TEST_F(TrainingLessonContractTest, ADecodedSubjectIsLearntDecoded) {
 }
 
 TEST_F(TrainingLessonContractTest, ASubjectPlantsNoFieldsAndNoText) {
-  ASSERT_TRUE(PutIndex(Marked("1.eml", "1", "subject=\"one &#13;&#10;Content-Type: image/gif&#13;&#10;&#13;&#10;x\"")));
+  ASSERT_TRUE(PutIndex(
+      Marked("1.eml", "1", "subject=\"one &#13;&#10;Content-Type: image/gif&#13;&#10;&#13;&#10;x\"")));
   ASSERT_TRUE(PutFile("1.eml", "\r\nbody words\r\n"));
   const TrainingLesson lesson = Learn();
   EXPECT_EQ(lesson.spam, 1U);
@@ -216,7 +218,8 @@ TEST_F(TrainingLessonContractTest, WhenTheListsCanNotBeSavedNothingIsRemoved) {
     surroundings.directory.SetReadOnly(file, true);
   }
   const TrainingLesson lesson = Learn();
-  for (const char* const file : {kGoodListFile, kBadListFile}) surroundings.directory.SetReadOnly(file, false);
+  for (const char* const file : {kGoodListFile, kBadListFile})
+    surroundings.directory.SetReadOnly(file, false);
   EXPECT_FALSE(lesson.lists_saved);
   EXPECT_EQ(EntryNames(), name + " ");
   EXPECT_EQ(OnlyRow().mark, TrainingMark::kGood);
@@ -288,7 +291,8 @@ TEST_F(TrainingLessonContractTest, ADoctoredNameIsNeitherReadNorDeleted) {
   ASSERT_TRUE(surroundings.directory.Put("outside.eml", "precious words \r\n"));
   ASSERT_TRUE(surroundings.directory.Put(kGoodListFile, test::WordListBytes({1, {{"old", 1}}})));
   ASSERT_TRUE(PutIndex(Marked("../outside.eml", "1") + Marked("..\\outside.eml", "1") +
-                       Marked("good.Quillbeaker.wordlist", "1") + Marked("training.xml", "0") + Marked("../../x", "0")));
+                       Marked("good.Quillbeaker.wordlist", "1") + Marked("training.xml", "0") +
+                       Marked("../../x", "0")));
   const TrainingLesson lesson = Learn();
   EXPECT_EQ(lesson.spam + lesson.good, 0U);
   EXPECT_EQ(lesson.unreadable, 5U);

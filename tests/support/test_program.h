@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A program directory of its own for one test: made empty under the system's temporary directory and removed again with
-// everything in it, with a clock that stands where the test sets it. Usable natively and as a Windows binary; the paths
-// handed to the core are UTF-8 as everywhere. Not for tests of the real clock or of sockets.
+// A program directory of its own for one test: made empty under the system's temporary directory and removed
+// again with everything in it, with a clock that stands where the test sets it. Usable natively and as a
+// Windows binary; the paths handed to the core are UTF-8 as everywhere. Not for tests of the real clock or of
+// sockets.
 
 #include <algorithm>
 #include <atomic>
@@ -57,7 +58,9 @@ class TestDirectory {
   // UTF-8, ends in the system's separator.
   std::string utf8() const { return Utf8Of(path_) + kPathSeparator; }
   // UTF-8 path of a name inside; '/' separates folders on every system.
-  std::string PathOf(std::string_view name) const { return Utf8Of((path_ / PathOfUtf8(name)).make_preferred()); }
+  std::string PathOf(std::string_view name) const {
+    return Utf8Of((path_ / PathOfUtf8(name)).make_preferred());
+  }
 
   // Writes the bytes as they are, making the folders on the way; false when that failed.
   bool Put(std::string_view name, std::string_view bytes) const {
@@ -82,8 +85,8 @@ class TestDirectory {
   }
   // Makes a file unwritable or writable again (the attribute on Windows, the write modes elsewhere).
   void SetReadOnly(std::string_view name, bool read_only) const {
-    const auto writing =
-        std::filesystem::perms::owner_write | std::filesystem::perms::group_write | std::filesystem::perms::others_write;
+    const auto writing = std::filesystem::perms::owner_write | std::filesystem::perms::group_write |
+                         std::filesystem::perms::others_write;
     std::filesystem::permissions(
         path_ / PathOfUtf8(name), read_only ? writing : std::filesystem::perms::owner_write,
         read_only ? std::filesystem::perm_options::remove : std::filesystem::perm_options::add);
@@ -91,7 +94,8 @@ class TestDirectory {
   // Bare names of everything directly inside, in byte order.
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(Utf8Of(entry.path().filename()));
+    for (const auto& entry : std::filesystem::directory_iterator(path_))
+      names.push_back(Utf8Of(entry.path().filename()));
     std::sort(names.begin(), names.end());
     return names;
   }
@@ -126,8 +130,8 @@ class TestProgram {
     return environment;
   }
 
-  // The configuration file with these lines in [QUILLBEAKER] and, behind them, whole further sections. Lines end in LF
-  // or CR LF.
+  // The configuration file with these lines in [QUILLBEAKER] and, behind them, whole further sections. Lines
+  // end in LF or CR LF.
   bool Configure(std::string_view main_lines, std::string_view more_sections = {}) const {
     std::string text = "[QUILLBEAKER]\r\n";
     text += main_lines;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What every test of the training area needs: a program directory with a training area in it, its index as text,
-// mail, and names computed without the code under test.
+// What every test of the training area needs: a program directory with a training area in it, its index as
+// text, mail, and names computed without the code under test.
 
 #include <gtest/gtest.h>
 

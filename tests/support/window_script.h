@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Works windows of this very process: the test opens one on its own thread, as the program would, and a script on a
-// second thread presses its buttons. What a script sees it keeps; the test judges it afterwards. Every wait ends.
+// Works windows of this very process: the test opens one on its own thread, as the program would, and a
+// script on a second thread presses its buttons. What a script sees it keeps; the test judges it afterwards.
+// Every wait ends.
 
 #include <windows.h>
 
@@ -54,7 +55,9 @@ inline RECT PlaceOfControl(HWND dialog, int id) {
   return place;
 }
 
-inline void Press(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+inline void Press(HWND dialog, int id) {
+  PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0);
+}
 
 inline HWND FocusOf(DWORD thread) {
   GUITHREADINFO info{};
@@ -64,7 +67,9 @@ inline HWND FocusOf(DWORD thread) {
 }
 
 // A key for whichever control has the focus.
-inline void PressKey(DWORD thread, WPARAM key) { PostMessageW(FocusOf(thread), WM_KEYDOWN, key, 0); }
+inline void PressKey(DWORD thread, WPARAM key) {
+  PostMessageW(FocusOf(thread), WM_KEYDOWN, key, 0);
+}
 
 struct Shown {
   bool appeared = false;  // a window was there for the script
@@ -72,8 +77,8 @@ struct Shown {
   int answer = 0;
 };
 
-// Calls `show` here; once a dialog of this thread is visible `script` gets it, on another thread. A dialog that stands
-// when the script is long over is closed by force.
+// Calls `show` here; once a dialog of this thread is visible `script` gets it, on another thread. A dialog
+// that stands when the script is long over is closed by force.
 inline Shown ShowAndWork(const std::function<int()>& show, const std::function<void(HWND)>& script,
                          int appears_within = kWindowLimit) {
   Shown shown;

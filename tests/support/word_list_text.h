@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Reads and writes a word list file without the code under test: little-endian version, records, messages, reserved;
-// then length, word, count each.
+// Reads and writes a word list file without the code under test: little-endian version, records, messages,
+// reserved; then length, word, count each.
 
 #include <gtest/gtest.h>
 

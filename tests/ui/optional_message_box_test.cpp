@@ -71,8 +71,9 @@ TEST_P(OptionalMessageBoxButtons, GivesTheButtonAndKeepsTheTick) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OptionalMessageBoxButtons,
-                         ::testing::Values(Pressed{MB_YESNO, IDYES}, Pressed{MB_YESNO, IDNO}, Pressed{MB_OK, IDOK},
-                                           Pressed{MB_OKCANCEL, IDOK}, Pressed{MB_OKCANCEL, IDCANCEL}));
+                         ::testing::Values(Pressed{MB_YESNO, IDYES}, Pressed{MB_YESNO, IDNO},
+                                           Pressed{MB_OK, IDOK}, Pressed{MB_OKCANCEL, IDOK},
+                                           Pressed{MB_OKCANCEL, IDCANCEL}));
 
 TEST_F(OptionalMessageBox, TickAndNoSilenceWithYes) {
   EXPECT_EQ(Show(kQuestion, IDYES,
@@ -212,15 +213,16 @@ TEST_F(OptionalMessageBox, ALongLineIsWrapped) {
   line.resize(300, L'w');
   RECT place{}, client{}, window{};
   std::wstring shown_text;
-  Show(kQuestion, IDYES,
-       [&](HWND box) {
-         place = test::PlaceOfControl(box, OPTIONAL_TEXT);
-         GetClientRect(box, &client);
-         GetWindowRect(box, &window);
-         shown_text = test::TextOfControl(box, OPTIONAL_TEXT);
-         test::Press(box, IDNO);
-       },
-       line);
+  Show(
+      kQuestion, IDYES,
+      [&](HWND box) {
+        place = test::PlaceOfControl(box, OPTIONAL_TEXT);
+        GetClientRect(box, &client);
+        GetWindowRect(box, &window);
+        shown_text = test::TextOfControl(box, OPTIONAL_TEXT);
+        test::Press(box, IDNO);
+      },
+      line);
   const int half = GetSystemMetrics(SM_CXSCREEN) / 2;
   EXPECT_LE(place.right - place.left, half);
   EXPECT_GT(place.right - place.left, half / 2);
@@ -240,8 +242,9 @@ TEST_F(OptionalMessageBox, ShowsTheIconOfItsStyle) {
     UINT style;
     LPCWSTR icon;
   };
-  for (const auto& [style, icon] : {Case{MB_ICONINFORMATION, IDI_ASTERISK}, Case{MB_ICONEXCLAMATION, IDI_EXCLAMATION},
-                                    Case{MB_ICONQUESTION, IDI_QUESTION}, Case{MB_ICONSTOP, IDI_HAND}}) {
+  for (const auto& [style, icon] :
+       {Case{MB_ICONINFORMATION, IDI_ASTERISK}, Case{MB_ICONEXCLAMATION, IDI_EXCLAMATION},
+        Case{MB_ICONQUESTION, IDI_QUESTION}, Case{MB_ICONSTOP, IDI_HAND}}) {
     HICON seen = nullptr;
     Show(MB_OK | style, IDOK, [&](HWND box) {
       seen = reinterpret_cast<HICON>(SendDlgItemMessageW(box, OPTIONAL_ICON, STM_GETICON, 0, 0));
@@ -291,13 +294,14 @@ TEST_F(OptionalMessageBox, StandsAtOnceWhenFadingIsOff) {
 TEST_F(OptionalMessageBox, ATextWithAmpersandsIsShownAsItIs) {
   std::wstring shown_text;
   LONG_PTR style = 0;
-  Show(MB_OK, IDOK,
-       [&](HWND box) {
-         shown_text = test::TextOfControl(box, OPTIONAL_TEXT);
-         style = GetWindowLongPtrW(GetDlgItem(box, OPTIONAL_TEXT), GWL_STYLE);
-         test::Press(box, IDOK);
-       },
-       L"pop&user&110 100%");
+  Show(
+      MB_OK, IDOK,
+      [&](HWND box) {
+        shown_text = test::TextOfControl(box, OPTIONAL_TEXT);
+        style = GetWindowLongPtrW(GetDlgItem(box, OPTIONAL_TEXT), GWL_STYLE);
+        test::Press(box, IDOK);
+      },
+      L"pop&user&110 100%");
   EXPECT_EQ(shown_text, L"pop&user&110 100%");
   EXPECT_NE(style & SS_NOPREFIX, 0);
 }

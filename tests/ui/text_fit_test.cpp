@@ -2,8 +2,9 @@
 // Every text of every shipped language, measured in the font of its dialog against the control that shows it.
 // The templates are read as the system reads them, so no screen is needed.
 
-#include <gtest/gtest.h>
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <map>

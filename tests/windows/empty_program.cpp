@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A Windows program that does nothing: what every program costs. Ends at once; told to "stay" it waits in a message
-// loop, with a window that is never shown, until WM_ENDSESSION. Told to "show" it shows its window too, and takes
-// the foreground.
+// A Windows program that does nothing: what every program costs. Ends at once; told to "stay" it waits in a
+// message loop, with a window that is never shown, until WM_ENDSESSION. Told to "show" it shows its window
+// too, and takes the foreground.
 #include <windows.h>
 
 #include <cwchar>
@@ -30,8 +30,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR arguments, int) {
   window_class.lpszClassName = L"EmptyProgram";
   window_class.hbrBackground = GetSysColorBrush(COLOR_WINDOW);
   RegisterClassW(&window_class);
-  const HWND window = CreateWindowExW(0, L"EmptyProgram", L"Another program", show ? WS_OVERLAPPEDWINDOW : 0, 100, 100,
-                                      400, 300, nullptr, nullptr, instance, nullptr);
+  const HWND window = CreateWindowExW(0, L"EmptyProgram", L"Another program", show ? WS_OVERLAPPEDWINDOW : 0,
+                                      100, 100, 400, 300, nullptr, nullptr, instance, nullptr);
   if (show) {
     ShowWindow(window, SW_SHOW);
     SetForegroundWindow(window);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// menu_reader.dll: a menu's items can only be read by the process that made it, so the window driver loads this into
-// that process for a moment. It only looks.
+// menu_reader.dll: a menu's items can only be read by the process that made it, so the window driver loads
+// this into that process for a moment. It only looks.
 #include "menu_reader.h"
 
 extern "C" __declspec(dllexport) DWORD WINAPI ReadMenu(void* argument) {

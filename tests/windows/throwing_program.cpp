@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Installs the program's crash handler and then fails, in the way that its argument names: "exception" (nobody
-// catches it), "exception-in-thread", "fault", or one of "exception-in-clean-up" and "fault-in-clean-up", where the
-// handler's own work fails as well. What the handler does first is told by files beside the program.
+// Installs the program's crash handler and then fails, in the way that its argument names: "exception"
+// (nobody catches it), "exception-in-thread", "fault", or one of "exception-in-clean-up" and
+// "fault-in-clean-up", where the handler's own work fails as well. What the handler does first is told by
+// files beside the program.
 #include <windows.h>
 
-#include <fstream>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// trust_root add|remove FILE: puts the certificate of FILE (DER) among the roots that the user trusts, or takes it away.
-// A program of its own, because one that runs already does not see the change everywhere.
+// trust_root add|remove FILE: puts the certificate of FILE (DER) among the roots that the user trusts, or
+// takes it away. A program of its own, because one that runs already does not see the change everywhere.
 #include <windows.h>
+
 #include <wincrypt.h>
 
 #include <cstdio>

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// window_driver.exe PORT: the eyes and hands of the tests among the windows of other programs. It connects to PORT on
-// loopback and answers one line of JSON with one line of JSON until the connection ends. Every request names what to
-// "do"; the table at the end of the file lists the possibilities. Nothing waits here: the one who asks polls.
+// window_driver.exe PORT: the eyes and hands of the tests among the windows of other programs. It connects to
+// PORT on loopback and answers one line of JSON with one line of JSON until the connection ends. Every
+// request names what to "do"; the table at the end of the file lists the possibilities. Nothing waits here:
+// the one who asks polls.
 #include <winsock2.h>
 #include <windows.h>
 
+#include <nlohmann/json.hpp>
 #include <tlhelp32.h>
 
 #include <cstdint>
@@ -17,8 +19,6 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "menu_reader.h"
 
 namespace {
@@ -27,20 +27,22 @@ using nlohmann::json;
 
 std::string Utf8(const std::wstring& text) {
   std::string utf8(text.size() * 3, '\0');
-  utf8.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                                           utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                                                           nullptr)));
+  utf8.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(),
+                                                           static_cast<int>(text.size()), utf8.data(),
+                                                           static_cast<int>(utf8.size()), nullptr, nullptr)));
   return utf8;
 }
 
 std::wstring Wide(const std::string& utf8) {
   std::wstring text(utf8.size(), L'\0');
-  text.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
-                                                           text.data(), static_cast<int>(text.size()))));
+  text.resize(static_cast<std::size_t>(MultiByteToWideChar(
+      CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), text.data(), static_cast<int>(text.size()))));
   return text;
 }
 
-json Number(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
+json Number(const void* handle) {
+  return reinterpret_cast<std::uintptr_t>(handle);
+}
 
 HWND WindowOf(const json& request, const char* name = "window") {
   return reinterpret_cast<HWND>(request.at(name).get<std::uintptr_t>());
@@ -140,7 +142,8 @@ json Click(const json& request) {
 
 json Post(const json& request) {
   return PostMessageW(WindowOf(request), request.at("message").get<UINT>(),
-                      request.value("wparam", std::uint64_t{0}), request.value("lparam", std::int64_t{0})) != FALSE;
+                      request.value("wparam", std::uint64_t{0}),
+                      request.value("lparam", std::int64_t{0})) != FALSE;
 }
 
 json SendAndAnswer(const json& request) {
@@ -152,7 +155,9 @@ json SendAndAnswer(const json& request) {
               request.value("lparam", std::int64_t{0}));
 }
 
-json Title(const json& request) { return TextOfWindow(WindowOf(request)); }
+json Title(const json& request) {
+  return TextOfWindow(WindowOf(request));
+}
 
 json Focus(const json& request) {
   GUITHREADINFO info{};
@@ -168,12 +173,17 @@ json Focus(const json& request) {
 json Screen(const json&) {
   RECT work{};
   SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
-  return {{"work", Place(work)}, {"width", GetSystemMetrics(SM_CXSCREEN)}, {"height", GetSystemMetrics(SM_CYSCREEN)}};
+  return {{"work", Place(work)},
+          {"width", GetSystemMetrics(SM_CXSCREEN)},
+          {"height", GetSystemMetrics(SM_CYSCREEN)}};
 }
 
-json Registered(const json& request) { return RegisterWindowMessageW(Wide(request.at("name")).c_str()); }
+json Registered(const json& request) {
+  return RegisterWindowMessageW(Wide(request.at("name")).c_str());
+}
 
-// The transparency of a window that is fading in, 255 for one that is not layered; and which points are inside it.
+// The transparency of a window that is fading in, 255 for one that is not layered; and which points are
+// inside it.
 json Shape(const json& request) {
   const HWND window = WindowOf(request);
   BYTE alpha = 255;
@@ -253,9 +263,12 @@ std::vector<std::uint8_t> Grabbed(const Area& area) {
   return picture.Bytes();
 }
 
-json Grab(const json& request) { return HexOf(Grabbed(AreaOf(request))); }
+json Grab(const json& request) {
+  return HexOf(Grabbed(AreaOf(request)));
+}
 
-// What an area of the screen shows over a time: every picture that differs from the one before, with its moment.
+// What an area of the screen shows over a time: every picture that differs from the one before, with its
+// moment.
 json Watch(const json& request) {
   const Area area = AreaOf(request);
   const ULONGLONG start = GetTickCount64();
@@ -274,8 +287,8 @@ json Watch(const json& request) {
 }
 
 json Icon(const json& request) {
-  const HMODULE file =
-      LoadLibraryExW(Wide(request.at("file")).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+  const HMODULE file = LoadLibraryExW(Wide(request.at("file")).c_str(), nullptr,
+                                      LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
   const int size = request.at("size").get<int>();
   const auto icon = static_cast<HICON>(
       LoadImageW(file, MAKEINTRESOURCEW(request.at("id").get<int>()), IMAGE_ICON, size, size, 0));
@@ -290,7 +303,8 @@ json Icon(const json& request) {
   return pixels;
 }
 
-// -- other processes ----------------------------------------------------------------------------------------------
+// -- other processes
+// ----------------------------------------------------------------------------------------------
 
 json Threads(const json& request) {
   const auto process = request.at("process").get<DWORD>();
@@ -326,8 +340,8 @@ json CrashThread(const json& request) {
 }
 
 bool RunInside(HANDLE process, void* address, void* argument) {
-  const HANDLE thread =
-      CreateRemoteThread(process, nullptr, 0, reinterpret_cast<LPTHREAD_START_ROUTINE>(address), argument, 0, nullptr);
+  const HANDLE thread = CreateRemoteThread(
+      process, nullptr, 0, reinterpret_cast<LPTHREAD_START_ROUTINE>(address), argument, 0, nullptr);
   if (thread == nullptr) {
     return false;
   }
@@ -341,7 +355,8 @@ std::uint8_t* BaseOfModule(DWORD process, const wchar_t* name) {
   MODULEENTRY32W entry{};
   entry.dwSize = sizeof entry;
   std::uint8_t* base = nullptr;
-  for (BOOL more = Module32FirstW(snapshot, &entry); more && base == nullptr; more = Module32NextW(snapshot, &entry)) {
+  for (BOOL more = Module32FirstW(snapshot, &entry); more && base == nullptr;
+       more = Module32NextW(snapshot, &entry)) {
     if (_wcsicmp(entry.szModule, name) == 0) {
       base = entry.modBaseAddr;
     }
@@ -362,7 +377,8 @@ void* ReaderInside(HANDLE process, DWORD process_id) {
   const std::size_t size = (path.size() + 1) * sizeof(wchar_t);
   void* const name = VirtualAllocEx(process, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
   WriteProcessMemory(process, name, path.c_str(), size, nullptr);
-  RunInside(process, reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "LoadLibraryW")), name);
+  RunInside(process, reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "LoadLibraryW")),
+            name);
   VirtualFreeEx(process, name, 0, MEM_RELEASE);
   std::uint8_t* const base = BaseOfModule(process_id, L"menu_reader.dll");
   const auto* const function = reinterpret_cast<std::uint8_t*>(GetProcAddress(here, "ReadMenu"));
@@ -398,7 +414,8 @@ json Menu(const json& request) {
   return items;
 }
 
-// -- the conversation ---------------------------------------------------------------------------------------------
+// -- the conversation
+// ---------------------------------------------------------------------------------------------
 
 const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
     {"windows", Windows},        // every top-level window
@@ -439,7 +456,8 @@ SOCKET Connect(unsigned short port) {
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? connection : INVALID_SOCKET;
+  return connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? connection
+                                                                                         : INVALID_SOCKET;
 }
 
 bool SendAll(SOCKET connection, const std::string& text) {
@@ -456,7 +474,8 @@ bool SendAll(SOCKET connection, const std::string& text) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const SOCKET connection = count == 2 ? Connect(static_cast<unsigned short>(std::atoi(arguments[1]))) : INVALID_SOCKET;
+  const SOCKET connection =
+      count == 2 ? Connect(static_cast<unsigned short>(std::atoi(arguments[1]))) : INVALID_SOCKET;
   if (connection == INVALID_SOCKET) {
     return 1;
   }
@@ -469,7 +488,8 @@ int main(int count, char** arguments) {
     }
     received.append(buffer, static_cast<std::size_t>(now));
     for (std::size_t end; (end = received.find('\n')) != std::string::npos;) {
-      const std::string answer = Answer(received.substr(0, end)).dump(-1, ' ', true, json::error_handler_t::replace);
+      const std::string answer =
+          Answer(received.substr(0, end)).dump(-1, ' ', true, json::error_handler_t::replace);
       received.erase(0, end + 1);
       if (!SendAll(connection, answer + "\n")) {
         return 0;

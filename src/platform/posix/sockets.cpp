@@ -173,8 +173,8 @@ std::string NumericHost(const SocketAddress& address) {
   sockaddr_storage storage{};
   std::memcpy(&storage, address.bytes.data(), address.size);
   std::array<char, NI_MAXHOST> host{};
-  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size), host.data(),
-                  static_cast<socklen_t>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
+  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size),
+                  host.data(), static_cast<socklen_t>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
     return {};
   }
   return host.data();

@@ -65,8 +65,8 @@ class Engine : public TlsEngine {
       return;
     }
     SSL_CTX_set_options(context_.get(), SSL_OP_NO_RENEGOTIATION);
-    // The result is looked at after the handshake, before a byte of ours is sent: a certificate that the user trusts
-    // is accepted although it does not check out.
+    // The result is looked at after the handshake, before a byte of ours is sent: a certificate that the user
+    // trusts is accepted although it does not check out.
     SSL_CTX_set_verify(context_.get(), SSL_VERIFY_NONE, &CollectFault);
     ssl_.reset(SSL_new(context_.get()));
     UniqueMemory in(BIO_new(BIO_s_mem()));
@@ -105,7 +105,9 @@ class Engine : public TlsEngine {
 
   void CloseSending() override { SSL_shutdown(ssl_.get()); }
 
-  void TakeReceived(std::string_view bytes) override { BIO_write(in_, bytes.data(), static_cast<int>(bytes.size())); }
+  void TakeReceived(std::string_view bytes) override {
+    BIO_write(in_, bytes.data(), static_cast<int>(bytes.size()));
+  }
 
   std::string TakeOutgoing() override {
     std::string bytes(BIO_ctrl_pending(out_), '\0');
@@ -134,8 +136,8 @@ class Engine : public TlsEngine {
   }
 
  private:
-  // Called for everything that is wrong with the chain. Going on shows what else is wrong; the verdict stays that of
-  // the list.
+  // Called for everything that is wrong with the chain. Going on shows what else is wrong; the verdict stays
+  // that of the list.
   static int CollectFault(int passed, X509_STORE_CTX* store) {
     if (passed == 1) return 1;
     const auto* const ssl =
@@ -163,15 +165,16 @@ class Engine : public TlsEngine {
 
   bool NameHost(const std::string& host) {
     X509_VERIFY_PARAM* const parameters = SSL_get0_param(ssl_.get());
-    X509_VERIFY_PARAM_set_hostflags(parameters,
-                                    X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    X509_VERIFY_PARAM_set_hostflags(
+        parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
     if (const auto address = AddressBytes(host)) {
       return X509_VERIFY_PARAM_set1_ip(parameters, reinterpret_cast<const unsigned char*>(address->data()),
                                        address->size()) == 1;
     }
     const std::string name = host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
     // A name that begins with a dot would be taken for any name below it.
-    return !name.empty() && name.front() != '.' && X509_VERIFY_PARAM_set1_host(parameters, name.c_str(), name.size()) == 1 &&
+    return !name.empty() && name.front() != '.' &&
+           X509_VERIFY_PARAM_set1_host(parameters, name.c_str(), name.size()) == 1 &&
            SSL_set_tlsext_host_name(ssl_.get(), name.c_str()) == 1;
   }
 

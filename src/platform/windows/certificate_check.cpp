@@ -19,8 +19,8 @@ namespace {
 // How long the system may take to fetch certificates or lists of revoked ones.
 constexpr DWORD kRetrievalTimeout = 10'000;
 constexpr std::size_t kSha256 = 32;
-// Deliberate: a server of revocation lists that cannot be reached is no fault, or half the world's networks would
-// have no mail.
+// Deliberate: a server of revocation lists that cannot be reached is no fault, or half the world's networks
+// would have no mail.
 constexpr DWORD kTolerated = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
 
 // What the policy for TLS can be told to overlook; not all of it is in every header.
@@ -60,10 +60,12 @@ std::string FingerprintOf(const CERT_CONTEXT& certificate) {
   BCRYPT_ALG_HANDLE algorithm = nullptr;
   if (BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0) != 0) return {};
   std::array<unsigned char, kSha256> digest{};
-  const NTSTATUS status = BCryptHash(algorithm, nullptr, 0, certificate.pbCertEncoded, certificate.cbCertEncoded,
-                                     digest.data(), static_cast<ULONG>(digest.size()));
+  const NTSTATUS status =
+      BCryptHash(algorithm, nullptr, 0, certificate.pbCertEncoded, certificate.cbCertEncoded, digest.data(),
+                 static_cast<ULONG>(digest.size()));
   BCryptCloseAlgorithmProvider(algorithm, 0);
-  return status == 0 ? HexDigits({reinterpret_cast<const char*>(digest.data()), digest.size()}) : std::string();
+  return status == 0 ? HexDigits({reinterpret_cast<const char*>(digest.data()), digest.size()})
+                     : std::string();
 }
 
 CertificateInfo InfoOf(const CERT_CONTEXT& certificate) {
@@ -82,13 +84,14 @@ std::string WithNumber(const char* words, DWORD number) {
 std::string FaultOf(DWORD error, const CERT_CONTEXT& certificate, const CERT_CHAIN_CONTEXT& chain) {
   switch (static_cast<HRESULT>(error)) {
     case CERT_E_UNTRUSTEDROOT:
-      return chain.cChain > 0 && chain.rgpChain[0]->cElement > 1 ? "self-signed certificate in certificate chain"
-                                                                 : "self-signed certificate";
+      return chain.cChain > 0 && chain.rgpChain[0]->cElement > 1
+                 ? "self-signed certificate in certificate chain"
+                 : "self-signed certificate";
     case CERT_E_CHAINING:
       return "unable to get local issuer certificate";
     case CERT_E_EXPIRED:
       return CertVerifyTimeValidity(nullptr, certificate.pCertInfo) < 0 ? "certificate is not yet valid"
-                                                                       : "certificate has expired";
+                                                                        : "certificate has expired";
     case CERT_E_WRONG_USAGE:
       return "unsuitable certificate purpose";
     case CERT_E_REVOKED:
@@ -106,8 +109,8 @@ void Add(std::string& faults, const std::string& fault) {
 }
 
 bool IsForHost(const CERT_CONTEXT& certificate, const std::string& host) {
-  const CERT_EXTENSION* const names = CertFindExtension(szOID_SUBJECT_ALT_NAME2, certificate.pCertInfo->cExtension,
-                                                        certificate.pCertInfo->rgExtension);
+  const CERT_EXTENSION* const names = CertFindExtension(
+      szOID_SUBJECT_ALT_NAME2, certificate.pCertInfo->cExtension, certificate.pCertInfo->rgExtension);
   return names != nullptr && NamesHost(BytesOf(names->Value), host);
 }
 
@@ -121,9 +124,10 @@ UniqueChain ChainOf(const CERT_CONTEXT& certificate) {
   parameters.RequestedUsage.Usage.rgpszUsageIdentifier = uses;
   parameters.dwUrlRetrievalTimeout = kRetrievalTimeout;
   const CERT_CHAIN_CONTEXT* chain = nullptr;
-  if (CertGetCertificateChain(nullptr, &certificate, nullptr, certificate.hCertStore, &parameters,
-                              CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT | CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT,
-                              nullptr, &chain) == 0) {
+  if (CertGetCertificateChain(
+          nullptr, &certificate, nullptr, certificate.hCertStore, &parameters,
+          CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT | CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT,
+          nullptr, &chain) == 0) {
     return nullptr;
   }
   return UniqueChain(chain);
@@ -158,8 +162,8 @@ std::string FaultsOf(const CERT_CONTEXT& certificate, const std::string& host) {
       Add(faults, FaultOf(error, certificate, *chain));
     }
   }
-  // Whatever the policy lets pass that the chain itself tells is a fault as well: not every system's policy looks at a
-  // chain without an end.
+  // Whatever the policy lets pass that the chain itself tells is a fault as well: not every system's policy
+  // looks at a chain without an end.
   constexpr struct {
     DWORD bit;
     HRESULT error;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The verdict on a server's certificate by the system's own trust store. Host names and addresses are compared by our
-// own code, which is tested on every system. For the sources of this folder only.
+// The verdict on a server's certificate by the system's own trust store. Host names and addresses are
+// compared by our own code, which is tested on every system. For the sources of this folder only.
 
 #include <chrono>
 #include <functional>
@@ -13,8 +13,8 @@
 
 namespace quillbeaker {
 
-// Fetching what the chain lacks may take the system seconds, so it works on a thread of its own, which is abandoned
-// when `on_wait` (asked whenever `period` has passed) gives up.
+// Fetching what the chain lacks may take the system seconds, so it works on a thread of its own, which is
+// abandoned when `on_wait` (asked whenever `period` has passed) gives up.
 TlsVerdict CheckServerCertificate(UniqueCertificate certificate, const std::string& host,
                                   std::chrono::milliseconds period, const std::function<bool()>& on_wait);
 

@@ -2,6 +2,7 @@
 #include "platform/sockets.h"
 
 #include <winsock2.h>
+
 #include <ws2tcpip.h>
 
 #include <algorithm>
@@ -167,8 +168,8 @@ std::string NumericHost(const SocketAddress& address) {
   sockaddr_storage storage{};
   std::memcpy(&storage, address.bytes.data(), address.size);
   std::array<char, NI_MAXHOST> host{};
-  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size), host.data(),
-                  static_cast<DWORD>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
+  if (getnameinfo(reinterpret_cast<const sockaddr*>(&storage), static_cast<socklen_t>(address.size),
+                  host.data(), static_cast<DWORD>(host.size()), nullptr, 0, NI_NUMERICHOST) != 0) {
     return {};
   }
   return host.data();

@@ -3,6 +3,7 @@
 #include "platform/tls.h"
 
 #include <winsock2.h>
+
 #include <ws2tcpip.h>
 
 #include <algorithm>
@@ -23,13 +24,15 @@ namespace {
 // Newer than some headers.
 constexpr DWORD kTls12 = 0x00000800;
 constexpr DWORD kTls13 = 0x00002000;
-// More than one record that is not whole yet cannot be waiting: who sends so much without an end sends no TLS.
+// More than one record that is not whole yet cannot be waiting: who sends so much without an end sends no
+// TLS.
 constexpr std::size_t kMostUnread = 256 * 1024;
 constexpr ULONG kRequests = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
                             ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
                             ISC_REQ_USE_SUPPLIED_CREDS | ISC_REQ_MANUAL_CRED_VALIDATION;
 // The check is ours, and nobody is shown a certificate of the user's.
-constexpr DWORD kCredentialFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS | SCH_USE_STRONG_CRYPTO;
+constexpr DWORD kCredentialFlags =
+    SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS | SCH_USE_STRONG_CRYPTO;
 
 SecBuffer BufferOf(ULONG type, void* bytes = nullptr, std::size_t size = 0) {
   return {static_cast<ULONG>(size), type, bytes};
@@ -39,8 +42,9 @@ SecBufferDesc ListOf(std::span<SecBuffer> buffers) {
   return {SECBUFFER_VERSION, static_cast<ULONG>(buffers.size()), buffers.data()};
 }
 
-// Whether a record of TLS may begin like that (RFC 8446, section 5.1). The system is not always as quick to see that a
-// server speaks something else: it may wait for the rest of a record whose length it took from a greeting.
+// Whether a record of TLS may begin like that (RFC 8446, section 5.1). The system is not always as quick to
+// see that a server speaks something else: it may wait for the rest of a record whose length it took from a
+// greeting.
 bool MayBeRecord(std::string_view bytes) {
   return bytes.empty() || (bytes[0] >= 20 && bytes[0] <= 24 && (bytes.size() < 2 || bytes[1] == 3));
 }
@@ -95,8 +99,8 @@ class Credentials {
   bool AcquireWith(void* data) {
     wchar_t package[] = UNISP_NAME_W;
     TimeStamp expiry{};
-    acquired_ = AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, data, nullptr, nullptr,
-                                          &handle_, &expiry) == SEC_E_OK;
+    acquired_ = AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, data, nullptr,
+                                          nullptr, &handle_, &expiry) == SEC_E_OK;
     return acquired_;
   }
 
@@ -108,7 +112,8 @@ class Engine : public TlsEngine {
  public:
   explicit Engine(const TlsOptions& options) : host_(options.host) {
     if (!AddressBytes(host_)) {
-      server_name_ = WideFromUtf8(host_.ends_with('.') ? std::string_view(host_).substr(0, host_.size() - 1) : host_);
+      server_name_ =
+          WideFromUtf8(host_.ends_with('.') ? std::string_view(host_).substr(0, host_.size() - 1) : host_);
     }
   }
   Engine(const Engine&) = delete;
@@ -129,7 +134,8 @@ class Engine : public TlsEngine {
         return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;
       }
       if (status == SEC_I_INCOMPLETE_CREDENTIALS && !offered_nothing_) {
-        // The server would like to see a certificate of ours. There is none: said once more, that is the answer.
+        // The server would like to see a certificate of ours. There is none: said once more, that is the
+        // answer.
         offered_nothing_ = true;
         continue;
       }
@@ -201,10 +207,11 @@ class Engine : public TlsEngine {
   std::string TakeOutgoing() override { return std::exchange(outgoing_, {}); }
   std::string Failure() override { return Describe(failure_); }
 
-  TlsVerdict CheckCertificate(std::chrono::milliseconds period, const std::function<bool()>& on_wait) override {
+  TlsVerdict CheckCertificate(std::chrono::milliseconds period,
+                              const std::function<bool()>& on_wait) override {
     const CERT_CONTEXT* certificate = nullptr;
-    if (QueryContextAttributesW(&context_, SECPKG_ATTR_REMOTE_CERT_CONTEXT, static_cast<void*>(&certificate)) !=
-            SEC_E_OK ||
+    if (QueryContextAttributesW(&context_, SECPKG_ATTR_REMOTE_CERT_CONTEXT,
+                                static_cast<void*>(&certificate)) != SEC_E_OK ||
         certificate == nullptr) {
       return {};
     }
@@ -223,9 +230,10 @@ class Engine : public TlsEngine {
     SecBufferDesc output = ListOf(buffers);
     ULONG attributes = 0;
     TimeStamp expiry{};
-    const SECURITY_STATUS status = InitializeSecurityContextW(
-        credentials_.handle(), begun_ ? &context_ : nullptr, server_name_.empty() ? nullptr : server_name_.data(),
-        kRequests, 0, 0, input, 0, begun_ ? nullptr : &context_, &output, &attributes, &expiry);
+    const SECURITY_STATUS status =
+        InitializeSecurityContextW(credentials_.handle(), begun_ ? &context_ : nullptr,
+                                   server_name_.empty() ? nullptr : server_name_.data(), kRequests, 0, 0,
+                                   input, 0, begun_ ? nullptr : &context_, &output, &attributes, &expiry);
     begun_ = begun_ || status == SEC_I_CONTINUE_NEEDED || status == SEC_E_OK;
     for (const SecBuffer& buffer : buffers) {
       if (buffer.pvBuffer == nullptr) continue;
@@ -249,7 +257,9 @@ class Engine : public TlsEngine {
   }
 
   // The library tells how much it did not take; it is the end of what it was given.
-  void KeepLast(std::size_t count) { received_.erase(0, received_.size() - std::min(count, received_.size())); }
+  void KeepLast(std::size_t count) {
+    received_.erase(0, received_.size() - std::min(count, received_.size()));
+  }
 
   TlsStep Establish() {
     if (const SECURITY_STATUS status = QueryContextAttributesW(&context_, SECPKG_ATTR_STREAM_SIZES, &sizes_);
@@ -269,7 +279,8 @@ class Engine : public TlsEngine {
   // One record. Its text, if it has any, is added to what can be read.
   SECURITY_STATUS Decrypt() {
     std::array<SecBuffer, 4> buffers{BufferOf(SECBUFFER_DATA, received_.data(), received_.size()),
-                                     BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY)};
+                                     BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY),
+                                     BufferOf(SECBUFFER_EMPTY)};
     SecBufferDesc list = ListOf(buffers);
     const SECURITY_STATUS status = DecryptMessage(&context_, &list, 0, nullptr);
     if (status == SEC_E_INCOMPLETE_MESSAGE) return status;
@@ -286,8 +297,8 @@ class Engine : public TlsEngine {
     return status;
   }
 
-  // In TLS 1.3 the wish to negotiate is what a session ticket or a new key looks like (RFC 8446, section 4.6). Older
-  // TLS means it, and is refused: nobody may change the connection under the mail.
+  // In TLS 1.3 the wish to negotiate is what a session ticket or a new key looks like (RFC 8446,
+  // section 4.6). Older TLS means it, and is refused: nobody may change the connection under the mail.
   bool TakeTicket() {
     if ((protocol_ & kTls13) == 0) {
       Fail(SEC_E_UNSUPPORTED_FUNCTION);

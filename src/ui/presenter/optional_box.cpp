@@ -7,8 +7,8 @@ namespace quillbeaker {
 namespace {
 
 // One line without breaks of its own, appended to `wrapped`.
-void WrapLine(std::wstring_view line, int widest,
-              const std::function<int(std::wstring_view)>& width_of, std::wstring& wrapped) {
+void WrapLine(std::wstring_view line, int widest, const std::function<int(std::wstring_view)>& width_of,
+              std::wstring& wrapped) {
   while (!line.empty() && width_of(line) > widest) {
     std::size_t fits = 1;  // one character always stands on a line, however narrow that is
     while (fits < line.size() && width_of(line.substr(0, fits + 1)) <= widest) {
@@ -57,7 +57,8 @@ OptionalBoxLayout LayOut(const OptionalBoxSizes& sizes, BoxButtons buttons) {
   const int text_left = margin + (sizes.icon > 0 ? sizes.icon + margin : 0);
   const int row_of_buttons =
       buttons == BoxButtons::kOk ? sizes.button_width : 2 * (sizes.button_width + sizes.half_gap);
-  const int width = std::max({text_left + sizes.text_width, margin + sizes.check_width, margin + row_of_buttons}) + margin;
+  const int width =
+      std::max({text_left + sizes.text_width, margin + sizes.check_width, margin + row_of_buttons}) + margin;
   const int text_row = std::max(sizes.icon, sizes.text_height);
 
   OptionalBoxLayout layout;
@@ -68,9 +69,11 @@ OptionalBoxLayout LayOut(const OptionalBoxSizes& sizes, BoxButtons buttons) {
   const int button_top = layout.check.bottom() + margin;
   const int centre = width / 2;
   if (buttons == BoxButtons::kOk) {
-    layout.first_button = {centre - sizes.button_width / 2, button_top, sizes.button_width, sizes.button_height};
+    layout.first_button = {centre - sizes.button_width / 2, button_top, sizes.button_width,
+                           sizes.button_height};
   } else {
-    layout.first_button = {centre - sizes.half_gap - sizes.button_width, button_top, sizes.button_width, sizes.button_height};
+    layout.first_button = {centre - sizes.half_gap - sizes.button_width, button_top, sizes.button_width,
+                           sizes.button_height};
     layout.second_button = {centre + sizes.half_gap, button_top, sizes.button_width, sizes.button_height};
   }
   layout.client = {0, 0, width, button_top + sizes.button_height + margin};

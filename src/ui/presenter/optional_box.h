@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What a message box with "Don't show this message again" decides: whether it is shown, how its text is broken
-// into lines, where its parts lie. Knows no window.
+// What a message box with "Don't show this message again" decides: whether it is shown, how its text is
+// broken into lines, where its parts lie. Knows no window.
 
 #include <functional>
 #include <string>
@@ -17,8 +17,9 @@ bool IsSilenced(const Program& program, std::string_view key);
 // What a button press leaves behind: the box is silenced when its check box was ticked.
 void KeepSilence(Program& program, std::string_view key, bool ticked);
 
-// The text with line breaks put in, so that no line is wider than `widest` (in the unit of `width_of`): at the last
-// blank of the line, which goes, or inside a word that is wider by itself. Breaks that the text has stay.
+// The text with line breaks put in, so that no line is wider than `widest` (in the unit of `width_of`): at
+// the last blank of the line, which goes, or inside a word that is wider by itself. Breaks that the text has
+// stay.
 std::wstring WrapLines(std::wstring_view text, int widest,
                        const std::function<int(std::wstring_view line)>& width_of);
 
@@ -42,7 +43,7 @@ struct OptionalBoxSizes {
   int check_height = 0;
   int button_width = 0;
   int button_height = 0;
-  int margin = 0;  // around everything, and between its parts
+  int margin = 0;    // around everything, and between its parts
   int half_gap = 4;  // from the centre line to either button of a pair
 };
 

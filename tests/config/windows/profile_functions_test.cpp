@@ -5,8 +5,9 @@
 // Not compared, because we mean to differ: integers in other bases ("0x10", "0b1", "0o7"), with a leading
 // "+", empty (ours is 0, theirs the default) or beyond 32 bits (ours stops at the end, theirs wraps); keys
 // that begin with ";", which the system finds as a key and leaves out of a section all the same.
-#include <gtest/gtest.h>
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include <cctype>
 #include <random>

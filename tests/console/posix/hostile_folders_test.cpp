@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Folders with what a stranger may leave in them: pipes, links in a circle, files that may not be read, holes.
+// Folders with what a stranger may leave in them: pipes, links in a circle, files that may not be read,
+// holes.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Learning killed at every system call, and in several processes at once: no list is ever half written and no count
-// is lost.
+// Learning killed at every system call, and in several processes at once: no list is ever half written and no
+// count is lost.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/console.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>

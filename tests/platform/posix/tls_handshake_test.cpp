@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The handshake with a real server's bytes, stalled behind each of them and dripped one by one, by a clock that the
-// test turns.
+// The handshake with a real server's bytes, stalled behind each of them and dripped one by one, by a clock
+// that the test turns.
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
@@ -33,7 +33,8 @@ class Server {
     X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
     X509_set_pubkey(certificate, key);
     X509_NAME* const name = X509_get_subject_name(certificate);
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("localhost"),
+                               -1, -1, 0);
     X509_set_issuer_name(certificate, name);
     X509_sign(certificate, key, EVP_sha256());
     context_ = SSL_CTX_new(TLS_server_method());
@@ -79,7 +80,8 @@ class Server {
 
 class Line : public Connection {
  public:
-  Line(Server& server, std::size_t budget, std::size_t piece) : server_(server), budget_(budget), piece_(piece) {}
+  Line(Server& server, std::size_t budget, std::size_t piece)
+      : server_(server), budget_(budget), piece_(piece) {}
 
   IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
     const std::size_t count = std::min({capacity, piece_, waiting_.size(), budget_});
@@ -155,8 +157,8 @@ TEST_P(HandshakeTest, IsGivenUpWhereverTheServerStalls) {
     const auto line = std::make_shared<Line>(server, budget, 1'000'000);
     const TlsResult result = Shake(line);
     EXPECT_EQ(result.connection, nullptr) << budget;
-    // Behind the handshake's last byte stand only session tickets, which nobody waits for. Signatures differ in length
-    // by a few bytes from one handshake to the next.
+    // Behind the handshake's last byte stand only session tickets, which nobody waits for. Signatures differ
+    // in length by a few bytes from one handshake to the next.
     if (result.status == TlsStatus::kAborted) {
       ++given_up;
       EXPECT_EQ(line->now.time_since_epoch(), 4 * 250ms) << budget;
@@ -182,7 +184,9 @@ TEST_P(HandshakeTest, TakesTheBytesOneByOne) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, HandshakeTest, ::testing::Values(TLS1_2_VERSION, TLS1_3_VERSION),
-                         [](const auto& version) { return version.param == TLS1_2_VERSION ? "Tls12" : "Tls13"; });
+                         [](const auto& version) {
+                           return version.param == TLS1_2_VERSION ? "Tls12" : "Tls13";
+                         });
 
 TEST(HandshakeVersionTest, OldTlsIsRefused) {
   Server server(TLS1_1_VERSION);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The training area killed at every system call: the index is the old or the new one, every entry has its file, and
-// learning loses no marked message.
+// The training area killed at every system call: the index is the old or the new one, every entry has its
+// file, and learning loses no marked message.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,7 +55,8 @@ void Prepare(TestProgram& one) {
 }
 
 // Does `work` to one fresh area after another, killed one system call later each time.
-void KillAtEveryCall(const std::function<void(TestProgram&)>& prepare, const std::function<void(Program&)>& work,
+void KillAtEveryCall(const std::function<void(TestProgram&)>& prepare,
+                     const std::function<void(Program&)>& work,
                      const std::function<void(TestProgram&, bool finished)>& check) {
   for (int call = 0; call < kMoreCallsThanAnyWorkMakes; ++call) {
     SCOPED_TRACE("killed at system call " + std::to_string(call));
@@ -97,7 +98,8 @@ TEST(TrainingKilled, WhileAddingEveryEntryHasItsWholeFileAndTheTextComesBack) {
         // A file that was left without its entry does not block the text.
         EXPECT_EQ(AddText(one.program(), "third text"), names->size() == 2);
         EXPECT_EQ(WholeEntries(one)->size(), names->size() == 2 ? 3U : 4U);
-        EXPECT_EQ(one.directory.Get("training/" + test::TrainingName("\r\nthird text\r\n")), "\r\nthird text\r\n");
+        EXPECT_EQ(one.directory.Get("training/" + test::TrainingName("\r\nthird text\r\n")),
+                  "\r\nthird text\r\n");
       });
   EXPECT_EQ(sizes, (std::set<std::size_t>{2, 4}));
 }
@@ -127,7 +129,8 @@ TEST(TrainingKilled, WhileDeletingNoEntryIsLeftWithoutItsFile) {
   KillAtEveryCall(
       Prepare,
       [](Program& program) {
-        TrainingArea(program).DeleteMessages(std::vector<std::string>{test::TrainingName("\r\nfirst text\r\n")});
+        TrainingArea(program).DeleteMessages(
+            std::vector<std::string>{test::TrainingName("\r\nfirst text\r\n")});
       },
       [&](TestProgram& one, bool finished) {
         const auto names = WholeEntries(one);
@@ -140,18 +143,17 @@ TEST(TrainingKilled, WhileDeletingNoEntryIsLeftWithoutItsFile) {
 
 TEST(TrainingKilled, WhileKeepingADamagedIndexAsideItIsNotLost) {
   const std::string damaged = "<training><message filename=\"1.eml\"";
-  KillAtEveryCall(
-      [&](TestProgram& one) { ASSERT_TRUE(one.directory.Put(kIndex, damaged)); },
-      [](Program& program) { TrainingArea(program).List(); },
-      [&](TestProgram& one, bool finished) {
-        const bool in_place = one.directory.Get(kIndex) == damaged;
-        const bool aside = one.directory.Get("training/training.xml.bad") == damaged;
-        EXPECT_TRUE(in_place || aside);
-        if (finished) {
-          EXPECT_TRUE(aside);
-          EXPECT_FALSE(in_place);
-        }
-      });
+  KillAtEveryCall([&](TestProgram& one) { ASSERT_TRUE(one.directory.Put(kIndex, damaged)); },
+                  [](Program& program) { TrainingArea(program).List(); },
+                  [&](TestProgram& one, bool finished) {
+                    const bool in_place = one.directory.Get(kIndex) == damaged;
+                    const bool aside = one.directory.Get("training/training.xml.bad") == damaged;
+                    EXPECT_TRUE(in_place || aside);
+                    if (finished) {
+                      EXPECT_TRUE(aside);
+                      EXPECT_FALSE(in_place);
+                    }
+                  });
 }
 
 TEST(TrainingKilled, WhileLearningNoMarkedMessageIsLost) {
@@ -176,7 +178,8 @@ TEST(TrainingKilled, WhileLearningNoMarkedMessageIsLost) {
         ASSERT_LE(bad->messages, 1U);
         // Not in the area any more only when it is in the list.
         EXPECT_TRUE(names->size() == 2 || (names->size() == 1 && bad->messages == 1));
-        states.insert(std::to_string(names->size()) + " entries, " + std::to_string(bad->messages) + " learnt");
+        states.insert(std::to_string(names->size()) + " entries, " + std::to_string(bad->messages) +
+                      " learnt");
         if (finished) {
           EXPECT_EQ(names->size(), 1U);
         }
