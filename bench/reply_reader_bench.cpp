@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/connection.h"
-#include "pop3/reply_reader.h"
+#include "pop3/upstream/reply_reader.h"
 
 namespace quillbeaker {
 namespace {

@@ -5,9 +5,10 @@
 #include <optional>
 
 #include "app/tray_menu.h"
+#include "config/writable_directories.h"
+#include "extras/store_preparation.h"
 #include "platform/environment.h"
-#include "pop3/housekeeping.h"
-#include "pop3/writable_directories.h"
+#include "pop3/check/daily_purges.h"
 #include "ui/dialog.h"
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"

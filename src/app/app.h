@@ -18,6 +18,7 @@
 #include "app/tray_icon.h"
 #include "config/program.h"
 #include "pop3/login_problem.h"
+#include "ui/presenter/login_problem_memory.h"
 #include "ui/trust_question_box.h"
 
 namespace quillbeaker {

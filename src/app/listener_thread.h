@@ -9,7 +9,7 @@
 
 #include "app/session_observer.h"
 #include "config/program.h"
-#include "pop3/mail_proxy.h"
+#include "pop3/local/mail_proxy.h"
 #include "ui/handles.h"
 
 namespace quillbeaker {

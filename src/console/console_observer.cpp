@@ -7,9 +7,10 @@
 
 #include "config/log_file.h"
 #include "config/texts.h"
+#include "config/trusted_certificates.h"
 #include "message/display_text.h"
 #include "platform/console.h"
-#include "pop3/housekeeping.h"
+#include "pop3/check/daily_purges.h"
 
 namespace quillbeaker {
 namespace {

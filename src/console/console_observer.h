@@ -14,8 +14,8 @@
 
 #include "config/program.h"
 #include "console/progress_line.h"
+#include "extras/trust_questions.h"
 #include "pop3/check_observer.h"
-#include "pop3/trusted_certificates.h"
 
 namespace quillbeaker {
 

@@ -6,10 +6,10 @@
 #include "config/texts.h"
 #include "console/commands.h"
 #include "console/console_observer.h"
+#include "extras/store_preparation.h"
 #include "platform/connection.h"
 #include "platform/console.h"
-#include "pop3/housekeeping.h"
-#include "pop3/mail_proxy.h"
+#include "pop3/local/mail_proxy.h"
 
 namespace quillbeaker {
 namespace {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/login_problem.h"
 
-#include <algorithm>
 #include <string_view>
 
 #include "config/texts.h"
@@ -36,20 +35,6 @@ const Description* DescriptionOf(LoginFailure failure) {
     if (description.failure == failure) return &description;
   }
   return nullptr;
-}
-
-std::string WithoutNumbers(std::string_view text) {
-  std::string words;
-  while (!text.empty()) {
-    const std::string_view word = text.substr(0, text.find(' '));
-    text.remove_prefix(std::min(word.size() + 1, text.size()));
-    if (word.find_first_of("0123456789") == word.npos) words.append(word).append(" ");
-  }
-  return words;
-}
-
-bool IsSameReason(const LoginProblem& a, const LoginProblem& b) {
-  return a.failure == b.failure && WithoutNumbers(a.detail) == WithoutNumbers(b.detail);
 }
 
 }  // namespace
@@ -88,19 +73,6 @@ std::string TrustQuestion(const LoginProblem& problem) {
                 {certificate.subject, certificate.issuer, certificate.valid_from, certificate.valid_until,
                  certificate.fingerprint}) +
          "\n\n" + std::string(TextOf(Text::kTrustQuestion));
-}
-
-bool LoginProblemMemory::IsNew(const LoginProblem& problem) {
-  const auto [entry, inserted] = told_.try_emplace(problem.server, problem);
-  if (!inserted && IsSameReason(entry->second, problem)) {
-    return false;
-  }
-  entry->second = problem;
-  return true;
-}
-
-void LoginProblemMemory::Forget(const std::string& server) {
-  told_.erase(server);
 }
 
 }  // namespace quillbeaker

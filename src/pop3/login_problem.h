@@ -4,7 +4,6 @@
 // Why a login to a server failed: for the server log, for the console's status line and for a notification of
 // the Windows program. The mail client is told nothing of it.
 
-#include <map>
 #include <optional>
 #include <string>
 
@@ -42,19 +41,5 @@ std::string DescribeProblem(const LoginProblem& problem);
 std::string ProblemMarker(const LoginProblem& problem);
 // The question whether to trust the certificate from now on, in the chosen language, several lines.
 std::string TrustQuestion(const LoginProblem& problem);
-
-// So that a person is told of a problem once, not at each mail check: per server the last one that was told.
-// One thread.
-class LoginProblemMemory {
- public:
-  // True when the server's problem is another one than the last time. Words with digits in them make none:
-  // servers put the time or the session's number into what they say.
-  bool IsNew(const LoginProblem& problem);
-  // The server works again: its next problem is a new one.
-  void Forget(const std::string& server);
-
- private:
-  std::map<std::string, LoginProblem> told_;
-};
 
 }  // namespace quillbeaker

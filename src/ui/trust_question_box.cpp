@@ -5,6 +5,7 @@
 #include <system_error>
 #include <thread>
 
+#include "config/trusted_certificates.h"
 #include "ui/message_box.h"
 #include "ui/wide_text.h"
 

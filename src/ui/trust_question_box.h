@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "config/program.h"
+#include "extras/trust_questions.h"
 #include "pop3/login_problem.h"
-#include "pop3/trusted_certificates.h"
 
 namespace quillbeaker {
 

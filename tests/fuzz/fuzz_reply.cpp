@@ -6,7 +6,7 @@
 #include <string>
 
 #include "fuzz_support.h"
-#include "pop3/reply_reader.h"
+#include "pop3/upstream/reply_reader.h"
 
 namespace quillbeaker {
 namespace {

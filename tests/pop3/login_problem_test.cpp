@@ -96,21 +96,5 @@ TEST(LoginProblem, AsksWithEverythingThatAPersonCanCompare) {
   EXPECT_NE(TrustQuestion(problem).find("CHANGED"), std::string::npos);
 }
 
-TEST(LoginProblemMemory, TellsOncePerServerAndReason) {
-  LoginProblemMemory memory;
-  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
-  EXPECT_FALSE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
-  LoginProblem other_server = Problem(LoginFailure::kTimedOut);
-  other_server.server = "pop.example.com:110";
-  EXPECT_TRUE(memory.IsNew(other_server));
-  EXPECT_FALSE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
-  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kPasswordRefused, "-ERR no")));
-  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kPasswordRefused, "-ERR locked")));
-  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
-  memory.Forget("pop.example.org:995");
-  EXPECT_TRUE(memory.IsNew(Problem(LoginFailure::kTimedOut)));
-  EXPECT_FALSE(memory.IsNew(other_server));
-}
-
 }  // namespace
 }  // namespace quillbeaker

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include "extras/store_preparation.h"
+
+#include "filter/spam_words.h"
+#include "stores/recycle_bin.h"
+#include "stores/training_area.h"
+
+namespace quillbeaker {
+namespace {
+
+void ConvertOldSpamWords(Program& program, const std::function<void()>& notice) {
+  const bool converted = ConvertSpamPoints(program);
+  if (!converted || program.Read(keys::kConvertedSpamPoints096) != 0) {
+    return;
+  }
+  if (notice) {
+    notice();
+  }
+  program.Write(keys::kConvertedSpamPoints096, 1);
+}
+
+}  // namespace
+
+void PrepareStores(Program& program, const StartUpNotices& notices) {
+  RecycleBin recycle_bin(program);
+  recycle_bin.TakeInDroppedFiles(notices.taking_in_messages);
+  recycle_bin.RebuildIndex();
+  ConvertOldSpamWords(program, notices.spam_words_converted);
+  TrainingArea{program};  // makes its directory
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/local/client_session.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "config/ascii.h"
+#include "pop3/local/client_commands.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::size_t kReceiveSize = 1024;  // bytes
+constexpr std::string_view kMask = "********";
+// What would make the gathered reply longer than this is sent as it stands, without another copy of it.
+constexpr std::size_t kOutgoingLimit = std::size_t{256} * 1024;
+
+bool EndsLine(std::string_view command) {
+  return command.ends_with('\n');
+}
+
+// Deliberate: true for the beginning of a line, not ended yet, that is or may become one with a password. A
+// client that sends it in pieces would otherwise have its password in the log, which takes each receive for a
+// command.
+bool MayHoldPassword(std::string_view unfinished_line) {
+  if (unfinished_line.empty()) {
+    return false;
+  }
+  for (const std::string_view word : {"PASS", "AUTH", "APOP"}) {
+    const std::size_t compared = std::min(word.size(), unfinished_line.size());
+    if (StartsWithIgnoringCase(unfinished_line, word.substr(0, compared))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// 0 and less mean for ever, which is a year here.
+std::chrono::milliseconds ConfiguredIdleLimit(const Program& program) {
+  const std::int32_t seconds = program.Read(keys::kClientTimeout);
+  return seconds > 0 ? std::chrono::seconds(seconds) : std::chrono::hours(24 * 365);
+}
+
+}  // namespace
+
+ClientSession::ClientSession(Program& program, CheckObserver& observer, TickSequence& ticks,
+                             const SessionSettings& settings, std::unique_ptr<Connection> client)
+    : program_(program),
+      observer_(observer),
+      ticks_(ticks),
+      idle_limit_(settings.client_idle_limit.value_or(ConfiguredIdleLimit(program))),
+      own_port_(settings.own_port),
+      client_(std::move(client)),
+      upstream_(program, observer) {}
+
+void ClientSession::Run() {
+  OpenLog();
+  observer_.SessionBegins();
+  SendOk("Ready");
+  Flush();
+  ServeCommands();
+  observer_.SessionEnds(summary);
+}
+
+void ClientSession::Stop() {
+  upstream_.Abort();
+  client_->Abort({});
+}
+
+void ClientSession::OpenLog() {
+  const std::string path =
+      LogPath(program_.environment.program_directory, program_.Read(keys::kLogFileClientFileName));
+  if (!path.empty() && client_log_.Open(path, program_.Read(keys::kLogFileClientMaxSize))) {
+    client_log_.WriteLine(BannerLine("Client", program_.environment.local_time()));
+  }
+}
+
+void ClientSession::ServeCommands() {
+  std::array<char, kReceiveSize> buffer;
+  while (!client_lost_) {
+    const IoResult received = client_->Receive(buffer.data(), buffer.size(), idle_limit_);
+    if (received.status != IoStatus::kOk) {
+      return;
+    }
+    // Deliberate: what one receive gives is one command, with no assembling of lines.
+    if (!HandleCommand({buffer.data(), received.bytes})) {
+      return;
+    }
+  }
+}
+
+bool ClientSession::HandleCommand(std::string_view command) {
+  LogCommand(command);
+  const CommandResult result = Dispatch(*this, command);
+  if (result == CommandResult::kUnknown) {
+    SendErr("Unknown command");
+  }
+  Flush();
+  return result != CommandResult::kEndSession;
+}
+
+void ClientSession::LogCommand(std::string_view command) {
+  client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', LoggableText(command)));
+}
+
+std::string ClientSession::LoggableText(std::string_view command) {
+  const std::string_view last_line = command.substr(command.rfind('\n') + 1);
+  const bool goes_on =
+      std::exchange(secret_goes_on_, secret_goes_on_ ? !EndsLine(command) : MayHoldPassword(last_line));
+  if (goes_on) {
+    return std::string(kMask);
+  }
+  return StartsWithIgnoringCase(command, "PASS") ? "PASS " + std::string(kMask) : MaskCredentials(command);
+}
+
+void ClientSession::SendOk(std::string_view text) {
+  SendRaw("+OK " + std::string(text) + "\r\n");
+}
+
+void ClientSession::SendErr(std::string_view text) {
+  SendRaw("-ERR " + std::string(text) + "\r\n");
+}
+
+void ClientSession::SendRaw(std::string_view line) {
+  if (!line.empty()) {
+    client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', line));
+  }
+  SendUnlogged(line);
+}
+
+void ClientSession::SendUnlogged(std::string_view bytes) {
+  if (outgoing_.size() + bytes.size() <= kOutgoingLimit) {
+    outgoing_ += bytes;
+    return;
+  }
+  Flush();
+  SendNow(bytes);
+}
+
+void ClientSession::LogMarker(std::string_view text) {
+  client_log_.WriteLine(MarkerLine('S', text));
+}
+
+void ClientSession::Flush() {
+  SendNow(outgoing_);
+  outgoing_.clear();
+}
+
+void ClientSession::SendNow(std::string_view bytes) {
+  if (!bytes.empty() && !client_lost_) {
+    client_lost_ = client_->Send(bytes, idle_limit_).status != IoStatus::kOk;
+  }
+}
+
+bool ClientSession::ClientHasGone() {
+  return client_->PeerHasGone();
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/upstream/message_listing.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "pop3/check/message_entry.h"
+#include "pop3/upstream/reply_reader.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::string_view kLastLine = ".\r\n";
+
+// The decimal number at the start of the text, held at the top of 32 bits; 0 without one.
+std::uint32_t NumberAtStart(std::string_view text) {
+  std::uint64_t number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') {
+      break;
+    }
+    number = number * 10 + static_cast<std::uint64_t>(c - '0');
+    if (number > std::numeric_limits<std::uint32_t>::max()) {
+      return std::numeric_limits<std::uint32_t>::max();
+    }
+  }
+  return static_cast<std::uint32_t>(number);
+}
+
+bool IsServerNumber(std::uint32_t number) {
+  return number >= 1 && number <= kMaxServerNumber;
+}
+
+// The byte before a size: the first blank, or if there is none the first tab.
+std::size_t SizeSeparator(std::string_view line) {
+  const std::size_t blank = line.find(' ');
+  return blank != std::string_view::npos ? blank : line.find('\t');
+}
+
+// Calls `visit` with each line between the status line and the line of the single dot. False when there are
+// too many.
+template <typename Visit>
+bool ForEachLine(std::string_view reply, const Visit& visit) {
+  std::size_t count = 0;
+  std::size_t end = reply.find(kLineEnd);
+  while (end != std::string_view::npos) {
+    const std::size_t begin = end + kLineEnd.size();
+    if (reply.substr(begin, kLastLine.size()) == kLastLine) {
+      return true;
+    }
+    end = reply.find(kLineEnd, begin);
+    if (end != std::string_view::npos) {
+      if (++count > kMaxListedMessages) {
+        return false;
+      }
+      visit(reply.substr(begin, end - begin));
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply) {
+  std::vector<ListedMessage> messages;
+  const bool whole = ForEachLine(reply, [&messages](std::string_view line) {
+    ListedMessage message{NumberAtStart(line), 0};
+    const std::size_t separator = SizeSeparator(line);
+    if (separator != std::string_view::npos) {
+      message.size = NumberAtStart(line.substr(separator + 1));
+    }
+    if (IsServerNumber(message.number)) {
+      messages.push_back(message);
+    }
+  });
+  return whole ? std::optional(std::move(messages)) : std::nullopt;
+}
+
+std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply) {
+  std::vector<ListedUniqueId> ids;
+  const bool whole = ForEachLine(reply, [&ids](std::string_view line) {
+    const std::size_t separator = line.find_first_of(" \t");
+    if (separator == std::string_view::npos) {
+      return;
+    }
+    const std::uint32_t number = NumberAtStart(line.substr(0, separator));
+    if (IsServerNumber(number)) {
+      ids.push_back({number, line.substr(separator + 1, kMaxUniqueId)});
+    }
+  });
+  return whole ? std::optional(std::move(ids)) : std::nullopt;
+}
+
+}  // namespace quillbeaker

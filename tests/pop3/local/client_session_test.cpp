@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/local/client_session.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pop3/recording_observer.h"
+#include "support/test_program.h"
+
+namespace quillbeaker {
+namespace {
+
+using std::chrono::milliseconds;
+
+// What a client did and saw.
+struct Conversation {
+  std::deque<std::string> commands;  // one receive each; then silence
+  std::vector<std::string> sends;
+  milliseconds longest_wait{0};
+  std::size_t sends_taken = 100;  // later ones time out
+};
+
+// A client without a socket. When its commands are used up it stays silent until the wait is over.
+class ScriptedClient : public Connection {
+ public:
+  explicit ScriptedClient(Conversation& conversation) : conversation_(conversation) {}
+
+  IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
+    conversation_.longest_wait = std::max(conversation_.longest_wait, wait);
+    if (conversation_.commands.empty()) {
+      return {IoStatus::kTimedOut, 0};
+    }
+    const std::string command = conversation_.commands.front();
+    conversation_.commands.pop_front();
+    const std::size_t count = std::min(command.size(), capacity);
+    std::memcpy(buffer, command.data(), count);
+    if (count < command.size()) {
+      conversation_.commands.push_front(command.substr(count));
+    }
+    return {IoStatus::kOk, count};
+  }
+  IoResult Send(std::string_view bytes, milliseconds wait) override {
+    conversation_.longest_wait = std::max(conversation_.longest_wait, wait);
+    if (conversation_.sends.size() >= conversation_.sends_taken) {
+      return {IoStatus::kTimedOut, 0};
+    }
+    conversation_.sends.emplace_back(bytes);
+    return {IoStatus::kOk, bytes.size()};
+  }
+  void FinishSending() override {}
+  bool PeerHasGone() override { return false; }
+  void Abort(std::string_view) override {}
+
+ private:
+  Conversation& conversation_;
+};
+
+class ClientSessionTest : public ::testing::Test {
+ protected:
+  // Runs a session over the commands until it ends by itself or by the idle limit.
+  const std::vector<std::string>& Run(std::deque<std::string> commands) {
+    conversation_.commands = std::move(commands);
+    ClientSession session(world_.program(), observer_, ticks_, settings_,
+                          std::make_unique<ScriptedClient>(conversation_));
+    session.Run();
+    return conversation_.sends;
+  }
+
+  test::TestProgram world_;
+  RecordingObserver observer_;
+  TickSequence ticks_;
+  SessionSettings settings_;
+  Conversation conversation_;
+};
+
+TEST_F(ClientSessionTest, GreetsAfterTheHousekeepingAndEndsWithItsSummary) {
+  EXPECT_EQ(Run({}), std::vector<std::string>({"+OK Ready\r\n"}));
+  EXPECT_EQ(observer_.told, std::vector<std::string>({"session begins", "session ends"}));
+  EXPECT_FALSE(observer_.summary.logged_in);
+}
+
+TEST_F(ClientSessionTest, WaitsTenMinutesForASilentClientAndThenEnds) {
+  Run({});
+  EXPECT_EQ(conversation_.longest_wait, std::chrono::minutes(10));
+}
+
+TEST_F(ClientSessionTest, EndsWhenTheClientTakesNothing) {
+  conversation_.sends_taken = 1;
+  Run({"STAT\r\n", "STAT\r\n", "STAT\r\n"});
+  EXPECT_EQ(conversation_.commands.size(), 2u);
+}
+
+TEST_F(ClientSessionTest, TakesEachReceiveForOneCommand) {
+  EXPECT_EQ(Run({"NO", "OP\r\n", "STAT\r\nSTAT\r\n", "stat\r\n"}),
+            std::vector<std::string>({"+OK Ready\r\n", "-ERR Unknown command\r\n", "-ERR Unknown command\r\n",
+                                      "+OK 0 0\r\n", "+OK 0 0\r\n"}));
+}
+
+TEST_F(ClientSessionTest, CutsWhatIsLongerThanAReceive) {
+  EXPECT_EQ(Run({std::string(2000, 'X')}).size(), 3u);
+}
+
+TEST_F(ClientSessionTest, SendsAReplyOfSeveralLinesAtOnce) {
+  EXPECT_EQ(Run({"LIST\r\n"}).back(), "+OK There are no messages\r\n.\r\n");
+}
+
+// The lines of client.log that a client's commands left, without their times.
+std::vector<std::string> LoggedCommands(test::TestProgram& world) {
+  const std::string log = world.directory.Get("client.log").value_or("");
+  std::vector<std::string> commands;
+  for (std::size_t at = log.find(" C: "); at != std::string::npos; at = log.find(" C: ", at + 1)) {
+    commands.push_back(log.substr(at + 4, log.find("\r\n", at) - at - 4));
+  }
+  return commands;
+}
+
+TEST_F(ClientSessionTest, KeepsAPasswordThatComesInPiecesOutOfTheLog) {
+  Run({"PA", "SS sec", "ret\r\n", "NOOP\r\n", "APOP jane d1", "g35t\r\n", "STAT\r\n"});
+  EXPECT_EQ(LoggedCommands(world_), std::vector<std::string>({"PA", "********", "********", "NOOP",
+                                                              "APOP ********", "********", "STAT"}));
+}
+
+TEST_F(ClientSessionTest, LogsOtherCommandsThatComeInPieces) {
+  Run({"NO", "OP\r\n", "STAT", "\r\n"});
+  EXPECT_EQ(LoggedCommands(world_), std::vector<std::string>({"NO", "OP", "STAT", ""}));
+}
+
+TEST_F(ClientSessionTest, RefusesAWrongUserNameAndTellsThePerson) {
+  EXPECT_EQ(Run({"USER popserver\r\n", "STAT\r\n"}).back(), "-ERR Username isn't correct\r\n");
+  EXPECT_EQ(observer_.told[1], "wrong user name");
+  EXPECT_EQ(conversation_.commands.size(), 1u);
+}
+
+TEST_F(ClientSessionTest, TellsOfAServerNameInTheBytesOfAnyEncodingAsUtf8) {
+  Run({"USER m\xfcller.example&ann\r\n"});
+  EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 1);
+  Run({"USER m\xc3\xbcller.example&ann\r\n"});
+  EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 2);
+}
+
+TEST(TickSequence, GivesNoValueTwice) {
+  Environment environment;
+  std::uint32_t now = 1000;
+  environment.tick_count = [&now] { return now; };
+  TickSequence ticks;
+  EXPECT_EQ(ticks.Next(environment), 1000u);
+  EXPECT_EQ(ticks.Next(environment), 1001u);
+  EXPECT_EQ(ticks.Next(environment), 1002u);
+  now = 1001;
+  EXPECT_EQ(ticks.Next(environment), 1003u);
+  now = 5000;
+  EXPECT_EQ(ticks.Next(environment), 5000u);
+}
+
+}  // namespace
+}  // namespace quillbeaker

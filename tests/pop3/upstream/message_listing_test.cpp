@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/upstream/message_listing.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+namespace quillbeaker {
+namespace {
+
+// "number:size" of each line, separated by blanks.
+std::string Listed(std::string_view reply) {
+  std::string text;
+  const auto messages = ParseListReply(reply).value();  // a range-for would not keep the optional alive
+  for (const ListedMessage& message : messages) {
+    text += std::to_string(message.number) + ":" + std::to_string(message.size) + " ";
+  }
+  return text;
+}
+
+std::string Ids(std::string_view reply) {
+  std::string text;
+  const auto ids = ParseUidlReply(reply).value();  // a range-for would not keep the optional alive
+  for (const ListedUniqueId& id : ids) {
+    text += std::to_string(id.number) + ":" + std::string(id.unique_id) + " ";
+  }
+  return text;
+}
+
+TEST(ParseListReply, ReadsNumbersAndSizes) {
+  EXPECT_EQ(Listed("+OK 2 messages\r\n1 120\r\n2\t300\r\n.\r\n"), "1:120 2:300 ");
+  EXPECT_EQ(Listed("+OK\r\n.\r\n"), "");
+}
+
+TEST(ParseListReply, TakesALineWithoutSizeForSizeZero) {
+  EXPECT_EQ(Listed("+OK\r\n2\r\n.\r\n"), "2:0 ");
+}
+
+TEST(ParseListReply, LeavesOutNumbersThatNoMessageCanHave) {
+  EXPECT_EQ(Listed("+OK\r\n0 5\r\nabc 5\r\n-1 5\r\n65535 6\r\n65536 7\r\n99999999999999999999 8\r\n.\r\n"),
+            "65535:6 ");
+}
+
+TEST(ParseListReply, HoldsSizesAt32Bits) {
+  EXPECT_EQ(Listed("+OK\r\n1 4294967295\r\n2 99999999999999999999\r\n.\r\n"), "1:4294967295 2:4294967295 ");
+}
+
+TEST(ParseListReply, StopsAtTheLineOfTheDot) {
+  EXPECT_EQ(Listed("+OK\r\n1 5\r\n.\r\n2 6\r\n.\r\n"), "1:5 ");
+}
+
+TEST(ParseListReply, RefusesMoreLinesThanAnyMailboxHas) {
+  std::string reply = "+OK\r\n";
+  for (std::size_t line = 0; line <= kMaxListedMessages; ++line) {
+    reply += "1\r\n";
+  }
+  EXPECT_FALSE(ParseListReply(reply + ".\r\n").has_value());
+}
+
+TEST(ParseUidlReply, TakesTheRestOfTheLine) {
+  EXPECT_EQ(Ids("+OK\r\n1 abc\r\n2\tdef ghi\r\nnonsense\r\n0 zero\r\n.\r\n"), "1:abc 2:def ghi ");
+}
+
+TEST(ParseUidlReply, CutsAnIdAt254Bytes) {
+  const std::string reply = "+OK\r\n1 " + std::string(300, 'u') + "\r\n.\r\n";
+  EXPECT_EQ(Ids(reply), "1:" + std::string(254, 'u') + " ");
+}
+
+}  // namespace
+}  // namespace quillbeaker
