@@ -73,7 +73,7 @@ void SessionObserver::Advance(std::uint64_t amount) {
   SetPosition(position_ + amount);
 }
 
-void SessionObserver::AskToAbort(std::function<void()> abort) {
+void SessionObserver::AskToAbort(const AskedServer&, std::function<void()> abort) {
   timeout_question_.Ask(std::move(abort));
 }
 

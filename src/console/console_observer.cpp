@@ -113,7 +113,7 @@ void ConsoleObserver::Advance(std::uint64_t amount) {
   DrawProgress(false);
 }
 
-void ConsoleObserver::AskToAbort(std::function<void()> abort) {
+void ConsoleObserver::AskToAbort(const AskedServer&, std::function<void()> abort) {
   if (!can_ask_) {
     abort();
     return;

@@ -36,8 +36,13 @@ class ConsoleObserver : public CheckObserver {
   void SetPosition(std::uint64_t position) override;
   void Advance(std::uint64_t amount) override;
   bool IsCancelled() override { return false; }
-  void AskToAbort(std::function<void()> abort) override;
+  void AskToAbort(const AskedServer& server, std::function<void()> abort) override;
   void AddDeleted(std::uint32_t) override {}
+  void MessageRefused(std::string_view, std::uint32_t, std::string_view) override {}
+  void ServerGone(std::string_view) override {}
+  void DeletionsUnconfirmed(std::string_view, std::uint32_t, std::string_view) override {}
+  void MailNotKept(std::string_view, std::uint32_t, std::string_view) override {}
+  void ClientGaveUp(std::string_view, std::uint32_t, std::uint32_t) override {}
 
  private:
   struct Questions;

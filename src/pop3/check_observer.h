@@ -28,6 +28,12 @@ struct CheckSummary {
   std::uint32_t unfiled = 0;     // spam that could not be kept and therefore stays on the server
 };
 
+// Whose answer is waited for.
+struct AskedServer {
+  std::string address;  // "host:port"
+  std::string account;  // "user @ server", the bytes that the client sent
+};
+
 class CheckObserver {
  public:
   virtual ~CheckObserver() = default;
@@ -60,10 +66,28 @@ class CheckObserver {
   // The server has not answered for the configured time. Returns at once; `abort` may be called now or later,
   // from any thread, and acts on the connection that asked while that lives, else on nothing. A question that
   // still stands must not be asked a second time.
-  virtual void AskToAbort(std::function<void()> abort) = 0;
+  virtual void AskToAbort(const AskedServer& server, std::function<void()> abort) = 0;
 
   // Spam deleted in this session, told after the client's QUIT was answered.
   virtual void AddDeleted(std::uint32_t count) = 0;
+
+  // What went wrong without the mail client hearing of it. `account` is "user @ server" as the client sent
+  // it; `words` and `why` are UTF-8, one line, and may be empty.
+
+  // The server refused message `number`, or sent it in a form that cannot be used; the messages behind it
+  // wait for the next check. `words` are the server's own.
+  virtual void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) = 0;
+  // The connection to the server ended in the middle of a check or of its QUIT.
+  virtual void ServerGone(std::string_view account) = 0;
+  // So many deletions were asked of the server and not confirmed: it refused them (`words`), or it is gone.
+  // The mails may still be there; what was kept of them is not kept a second time.
+  virtual void DeletionsUnconfirmed(std::string_view account, std::uint32_t count,
+                                    std::string_view words) = 0;
+  // So much spam could not be kept in the recycle bin and stays on the server. `why` is path and reason.
+  virtual void MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) = 0;
+  // The mail program ended the connection while messages were fetched for it: `ready` of `total` need not be
+  // fetched again at its next try.
+  virtual void ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) = 0;
 };
 
 }  // namespace quillbeaker

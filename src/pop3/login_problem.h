@@ -29,8 +29,9 @@ enum class LoginFailure {
 
 struct LoginProblem {
   LoginFailure failure = LoginFailure::kNone;
-  std::string server;  // "host:port"
-  std::string detail;  // UTF-8, one line: the server's own words, or what TLS says; may be empty
+  std::string server;   // "host:port"
+  std::string account;  // "user @ server", the bytes that the client sent
+  std::string detail;   // UTF-8, one line: the server's own words, or what TLS says; may be empty
   std::optional<CertificateInfo> certificate;  // of kCertificate
   bool certificate_changed = false;            // another one is trusted for this server
 };

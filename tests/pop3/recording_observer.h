@@ -26,8 +26,24 @@ class RecordingObserver : public CheckObserver {
   void SetPosition(std::uint64_t) override {}
   void Advance(std::uint64_t) override {}
   bool IsCancelled() override { return cancelled; }
-  void AskToAbort(std::function<void()> abort) override { abort(); }
+  void AskToAbort(const AskedServer&, std::function<void()> abort) override { abort(); }
   void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
+  void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override {
+    told.push_back("refused " + std::string(account) + " " + std::to_string(number) + " " +
+                   std::string(words));
+  }
+  void ServerGone(std::string_view account) override {
+    told.push_back("server gone " + std::string(account));
+  }
+  void DeletionsUnconfirmed(std::string_view, std::uint32_t count, std::string_view words) override {
+    told.push_back("unconfirmed " + std::to_string(count) + " " + std::string(words));
+  }
+  void MailNotKept(std::string_view, std::uint32_t count, std::string_view why) override {
+    told.push_back("not kept " + std::to_string(count) + " " + std::string(why));
+  }
+  void ClientGaveUp(std::string_view, std::uint32_t ready, std::uint32_t total) override {
+    told.push_back("client gave up " + std::to_string(ready) + " of " + std::to_string(total));
+  }
 
   std::vector<std::string> told;
   CheckSummary summary;

@@ -310,7 +310,7 @@ bool UpstreamConnection::GoOnWaiting() {
     line_->GiveUp();
     return false;
   }
-  observer_.AskToAbort([line = line_] { line->GiveUp(); });
+  observer_.AskToAbort(asked_, [line = line_] { line->GiveUp(); });
   return true;
 }
 

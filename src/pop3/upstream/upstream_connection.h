@@ -113,6 +113,7 @@ class UpstreamConnection {
   std::atomic<bool> aborted_ = false;
   std::shared_ptr<Line> line_ = std::make_shared<Line>();
   bool dead_ = false;  // nothing can follow on this connection
+  AskedServer asked_;
   struct PendingReply {
     std::string_view terminator;  // empty: nothing is pending
     std::string tail;             // what of the reply has come
