@@ -26,7 +26,7 @@ constexpr milliseconds kPatience{10'000};
 // One that answers the question of the time-out when the test wants it.
 class AskedObserver : public RecordingObserver {
  public:
-  void AskToAbort(std::function<void()> abort) override {
+  void AskToAbort(const AskedServer&, std::function<void()> abort) override {
     ++asked;
     if (on_question) on_question(abort);
   }
