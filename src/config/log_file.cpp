@@ -14,6 +14,9 @@ namespace {
 constexpr std::int64_t kGreatestLimit = 2147483647;
 // A log is moved to its file's start piece by piece: its limit may be 2 GB.
 constexpr std::size_t kPieceSize = 65536;
+constexpr std::size_t kMostGathered = 65536;
+// A client or server that never stops talking must not fill the disk.
+constexpr std::uint64_t kMostGrowth = std::uint64_t{16} << 20;
 constexpr std::string_view kMask = " ********";
 
 // Where the first line at or behind `offset` ends; the file's end when no line ends there.
@@ -60,21 +63,39 @@ bool LogFile::Open(const std::string& path, std::int64_t limit) {
   file_ = ExclusiveFile::Open(path);
   if (!file_) return false;
   limit_ = std::clamp<std::int64_t>(limit, 0, kGreatestLimit);
+  size_ = file_->Size();
+  trim_above_ = static_cast<std::uint64_t>(limit_) + kMostGrowth;
   enabled = true;
   return true;
 }
 
 void LogFile::WriteLine(std::string_view text) {
-  if (!file_ || !enabled) return;
-  file_->Append(text);
-  file_->Append("\r\n");
+  if (!IsWriting()) return;
+  gathered_.append(text).append("\r\n");
+  if (gathered_.size() > kMostGathered) Flush();
+}
+
+void LogFile::Flush() {
+  if (!file_ || gathered_.empty()) return;
+  file_->Append(gathered_);
+  size_ += gathered_.size();
+  gathered_.clear();
+  if (size_ > trim_above_) Trim();
+}
+
+void LogFile::Trim() {
+  const auto limit = static_cast<std::uint64_t>(limit_);
+  const std::uint64_t size = file_->Size();
+  if (size > limit) KeepFrom(*file_, EndOfLine(*file_, size - limit));
+  size_ = file_->Size();
+  // A file that could not be trimmed is not tried again at every flush.
+  trim_above_ = std::max(size_, limit) + kMostGrowth;
 }
 
 void LogFile::Close() {
   if (!file_) return;
-  const std::uint64_t size = file_->Size();
-  const auto limit = static_cast<std::uint64_t>(limit_);
-  if (size > limit) KeepFrom(*file_, EndOfLine(*file_, size - limit));
+  Flush();
+  Trim();
   file_.reset();
   enabled = false;
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -21,6 +22,8 @@ class LogFileTest : public testing::Test {
   std::string Get(std::string_view name = "client.log") const {
     return directory.Get(name).value_or("(missing)");
   }
+  // Of the file as it stands on the disk, which an open log lets nobody read on some systems.
+  std::uintmax_t Size() const { return std::filesystem::file_size(directory.path() / "client.log"); }
   // Opens a file of these bytes under the limit and closes it again without writing.
   std::string Trimmed(std::string_view bytes, std::int64_t limit) {
     EXPECT_TRUE(directory.Put("client.log", bytes));
@@ -185,12 +188,109 @@ TEST_F(LogFileTest, GrowsPastItsLimitAndIsTrimmedOnlyAtClose) {
   LogFile log;
   ASSERT_TRUE(log.Open(Path(), 100));
   for (int i = 0; i < 1000; ++i) log.WriteLine("01234567");
+  log.Flush();
   EXPECT_EQ(std::filesystem::file_size(directory.path() / "client.log"), 10000U);
   log.Close();
   // Offset 9900 is the first byte of a line, which goes: nine lines are left.
   std::string expected;
   for (int i = 0; i < 9; ++i) expected += "01234567\r\n";
   EXPECT_EQ(Get(), expected);
+}
+
+TEST_F(LogFileTest, GathersLinesUntilItIsFlushed) {
+  ASSERT_TRUE(directory.Put("client.log", "before\r\n"));
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 1000));
+  log.WriteLine("one");
+  log.WriteLine("two");
+  EXPECT_EQ(Size(), 8U);
+  log.Flush();
+  EXPECT_EQ(Size(), 18U);
+  log.Flush();
+  EXPECT_EQ(Size(), 18U);
+  log.Close();
+  EXPECT_EQ(Get(), "before\r\none\r\ntwo\r\n");
+}
+
+TEST_F(LogFileTest, FlushesWhatWasTakenBeforeItWasDisabled) {
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 1000));
+  log.WriteLine("C: USER jane");
+  log.enabled = false;
+  log.WriteLine("C: PASS secret");
+  log.Flush();
+  EXPECT_EQ(Size(), 14U);
+  log.Close();
+  EXPECT_EQ(Get(), "C: USER jane\r\n");
+}
+
+TEST_F(LogFileTest, WritesByItselfWhenMoreThan64KiloBytesWait) {
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 1000000));
+  const std::string line(8190, 'x');
+  for (int i = 0; i < 8; ++i) log.WriteLine(line);
+  EXPECT_EQ(Size(), 0U);
+  log.WriteLine(line);
+  EXPECT_EQ(Size(), 9U * 8192U);
+  log.WriteLine(line);
+  EXPECT_EQ(Size(), 9U * 8192U);
+  log.WriteLine(std::string(100000, 'y'));
+  EXPECT_EQ(Size(), 10U * 8192U + 100002U);
+}
+
+TEST_F(LogFileTest, IsWritingOnlyWhileOpenAndEnabled) {
+  LogFile log;
+  EXPECT_FALSE(log.IsWriting());
+  log.enabled = true;
+  EXPECT_FALSE(log.IsWriting());
+  ASSERT_TRUE(log.Open(Path(), 1000));
+  EXPECT_TRUE(log.IsWriting());
+  log.enabled = false;
+  EXPECT_FALSE(log.IsWriting());
+  log.Close();
+  EXPECT_FALSE(log.IsWriting());
+}
+
+TEST_F(LogFileTest, IsTrimmedWhileOpenWhen16MegaBytesBeyondItsLimit) {
+  constexpr std::uint64_t kLine = 1 << 20;
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 1000));
+  const std::string line(kLine - 2, 'x');
+  for (int i = 0; i < 16; ++i) log.WriteLine(line);
+  EXPECT_EQ(Size(), 16 * kLine);
+  log.WriteLine(std::string(996, 'y'));
+  log.WriteLine("");
+  log.Flush();
+  EXPECT_EQ(Size(), 16 * kLine + 1000);
+  log.WriteLine("the last");
+  log.Flush();
+  // What is kept begins after the first line end among the last thousand bytes.
+  EXPECT_EQ(Size(), 12U);
+  log.WriteLine("more");
+  log.Close();
+  EXPECT_EQ(Get(), "\r\nthe last\r\nmore\r\n");
+}
+
+TEST_F(LogFileTest, NeverGrowsFarBeyondItsLimit) {
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 5000));
+  const std::string line(99998, 'x');
+  std::uintmax_t largest = 0;
+  for (int i = 0; i < 1000; ++i) {
+    log.WriteLine(line);
+    largest = std::max(largest, Size());
+  }
+  EXPECT_GT(largest, 16U * 1000U * 1000U);
+  EXPECT_LE(largest, (std::uintmax_t{16} << 20) + 5000U);
+}
+
+TEST_F(LogFileTest, AnOversizedFileIsTrimmedByTheFirstFlush) {
+  ASSERT_TRUE(directory.Put("client.log", std::string((16 << 20) + 2000, 'x') + "\r\n"));
+  LogFile log;
+  ASSERT_TRUE(log.Open(Path(), 1000));
+  log.WriteLine("new");
+  log.Flush();
+  EXPECT_EQ(Size(), 5U);
 }
 
 TEST_F(LogFileTest, ASecondOpenTrimsAndClosesTheFirst) {

@@ -14,6 +14,9 @@
 namespace quillbeaker {
 namespace {
 
+// Without O_NONBLOCK a FIFO of that name would hold the session up until somebody reads it.
+constexpr int kWaitFree = O_NONBLOCK;
+
 class PosixExclusiveFile : public ExclusiveFile {
  public:
   explicit PosixExclusiveFile(FileDescriptor file) : file_(std::move(file)) {}
@@ -24,7 +27,6 @@ class PosixExclusiveFile : public ExclusiveFile {
   }
 
   bool Append(std::string_view bytes) override {
-    if (lseek(file_.get(), 0, SEEK_END) < 0) return false;
     return write(file_.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   }
 
@@ -39,7 +41,11 @@ class PosixExclusiveFile : public ExclusiveFile {
   }
 
   bool WriteAt(std::uint64_t offset, std::string_view bytes) override {
-    return lseek(file_.get(), static_cast<off_t>(offset), SEEK_SET) >= 0 && WriteAll(file_.get(), bytes);
+    // pwrite on a descriptor with O_APPEND would append too.
+    if (fcntl(file_.get(), F_SETFL, kWaitFree) != 0) return false;
+    const bool written =
+        lseek(file_.get(), static_cast<off_t>(offset), SEEK_SET) >= 0 && WriteAll(file_.get(), bytes);
+    return fcntl(file_.get(), F_SETFL, kWaitFree | O_APPEND) == 0 && written;
   }
 
   bool Truncate(std::uint64_t size) override { return ftruncate(file_.get(), static_cast<off_t>(size)) == 0; }
@@ -51,8 +57,7 @@ class PosixExclusiveFile : public ExclusiveFile {
 }  // namespace
 
 std::unique_ptr<ExclusiveFile> ExclusiveFile::Open(const std::string& path) {
-  // Without O_NONBLOCK a FIFO of that name would hold the session up until somebody reads it.
-  FileDescriptor file = OpenFile(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK);
+  FileDescriptor file = OpenFile(path.c_str(), O_RDWR | O_CREAT | O_APPEND | kWaitFree);
   struct stat status;
   if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   // The system refuses nobody by itself; this keeps at least a second log of ours out.

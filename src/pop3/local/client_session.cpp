@@ -79,6 +79,7 @@ void ClientSession::OpenLog() {
 void ClientSession::ServeCommands() {
   std::array<char, kReceiveSize> buffer;
   while (!client_lost_) {
+    client_log_.Flush();
     const IoResult received = client_->Receive(buffer.data(), buffer.size(), idle_limit_);
     if (received.status != IoStatus::kOk) {
       return;
@@ -101,7 +102,11 @@ bool ClientSession::HandleCommand(std::string_view command) {
 }
 
 void ClientSession::LogCommand(std::string_view command) {
-  client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', LoggableText(command)));
+  const std::string text = LoggableText(command);
+  if (client_log_.IsWriting()) {
+    client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', text));
+    client_log_.Flush();
+  }
 }
 
 std::string ClientSession::LoggableText(std::string_view command) {
@@ -123,7 +128,7 @@ void ClientSession::SendErr(std::string_view text) {
 }
 
 void ClientSession::SendRaw(std::string_view line) {
-  if (!line.empty()) {
+  if (!line.empty() && client_log_.IsWriting()) {
     client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', line));
   }
   SendUnlogged(line);
@@ -148,6 +153,7 @@ void ClientSession::Flush() {
 }
 
 void ClientSession::SendNow(std::string_view bytes) {
+  client_log_.Flush();
   if (!bytes.empty() && !client_lost_) {
     client_lost_ = client_->Send(bytes, idle_limit_).status != IoStatus::kOk;
   }

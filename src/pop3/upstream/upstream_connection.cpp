@@ -203,13 +203,21 @@ void UpstreamConnection::OpenLog() {
   }
 }
 
+void UpstreamConnection::LogMarker(char side, std::string_view text) {
+  if (log_.IsWriting()) {
+    log_.WriteLine(MarkerLine(side, text));
+    log_.Flush();
+  }
+}
+
 bool UpstreamConnection::SendLine(std::string_view line) {
   if (connection_ == nullptr || !FinishPendingReply() || dead_) {
     return false;
   }
-  if (!line.empty()) {
+  if (!line.empty() && log_.IsWriting()) {
     log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', line));
   }
+  log_.Flush();
   return SendBytes(line);
 }
 
@@ -246,7 +254,10 @@ std::ptrdiff_t UpstreamConnection::ReceiveChunk(char* buffer, std::size_t capaci
     dead_ = true;
     return -1;
   }
-  log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', {buffer, received.bytes}));
+  if (log_.IsWriting()) {
+    log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', {buffer, received.bytes}));
+    log_.Flush();
+  }
   return static_cast<std::ptrdiff_t>(received.bytes);
 }
 

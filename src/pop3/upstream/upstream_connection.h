@@ -61,7 +61,7 @@ class UpstreamConnection {
   void GiveUp() { dead_ = true; }
 
   // "         C: text" or with S.
-  void LogMarker(char side, std::string_view text) { log_.WriteLine(MarkerLine(side, text)); }
+  void LogMarker(char side, std::string_view text);
 
   // Any thread, for the end of the program: tries to say QUIT and breaks the connection, so that a blocked
   // operation fails. It cannot be opened again.
