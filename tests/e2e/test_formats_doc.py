@@ -340,6 +340,15 @@ def test_recycle_bin_is_listed_as_shown(home, printed):
     assert entry["size"] == str(len(example("kept-offer")) - 2)  # the page's last line has an end, the file's none
 
 
+def test_unconfirmed_mail_has_the_columns_of_the_table():
+    """tests/stores/unconfirmed_mail_test.cpp reads this very example and writes it."""
+    section = page()[page().index("\n## Unconfirmed mail\n"):page().index("\n## The training area\n")]
+    columns = sum((re.findall(r"`(\w+)`", names) for names in re.findall(r"(?m)^\| (`\w+`.*?) \|", section)), [])
+    rows = [re.findall(r' (\w+)="', line) for line in examples()["unconfirmed.xml"].splitlines() if "<mail" in line]
+    assert len(rows) == 3 and rows[0] == columns
+    assert all(row == [name for name in columns if name in row] for row in rows)
+
+
 def test_training_area_is_listed_as_shown(home, printed):
     home.write("training/training.xml", example("training.xml", b"\n"))
     code, text = printed("training", "list", "--json")
