@@ -25,16 +25,12 @@ constexpr DWORD kWaitForListener = 5000;  // milliseconds
 // Written once, at start-up; the window procedure has no other way to its object before WM_CREATE is over.
 App* the_app = nullptr;
 
-// Messages come from the listener, but any program of the user can send one without a text.
-std::wstring_view TextOfMessage(LPARAM text) {
-  return text == 0 ? std::wstring_view() : reinterpret_cast<const wchar_t*>(text);
-}
-
 }  // namespace
 
 App::App()
     : program_(SystemEnvironment(ExecutableDirectory())),
       tray_icon_(program_),
+      observer_(queue_, *this),
       listener_(program_, observer_) {
   the_app = this;
 }
@@ -49,10 +45,10 @@ bool App::Init(HINSTANCE instance) {
   tray_icon_.PrepareImage();
   taskbar_created_ = RegisterWindowMessageW(L"TaskbarCreated");
   FillCommandTable();
-  if (!CreateMainWindow(instance)) {
+  if (!CreateMainWindow(instance) || !queue_.Open()) {
     return false;
   }
-  observer_.SetMainWindow(main_window_, [this] { return tray_icon_.deleted_count(); });
+  observer_.SetMainWindow(main_window_);
   tray_icon_.LoadAnimation();
   PrepareStores();
   TrimWorkingSet();
@@ -152,22 +148,12 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
       OnTrayCallback(static_cast<UINT>(lparam));
       return 0;
     case MESSAGE_SESSION_BEGINS:
+      queue_.Drain();  // what was posted before this message was sent comes before it
       OnSessionBegin();
       return 0;
     case MESSAGE_SESSION_ENDS:
+      queue_.Drain();
       OnSessionEnd();
-      return 0;
-    case MESSAGE_LOGIN_RESULT:
-      if (lparam != 0) OnLoginResult(*reinterpret_cast<const LoginProblem*>(lparam));
-      return 0;
-    case MESSAGE_SET_TOOLTIP:
-      tray_icon_.SetTooltip(TextOfMessage(lparam));
-      return 0;
-    case MESSAGE_SET_DELETED:
-      tray_icon_.SetDeletedCount(static_cast<unsigned>(wparam));
-      return 0;
-    case MESSAGE_BUBBLE:
-      OnBubbleCall(static_cast<BubbleCall>(wparam), lparam);
       return 0;
     default:
       if (message == taskbar_created_ && taskbar_created_ != 0) {
@@ -215,7 +201,7 @@ void App::OnTimer(UINT_PTR timer) {
   switch (timer) {
     case TIMER_ANIMATION:
       tray_icon_.ShowNextFrame();
-      observer_.SendPending();
+      observer_.ShowPending();
       break;
     case TIMER_DELETED_COUNT:
       tray_icon_.SetDeletedCount(0);
@@ -243,7 +229,25 @@ void App::OnSessionEnd() {
   tray_icon_.ShowIdleTooltip();
 }
 
-void App::OnLoginResult(const LoginProblem& problem) {
+void App::ShowProgress(const ProgressChanges& changes) {
+  if (changes.activity) {
+    tray_icon_.SetTooltip(Wide(*changes.activity));
+  }
+  if (bubble_ == nullptr) {
+    return;
+  }
+  if (changes.range) bubble_->SetRange(*changes.range);
+  if (changes.position) bubble_->SetPosition(*changes.position);
+  if (changes.status) bubble_->SetStatus(Wide(*changes.status));
+  if (changes.spam_count) bubble_->SetSpamCount(*changes.spam_count);
+  if (changes.activity) bubble_->SetActivity(Wide(*changes.activity));
+}
+
+void App::AddDeleted(std::uint32_t count) {
+  tray_icon_.SetDeletedCount(tray_icon_.deleted_count() + count);
+}
+
+void App::ShowLoginResult(const LoginProblem& problem) {
   if (problem.failure == LoginFailure::kNone) {
     login_problems_.Forget(problem.server);
     return;
@@ -252,29 +256,6 @@ void App::OnLoginResult(const LoginProblem& problem) {
     tray_icon_.Notify(Wide(DescribeProblem(problem)));
   }
   trust_question_.AskOnce(program_, problem);
-}
-
-void App::OnBubbleCall(BubbleCall call, LPARAM value) {
-  if (bubble_ == nullptr) {
-    return;
-  }
-  switch (call) {
-    case BubbleCall::kRange:
-      bubble_->SetRange(static_cast<std::uint64_t>(value));
-      break;
-    case BubbleCall::kPosition:
-      bubble_->SetPosition(static_cast<std::uint64_t>(value));
-      break;
-    case BubbleCall::kStatus:
-      bubble_->SetStatus(TextOfMessage(value));
-      break;
-    case BubbleCall::kActivity:
-      bubble_->SetActivity(TextOfMessage(value));
-      break;
-    case BubbleCall::kSpamCount:
-      bubble_->SetSpamCount(static_cast<std::uint32_t>(value));
-      break;
-  }
 }
 
 void App::AskToQuit() {
@@ -345,6 +326,7 @@ void App::ShutDownAfterCrash() {
   // The question takes messages, and the windows' thread may still live: none of them may find half a
   // program.
   crashed_ = true;
+  queue_.Close();
   tray_icon_.RemoveTrayIcon();
   // Windows can be destroyed by their own thread only.
   if (GetCurrentThreadId() == GetWindowThreadProcessId(main_window_, nullptr)) {

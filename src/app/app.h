@@ -13,6 +13,7 @@
 
 #include "app/command_table.h"
 #include "app/listener_thread.h"
+#include "app/mail_check_view.h"
 #include "app/progress_bubble.h"
 #include "app/session_observer.h"
 #include "app/tray_icon.h"
@@ -20,13 +21,14 @@
 #include "pop3/login_problem.h"
 #include "ui/presenter/login_problem_memory.h"
 #include "ui/trust_question_box.h"
+#include "ui/ui_queue.h"
 
 namespace quillbeaker {
 
-class App {
+class App : private MailCheckView {
  public:
   App();
-  ~App();
+  ~App() override;
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
@@ -59,16 +61,19 @@ class App {
   void OnTimer(UINT_PTR timer);
   void OnSessionBegin();
   void OnSessionEnd();
-  void OnLoginResult(const LoginProblem& problem);
-  void OnBubbleCall(BubbleCall call, LPARAM value);
   void ShutDown();
   void DestroyOtherWindows();
+
+  void ShowProgress(const ProgressChanges& changes) override;
+  void AddDeleted(std::uint32_t count) override;
+  void ShowLoginResult(const LoginProblem& problem) override;
 
   void AskToQuit();
   void SwitchFilter();
 
   Program program_;
   TrayIcon tray_icon_;
+  UiQueue queue_;
   SessionObserver observer_;
   ListenerThread listener_;
   std::unique_ptr<ProgressBubble> bubble_;

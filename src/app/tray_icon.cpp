@@ -88,7 +88,7 @@ void TrayIcon::Notify(const std::wstring& text) {
 void TrayIcon::ShowIdleTooltip() {
   std::wstring text = WideText(Text::kTitle) + L" " + WideText(Text::kVersion);
   if (deleted_count_ > 0) {
-    text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_.load())});
+    text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_)});
   }
   SetTooltip(text);
 }

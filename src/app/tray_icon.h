@@ -9,7 +9,6 @@
 #include <shellapi.h>
 
 #include <array>
-#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -41,7 +40,7 @@ class TrayIcon {
 
   // Rebuilds the picture with the number and starts the time after which it goes; 0 gives the plain picture.
   void SetDeletedCount(unsigned count);
-  unsigned deleted_count() const { return deleted_count_; }  // any thread
+  unsigned deleted_count() const { return deleted_count_; }
 
   void StartAnimation();
   void ShowNextFrame();
@@ -55,7 +54,7 @@ class TrayIcon {
   NOTIFYICONDATAW data_{};
   std::array<UniqueIcon, 4> animation_;
   std::size_t next_frame_ = 0;
-  std::atomic<unsigned> deleted_count_ = 0;
+  unsigned deleted_count_ = 0;
   UniqueIcon image_;
   bool added_ = false;
 };

@@ -271,17 +271,12 @@
 #define TIMER_ANIMATION 200
 #define TIMER_DELETED_COUNT 300
 
-// Private messages, from WM_USER (1024) on
-#define MESSAGE_TRAY (WM_USER)                       // shell: lParam is the mouse message
-#define MESSAGE_UPDATE_RESULT (WM_USER + 157)        // update worker: wParam 0 done, 1 failed, 2 cancelled
-#define MESSAGE_SESSION_BEGINS (WM_USER + 158)       // listener, synchronous
-#define MESSAGE_SESSION_ENDS (WM_USER + 159)         // listener, synchronous
-#define MESSAGE_SET_TOOLTIP (WM_USER + 160)          // listener: lParam is the text
-#define MESSAGE_SET_DELETED (WM_USER + 161)          // listener: wParam is the count
-#define MESSAGE_BUBBLE (WM_USER + 162)               // listener: wParam says what, lParam the value or text
-#define MESSAGE_RECYCLE_ROW_ADDED (WM_USER + 163)    // store to recycle bin window: lParam is the name
-#define MESSAGE_RECYCLE_ROW_REMOVED (WM_USER + 164)  // store to recycle bin window: lParam is the name
-#define MESSAGE_TRAINING_CHANGED (WM_USER + 165)     // learning to main window
-#define MESSAGE_LOGIN_RESULT \
-  (WM_USER + 166)  // listener, synchronous: lParam is the LoginProblem of the session
+// Private messages, from WM_USER (1024) on. Any program of the user can send one: none carries a pointer.
+#define MESSAGE_TRAY (WM_USER)                     // shell: lParam is the mouse message
+#define MESSAGE_UPDATE_RESULT (WM_USER + 157)      // update worker: wParam 0 done, 1 failed, 2 cancelled
+#define MESSAGE_SESSION_BEGINS (WM_USER + 158)     // listener, synchronous; carries nothing
+#define MESSAGE_SESSION_ENDS (WM_USER + 159)       // listener, synchronous; carries nothing
+#define MESSAGE_RECYCLE_ROW_ADDED (WM_USER + 163)  // these three have no window to go to yet
+#define MESSAGE_RECYCLE_ROW_REMOVED (WM_USER + 164)
+#define MESSAGE_TRAINING_CHANGED (WM_USER + 165)
 #define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)  // settings dialog to page: lParam is the restart flag

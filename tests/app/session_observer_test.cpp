@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,8 +14,8 @@
 namespace quillbeaker {
 namespace {
 
-// The main window's part: it is told by messages, on the thread that it was made on.
-class Receiver {
+// The main window's part: what it is told, in words, on the thread that it was made on.
+class Receiver : private MailCheckView {
  public:
   Receiver() {
     WNDCLASSW window_class{};
@@ -21,128 +23,126 @@ class Receiver {
     window_class.hInstance = GetModuleHandleW(nullptr);
     window_class.lpszClassName = L"SessionObserverTest";
     RegisterClassW(&window_class);
-    window = CreateWindowExW(0, L"SessionObserverTest", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
-                             window_class.hInstance, nullptr);
-    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    observer.SetMainWindow(window, [this] { return shown_count; });
+    window_ = CreateWindowExW(0, L"SessionObserverTest", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                              window_class.hInstance, nullptr);
+    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    opened = queue_.Open();
+    observer.SetMainWindow(window_);
   }
-  ~Receiver() { DestroyWindow(window); }
+  ~Receiver() override { DestroyWindow(window_); }
 
   // Runs the listener's part on a thread of its own while this one handles messages.
   template <typename Work>
   void Listen(Work work) {
+    bool over = false;
     std::thread listener([&] {
       work();
-      PostMessageW(window, WM_QUIT, 0, 0);
+      queue_.Post([&over] { over = true; });
     });
     MSG message;
-    while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+    while (!over && GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
     listener.join();
   }
 
-  SessionObserver observer;
-  std::uint32_t shown_count = 0;
-  HWND window = nullptr;
-  std::vector<UINT> messages;
-  std::vector<BubbleCall> calls;
-  std::vector<std::uint64_t> positions;
-  std::vector<WPARAM> deleted;
-  std::vector<std::wstring> texts;
+ private:
+  UiQueue queue_;
+
+ public:
+  SessionObserver observer{queue_, *this};
+  bool opened = false;
+  std::vector<std::string> told;
+  std::vector<WPARAM> parameters;  // of the messages
+  std::atomic<int> progress_calls = 0;
 
  private:
+  void ShowProgress(const ProgressChanges& changes) override {
+    ++progress_calls;
+    if (changes.range) told.push_back("range " + std::to_string(*changes.range));
+    if (changes.position) told.push_back("position " + std::to_string(*changes.position));
+    if (changes.status) told.push_back("status " + *changes.status);
+    if (changes.spam_count) told.push_back("spam " + std::to_string(*changes.spam_count));
+    if (changes.activity) told.push_back("activity " + *changes.activity);
+  }
+  void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
+  void ShowLoginResult(const LoginProblem& problem) override { told.push_back("login " + problem.server); }
+
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     auto* const self = reinterpret_cast<Receiver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (self != nullptr && message >= WM_USER) self->Take(message, wparam, lparam);
+    if (self != nullptr && message >= WM_USER) {
+      self->parameters.insert(self->parameters.end(), {wparam, static_cast<WPARAM>(lparam)});
+      // As the main window does.
+      self->queue_.Drain();
+      self->told.push_back(message == MESSAGE_SESSION_BEGINS ? "begin"
+                           : message == MESSAGE_SESSION_ENDS ? "end"
+                                                             : "another message");
+    }
     return DefWindowProcW(window, message, wparam, lparam);
   }
-  void Take(UINT message, WPARAM wparam, LPARAM lparam) {
-    messages.push_back(message);
-    if (message == MESSAGE_SET_DELETED) deleted.push_back(wparam);
-    if (message == MESSAGE_SET_TOOLTIP) texts.emplace_back(reinterpret_cast<const wchar_t*>(lparam));
-    if (message != MESSAGE_BUBBLE) return;
-    const auto call = static_cast<BubbleCall>(wparam);
-    calls.push_back(call);
-    if (call == BubbleCall::kPosition) positions.push_back(static_cast<std::uint64_t>(lparam));
-    if (call == BubbleCall::kStatus || call == BubbleCall::kActivity) {
-      texts.emplace_back(reinterpret_cast<const wchar_t*>(lparam));
-    }
-  }
+
+  HWND window_ = nullptr;
 };
 
-TEST(SessionObserver, BeginAndEndAreTold) {
+using Told = std::vector<std::string>;
+
+TEST(SessionObserver, TellsEverythingInTheOrderInWhichItHappened) {
   Receiver receiver;
+  ASSERT_TRUE(receiver.opened);
+  CheckSummary summary;
+  summary.login_problem.server = "pop.example.org:110";
   receiver.Listen([&] {
     receiver.observer.SessionBegins();
     receiver.observer.AddDeleted(3);
-    receiver.observer.SessionEnds({});
-  });
-  EXPECT_EQ(receiver.messages, (std::vector<UINT>{MESSAGE_SESSION_BEGINS, MESSAGE_SET_DELETED,
-                                                  MESSAGE_SESSION_ENDS, MESSAGE_LOGIN_RESULT}));
-}
-
-TEST(SessionObserver, DeletedMessagesAreAddedToTheNumberThatIsShown) {
-  Receiver receiver;
-  receiver.shown_count = 2;
-  receiver.Listen([&] {
-    receiver.observer.AddDeleted(3);
-    receiver.shown_count = 0;  // its time is over
     receiver.observer.AddDeleted(4);
+    receiver.observer.SessionEnds(summary);
   });
-  EXPECT_EQ(receiver.deleted, (std::vector<WPARAM>{5, 4}));
+  EXPECT_EQ(receiver.told, (Told{"begin", "deleted 3", "deleted 4", "end", "login pop.example.org:110"}));
+  // Nothing travels in a message.
+  EXPECT_EQ(receiver.parameters, (std::vector<WPARAM>{0, 0, 0, 0}));
 }
 
-TEST(SessionObserver, ABurstIsToldAFewTimesAndItsEndIsNotLost) {
+TEST(SessionObserver, ASessionHasBegunWhenTheCallReturns) {
   Receiver receiver;
-  constexpr int kSteps = 200000;
-  DWORD milliseconds = 0;
-  receiver.Listen([&] {
-    receiver.observer.SetRange(kSteps);
-    const ULONGLONG start = GetTickCount64();
-    for (int i = 0; i < kSteps; ++i) receiver.observer.Advance(1);
-    milliseconds = static_cast<DWORD>(GetTickCount64() - start);
-  });
-  EXPECT_LE(receiver.positions.size(), milliseconds / 50 + 2);
-  receiver.observer.SendPending();
-  ASSERT_FALSE(receiver.positions.empty());
-  EXPECT_EQ(receiver.positions.back(), static_cast<std::uint64_t>(kSteps));
-  EXPECT_TRUE(std::is_sorted(receiver.positions.begin(), receiver.positions.end()));
-  const std::size_t told = receiver.positions.size();
-  receiver.observer.SendPending();  // nothing is told twice
-  EXPECT_EQ(receiver.positions.size(), told);
-}
-
-TEST(SessionObserver, AStatusThatStaysIsToldOnceASession) {
-  Receiver receiver;
+  Told at_return;
   receiver.Listen([&] {
     receiver.observer.SessionBegins();
-    for (int i = 0; i < 100; ++i) receiver.observer.ShowStatus("off");
-    receiver.observer.ShowStatus("");
-    receiver.observer.ShowStatus("off");
-    receiver.observer.SessionEnds({});
-    receiver.observer.SessionBegins();  // with a new bubble
-    receiver.observer.ShowStatus("off");
+    at_return = receiver.told;
   });
-  EXPECT_EQ(receiver.texts, (std::vector<std::wstring>{L"off", L"", L"off", L"off"}));
+  EXPECT_EQ(at_return, (Told{"begin"}));
 }
 
-TEST(SessionObserver, TextsArriveAsTheyAreInAnyScript) {
+TEST(SessionObserver, AStatusIsShownWhileTheListenerWorks) {
+  Receiver receiver;
+  Told seen;
+  receiver.Listen([&] {
+    receiver.observer.SessionBegins();
+    receiver.observer.ShowStatus("Deleting old messages...");
+    // What is done under that text takes its time.
+    const ULONGLONG end = GetTickCount64() + 5000;
+    while (receiver.progress_calls == 0 && GetTickCount64() < end) Sleep(1);
+    receiver.observer.ShowStatus({});
+  });
+  EXPECT_EQ(receiver.told, (Told{"begin", "status Deleting old messages...", "status "}));
+}
+
+TEST(SessionObserver, WhatIsHeldBackIsShownWhenItIsAskedFor) {
   Receiver receiver;
   receiver.Listen([&] {
-    receiver.observer.ShowStatus(
-        "Gr\xC3\xBC\xC3\x9F"
-        "e \xE4\xB8\xAD");
+    receiver.observer.SetRange(10);
+    for (int i = 0; i < 10; ++i) receiver.observer.Advance(1);
+    receiver.observer.ShowTooltip("Receiving");
+    receiver.observer.ShowSpamCount(2);
   });
-  receiver.observer.SendPending();
-  ASSERT_FALSE(receiver.texts.empty());
-  EXPECT_EQ(receiver.texts.back(), L"Gr\u00FC\u00DFe \u4E2D");
-}
-
-TEST(SessionObserver, TheTooltipIsTheActivity) {
-  Receiver receiver;
-  receiver.Listen([&] { receiver.observer.ShowTooltip("Receiving"); });
-  receiver.observer.SendPending();
-  EXPECT_EQ(receiver.texts,
-            (std::vector<std::wstring>{L"Receiving", L"Receiving"}));  // of the icon and in the bubble
+  receiver.observer.ShowPending();
+  const int calls = receiver.progress_calls;
+  const Told& told = receiver.told;
+  EXPECT_EQ(told.front(), "range 10");
+  for (const char* latest : {"position 10", "activity Receiving", "spam 2"}) {
+    EXPECT_NE(std::find(told.begin(), told.end(), latest), told.end()) << latest;
+  }
+  const std::size_t told_until_now = told.size();
+  receiver.observer.ShowPending();  // nothing is told twice
+  EXPECT_EQ(told.size(), told_until_now);
+  EXPECT_LE(calls, 4);
 }
 
 TEST(SessionObserver, WhatIsHeldBackAtTheEndIsForgotten) {
@@ -153,9 +153,9 @@ TEST(SessionObserver, WhatIsHeldBackAtTheEndIsForgotten) {
     receiver.observer.Advance(1);
     receiver.observer.SessionEnds({});
   });
-  const std::size_t told = receiver.calls.size();
-  receiver.observer.SendPending();
-  EXPECT_EQ(receiver.calls.size(), told);
+  const std::size_t told = receiver.told.size();
+  receiver.observer.ShowPending();
+  EXPECT_EQ(receiver.told.size(), told);
 }
 
 TEST(SessionObserver, ACancelIsForgottenAtTheNextBegin) {

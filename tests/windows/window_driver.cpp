@@ -112,6 +112,19 @@ json Windows(const json&) {
   return windows;
 }
 
+// These are not among the top-level windows.
+json MessageOnlyWindows(const json& request) {
+  const std::wstring kind = Wide(request.at("class"));
+  json windows = json::array();
+  for (HWND window = nullptr;
+       (window = FindWindowExW(HWND_MESSAGE, window, kind.c_str(), nullptr)) != nullptr;) {
+    json one = Describe(window);
+    one["title"] = "";
+    windows.push_back(std::move(one));
+  }
+  return windows;
+}
+
 json Controls(const json& request) {
   std::vector<HWND> handles;
   EnumChildWindows(
@@ -418,22 +431,23 @@ json Menu(const json& request) {
 // ---------------------------------------------------------------------------------------------
 
 const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
-    {"windows", Windows},        // every top-level window
-    {"controls", Controls},      // of a window: id, text, place, state
-    {"click", Click},            // window, id
-    {"post", Post},              // window, message, wparam, lparam
-    {"send", SendAndAnswer},     // the same; gives the answer
-    {"title", Title},            // of a window, asked of the window itself
-    {"focus", Focus},            // of a thread
-    {"screen", Screen},          // its size and work area
-    {"registered", Registered},  // the number of a message by its name
-    {"shape", Shape},            // window, points: transparency and region
-    {"grab", Grab},              // left, top, width, height of the screen
-    {"watch", Watch},            // the same, milliseconds
-    {"icon", Icon},              // file, id, size
-    {"threads", Threads},        // of a process
-    {"crash", CrashThread},      // thread
-    {"menu", Menu},              // window of an open menu
+    {"windows", Windows},                  // every top-level window
+    {"message_only", MessageOnlyWindows},  // every message-only window of a class
+    {"controls", Controls},                // of a window: id, text, place, state
+    {"click", Click},                      // window, id
+    {"post", Post},                        // window, message, wparam, lparam
+    {"send", SendAndAnswer},               // the same; gives the answer
+    {"title", Title},                      // of a window, asked of the window itself
+    {"focus", Focus},                      // of a thread
+    {"screen", Screen},                    // its size and work area
+    {"registered", Registered},            // the number of a message by its name
+    {"shape", Shape},                      // window, points: transparency and region
+    {"grab", Grab},                        // left, top, width, height of the screen
+    {"watch", Watch},                      // the same, milliseconds
+    {"icon", Icon},                        // file, id, size
+    {"threads", Threads},                  // of a process
+    {"crash", CrashThread},                // thread
+    {"menu", Menu},                        // window of an open menu
 };
 
 json Answer(const std::string& line) {

@@ -109,6 +109,11 @@ class Driver:
         """The first window of that kind, once there is one."""
         return eventually(lambda: self.windows(**which), timeout, f"a window with {which}")[0]
 
+    def message_only(self, kind, process):
+        """The windows of a class that only take messages."""
+        found = [Window(self, facts) for facts in self.ask("message_only", **{"class": kind})]
+        return [one for one in found if one.process == process]
+
     def dialog(self, title, timeout=LIMIT, containing=None, process=None):
         """A visible dialog or message box, by its title and by a piece of one of its texts."""
 

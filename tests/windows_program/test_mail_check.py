@@ -17,7 +17,6 @@ from windows_program import COMMAND_SWITCH_FILTER, LEFT_UP
 
 STATUS, ACTIVITY, BAR, SPAM_COUNT, CANCEL = 1033, 1034, 1036, 1037, 1042
 IDLE = "Quillbeaker 1.7.1"
-SET_TOOLTIP, SET_DELETED, BUBBLE_CALL = WM_USER + 160, WM_USER + 161, WM_USER + 162
 
 
 class Held:
@@ -327,23 +326,35 @@ def test_a_very_long_time_is_no_short_one(program, client, server):
         time.sleep(0.1)
 
 
-def test_the_messages_of_the_listener(program, session):
-    """As the listener sends them, and as another program might: without a text."""
+def made_up_messages(one):
+    """Everything around the program's own messages, as another program of the user might send it."""
+    windows = [one.main, *one.driver.message_only("QuillbeakerQueue", one.main.process)]
+    assert len(windows) == 2
+    for window in windows:
+        for number in range(150, 171):
+            for parameters in ((0, 1), (1, 1), (0, 0), (3, 0x10000)):
+                assert window.send(WM_USER + number, *parameters) == 0
+                window.post(WM_USER + number, *parameters)
+
+
+def test_made_up_messages_do_no_harm(program, client, server, session):
+    """Before, during and after a mail check: the program lives on, and serves mail."""
     one = program()
     tray = Tray(one)
-    raw, held = session(one, ham(1))
-    bubble = one.bubble()
-    for message in (SET_TOOLTIP, BUBBLE_CALL):
-        for call in range(7):
-            assert one.main.send(message, call) == 0
-    eventually(lambda: bubble.control(ACTIVITY)["text"] == "", what="an empty text")
-    for count in (3, 5):  # it is set, not added
-        one.main.send(SET_DELETED, count)
+    made_up_messages(one)
+    eventually(lambda: not one.has_bubble(), what="the end of the session that there was none")
+    raw, held = session(one, ham(1), spam(2))
+    made_up_messages(one)
     held.go()
-    raw.line()
+    assert raw.line().startswith(b"+OK 1 ")
     raw.quit()
-    bubble.wait_until_gone()
-    assert tray.tooltip() == IDLE + " - 5 messages deleted"
+    raw.close()
+    eventually(lambda: len(one.bin_files()) == 1, what="the spam in the bin")
+    made_up_messages(one)
+    assert not one.driver.windows(title="Fatal error")
+    check(client, server, one, spam(3), ham(4), spam(5), prefix=b"d")
+    # No number that a message carried was believed.
+    assert tray.tooltip() == IDLE + " - 3 messages deleted"
 
 
 def test_every_end_of_a_session_starts_the_time_anew(program, client, server):

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What the windows are told of mail checks, on the UI thread, in the order in which it happened.
+
+#include <cstdint>
+
+#include "pop3/login_problem.h"
+#include "ui/presenter/session_progress.h"
+
+namespace quillbeaker {
+
+class MailCheckView {
+ public:
+  virtual ~MailCheckView() = default;
+
+  virtual void ShowProgress(const ProgressChanges& changes) = 0;
+  // So many more messages were deleted.
+  virtual void AddDeleted(std::uint32_t count) = 0;
+  // How the last session's login ended.
+  virtual void ShowLoginResult(const LoginProblem& problem) = 0;
+};
+
+}  // namespace quillbeaker
