@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 
-#include "config/ascii.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -17,7 +16,6 @@ constexpr std::size_t kPieceSize = 65536;
 constexpr std::size_t kMostGathered = 65536;
 // A client or server that never stops talking must not fill the disk.
 constexpr std::uint64_t kMostGrowth = std::uint64_t{16} << 20;
-constexpr std::string_view kMask = " ********";
 
 // Where the first line at or behind `offset` ends; the file's end when no line ends there.
 std::uint64_t EndOfLine(ExclusiveFile& file, std::uint64_t offset) {
@@ -122,31 +120,6 @@ std::string BannerLine(std::string_view which, const CalendarTime& local_time) {
   std::snprintf(date.data(), date.size(), "%02i.%02i.%04i", local_time.day, local_time.month,
                 local_time.year);
   return "\r\n" + std::string(which) + " Log started at: " + date.data() + " - " + TimeOf(local_time);
-}
-
-// Deliberate: a client may send its password in one segment with another command, or by a command that is not
-// spoken here.
-std::string MaskCredentials(std::string_view text) {
-  std::string masked;
-  bool at_line_start = true;
-  while (!text.empty()) {
-    const bool secret =
-        at_line_start && (StartsWithIgnoringCase(text, "PASS") || StartsWithIgnoringCase(text, "AUTH") ||
-                          StartsWithIgnoringCase(text, "APOP"));
-    if (secret) {
-      masked.append(text.substr(0, 4)).append(kMask);
-      // Up to the LF: a CR alone may be part of the password.
-      std::size_t end = std::min(text.find('\n'), text.size());
-      if (end < text.size() && end > 4 && text[end - 1] == '\r') --end;
-      text.remove_prefix(end);
-      at_line_start = false;
-    } else {
-      at_line_start = text.front() == '\n' || text.front() == '\r';
-      masked.push_back(text.front());
-      text.remove_prefix(1);
-    }
-  }
-  return masked;
 }
 
 }  // namespace quillbeaker

@@ -64,8 +64,5 @@ std::string TimedLine(const CalendarTime& local_time, char side, std::string_vie
 std::string MarkerLine(char side, std::string_view text);
 // "\r\n<which> Log started at: dd.mm.yyyy - hh:mm:ss", which being "Client" or "Server".
 std::string BannerLine(std::string_view which, const CalendarTime& local_time);
-// Masks what follows PASS, AUTH and APOP at the start of any line, in any case, also "PASSx": "PASS
-// ********".
-std::string MaskCredentials(std::string_view text);
 
 }  // namespace quillbeaker

@@ -9,7 +9,6 @@
 #include <limits>
 #include <string>
 
-#include "config/ascii.h"
 #include "platform/files.h"
 #include "support/test_program.h"
 
@@ -379,40 +378,6 @@ TEST(LogLines, BannersBeginWithAnEmptyLine) {
   EXPECT_EQ(BannerLine("Client", time), "\r\nClient Log started at: 05.02.2003 - 09:08:07");
   EXPECT_EQ(BannerLine("Server", CalendarTime{812, 12, 0, 31, 23, 59, 58, 0}),
             "\r\nServer Log started at: 31.12.0812 - 23:59:58");
-}
-
-TEST(MaskCredentials, HidesWhatFollowsAPassword) {
-  EXPECT_EQ(MaskCredentials("PASS secret"), "PASS ********");
-  EXPECT_EQ(MaskCredentials("USER a&b\r\nPASS secret\r\nSTAT\r\n"), "USER a&b\r\nPASS ********\r\nSTAT\r\n");
-  EXPECT_EQ(MaskCredentials("AUTH PLAIN AGphbmUAc2VjcmV0\r\n"), "AUTH ********\r\n");
-  EXPECT_EQ(MaskCredentials("APOP jane 0123456789abcdef\r\n"), "APOP ********\r\n");
-}
-
-TEST(MaskCredentials, WorksInAnyCaseAndWithoutABlank) {
-  for (const std::string_view line : {"pass secret", "Pass secret", "PASSsecret", "passXsecret",
-                                      "auth secret", "aPOP a secret", "PASS\tsecret"}) {
-    const std::string masked = MaskCredentials(line);
-    EXPECT_EQ(masked.find("secret"), std::string::npos) << masked;
-    EXPECT_EQ(masked.size(), 13U) << masked;
-    EXPECT_TRUE(EqualsIgnoringCase(masked.substr(0, 4), line.substr(0, 4))) << masked;
-    EXPECT_EQ(masked.substr(4), " ********");
-  }
-}
-
-TEST(MaskCredentials, WorksOnEveryLineHoweverItEnds) {
-  for (const std::string_view text :
-       {"STAT\r\nPASS secret\r\nAUTH secret", "STAT\nPASS secret\nAPOP secret\n"}) {
-    const std::string masked = MaskCredentials(text);
-    EXPECT_EQ(masked.find("secret"), std::string::npos) << masked;
-    EXPECT_NE(masked.find("STAT"), std::string::npos) << masked;
-  }
-}
-
-TEST(MaskCredentials, LeavesEverythingElse) {
-  for (const std::string_view text : {"", "STAT", "USER jane\r\n", "XPASS y\r\n", "USER passenger\r\n",
-                                      "PAS secret", "RETR 1\r\nNOOP\r\n"}) {
-    EXPECT_EQ(MaskCredentials(text), text);
-  }
 }
 
 }  // namespace

@@ -117,6 +117,13 @@ def test_client_log_marks_what_was_transferred(logged):
     (b"AUTH PLAIN aHVudGVyMg==\r\n", b"AUTH ********\r\n", [b"aHVudGVyMg"]),
     (b"apop jane hunter2\r\n", b"apop ********\r\n", [b"hunter2"]),
     (b"CAPA\r\nAUTH LOGIN hunter2\r\n", b"CAPA\r\n", [b"hunter2"]),
+    (b" PASS hunter2\r\n", b"C:  PASS ********\r\n", [b"hunter2"]),
+    (b"\tPASS hunter2\r\n", b"C: \tPASS ********\r\n", [b"hunter2"]),
+    (b"\0PASS hunter2\r\n", b"C: \0PASS ********\r\n", [b"hunter2"]),
+    (b"\xef\xbb\xbfPASS hunter2\r\n", b"C: \xef\xbb\xbfPASS ********\r\n", [b"hunter2"]),
+    (b"LOGIN jane hunter2\r\n", b"C: LOGIN ********\r\n", [b"hunter2"]),
+    (b"a LOGIN jane hunter2\r\n", b"C: a LOGIN ********\r\n", [b"hunter2"]),
+    (b"AUTH PLAIN\r\naHVudGVyMg==\r\nSTAT\r\n", b"AUTH ********\r\n********\r\nSTAT\r\n", [b"aHVudGVyMg"]),
 ])
 def test_secrets_are_masked_in_whatever_was_received(proxy, client, text, kept, gone):
     one = proxy(server={"Timeout": 2})
@@ -129,6 +136,61 @@ def test_secrets_are_masked_in_whatever_was_received(proxy, client, text, kept, 
     assert kept.lower() in log.lower()
     for secret in gone:
         assert secret not in log
+
+
+def test_credentials_after_auth_are_masked_until_a_command(proxy, client):
+    one = proxy()
+    raw = client(one)
+    for line in (b"AUTH LOGIN", b"amFuZQ==", b"aHVudGVyMg==", b"CAPA", b"amFuZQ=="):
+        raw.send(line + b"\r\n")
+        assert raw.line() == b"-ERR Unknown command"
+    raw.close()
+    client(one).quit()
+    said = re.findall(rb"(?m)^" + TIME + rb"C: (.*)\r$", one.client_log())
+    assert said[:5] == [b"AUTH ********", b"********", b"********", b"CAPA", b"amFuZQ=="]
+
+
+def answer_in_pieces(one, pieces):
+    """An answer of the server whose pieces the program receives one by one."""
+    def said(log):
+        return len(re.findall(rb"(?m)^" + TIME + rb"S: ", log))
+
+    def answer(session, line):
+        before = said(one.server_log())
+        for count, piece in enumerate(pieces):
+            eventually(lambda: said(one.server_log()) >= before + count, what="the piece before in the log")
+            session.send(piece)
+    return answer
+
+
+@pytest.mark.parametrize("password, pieces, logged_as", [
+    (SECRET, [b"+OK PASS %s welcome\r\n"], [b"+OK PASS ******** welcome"]),
+    (SECRET, [b"-ERR bad command PASS %s\r\n"], [b"-ERR bad command PASS ********"]),
+    (SECRET.upper(), [b"-ERR %s is not %s\r\n"], [b"-ERR ******** is not ********"]),
+    (SECRET, [b"+OK PASS pa55-w", b"ord-of-jane welcome\r\n"], [b"+OK PASS ********", b"******** welcome"]),
+    (SECRET, [b"-ERR PASS pa55-w", b"ord-of-jane\r\n"], [b"-ERR PASS ********"]),
+    ("OK", [b"+OK fine, OK\r\n"], [b"********"]),
+    ("no", [b"-ERR no\r\n"], [b"********"]),
+])
+def test_password_that_the_server_repeats_is_masked(proxy, client, server, password, pieces, logged_as):
+    upstream = server(ham(1))
+    one = proxy()
+    pieces = [piece.replace(b"%s", password.encode()) for piece in pieces]
+    upstream.when("PASS", answer_in_pieces(one, pieces))
+    raw = client(one)
+    raw.ask(f"USER 127.0.0.1&jane&{upstream.port}")
+    answer = raw.ask(f"PASS {password}")
+    assert answer.startswith(b"+OK") == pieces[0].startswith(b"+OK")
+    raw.close()
+    client(one).quit()
+    log = one.server_log()
+    answers = re.findall(rb"(?m)^" + TIME + rb"S: (.*)\r$", log[log.index(b"C: PASS ********"):])
+    assert answers[:len(logged_as)] == logged_as
+    for shown in (log, one.client_log(), one.output().encode()):
+        for secret in (password.encode(), b"pa55", b"ord-of"):
+            assert len(secret) < 4 or secret.lower() not in shown.lower()
+    if pieces[0].startswith(b"-ERR"):
+        assert b"failed: PASS refused: " + logged_as[0] + b")\r\n" in log
 
 
 def test_limit_is_met_after_the_session_and_not_during_it(proxy, client, server):

@@ -1,40 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/local/client_session.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
-#include "config/ascii.h"
 #include "pop3/local/client_commands.h"
 
 namespace quillbeaker {
 namespace {
 
 constexpr std::size_t kReceiveSize = 1024;  // bytes
-constexpr std::string_view kMask = "********";
 // What would make the gathered reply longer than this is sent as it stands, without another copy of it.
 constexpr std::size_t kOutgoingLimit = std::size_t{256} * 1024;
-
-bool EndsLine(std::string_view command) {
-  return command.ends_with('\n');
-}
-
-// Deliberate: true for the beginning of a line, not ended yet, that is or may become one with a password. A
-// client that sends it in pieces would otherwise have its password in the log, which takes each receive for a
-// command.
-bool MayHoldPassword(std::string_view unfinished_line) {
-  if (unfinished_line.empty()) {
-    return false;
-  }
-  for (const std::string_view word : {"PASS", "AUTH", "APOP"}) {
-    const std::size_t compared = std::min(word.size(), unfinished_line.size());
-    if (StartsWithIgnoringCase(unfinished_line, word.substr(0, compared))) {
-      return true;
-    }
-  }
-  return false;
-}
 
 // 0 and less mean for ever, which is a year here.
 std::chrono::milliseconds ConfiguredIdleLimit(const Program& program) {
@@ -102,21 +79,10 @@ bool ClientSession::HandleCommand(std::string_view command) {
 }
 
 void ClientSession::LogCommand(std::string_view command) {
-  const std::string text = LoggableText(command);
   if (client_log_.IsWriting()) {
-    client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', text));
+    client_log_.WriteLine(TimedLine(program_.environment.local_time(), 'C', secret_mask_.Next(command)));
     client_log_.Flush();
   }
-}
-
-std::string ClientSession::LoggableText(std::string_view command) {
-  const std::string_view last_line = command.substr(command.rfind('\n') + 1);
-  const bool goes_on =
-      std::exchange(secret_goes_on_, secret_goes_on_ ? !EndsLine(command) : MayHoldPassword(last_line));
-  if (goes_on) {
-    return std::string(kMask);
-  }
-  return StartsWithIgnoringCase(command, "PASS") ? "PASS " + std::string(kMask) : MaskCredentials(command);
 }
 
 void ClientSession::SendOk(std::string_view text) {

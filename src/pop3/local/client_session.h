@@ -13,6 +13,7 @@
 
 #include "config/log_file.h"
 #include "config/program.h"
+#include "config/secret_masking.h"
 #include "platform/connection.h"
 #include "pop3/check_observer.h"
 #include "pop3/local/tick_sequence.h"
@@ -73,7 +74,6 @@ class ClientSession {
   // False when the session is over.
   bool HandleCommand(std::string_view command);
   void LogCommand(std::string_view command);
-  std::string LoggableText(std::string_view command);
   void SendNow(std::string_view bytes);
 
   Program& program_;
@@ -86,7 +86,7 @@ class ClientSession {
   UpstreamSession upstream_;  // closed before the client's socket
   std::string outgoing_;
   bool client_lost_ = false;
-  bool secret_goes_on_ = false;  // the last receive ended inside a line that may hold a password
+  SecretMask secret_mask_;
 };
 
 }  // namespace quillbeaker

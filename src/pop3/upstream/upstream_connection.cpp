@@ -255,7 +255,9 @@ std::ptrdiff_t UpstreamConnection::ReceiveChunk(char* buffer, std::size_t capaci
     return -1;
   }
   if (log_.IsWriting()) {
-    log_.WriteLine(TimedLine(program_.environment.local_time(), 'S', {buffer, received.bytes}));
+    const std::string_view text(buffer, received.bytes);
+    log_.WriteLine(TimedLine(program_.environment.local_time(), 'S',
+                             answer_mask_ ? answer_mask_->Next(text) : std::string(text)));
     log_.Flush();
   }
   return static_cast<std::ptrdiff_t>(received.bytes);
@@ -295,8 +297,11 @@ bool UpstreamConnection::ReadStatus() {
   return reply.status == ReplyStatus::kComplete && IsPositive(reply.text);
 }
 
-Reply UpstreamConnection::ReadStatusReply() {
-  return ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
+Reply UpstreamConnection::ReadStatusReply(std::string_view secret) {
+  if (!secret.empty()) answer_mask_.emplace(secret);
+  Reply reply = ReadUntil({.terminator = kLineEnd, .limit = kMaxStatusLine}, false);
+  answer_mask_.reset();
+  return reply;
 }
 
 LoginFailure UpstreamConnection::HowItEnded() const {

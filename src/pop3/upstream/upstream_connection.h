@@ -11,11 +11,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "config/log_file.h"
 #include "config/program.h"
+#include "config/secret_masking.h"
 #include "platform/connection.h"
 #include "pop3/check_observer.h"
 #include "pop3/login_problem.h"
@@ -54,7 +56,8 @@ class UpstreamConnection {
   // True when the server's one-line reply begins with "+OK". The other one gives all that was received: the
   // line, as far as it came, and whatever came behind it.
   bool ReadStatus();
-  Reply ReadStatusReply();
+  // The log gets the answer with `secret` masked in it; what is returned is as it came.
+  Reply ReadStatusReply(std::string_view secret = {});
   // What a login that goes no further has failed of: nobody wanted to wait, or the connection is gone.
   LoginFailure HowItEnded() const;
   // The server cannot be trusted any further: no command succeeds from now on.
@@ -121,6 +124,7 @@ class UpstreamConnection {
   } pending_;
   std::chrono::milliseconds timeout_{60'000};
   LogFile log_;
+  std::optional<PasswordMask> answer_mask_;  // for the answer that is being read
 };
 
 }  // namespace quillbeaker

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "config/ascii.h"
+#include "config/secret_masking.h"
 #include "message/display_text.h"
 #include "message/line_ends.h"
 #include "platform/files.h"
@@ -131,7 +132,7 @@ bool UpstreamSession::Authorise(const std::string& user, const std::string& pass
     login_problem_.failure = connection_.HowItEnded();
     return false;
   }
-  return Agreed(LoginFailure::kPasswordRefused);
+  return Agreed(LoginFailure::kPasswordRefused, Behind::kIgnored, password);
 }
 
 bool UpstreamSession::Say(const std::string& line) {
@@ -142,8 +143,8 @@ bool UpstreamSession::Say(const std::string& line) {
   return false;
 }
 
-bool UpstreamSession::Agreed(LoginFailure failure, Behind behind) {
-  const Reply reply = connection_.ReadStatusReply();
+bool UpstreamSession::Agreed(LoginFailure failure, Behind behind, std::string_view secret) {
+  const Reply reply = connection_.ReadStatusReply(secret);
   if (reply.status == ReplyStatus::kLost && reply.text.size() < kMaxStatusLine) {
     login_problem_.failure = connection_.HowItEnded();
     return false;
@@ -157,8 +158,11 @@ bool UpstreamSession::Agreed(LoginFailure failure, Behind behind) {
     return true;
   }
   login_problem_.failure = failure;
+  // Masked with its line end, so that an answer that came whole is known for one.
+  const std::string shown = secret.empty() ? reply.text : MaskPassword(reply.text, secret);
   login_problem_.detail =
-      positive ? "bytes behind the answer" : std::string(FirstColumns(DisplayLine(line), kMaxShownRefusal));
+      positive ? "bytes behind the answer"
+               : std::string(FirstColumns(DisplayLine(WithoutLineEnd(shown)), kMaxShownRefusal));
   return false;
 }
 

@@ -68,7 +68,8 @@ class UpstreamSession {
   // Whether the server agrees; its words are kept when it does not. What may not have anything behind it in
   // clear is the answer before TLS.
   enum class Behind { kIgnored, kForbidden };
-  bool Agreed(LoginFailure failure, Behind behind = Behind::kIgnored);
+  // `secret` is masked in what the answer leaves in the log and in the login problem.
+  bool Agreed(LoginFailure failure, Behind behind = Behind::kIgnored, std::string_view secret = {});
   // Sends a line of the login; false, with the reason, when it does not go out.
   bool Say(const std::string& line);
   void ListMessages();
