@@ -8,29 +8,14 @@ in one run, because only their ratio means anything on a machine that does other
 
 import argparse
 import os
-import pathlib
 import statistics
-import subprocess
 import sys
 import time
 
-TOP = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(TOP / "tests" / "e2e"))
+from measuring import certificates, corpus, dovecot, program, spread
 
-import certificates  # noqa: E402
-import dovecot  # noqa: E402
-import mail_clients  # noqa: E402
-import program  # noqa: E402
-import raw_client  # noqa: E402
-
-
-def corpus(count):
-    """Real messages with CR LF line ends, as a server sends them; repeated when there are not enough."""
-    subprocess.run([str(TOP / "tools" / "fetch-corpus.sh")], check=True)
-    files = sorted((TOP / "build" / "deps" / "corpus").glob("*/*.txt"))
-    step = max(1, len(files) // count)
-    chosen = (files[::step] * (count // len(files) + 1))[:count]
-    return [path.read_bytes().replace(b"\r\n", b"\n").replace(b"\n", b"\r\n") for path in chosen]
+import mail_clients
+import raw_client
 
 
 def plain_client(port, user):
@@ -133,7 +118,7 @@ def main():
     parser.add_argument("--tls-messages", type=int, default=1000)
     parser.add_argument("--rounds", type=int, default=3)
     arguments = parser.parse_args()
-    mailbox = corpus(arguments.messages)
+    mailbox = spread(corpus(), arguments.messages)
     bytes_total = sum(map(len, mailbox))
     server = dovecot.Dovecot(program.free_port())
     try:
@@ -141,7 +126,7 @@ def main():
                 for client in (plain_client, mpop)]
     finally:
         server.stop()
-    kept.append(over_tls(corpus(arguments.tls_messages), arguments.rounds))
+    kept.append(over_tls(spread(corpus(), arguments.tls_messages), arguments.rounds))
     return 0 if all(kept) else 1
 
 

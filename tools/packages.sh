@@ -55,6 +55,7 @@ packages_bench='
 libbenchmark-dev             benchmarks of the parts
 bogofilter                   the filter that whole-program speed is compared with
 time                         peak memory of a program
+strace                       counts system calls
 '
 packages_derive='
 python3-numpy                deriving the shipped spam words

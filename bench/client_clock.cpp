@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+
+// Tells when a mail client that is somebody else's program connected, when it sent QUIT and when the answer
+// came. Loaded into it with LD_PRELOAD; at the answer it writes the two spans between them, in seconds, into
+// the file that the variable CLIENT_CLOCK names. Only for clients that speak POP3 in clear.
+
+#include <dlfcn.h>
+#include <sys/socket.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::optional<Clock::time_point> connected;
+std::optional<Clock::time_point> quit_sent;
+bool told = false;
+
+double SecondsBetween(Clock::time_point begin, Clock::time_point end) {
+  return std::chrono::duration<double>(end - begin).count();
+}
+
+void Tell(Clock::time_point answered) {
+  const char* const path = std::getenv("CLIENT_CLOCK");
+  std::FILE* const file = path == nullptr ? nullptr : std::fopen(path, "w");
+  if (file == nullptr) return;
+  std::fprintf(file, "%.6f %.6f\n", SecondsBetween(*connected, *quit_sent),
+               SecondsBetween(*quit_sent, answered));
+  std::fclose(file);
+}
+
+template <typename Function>
+Function* Original(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+int connect(int socket, const sockaddr* address, socklen_t length) {
+  static auto* const original = Original<decltype(connect)>("connect");
+  if (address->sa_family == AF_INET) connected = Clock::now();
+  return original(socket, address, length);
+}
+
+ssize_t send(int socket, const void* bytes, size_t size, int flags) {
+  static auto* const original = Original<decltype(send)>("send");
+  if (std::string_view(static_cast<const char*>(bytes), size) == "QUIT\r\n") quit_sent = Clock::now();
+  return original(socket, bytes, size, flags);
+}
+
+ssize_t recv(int socket, void* bytes, size_t size, int flags) {
+  static auto* const original = Original<decltype(recv)>("recv");
+  const ssize_t got = original(socket, bytes, size, flags);
+  if (got > 0 && quit_sent && connected && !told) {
+    told = true;
+    Tell(Clock::now());
+  }
+  return got;
+}
+
+}  // extern "C"

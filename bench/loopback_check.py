@@ -1,0 +1,123 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""A mail check of 1,000 good mails on the loopback, with filter and learning as delivered, by curl, mpop and poplib.
+
+Two ratios for each client, both ways taken in turn in one run: the time from its connecting to its QUIT against that through
+a bare relay, which asks one message ahead and keeps nothing; and the time that the answer to QUIT takes against a plain loop
+that writes the same files. First at Dovecot, then at a server that costs next to nothing and so hides nothing."""
+
+import argparse
+import os
+import subprocess
+import sys
+import tempfile
+
+from measuring import BUILD, MEMORY, Client, Helper, deliver_spam_words, dovecot, good_mail, median, program
+
+CLIENTS = ("curl", "mpop", "poplib")
+MOST_OF_RELAY = 1.3
+MOST_OF_WRITES = 1.5
+
+
+def states(directory):
+    """What tells whether a file was written, by its path below the directory."""
+    found = {}
+    for folder, _, names in os.walk(directory):
+        for name in names:
+            path = os.path.join(folder, name)
+            status = os.stat(path)
+            found[os.path.relpath(path, directory)] = (status.st_mtime_ns, status.st_size)
+    return found
+
+
+def plain_writes(directory, names):
+    """Seconds for writing copies of the files, on the same disk."""
+    with tempfile.TemporaryDirectory(dir=os.path.dirname(directory)) as copy:
+        for folder in {os.path.dirname(name) for name in names}:
+            os.makedirs(os.path.join(copy, folder), exist_ok=True)
+        done = subprocess.run([BUILD / "bench" / "plain-writes", directory, copy], input="\n".join(names) + "\n",
+                              stdout=subprocess.PIPE, check=True, text=True)
+    return float(done.stdout)
+
+
+class Times:
+    def __init__(self):
+        self.relayed, self.proxied, self.quit, self.writes = [], [], [], []
+
+
+def measure_proxy(client, server, user, count, times):
+    proxy = program.Quillbeaker()
+    try:
+        deliver_spam_words(proxy)
+        proxy.start()
+        before = states(proxy.directory)
+        run = Client(client, proxy.port, f"127.0.0.1&{user}&{server.port}", count)
+        proxy.stop()
+        # The configuration is written before the mail comes, to note the day.
+        written = [name for name, state in states(proxy.directory).items()
+                   if before.get(name) != state and not name.endswith((".log", ".lock", "Quillbeaker.ini"))]
+        times.proxied.append(run.to_quit)
+        times.quit.append(run.quit)
+        times.writes.append(plain_writes(proxy.directory, written))
+        return len(written)
+    finally:
+        proxy.discard()
+
+
+def measure(title, server, user, count, rounds):
+    """Prints a line for each client; true when all of them are within their bounds."""
+    relay = Helper("bare-relay", server.port)
+    times = {client: Times() for client in CLIENTS}
+    try:
+        for _ in range(rounds):
+            for client in CLIENTS:
+                times[client].relayed.append(Client(client, relay.port, user, count).to_quit)
+                files = measure_proxy(client, server, user, count, times[client])
+    finally:
+        relay.stop()
+    print(f"{title}: {count} good mails, medians of {rounds} in turn; QUIT writes {files} files")
+    kept = True
+    for client in CLIENTS:
+        one = times[client]
+        relayed, proxied, quit_time, writes = map(median, (one.relayed, one.proxied, one.quit, one.writes))
+        kept = kept and proxied <= MOST_OF_RELAY * relayed and quit_time <= MOST_OF_WRITES * writes
+        print(f"  {client:7} to QUIT {proxied:6.3f} s, bare relay {relayed:6.3f} s: ratio {proxied / relayed:.2f} (at most "
+              f"{MOST_OF_RELAY});  QUIT {quit_time:6.3f} s, plain writes {writes:6.3f} s: ratio {quit_time / writes:.2f} "
+              f"(at most {MOST_OF_WRITES})")
+    return kept
+
+
+def at_dovecot(mail, rounds):
+    server = dovecot.Dovecot(program.free_port())
+    try:
+        server.mailbox("one", mail)
+        return measure("Dovecot", server, "one", len(mail), rounds)
+    finally:
+        server.stop()
+
+
+def at_plain_server(mail, rounds):
+    with tempfile.TemporaryDirectory(dir=MEMORY) as folder:
+        for index, text in enumerate(mail):
+            with open(os.path.join(folder, f"{index:06}"), "wb") as file:
+                file.write(text)
+        server = Helper("plain-server", folder)
+        try:
+            return measure("plain server", server, "one", len(mail), rounds)
+        finally:
+            server.stop()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--messages", type=int, default=1000)
+    parser.add_argument("--rounds", type=int, default=7)
+    arguments = parser.parse_args()
+    mail = good_mail(arguments.messages)
+    kept = at_dovecot(mail, arguments.rounds)
+    at_plain_server(mail, arguments.rounds)
+    return 0 if kept else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
