@@ -80,7 +80,7 @@ bool IniFile::Update(const std::function<void(IniDocument&)>& change) {
   change(after);
   const std::string bytes = after.Serialise();
   if (bytes == before->Serialise()) return true;
-  return ReplaceWholeFile(path_, bytes);
+  return static_cast<bool>(ReplaceWholeFile(path_, bytes));
 }
 
 std::int32_t IntegerOf(std::string_view text) {

@@ -2,8 +2,9 @@
 #pragma once
 
 // Files as the stores need them: whole files read at once and replaced atomically, names listed, times told.
-// Paths are UTF-8 on every system. No function throws; failure is the return value. New files and directories
-// are for the user alone (mode 0600 and 0700 where the system has modes). Any thread may call anything here.
+// Paths are UTF-8 on every system. No function throws; failure is the return value, with its reason where
+// that is a FileResult. New files and directories are for the user alone (mode 0600 and 0700 where the system
+// has modes). Any thread may call anything here.
 
 #include <cstdint>
 #include <optional>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "platform/calendar_time.h"
+#include "platform/file_result.h"
 
 namespace quillbeaker {
 
@@ -25,26 +27,33 @@ inline constexpr std::uint64_t kMostFileBytes = std::uint64_t{1} << 30;
 // larger than kMostFileBytes.
 [[nodiscard]] std::optional<std::string> ReadWholeFile(const std::string& path);
 
+// The same with the reason, for callers that must not take a file that cannot be read for a missing one.
+struct FileContents {
+  std::optional<std::string> bytes;
+  FileResult result;  // true when there are bytes
+};
+[[nodiscard]] FileContents ReadContents(const std::string& path);
+
 // Puts `bytes` in the place of the file in one step: written beside it, flushed to the disk, renamed over it.
 // A crash or a full disk leaves the old file or the new one. A read-only target is left as it is and the call
 // fails. The new file has the permissions of the old one; a link stays, and what it names is replaced. Call
 // FlushDirectory where the new state must have reached the disk before something else happens.
-[[nodiscard]] bool ReplaceWholeFile(const std::string& path, std::string_view bytes);
+[[nodiscard]] FileResult ReplaceWholeFile(const std::string& path, std::string_view bytes);
 
 // Creates or truncates the file, writes `bytes` and, when `flush` is set, waits until they are on the disk.
 // Fails when anything does; a partly written file is removed again.
-[[nodiscard]] bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush);
+[[nodiscard]] FileResult WriteWholeFile(const std::string& path, std::string_view bytes, bool flush);
 
 // Waits until the names in a directory (files created, renamed) are on the disk too. No-op where the system
 // needs none.
-bool FlushDirectory(const std::string& directory);
+FileResult FlushDirectory(const std::string& directory);
 
-bool EraseFile(const std::string& path);
+FileResult EraseFile(const std::string& path);
 // Fails when `to` exists.
-bool RenameFile(const std::string& from, const std::string& to);
+FileResult RenameFile(const std::string& from, const std::string& to);
 bool FileExists(const std::string& path);
 // Creates one directory; true as well when it exists.
-bool MakeDirectory(const std::string& path);
+FileResult MakeDirectory(const std::string& path);
 bool DirectoryExists(const std::string& path);
 
 // Bare names of the regular files (no directories, no links) in `directory` whose name ends in `suffix`,

@@ -60,7 +60,7 @@ bool TrainingArea::SaveIndex(const Index& index) const {
   if (!bytes) return false;
   if (*bytes == index.bytes) return true;
   if (index.replaces_another && !ReplaceWholeFile(index_path_ + ".bad", index.bytes)) return false;
-  return ReplaceWholeFile(index_path_, *bytes);
+  return static_cast<bool>(ReplaceWholeFile(index_path_, *bytes));
 }
 
 std::optional<std::vector<TrainingEntry>> TrainingArea::List() {

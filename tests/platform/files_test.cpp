@@ -83,6 +83,48 @@ TEST(ReplaceWholeFile, FailsWhereNoFileCanBe) {
   EXPECT_EQ(directory.Names(), std::vector<std::string>{"folder"});
 }
 
+TEST(FileResult, SaysWhichPathFailedAndWhy) {
+  TestDirectory directory;
+  ASSERT_TRUE(directory.MakeFolder("folder"));
+  const std::string missing = directory.PathOf("missing/a");
+  const FileResult results[] = {WriteWholeFile(missing, "x", false),
+                                EraseFile(missing),
+                                RenameFile(missing, directory.PathOf("b")),
+                                ReadContents(missing).result,
+                                MakeDirectory(directory.PathOf("missing/folder")),
+                                FlushDirectory(directory.PathOf("missing"))};
+  for (const FileResult& result : results) {
+    EXPECT_FALSE(result);
+    EXPECT_TRUE(result.IsMissing());
+    EXPECT_TRUE(result.path.starts_with(directory.PathOf("missing"))) << result.path;
+    EXPECT_TRUE(result.Text().starts_with(result.path + ": ")) << result.Text();
+    EXPECT_GT(result.Text().size(), result.path.size() + 5) << result.Text();
+    EXPECT_EQ(result.Text().find_first_of("\r\n"), std::string::npos);
+  }
+  const FileResult folder = ReplaceWholeFile(directory.PathOf("folder"), "x");
+  EXPECT_FALSE(folder);
+  EXPECT_FALSE(folder.IsMissing());
+  EXPECT_EQ(folder.path, directory.PathOf("folder"));
+  EXPECT_FALSE(ReadContents(directory.PathOf("folder")).result.IsMissing());
+  EXPECT_FALSE(ReadContents(directory.PathOf("folder")).bytes.has_value());
+}
+
+TEST(FileResult, OfASuccessHasNothingToSay) {
+  TestDirectory directory;
+  const FileResult written = WriteWholeFile(directory.PathOf("a"), "x", true);
+  EXPECT_TRUE(written);
+  EXPECT_FALSE(written.IsMissing());
+  EXPECT_EQ(written.Text(), "");
+  const FileContents contents = ReadContents(directory.PathOf("a"));
+  EXPECT_TRUE(contents.result);
+  EXPECT_EQ(contents.bytes, "x");
+}
+
+TEST(FileResult, ANameWithControlBytesStaysOnOneLine) {
+  const FileResult result{"a\n\x1B[2Jb", std::make_error_code(std::errc::io_error)};
+  EXPECT_TRUE(result.Text().starts_with("a??[2Jb: ")) << result.Text();
+}
+
 TEST(ReplaceWholeFile, TakesOverWhatAKilledProcessLeft) {
   TestDirectory directory;
   ASSERT_TRUE(directory.Put("a", "old"));

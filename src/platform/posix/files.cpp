@@ -26,6 +26,11 @@ struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
+// Reads errno unless another error is given: call it before anything else that may set it.
+FileResult Failed(const std::string& path, int error = errno) {
+  return {path, std::error_code(error != 0 ? error : EIO, std::system_category())};
+}
+
 bool StatusOf(const std::string& path, struct stat& status) {
   return stat(path.c_str(), &status) == 0;
 }
@@ -40,13 +45,16 @@ std::string TargetOf(const std::string& path) {
 
 // rename(2) would replace a file that must not be written, and the superuser may write everything: so the
 // mode decides.
-bool IsWritableFile(const std::string& path, const struct stat& status) {
-  return S_ISREG(status.st_mode) && (status.st_mode & 0222) != 0 && access(path.c_str(), W_OK) == 0;
+FileResult CheckWritable(const std::string& path, const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) return Failed(path, EISDIR);
+  if (!S_ISREG(status.st_mode)) return Failed(path, EINVAL);
+  if ((status.st_mode & 0222) == 0) return Failed(path, EACCES);
+  return access(path.c_str(), W_OK) == 0 ? FileResult() : Failed(path);
 }
 
 // The file beside `path` in which its next state is written, empty and locked. Its name is always the same,
 // so that a killed process leaves one such file at most, which the next write takes over; the lock keeps two
-// writers apart.
+// writers apart. Not valid on failure, with errno set.
 FileDescriptor OpenBeside(const std::string& beside) {
   for (int attempt = 0; attempt < 100; ++attempt) {
     FileDescriptor file = OpenFile(beside.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
@@ -59,10 +67,15 @@ FileDescriptor OpenBeside(const std::string& beside) {
     struct stat named;
     if (fstat(file.get(), &mine) != 0) return FileDescriptor();
     if (lstat(beside.c_str(), &named) == 0 && named.st_dev == mine.st_dev && named.st_ino == mine.st_ino) {
-      if (!S_ISREG(mine.st_mode) || ftruncate(file.get(), 0) != 0) return FileDescriptor();
+      if (!S_ISREG(mine.st_mode)) {
+        errno = EINVAL;
+        return FileDescriptor();
+      }
+      if (ftruncate(file.get(), 0) != 0) return FileDescriptor();
       return file;
     }
   }
+  errno = EAGAIN;
   return FileDescriptor();
 }
 
@@ -81,39 +94,55 @@ std::int64_t Nanoseconds(const timespec& time) {
 
 const char kPathSeparator = '/';
 
-std::optional<std::string> ReadWholeFile(const std::string& path) {
+bool FileResult::IsMissing() const {
+  return code == std::errc::no_such_file_or_directory || code == std::errc::not_a_directory;
+}
+
+std::string SystemErrorText(const std::error_code& code) {
+  return code.message();
+}
+
+FileContents ReadContents(const std::string& path) {
+  const auto failed = [&path](int error) { return FileContents{std::nullopt, Failed(path, error)}; };
   const FileDescriptor file = OpenFile(path.c_str(), O_RDONLY | O_NONBLOCK);
   struct stat status;
-  if (!file.valid() || fstat(file.get(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+  if (!file.valid() || fstat(file.get(), &status) != 0) return failed(errno);
+  if (S_ISDIR(status.st_mode)) return failed(EISDIR);
   // Nobody may ever write into a pipe: reading it could wait for ever.
-  if (S_ISFIFO(status.st_mode)) return std::nullopt;
-  if (static_cast<std::uint64_t>(status.st_size) > kMostFileBytes) return std::nullopt;
+  if (S_ISFIFO(status.st_mode)) return failed(EINVAL);
+  if (static_cast<std::uint64_t>(status.st_size) > kMostFileBytes) return failed(EFBIG);
 
   // One byte more than the file has now, so that its end is seen without growing. A device tells no size.
   constexpr std::size_t kLeast = 4096;
   std::string bytes(std::max(static_cast<std::size_t>(status.st_size) + 1, kLeast), '\0');
   std::size_t size = 0;
   for (;;) {
-    if (size > kMostFileBytes) return std::nullopt;
+    if (size > kMostFileBytes) return failed(EFBIG);
     if (size == bytes.size()) bytes.resize(std::min<std::size_t>(2 * size, kMostFileBytes + 1));
     const std::ptrdiff_t got = ReadSome(file.get(), bytes.data() + size, bytes.size() - size);
-    if (got < 0) return std::nullopt;
+    if (got < 0) return failed(errno);
     if (got == 0) break;
     size += static_cast<std::size_t>(got);
   }
   bytes.resize(size);
-  return bytes;
+  return {std::move(bytes), {}};
 }
 
-bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  return ReadContents(path).bytes;
+}
+
+FileResult ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   const std::string target = TargetOf(path);
   struct stat old_status;
   const bool exists = StatusOf(target, old_status);
-  if (exists && !IsWritableFile(target, old_status)) return false;
+  if (exists) {
+    if (FileResult writable = CheckWritable(target, old_status); !writable) return writable;
+  }
 
   const std::string beside = target + ".new";
   FileDescriptor file = OpenBeside(beside);
-  if (!file.valid()) return false;
+  if (!file.valid()) return Failed(beside);
   if (exists) {
     // The owner can be given back by the superuser only, who needs it: the file would be lost to its user
     // otherwise.
@@ -122,41 +151,43 @@ bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   const mode_t mode = exists ? old_status.st_mode & 07777 : 0600;
   const bool written = fchmod(file.get(), mode) == 0 && WriteAll(file.get(), bytes) && fsync(file.get()) == 0;
   // Renamed while it is open, since its lock ends with the descriptor.
-  if (written && rename(beside.c_str(), target.c_str()) == 0) return true;
+  if (written && rename(beside.c_str(), target.c_str()) == 0) return {};
+  FileResult failed = Failed(target);
   unlink(beside.c_str());
-  return false;
+  return failed;
 }
 
-bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush) {
+FileResult WriteWholeFile(const std::string& path, std::string_view bytes, bool flush) {
   FileDescriptor file = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file.valid()) return false;
-  bool written = WriteAll(file.get(), bytes) && (!flush || fsync(file.get()) == 0);
-  written = file.Close() && written;
-  if (!written) unlink(path.c_str());
-  return written;
+  if (!file.valid()) return Failed(path);
+  FileResult result;
+  if (!WriteAll(file.get(), bytes) || (flush && fsync(file.get()) != 0)) result = Failed(path);
+  if (!file.Close() && result) result = Failed(path);
+  if (!result) unlink(path.c_str());
+  return result;
 }
 
-bool FlushDirectory(const std::string& directory) {
+FileResult FlushDirectory(const std::string& directory) {
   const FileDescriptor file = OpenFile(directory.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!file.valid()) return false;
-  if (fsync(file.get()) == 0) return true;
+  if (!file.valid()) return Failed(directory);
+  if (fsync(file.get()) == 0) return {};
   // Some file systems cannot flush a directory by itself: they need none, or there is no more to be done.
-  return errno == EINVAL || errno == ENOTSUP;
+  return errno == EINVAL || errno == ENOTSUP ? FileResult() : Failed(directory);
 }
 
-bool EraseFile(const std::string& path) {
-  return unlink(path.c_str()) == 0;
+FileResult EraseFile(const std::string& path) {
+  return unlink(path.c_str()) == 0 ? FileResult() : Failed(path);
 }
 
-bool RenameFile(const std::string& from, const std::string& to) {
+FileResult RenameFile(const std::string& from, const std::string& to) {
 #ifdef RENAME_NOREPLACE
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return {};
+  if (errno != EINVAL && errno != ENOSYS) return Failed(from);
 #endif
   // Some file systems know no such rename: then there is a moment between the look and the deed.
   struct stat status;
-  if (lstat(to.c_str(), &status) == 0) return false;
-  return rename(from.c_str(), to.c_str()) == 0;
+  if (lstat(to.c_str(), &status) == 0) return Failed(to, EEXIST);
+  return rename(from.c_str(), to.c_str()) == 0 ? FileResult() : Failed(from);
 }
 
 bool FileExists(const std::string& path) {
@@ -164,8 +195,10 @@ bool FileExists(const std::string& path) {
   return StatusOf(path, status) && !S_ISDIR(status.st_mode);
 }
 
-bool MakeDirectory(const std::string& path) {
-  return mkdir(path.c_str(), 0700) == 0 || (errno == EEXIST && DirectoryExists(path));
+FileResult MakeDirectory(const std::string& path) {
+  if (mkdir(path.c_str(), 0700) == 0) return {};
+  FileResult failed = Failed(path);
+  return failed.code == std::errc::file_exists && DirectoryExists(path) ? FileResult() : failed;
 }
 
 bool DirectoryExists(const std::string& path) {

@@ -25,9 +25,15 @@ bool PassesSoon(DWORD error) {
          error == ERROR_USER_MAPPED_FILE;
 }
 
-bool IsMissing(DWORD error) {
+bool MeansMissing(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
          error == ERROR_BAD_NETPATH;
+}
+
+// Reads the thread's last error unless another is given: call it before anything else that may set it.
+FileResult Failed(const std::string& path, DWORD error = GetLastError()) {
+  const DWORD known = error != ERROR_SUCCESS ? error : static_cast<DWORD>(ERROR_GEN_FAILURE);
+  return {path, std::error_code(static_cast<int>(known), std::system_category())};
 }
 
 // Calls `attempt`, which tells success, until it has some or fails for good.
@@ -57,17 +63,19 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD share, DWORD dispo
 }
 
 // Written and, when asked for, on the disk; nothing is left of it otherwise.
-bool WriteNewFile(const std::wstring& path, std::string_view bytes, bool flush) {
+FileResult WriteNewFile(const std::string& path, std::string_view bytes, bool flush) {
+  const std::wstring wide = WidePath(path);
   FileHandle file;
   const bool opened = Persist([&] {
-    file = Open(path, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL);
+    file = Open(wide, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL);
     return file.valid();
   });
-  if (!opened) return false;
-  bool written = WriteAll(file, bytes) && (!flush || FlushFileBuffers(file.get()));
-  written = file.Close() && written;
-  if (!written) DeleteFileW(path.c_str());
-  return written;
+  if (!opened) return Failed(path);
+  FileResult result;
+  if (!WriteAll(file, bytes) || (flush && !FlushFileBuffers(file.get()))) result = Failed(path);
+  if (!file.Close() && result) result = Failed(path);
+  if (!result) DeleteFileW(wide.c_str());
+  return result;
 }
 
 char Lower(char c) {
@@ -95,7 +103,27 @@ std::int64_t Nanoseconds(const FILETIME& time) {
 
 const char kPathSeparator = '\\';
 
-std::optional<std::string> ReadWholeFile(const std::string& path) {
+bool FileResult::IsMissing() const {
+  return code && MeansMissing(static_cast<DWORD>(code.value()));
+}
+
+std::string SystemErrorText(const std::error_code& code) {
+  if (code.category() != std::system_category()) return code.message();
+  constexpr DWORD kCapacity = 512;
+  wchar_t text[kCapacity];
+  // Inserts are left as they stand: there is nothing to fill them with.
+  const DWORD size = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                    static_cast<DWORD>(code.value()), 0, text, kCapacity, nullptr);
+  std::string utf8 = Utf8FromWide(std::wstring_view(text, size));
+  // The system ends its sentences with CR LF, and breaks some.
+  std::erase(utf8, '\r');
+  while (utf8.ends_with('\n') || utf8.ends_with(' ')) utf8.pop_back();
+  std::replace(utf8.begin(), utf8.end(), '\n', ' ');
+  return utf8.empty() ? "error " + std::to_string(code.value()) : utf8;
+}
+
+FileContents ReadContents(const std::string& path) {
+  const auto failed = [&path](DWORD error) { return FileContents{std::nullopt, Failed(path, error)}; };
   const std::wstring wide = WidePath(path);
   FileHandle file;
   const bool opened = Persist([&] {
@@ -107,60 +135,69 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
     return file.valid();
   });
   LARGE_INTEGER expected;
-  if (!opened || !GetFileSizeEx(file.get(), &expected)) return std::nullopt;
+  if (!opened || !GetFileSizeEx(file.get(), &expected)) return failed(GetLastError());
 
-  if (static_cast<std::uint64_t>(expected.QuadPart) > kMostFileBytes) return std::nullopt;
+  if (static_cast<std::uint64_t>(expected.QuadPart) > kMostFileBytes) return failed(ERROR_FILE_TOO_LARGE);
   constexpr std::size_t kMostAtOnce = 1 << 24;
   std::string bytes(static_cast<std::size_t>(expected.QuadPart) + 1, '\0');
   std::size_t size = 0;
   for (;;) {
-    if (size > kMostFileBytes) return std::nullopt;
+    if (size > kMostFileBytes) return failed(ERROR_FILE_TOO_LARGE);
     if (size == bytes.size()) bytes.resize(std::min<std::size_t>(2 * size, kMostFileBytes + 1));
     DWORD got = 0;
     const auto capacity = static_cast<DWORD>(std::min(bytes.size() - size, kMostAtOnce));
-    if (!ReadFile(file.get(), bytes.data() + size, capacity, &got, nullptr)) return std::nullopt;
+    if (!ReadFile(file.get(), bytes.data() + size, capacity, &got, nullptr)) return failed(GetLastError());
     if (got == 0) break;
     size += got;
   }
   bytes.resize(size);
-  return bytes;
+  return {std::move(bytes), {}};
 }
 
-bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  return ReadContents(path).bytes;
+}
+
+FileResult ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   const std::wstring target = WidePath(path);
   const DWORD attributes = AttributesOf(target);
   if (Exists(attributes) && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0)
-    return false;
+    return Failed(path, ERROR_ACCESS_DENIED);
 
   // The file beside has always the same name, so that a killed process leaves one at most. Between processes
   // the store's lock keeps two writers apart, within this one the mutex does.
   static std::mutex one_at_a_time;
   const std::lock_guard guard(one_at_a_time);
-  const std::wstring beside = WidePath(path + ".new");
-  if (!WriteNewFile(beside, bytes, true)) return false;
+  const std::string beside = path + ".new";
+  if (FileResult written = WriteNewFile(beside, bytes, true); !written) return written;
+  const std::wstring wide_beside = WidePath(beside);
   const bool replaced = Persist([&] {
-    return MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
-           0;
+    return MoveFileExW(wide_beside.c_str(), target.c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
   });
-  if (!replaced) DeleteFileW(beside.c_str());
-  return replaced;
+  if (replaced) return {};
+  FileResult failed = Failed(path);
+  DeleteFileW(wide_beside.c_str());
+  return failed;
 }
 
-bool WriteWholeFile(const std::string& path, std::string_view bytes, bool flush) {
-  return WriteNewFile(WidePath(path), bytes, flush);
+FileResult WriteWholeFile(const std::string& path, std::string_view bytes, bool flush) {
+  return WriteNewFile(path, bytes, flush);
 }
 
 // The file system's journal keeps names; a directory cannot be flushed by itself.
-bool FlushDirectory(const std::string& directory) {
-  return DirectoryExists(directory);
+FileResult FlushDirectory(const std::string& directory) {
+  return DirectoryExists(directory) ? FileResult() : Failed(directory, ERROR_PATH_NOT_FOUND);
 }
 
-bool EraseFile(const std::string& path) {
-  return DeleteFileW(WidePath(path).c_str()) != 0;
+FileResult EraseFile(const std::string& path) {
+  return DeleteFileW(WidePath(path).c_str()) != 0 ? FileResult() : Failed(path);
 }
 
-bool RenameFile(const std::string& from, const std::string& to) {
-  return MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(), MOVEFILE_WRITE_THROUGH) != 0;
+FileResult RenameFile(const std::string& from, const std::string& to) {
+  return MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(), MOVEFILE_WRITE_THROUGH) != 0
+             ? FileResult()
+             : Failed(from);
 }
 
 bool FileExists(const std::string& path) {
@@ -168,8 +205,10 @@ bool FileExists(const std::string& path) {
   return Exists(attributes) && !IsDirectory(attributes);
 }
 
-bool MakeDirectory(const std::string& path) {
-  return CreateDirectoryW(WidePath(path).c_str(), nullptr) != 0 || DirectoryExists(path);
+FileResult MakeDirectory(const std::string& path) {
+  if (CreateDirectoryW(WidePath(path).c_str(), nullptr) != 0) return {};
+  FileResult failed = Failed(path);
+  return DirectoryExists(path) ? FileResult() : failed;
 }
 
 bool DirectoryExists(const std::string& path) {
@@ -217,7 +256,7 @@ FileState StateOfFile(const std::string& path) {
       Open(WidePath(path), FILE_READ_ATTRIBUTES, kShareAll, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
   if (!file.valid()) {
     // What is refused is there all the same: nobody must take it for missing and write a new one.
-    state.exists = !IsMissing(GetLastError());
+    state.exists = !MeansMissing(GetLastError());
     return state;
   }
   state.exists = true;

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -89,16 +90,33 @@ int WithFullDisk(bool (*attempt)(const std::string&), const std::string& path) {
 TEST(PosixFiles, AFullDiskLeavesTheOldFile) {
   TestDirectory directory;
   ASSERT_TRUE(directory.Put("a", "old"));
-  EXPECT_EQ(
-      WithFullDisk([](const std::string& path) { return ReplaceWholeFile(path, std::string(5000, 'x')); },
-                   directory.PathOf("a")),
-      0);
+  EXPECT_EQ(WithFullDisk(
+                [](const std::string& path) { return bool{ReplaceWholeFile(path, std::string(5000, 'x'))}; },
+                directory.PathOf("a")),
+            0);
   EXPECT_EQ(directory.Get("a"), "old");
   EXPECT_EQ(
-      WithFullDisk([](const std::string& path) { return WriteWholeFile(path, std::string(5000, 'x'), true); },
-                   directory.PathOf("b")),
+      WithFullDisk(
+          [](const std::string& path) { return bool{WriteWholeFile(path, std::string(5000, 'x'), true)}; },
+          directory.PathOf("b")),
       0);
   EXPECT_EQ(directory.Names(), std::vector<std::string>{"a"});
+}
+
+TEST(PosixFiles, AFullDiskIsNamed) {
+  TestDirectory directory;
+  for (const auto attempt : {+[](const std::string& path) {
+                               const FileResult result = WriteWholeFile(path, std::string(5000, 'x'), true);
+                               return result.path == path && result.code == std::errc::file_too_large;
+                             },
+                             +[](const std::string& path) {
+                               const FileResult result = ReplaceWholeFile(path, std::string(5000, 'x'));
+                               return result.path == path && result.code == std::errc::file_too_large;
+                             }}) {
+    EXPECT_EQ(WithFullDisk(attempt, directory.PathOf("a")), 1);
+  }
+  EXPECT_EQ((FileResult{"/a", std::error_code(ENOSPC, std::system_category())}).Text(),
+            "/a: No space left on device");
 }
 
 TEST(PosixFiles, ADirectoryThatCannotBeFlushedByItselfCountsAsFlushed) {
