@@ -141,7 +141,7 @@ class Bench {
     std::vector<DeletedMessage> spam;
     for (std::size_t i = 0; i < count; ++i) spam.push_back({&messages[i], "cheap, offer", 0.99});
     std::vector<std::string> names;
-    const double seconds = SecondsOf([&] { names = bin_.File(spam, "ann @ mail.example.org"); });
+    const double seconds = SecondsOf([&] { names = bin_.File(spam, "ann @ mail.example.org").names; });
     for (const std::string& name : names) failed_ = failed_ || name.empty();
     const auto rows = bin_.List();
     failed_ = failed_ || !rows || rows->size() != kHeld + count || !bin_.DeleteMessages(names);

@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "stores/index_entries.h"
 #include "stores/recycle_index.h"
+#include "stores/recycle_index_file.h"
 
 namespace quillbeaker {
 namespace {
@@ -38,19 +39,11 @@ std::string RecycleBin::PathOfMessage(std::string_view name) const {
   return IsMessageName(name) ? directory_ + std::string(name) : std::string();
 }
 
-// Null when there is no index or its root is another: its callers then leave the file as it is.
-XmlDocument RecycleBin::OpenIndex() const {
-  XmlDocument index = ParseXmlFile(index_path_);
-  return RootNamed(index, kRoot) != nullptr ? std::move(index) : nullptr;
-}
-
-// Deliberate: saved without indentation, however it was read; only a rebuild indents. Who compares or reads
-// the file by its bytes finds it as it always was.
 bool RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
-  const XmlDocument index = OpenIndex();
-  if (index == nullptr) return false;
-  change(RootNamed(index, kRoot));
-  return SaveXmlFile(index, index_path_, false);
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.root == nullptr) return false;
+  change(index.root);
+  return static_cast<bool>(SaveRecycleIndex(index, index_path_));
 }
 
 void RecycleBin::DeleteEntryAndFile(xmlNode* entry) {
@@ -61,10 +54,10 @@ void RecycleBin::DeleteEntryAndFile(xmlNode* entry) {
 
 std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
   const auto held = lock_.Acquire();
-  const XmlDocument index = OpenIndex();
-  if (index == nullptr) return std::nullopt;
+  const RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.root == nullptr) return std::nullopt;
   std::vector<RecycleEntry> rows;
-  ForEachEntry(RootNamed(index, kRoot), [&](const xmlNode* entry) { rows.push_back(ReadEntry(entry)); });
+  ForEachEntry(index.root, [&](const xmlNode* entry) { rows.push_back(ReadEntry(entry)); });
   return rows;
 }
 
@@ -109,10 +102,10 @@ RestoredList RecycleBin::RestoredFor(std::string_view account, std::size_t capac
   list.directory = directory_;
   std::size_t free_bytes = capacity - directory_.size() - 1;
   const auto held = lock_.Acquire();
-  const XmlDocument index = OpenIndex();
-  if (index == nullptr) return list;
+  const RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.root == nullptr) return list;
   const std::string own_account = StorableText(account);
-  ForEachEntry(RootNamed(index, kRoot), [&](const xmlNode* entry) {
+  ForEachEntry(index.root, [&](const xmlNode* entry) {
     if (!IsRestored(entry)) return;
     // Deliberate: an entry of no account, as a rebuild makes them, is offered to every account.
     const std::string its_account = Attribute(entry, kAccount).value_or("");

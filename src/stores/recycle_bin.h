@@ -12,11 +12,13 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "config/program.h"
 #include "message/mail_message.h"
 #include "platform/file_lock.h"
+#include "platform/file_result.h"
 #include "stores/xml_index.h"
 
 namespace quillbeaker {
@@ -44,6 +46,24 @@ struct DeletedMessage {
   const MailMessage* message = nullptr;
   std::string_view spam_words;
   double probability = 0;
+  std::string_view name = {};  // one that ReserveNames gave; empty: the bin chooses
+};
+
+// What became of messages to be filed.
+struct FilingResult {
+  // One per message: its file's bare name, empty when it could not be kept (an empty message has nothing to
+  // keep and gives an empty name as well).
+  std::vector<std::string> names;
+  // The index is there and cannot be read: nothing was filed.
+  bool index_unusable = false;
+  // True when all could be kept, else the first failure.
+  FileResult written;
+};
+
+// A message that was filed before, under `name`. Not owned.
+struct FiledMessage {
+  std::string_view name;
+  const MailMessage* message = nullptr;
 };
 
 struct RestoredList {
@@ -59,12 +79,24 @@ class RecycleBin {
   const std::string& directory() const { return directory_; }
   const std::string& index_path() const { return index_path_; }
 
+  // Bare names for messages that are about to be filed: no file has one of them, and this object gives none
+  // twice, so that a caller can note them before the files are there.
+  std::vector<std::string> ReserveNames(std::size_t count);
+
   // Files the messages under the account ("user @ server") and adds all entries in one index save. On return
-  // everything filed is on the disk, flushed. Element i of the result: the message file's bare name, empty
-  // when the file of message i could not be written (an empty message has nothing to keep and gives an empty
-  // name as well). All are empty, and no file is left, when the directory could not be flushed or a readable
-  // index not be saved. A missing or wrong index leaves the files without entries until a rebuild.
-  std::vector<std::string> File(std::span<const DeletedMessage> messages, std::string_view account);
+  // everything filed is on the disk, flushed. No message is kept, and no file left, when the index is there
+  // but cannot be read, when the directory could not be flushed or a readable index not be saved. A missing
+  // or wrong index leaves the files without entries until a rebuild. A reserved name that somebody else has
+  // taken meanwhile is not overwritten: that message is not kept.
+  FilingResult File(std::span<const DeletedMessage> messages, std::string_view account);
+
+  // For each message: whether its file is there, is listed in a readable index, and holds exactly the bytes
+  // that filing this message would write.
+  std::vector<bool> Holds(std::span<const FiledMessage> filed) const;
+
+  // Erases those of these files that a readable index does not list, and gives their number. For start-up:
+  // a filing that was cut off leaves them, and their mail is still on the server.
+  std::size_t RemoveUnlisted(std::span<const std::string> names);
 
   // Nothing when the index cannot be opened.
   std::optional<std::vector<RecycleEntry>> List() const;
@@ -101,8 +133,8 @@ class RecycleBin {
 
  private:
   std::string NewName(const CalendarTime& local_time);
-  void TakeBack(std::vector<std::string>& names) const;
-  XmlDocument OpenIndex() const;
+  FileResult WriteMessage(const DeletedMessage& deleted, std::string& name, const CalendarTime& local_time);
+  void TakeBack(FilingResult& filing, FileResult why) const;
   bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
   void DeleteEntryAndFile(xmlNode* entry);
 
@@ -110,8 +142,9 @@ class RecycleBin {
   std::string directory_;
   std::string index_path_;
   mutable StoreLock lock_;
-  std::string last_stem_;        // day and time of the last name given out
-  std::uint32_t next_tick_ = 0;  // behind its tick, so that finding a free one is not a search
+  std::string last_stem_;                  // day and time of the last name given out
+  std::uint32_t next_tick_ = 0;            // behind its tick, so that finding a free one is not a search
+  std::unordered_set<std::string> given_;  // names given out, whether or not their files are there
 };
 
 }  // namespace quillbeaker

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "config/day_number.h"
 #include "platform/files.h"
 #include "stores/recycle_bin.h"
 #include "stores/recycle_index.h"
+#include "stores/recycle_index_file.h"
 
 namespace quillbeaker {
 
@@ -27,63 +29,117 @@ std::string RecycleBin::NewName(const CalendarTime& local_time) {
     std::array<char, 16> tick_text{};
     std::snprintf(tick_text.data(), tick_text.size(), "%x", tick);
     std::string name = last_stem_ + tick_text.data() + ".recycle";
-    if (!FileExists(directory_ + name)) {
+    if (!FileExists(directory_ + name) && given_.insert(name).second) {
       next_tick_ = tick + 1;
       return name;
     }
   }
 }
 
-std::vector<std::string> RecycleBin::File(std::span<const DeletedMessage> messages,
-                                          std::string_view account) {
-  struct Filed {
-    std::size_t message = 0;
-    CalendarTime local_time;
-  };
-  std::vector<std::string> names(messages.size());
-  std::vector<Filed> filed;
+std::vector<std::string> RecycleBin::ReserveNames(std::size_t count) {
   const auto held = lock_.Acquire();
-  for (std::size_t i = 0; i < messages.size(); ++i) {
-    const MailMessage* message = messages[i].message;
-    if (message == nullptr || message->empty() || message->size() == 0) continue;
-    const auto text = message->Serialise();
-    if (!text || text->empty()) continue;  // nothing of it would be kept
-    const CalendarTime local_time = program_.environment.local_time();
-    std::string name = NewName(local_time);
-    if (!WriteWholeFile(directory_ + name, *text, true)) continue;
-    names[i] = std::move(name);
-    filed.push_back({i, local_time});
-  }
-  if (filed.empty()) return names;
-  // The files' names are on the disk before an index that speaks of them, and that before the caller goes on.
-  if (!FlushDirectory(directory_)) {
-    TakeBack(names);
-    return names;
-  }
-  const XmlDocument index = OpenIndex();
-  if (index == nullptr) return names;
-  xmlNode* root = RootNamed(index, recycle_index::kRoot);
-  for (const Filed& one : filed) {
-    recycle_index::AppendEntry(root, names[one.message], messages[one.message], account, one.local_time);
-  }
-  if (!SaveXmlFile(index, index_path_, false)) {
-    TakeBack(names);
-  } else if (!FlushDirectory(directory_)) {
-    recycle_index::ForEntriesNamed(root, names, RemoveElement);
-    // Entries that stay all the same name files that are gone, which every reader of the index bears.
-    static_cast<void>(SaveXmlFile(index, index_path_, false));
-    TakeBack(names);
-  }
+  std::vector<std::string> names(count);
+  for (std::string& name : names) name = NewName(program_.environment.local_time());
   return names;
+}
+
+// Gives the name of the file that was written; none, and success, for a message with nothing to keep.
+FileResult RecycleBin::WriteMessage(const DeletedMessage& deleted, std::string& name,
+                                    const CalendarTime& local_time) {
+  const MailMessage* message = deleted.message;
+  if (message == nullptr || message->empty() || message->size() == 0) return {};
+  const std::optional<std::string> text = message->Serialise();
+  if (!text || text->empty()) return {};
+  std::string chosen(deleted.name);
+  if (chosen.empty()) chosen = NewName(local_time);
+  const std::string path = PathOfMessage(chosen);
+  if (path.empty()) return {directory_ + chosen, std::make_error_code(std::errc::invalid_argument)};
+  if (FileExists(path)) return {path, std::make_error_code(std::errc::file_exists)};
+  FileResult written = WriteWholeFile(path, *text, true);
+  if (written) name = std::move(chosen);
+  return written;
+}
+
+FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account) {
+  FilingResult filing{std::vector<std::string>(messages.size()), false, {}};
+  const auto held = lock_.Acquire();
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.state == RecycleIndexFile::State::kUnreadable) {
+    filing.index_unusable = true;
+    filing.written = std::move(index.why);
+    return filing;
+  }
+  std::vector<CalendarTime> times(messages.size());
+  bool any = false;
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    times[i] = program_.environment.local_time();
+    FileResult written = WriteMessage(messages[i], filing.names[i], times[i]);
+    if (!written && filing.written) filing.written = std::move(written);
+    any = any || !filing.names[i].empty();
+  }
+  if (!any) return filing;
+  // The files' names are on the disk before an index that speaks of them, and that before the caller goes on.
+  if (FileResult flushed = FlushDirectory(directory_); !flushed) {
+    TakeBack(filing, std::move(flushed));
+    return filing;
+  }
+  if (index.root == nullptr) return filing;
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    if (filing.names[i].empty()) continue;
+    recycle_index::AppendEntry(index.root, filing.names[i], messages[i], account, times[i]);
+  }
+  if (FileResult saved = SaveRecycleIndex(index, index_path_); !saved) {
+    TakeBack(filing, std::move(saved));
+  } else if (FileResult flushed = FlushDirectory(directory_); !flushed) {
+    recycle_index::ForEntriesNamed(index.root, filing.names, RemoveElement);
+    // Entries that stay all the same name files that are gone, which every reader of the index bears.
+    static_cast<void>(SaveRecycleIndex(index, index_path_));
+    TakeBack(filing, std::move(flushed));
+  }
+  return filing;
 }
 
 // What could not be brought to the disk counts as not filed, so that the caller keeps it elsewhere. An index
 // that stands but could not be saved is never rebuilt: files without entries would be out of reach.
-void RecycleBin::TakeBack(std::vector<std::string>& names) const {
-  for (std::string& name : names) {
+void RecycleBin::TakeBack(FilingResult& filing, FileResult why) const {
+  for (std::string& name : filing.names) {
     if (!name.empty()) EraseFile(directory_ + name);
     name.clear();
   }
+  if (filing.written) filing.written = std::move(why);
+}
+
+std::vector<bool> RecycleBin::Holds(std::span<const FiledMessage> filed) const {
+  std::vector<bool> holds(filed.size());
+  if (filed.empty()) return holds;
+  std::unordered_set<std::string> listed;
+  {
+    const auto held = lock_.Acquire();
+    const RecycleIndexFile index = ReadRecycleIndex(index_path_);
+    if (index.root == nullptr) return holds;
+    listed = recycle_index::NamesIn(index.root);
+  }
+  for (std::size_t i = 0; i < filed.size(); ++i) {
+    const std::string path = PathOfMessage(filed[i].name);
+    if (path.empty() || filed[i].message == nullptr || !listed.contains(std::string(filed[i].name))) continue;
+    const std::optional<std::string> text = filed[i].message->Serialise();
+    holds[i] = text && !text->empty() && ReadWholeFile(path) == text;
+  }
+  return holds;
+}
+
+std::size_t RecycleBin::RemoveUnlisted(std::span<const std::string> names) {
+  if (names.empty()) return 0;
+  const auto held = lock_.Acquire();
+  const RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.root == nullptr) return 0;
+  const std::unordered_set<std::string> listed = recycle_index::NamesIn(index.root);
+  std::size_t removed = 0;
+  for (const std::string& name : names) {
+    const std::string path = PathOfMessage(name);
+    if (!path.empty() && !listed.contains(name) && EraseFile(path)) ++removed;
+  }
+  return removed;
 }
 
 }  // namespace quillbeaker

@@ -55,6 +55,12 @@ void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& del
   SetAttribute(entry, kSize, std::to_string(message.size()));
 }
 
+std::unordered_set<std::string> NamesIn(xmlNode* root) {
+  std::unordered_set<std::string> names;
+  ForEachEntry(root, [&](const xmlNode* entry) { names.insert(TextAttribute(entry, kName)); });
+  return names;
+}
+
 RecycleEntry ReadEntry(const xmlNode* entry) {
   RecycleEntry row;
   const std::optional<std::string> address = Attribute(entry, kAddress);

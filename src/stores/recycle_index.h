@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 #include "message/mail_message.h"
 #include "platform/calendar_time.h"
@@ -35,6 +36,9 @@ inline constexpr const char* kRestored = "restored";
 // spam words, an empty account and a probability of 0 give no attribute.
 void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted,
                  std::string_view account, const CalendarTime& local_time);
+
+// The names of all entries.
+std::unordered_set<std::string> NamesIn(xmlNode* root);
 
 RecycleEntry ReadEntry(const xmlNode* entry);
 bool IsRestored(const xmlNode* entry);

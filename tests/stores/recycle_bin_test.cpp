@@ -225,7 +225,7 @@ TEST_F(RecycleBinTest, TheProgramDirectoryMayHaveAnyName) {
   MailMessage message;
   message.ParseText(kSpam);
   const DeletedMessage spam{&message, "cheap", 0.9};
-  const std::vector<std::string> names = strange_bin.File(std::span(&spam, 1), "ann @ mailserver");
+  const std::vector<std::string> names = strange_bin.File(std::span(&spam, 1), "ann @ mailserver").names;
   ASSERT_EQ(names.size(), 1U);
   EXPECT_EQ(surroundings.directory.Get(name + "/recycle/" + names[0]), kSpam);
   ASSERT_TRUE(strange_bin.List().has_value());

@@ -36,7 +36,7 @@ TEST_F(RecycleFaultsTest, AMessageWhoseFileCanNotBeWrittenIsSaidToBeNotFiled) {
   {
     const test::FullDisk full(20000);
     if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
-    names = bin().File(spam, "ann @ mailserver");
+    names = bin().File(spam, "ann @ mailserver").names;
   }
   ASSERT_EQ(names.size(), 3U);
   EXPECT_NE(names[0], "");
@@ -84,6 +84,38 @@ TEST_F(RecycleFaultsTest, AnUnreadableIndexIsLeftAloneByEverything) {
     EXPECT_FALSE(bin().RebuildIndex());
     EXPECT_EQ(Index(), text);
   }
+}
+
+// A folder is there and gives no bytes, as a file does on a failing disk or with too many files open.
+TEST_F(RecycleFaultsTest, NothingIsFiledWhileTheIndexIsThereAndCannotBeRead) {
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  ASSERT_TRUE(surroundings.directory.MakeFolder("recycle/recyclebin.xml"));
+  MailMessage message;
+  message.ParseText(kSpam);
+  const DeletedMessage spam[] = {{&message, "a", 0.9, {}}, {&message, "b", 0.9, {}}};
+  const FilingResult filing = bin().File(spam, "ann @ mailserver");
+  EXPECT_TRUE(filing.index_unusable);
+  EXPECT_EQ(filing.names, (std::vector<std::string>{"", ""}));
+  EXPECT_EQ(filing.written.path, bin().index_path());
+  EXPECT_TRUE(filing.written.Text().starts_with(bin().index_path() + ": ")) << filing.written.Text();
+  EXPECT_TRUE(MessageFiles().empty());
+  EXPECT_FALSE(bin().RebuildIndex());
+}
+
+TEST_F(RecycleFaultsTest, AFullDiskSaysSo) {
+  MailMessage message;
+  message.ParseText("Subject: big\r\n\r\n" + std::string(100000, 'x') + "\r\n");
+  const DeletedMessage spam{&message, "b", 0.9, {}};
+  bin();
+  FilingResult filing;
+  {
+    const test::FullDisk full(20000);
+    if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
+    filing = bin().File(std::span(&spam, 1), "ann @ mailserver");
+  }
+  EXPECT_FALSE(filing.index_unusable);
+  EXPECT_EQ(filing.written.code, std::errc::file_too_large);
+  EXPECT_EQ(filing.written.path, bin().directory() + "2453797_130405_3e8.recycle");
 }
 
 TEST_F(RecycleFaultsTest, AMissingIndexListsNothingAndIsNotMade) {
@@ -168,7 +200,7 @@ TEST_F(RecycleFaultsTest, WithAReadOnlyIndexNothingIsFiled) {
   message.ParseText(kSpam);
   const DeletedMessage spam[] = {{&message, "a", 0.9}, {&message, "b", 0.9}};
   surroundings.directory.SetReadOnly("recycle/recyclebin.xml", true);
-  EXPECT_EQ(bin().File(spam, "ann @ mailserver"), (std::vector<std::string>{"", ""}));
+  EXPECT_EQ(bin().File(spam, "ann @ mailserver").names, (std::vector<std::string>{"", ""}));
   EXPECT_TRUE(MessageFiles().empty());
   EXPECT_EQ(RowNames(), "a.recycle ");
   EXPECT_EQ(Index(), before);

@@ -181,7 +181,7 @@ TEST_F(RecycleFilingTest, FilesManyMessagesOfOneTickUnderDistinctNames) {
   MailMessage message;
   message.ParseText(kSpam);
   const std::vector<DeletedMessage> spam(30, DeletedMessage{&message, "cheap", 0.9});
-  const std::vector<std::string> names = bin().File(spam, "ann @ mailserver");
+  const std::vector<std::string> names = bin().File(spam, "ann @ mailserver").names;
   ASSERT_EQ(names.size(), 30U);
   for (int i = 0; i < 30; ++i) {
     char tick[9];
@@ -210,6 +210,105 @@ TEST_F(RecycleFilingTest, NamesStayDistinctWhereTheTickCounterWraps) {
   EXPECT_EQ(MessageFiles().size(), 2U);
 }
 
+TEST_F(RecycleFilingTest, ReservesNamesThatAreFreeAndGivenOnce) {
+  ASSERT_TRUE(PutFile("2453797_130405_3e9.recycle", "there before"));
+  EXPECT_EQ(bin().ReserveNames(2), Names({"2453797_130405_3e8.recycle", "2453797_130405_3ea.recycle"}));
+  EXPECT_EQ(File(kSpam), "2453797_130405_3eb.recycle");
+  // Neither a clock that is set back nor the lack of files brings a name a second time.
+  surroundings.clock.local.second = 6;
+  EXPECT_EQ(bin().ReserveNames(1), Names({"2453797_130406_3e8.recycle"}));
+  surroundings.clock.local.second = 5;
+  EXPECT_EQ(bin().ReserveNames(2), Names({"2453797_130405_3ec.recycle", "2453797_130405_3ed.recycle"}));
+  EXPECT_EQ(MessageFiles().size(), 2U);
+}
+
+TEST_F(RecycleFilingTest, FilesUnderTheReservedNames) {
+  MailMessage message;
+  message.ParseText(kSpam);
+  const std::vector<std::string> reserved = bin().ReserveNames(2);
+  const DeletedMessage spam[] = {
+      {&message, "a", 0.9, reserved[1]}, {&message, "b", 0.9, {}}, {&message, "c", 0.9, reserved[0]}};
+  const FilingResult filing = bin().File(spam, "ann @ mailserver");
+  EXPECT_TRUE(filing.written);
+  EXPECT_FALSE(filing.index_unusable);
+  EXPECT_EQ(filing.names, (std::vector<std::string>{reserved[1], "2453797_130405_3ea.recycle", reserved[0]}));
+  EXPECT_EQ(EntryNames(), reserved[1] + " 2453797_130405_3ea.recycle " + reserved[0] + " ");
+  EXPECT_EQ(GetFile(reserved[0]), kSpam);
+}
+
+TEST_F(RecycleFilingTest, AReservedNameThatWasTakenMeanwhileIsNotOverwritten) {
+  MailMessage message;
+  message.ParseText(kSpam);
+  const std::vector<std::string> reserved = bin().ReserveNames(1);
+  ASSERT_TRUE(PutFile(reserved[0], "of another program"));
+  const DeletedMessage spam[] = {{&message, "a", 0.9, reserved[0]},
+                                 {&message, "b", 0.9, "../outside.recycle"},
+                                 {&message, "c", 0.9, {}}};
+  const FilingResult filing = bin().File(spam, "ann @ mailserver");
+  EXPECT_EQ(filing.names, (std::vector<std::string>{"", "", "2453797_130405_3e9.recycle"}));
+  EXPECT_EQ(filing.written.path, bin().directory() + reserved[0]);
+  EXPECT_EQ(filing.written.code, std::errc::file_exists);
+  EXPECT_EQ(GetFile(reserved[0]), "of another program");
+  EXPECT_FALSE(surroundings.directory.Has("outside.recycle"));
+  EXPECT_EQ(EntryNames(), "2453797_130405_3e9.recycle ");
+}
+
+TEST_F(RecycleFilingTest, HoldsWhatIsThereListedAndTheSameMail) {
+  MailMessage message;
+  message.ParseText(kSpam);
+  MailMessage other;
+  other.ParseText("Subject: other\r\n\r\nBuy now\r\n");
+  const MailMessage empty;
+  const std::string kept = File(kSpam);
+  const std::string gone = File(kSpam);
+  const std::string changed = File(kSpam);
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/" + gone));
+  ASSERT_TRUE(PutFile(changed, std::string(kSpam) + "x"));
+  ASSERT_TRUE(PutFile("unlisted.recycle", kSpam));
+  const FiledMessage filed[] = {
+      {kept, &message}, {gone, &message}, {changed, &message}, {"unlisted.recycle", &message}, {kept, &other},
+      {kept, nullptr},  {kept, &empty},   {"", &message},      {"../recyclebin.xml", &message}};
+  EXPECT_EQ(bin().Holds(filed),
+            (std::vector<bool>{true, false, false, false, false, false, false, false, false}));
+  ASSERT_TRUE(PutFile("recyclebin.xml", "<other/>"));
+  EXPECT_EQ(bin().Holds(std::span(filed, 1)), std::vector<bool>{false});
+  EXPECT_TRUE(bin().Holds({}).empty());
+}
+
+TEST_F(RecycleFilingTest, HoldsAMailThatItsFilingWroteOtherwiseThanItCame) {
+  const std::string text = "Subject: x\nno colon here\n\n.dot\nBuy now\n";
+  MailMessage message;
+  message.ParseText(text);
+  const std::string name = File(text);
+  EXPECT_NE(GetFile(name), text);
+  const FiledMessage filed{name, &message};
+  EXPECT_EQ(bin().Holds(std::span(&filed, 1)), std::vector<bool>{true});
+}
+
+TEST_F(RecycleFilingTest, FilesOfACutOffFilingAreRemovedOnlyWhenAReadableIndexLacksThem) {
+  const std::string listed = File(kSpam);
+  const auto put_all = [&] {
+    return PutFile("lost.recycle") && PutFile("unnamed.recycle") &&
+           surroundings.directory.Put("out.recycle", "x");
+  };
+  const std::vector<std::string> names{listed,           "lost.recycle",   "missing.recycle",
+                                       "../out.recycle", "recyclebin.xml", ""};
+  ASSERT_TRUE(put_all());
+  const std::string index = Index();
+  for (const std::string_view unreadable : {"", "<other/>", "<recyclebin>"}) {
+    ASSERT_TRUE(PutFile("recyclebin.xml", unreadable));
+    EXPECT_EQ(bin().RemoveUnlisted(names), 0U) << unreadable;
+  }
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  EXPECT_EQ(bin().RemoveUnlisted(names), 0U);
+  EXPECT_EQ(MessageFiles().size(), 3U);
+  ASSERT_TRUE(PutFile("recyclebin.xml", index));
+  EXPECT_EQ(bin().RemoveUnlisted(names), 1U);
+  EXPECT_EQ(MessageFiles(), (std::vector<std::string>{listed, "unnamed.recycle"}));
+  EXPECT_EQ(Index(), index);
+  EXPECT_TRUE(surroundings.directory.Has("out.recycle"));
+}
+
 TEST_F(RecycleFilingTest, AnEmptyMessageHasNothingToKeep) {
   const MailMessage none;
   MailMessage empty;
@@ -217,7 +316,7 @@ TEST_F(RecycleFilingTest, AnEmptyMessageHasNothingToKeep) {
   MailMessage message;
   message.ParseText(kSpam);
   const DeletedMessage spam[] = {{&none, "a", 0.9}, {&message, "b", 0.9}, {&empty, "c", 0.9}};
-  const std::vector<std::string> names = bin().File(spam, "ann @ mailserver");
+  const std::vector<std::string> names = bin().File(spam, "ann @ mailserver").names;
   EXPECT_EQ(names, (std::vector<std::string>{"", "2453797_130405_3e8.recycle", ""}));
   EXPECT_EQ(MessageFiles(), std::vector<std::string>{"2453797_130405_3e8.recycle"});
   EXPECT_EQ(EntryNames(), "2453797_130405_3e8.recycle ");

@@ -76,7 +76,7 @@ class RecycleFixture : public testing::Test {
     MailMessage message;
     message.ParseText(std::string(text));
     const DeletedMessage deleted{&message, spam_words, probability};
-    const std::vector<std::string> names = bin().File(std::span(&deleted, 1), account);
+    const std::vector<std::string> names = bin().File(std::span(&deleted, 1), account).names;
     EXPECT_EQ(names.size(), 1U);
     return names.empty() ? std::string() : names[0];
   }

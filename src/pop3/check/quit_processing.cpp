@@ -53,7 +53,7 @@ class Quit {
     if (spam.empty()) {
       return;
     }
-    const std::vector<std::string> names = recycle_bin_.File(spam, session_.upstream().Account());
+    const std::vector<std::string> names = recycle_bin_.File(spam, session_.upstream().Account()).names;
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (names[i].empty()) {
         // Deliberate: what could not be kept stays on the server and is judged again in the next session.

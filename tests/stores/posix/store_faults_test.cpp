@@ -57,7 +57,7 @@ class Bin {
     MailMessage message;
     message.ParseText(MailText(subject, body_size));
     const DeletedMessage deleted{&message, "cheap", 0.9};
-    return RecycleBin(surroundings.program()).File({&deleted, 1}, "ann @ server").front();
+    return RecycleBin(surroundings.program()).File({&deleted, 1}, "ann @ server").names.front();
   }
   std::vector<std::string> FileThree() {
     std::vector<MailMessage> messages(3);
@@ -66,7 +66,7 @@ class Bin {
       message.ParseText(MailText("new", body_size));
       deleted.push_back({&message, "cheap", 0.9});
     }
-    return RecycleBin(surroundings.program()).File(deleted, "ann @ server");
+    return RecycleBin(surroundings.program()).File(deleted, "ann @ server").names;
   }
   std::optional<std::vector<RecycleEntry>> List() { return RecycleBin(surroundings.program()).List(); }
   std::string Index() const { return surroundings.directory.Get(kIndex).value_or("(missing)"); }
