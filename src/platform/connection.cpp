@@ -45,7 +45,10 @@ milliseconds Until(Clock::time_point moment) {
 
 class SocketConnection : public Connection {
  public:
-  explicit SocketConnection(Socket socket) : socket_(std::move(socket)) { SendWithoutDelay(socket_); }
+  explicit SocketConnection(Socket socket) : socket_(std::move(socket)) {
+    SendWithoutDelay(socket_);
+    KeepAlive(socket_);
+  }
 
   ~SocketConnection() override {
     if (aborted_) return;
@@ -130,7 +133,9 @@ class SocketConnection : public Connection {
 
 class LoopbackListener : public Listener {
  public:
-  LoopbackListener(Socket socket, std::uint16_t port) : socket_(std::move(socket)), port_(port) {}
+  explicit LoopbackListener(Socket socket) : socket_(std::move(socket)), port_(LocalPort(socket_)) {}
+
+  int port() const override { return port_; }
 
   std::unique_ptr<Connection> Accept() override {
     while (!stopped_) {
@@ -165,7 +170,7 @@ class LoopbackListener : public Listener {
 
  private:
   Socket socket_;
-  std::uint16_t port_;
+  const std::uint16_t port_;
   Socket waker_;  // kept: closed at once it might not arrive
   std::atomic<bool> stopped_{false};
 };
@@ -255,10 +260,10 @@ class Attempts {
 }  // namespace
 
 std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog) {
-  if (port < 1 || port > 65535) return nullptr;
+  if (port < 0 || port > 65535) return nullptr;
   Socket socket = ListenOnLoopbackNow(static_cast<std::uint16_t>(port), backlog);
   if (!socket.valid()) return nullptr;
-  return std::make_unique<LoopbackListener>(std::move(socket), static_cast<std::uint16_t>(port));
+  return std::make_unique<LoopbackListener>(std::move(socket));
 }
 
 ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,

@@ -25,6 +25,8 @@ struct IoResult {
   std::size_t bytes = 0;
 };
 
+// A peer that has vanished without a word (no power, no network) makes Receive and Send fail after two
+// minutes of silence: connected and accepted sockets have TCP keepalive.
 class Connection {
  public:
   virtual ~Connection() = default;
@@ -49,15 +51,14 @@ class Connection {
 class Listener {
  public:
   virtual ~Listener() = default;
-  // Blocks until a client connects; null once Stop was called or accepting failed. Accepted sockets have
-  // TCP_NODELAY.
+  // Blocks until a client connects; null once Stop was called or accepting failed.
   virtual std::unique_ptr<Connection> Accept() = 0;
   // Any thread: makes a blocked and every later Accept return null.
   virtual void Stop() = 0;
+  virtual int port() const = 0;
 };
 
-// Binds 127.0.0.1:`port` (1 to 65535; anything else fails) so that no other program can share it. Null on
-// failure.
+// Binds 127.0.0.1:`port` so that no other program can share it; 0 is any port that is free. Null on failure.
 std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog);
 
 enum class ConnectStatus { kConnected, kHostNotFound, kRefused, kTimedOut, kAborted, kOwnAddress };

@@ -61,8 +61,10 @@ struct WatchedSocket {
 // Returns when one of them is ready, after `wait`, or earlier for no reason.
 void WaitForSockets(std::span<WatchedSocket> sockets, std::chrono::milliseconds wait);
 
-// Bound to 127.0.0.1 alone and shared with no other program; not valid on failure.
+// Bound to 127.0.0.1 alone and shared with no other program; not valid on failure. Port 0 is any free one.
 Socket ListenOnLoopbackNow(std::uint16_t port, int backlog);
+// The port that a socket of this side is bound to; 0 when it is not.
+std::uint16_t LocalPort(const Socket& socket);
 // kDone with `accepted` set; kWouldBlock when nobody waits; kClosed when the one who waited has gone or when
 // the system is out of resources for a moment; kFailed when the listener is of no use any more.
 SocketStatus AcceptNow(const Socket& listener, Socket& accepted);
@@ -84,8 +86,11 @@ Socket StartConnecting(const SocketAddress& address);
 // To be asked when the socket is ready for writing.
 ConnectProgress ProgressOf(const Socket& socket);
 
-// Small writes go out at once; otherwise the three sends of a reply meet the delayed acknowledgement (40 ms
-// each).
+// The system asks a peer that has been silent for a minute whether it is still there, and after another
+// minute without an answer the connection fails: a peer without power or network never closes it. False when
+// the system does not take that.
+bool KeepAlive(const Socket& socket);
+
 // Deliberate: without TCP_NODELAY a reply sent in several pieces waits for the peer's delayed
 // acknowledgement, 40 ms each.
 void SendWithoutDelay(const Socket& socket);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -24,37 +23,23 @@ milliseconds Since(steady_clock::time_point start) {
   return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
 }
 
-struct BoundListener {
-  int port = 0;
-  std::unique_ptr<Listener> listener;
-};
-
-// A listener on some port that was free.
-BoundListener ListenSomewhere() {
-  std::random_device random;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const int port = 20000 + static_cast<int>(random() % 12000);
-    if (auto listener = ListenOnLoopback(port, 25)) return {port, std::move(listener)};
-  }
-  return {};
-}
-
 class ConnectionTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { ASSERT_TRUE(StartNetworking()); }
 
   void SetUp() override {
-    bound_ = ListenSomewhere();
-    ASSERT_NE(bound_.listener, nullptr);
+    listener_ = ListenOnLoopback(0, 25);
+    ASSERT_NE(listener_, nullptr);
+    port_ = listener_->port();
   }
 
   // A connected pair: `client_` called, `server_` accepted.
   void Connect() {
-    ConnectResult result = ConnectTo("127.0.0.1", bound_.port, 5s, KeepWaiting);
+    ConnectResult result = ConnectTo("127.0.0.1", port_, 5s, KeepWaiting);
     ASSERT_EQ(result.status, ConnectStatus::kConnected);
     client_ = result.connection;
     ASSERT_NE(client_, nullptr);
-    server_ = bound_.listener->Accept();
+    server_ = listener_->Accept();
     ASSERT_NE(server_, nullptr);
   }
 
@@ -75,7 +60,8 @@ class ConnectionTest : public testing::Test {
     return connection.Receive(buffer.data(), buffer.size(), wait);
   }
 
-  BoundListener bound_;
+  std::unique_ptr<Listener> listener_;
+  int port_ = 0;
   std::shared_ptr<Connection> client_;
   std::shared_ptr<Connection> server_;
 };
@@ -245,37 +231,45 @@ TEST_F(ConnectionTest, StopWakesABlockedAccept) {
   const auto start = steady_clock::now();
   std::thread stopper([&] {
     std::this_thread::sleep_for(200ms);
-    bound_.listener->Stop();
+    listener_->Stop();
   });
-  EXPECT_EQ(bound_.listener->Accept(), nullptr);
+  EXPECT_EQ(listener_->Accept(), nullptr);
   EXPECT_LT(Since(start), 10s);
   stopper.join();
-  EXPECT_EQ(bound_.listener->Accept(), nullptr);
+  EXPECT_EQ(listener_->Accept(), nullptr);
 }
 
 TEST_F(ConnectionTest, ThePortIsSharedWithNobodyAndFreeAfterwards) {
-  EXPECT_EQ(ListenOnLoopback(bound_.port, 25), nullptr);
+  EXPECT_EQ(ListenOnLoopback(port_, 25), nullptr);
   Connect();
   server_.reset();
   client_.reset();
-  bound_.listener.reset();
-  EXPECT_NE(ListenOnLoopback(bound_.port, 25), nullptr);
+  listener_.reset();
+  EXPECT_NE(ListenOnLoopback(port_, 25), nullptr);
+}
+
+TEST_F(ConnectionTest, TellsThePortThatTheSystemChose) {
+  EXPECT_GT(port_, 0);
+  const auto other = ListenOnLoopback(0, 25);
+  ASSERT_NE(other, nullptr);
+  EXPECT_NE(other->port(), port_);
+  EXPECT_EQ(ConnectTo("127.0.0.1", other->port(), 5s, KeepWaiting).status, ConnectStatus::kConnected);
 }
 
 TEST_F(ConnectionTest, ListensOnNoPortOutsideTheRange) {
-  for (const int port : {-1, 0, 65536, 70000}) EXPECT_EQ(ListenOnLoopback(port, 25), nullptr) << port;
+  for (const int port : {-1, 65536, 70000}) EXPECT_EQ(ListenOnLoopback(port, 25), nullptr) << port;
 }
 
 TEST_F(ConnectionTest, ConnectsByNameToo) {
   // "localhost" has an IPv6 address on many machines, where nobody listens: the next address is tried.
-  const ConnectResult result = ConnectTo("localhost", bound_.port, 5s, KeepWaiting);
+  const ConnectResult result = ConnectTo("localhost", port_, 5s, KeepWaiting);
   EXPECT_EQ(result.status, ConnectStatus::kConnected);
-  EXPECT_NE(bound_.listener->Accept(), nullptr);
+  EXPECT_NE(listener_->Accept(), nullptr);
 }
 
 TEST_F(ConnectionTest, AClosedPortRefuses) {
-  bound_.listener.reset();
-  const ConnectResult result = ConnectTo("127.0.0.1", bound_.port, 20s, KeepWaiting);
+  listener_.reset();
+  const ConnectResult result = ConnectTo("127.0.0.1", port_, 20s, KeepWaiting);
   EXPECT_EQ(result.status, ConnectStatus::kRefused);
   EXPECT_EQ(result.connection, nullptr);
   for (const int port : {-1, 0, 65536}) {
@@ -286,7 +280,7 @@ TEST_F(ConnectionTest, AClosedPortRefuses) {
 TEST_F(ConnectionTest, AnUnknownHostIsNotFound) {
   for (const std::string& host :
        {std::string("no-such-host.invalid"), std::string(), std::string("127.0.0.1\0x", 11)}) {
-    const ConnectResult result = ConnectTo(host, bound_.port, 20s, KeepWaiting);
+    const ConnectResult result = ConnectTo(host, port_, 20s, KeepWaiting);
     EXPECT_EQ(result.status, ConnectStatus::kHostNotFound) << host;
     EXPECT_EQ(result.connection, nullptr);
   }

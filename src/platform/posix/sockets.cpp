@@ -38,9 +38,8 @@ bool WouldBlock(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-void SetOption(const Socket& socket, int level, int option) {
-  const int on = 1;
-  setsockopt(NumberOf(socket), level, option, &on, sizeof on);
+bool SetOption(const Socket& socket, int level, int option, int value = 1) {
+  return setsockopt(NumberOf(socket), level, option, &value, sizeof value) == 0;
 }
 
 // Not inherited by other programs, never waiting.
@@ -131,6 +130,13 @@ Socket ListenOnLoopbackNow(std::uint16_t port, int backlog) {
   return socket;
 }
 
+std::uint16_t LocalPort(const Socket& socket) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(NumberOf(socket), reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  return ntohs(address.sin_port);
+}
+
 SocketStatus AcceptNow(const Socket& listener, Socket& accepted) {
   accepted = Socket(accept(NumberOf(listener), nullptr, nullptr));
   if (accepted.valid()) return Prepare(accepted) ? SocketStatus::kDone : SocketStatus::kClosed;
@@ -206,6 +212,16 @@ ConnectProgress ProgressOf(const Socket& socket) {
     return ConnectProgress::kConnected;
   }
   return errno == ENOTCONN ? ConnectProgress::kPending : ConnectProgress::kRefused;
+}
+
+bool KeepAlive(const Socket& socket) {
+  if (!SetOption(socket, SOL_SOCKET, SO_KEEPALIVE)) return false;
+#ifdef TCP_KEEPIDLE
+  return SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, 60) &&
+         SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, 10) && SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, 6);
+#else
+  return true;                // at the system's own intervals, of hours
+#endif
 }
 
 void SendWithoutDelay(const Socket& socket) {

@@ -3,6 +3,7 @@
 
 #include <winsock2.h>
 
+#include <mstcpip.h>
 #include <ws2tcpip.h>
 
 #include <algorithm>
@@ -127,6 +128,13 @@ Socket ListenOnLoopbackNow(std::uint16_t port, int backlog) {
   return socket;
 }
 
+std::uint16_t LocalPort(const Socket& socket) {
+  sockaddr_in address{};
+  int size = sizeof address;
+  if (getsockname(NumberOf(socket), reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  return ntohs(address.sin_port);
+}
+
 SocketStatus AcceptNow(const Socket& listener, Socket& accepted) {
   accepted = Own(accept(NumberOf(listener), nullptr, nullptr));
   if (accepted.valid()) return Prepare(accepted) ? SocketStatus::kDone : SocketStatus::kClosed;
@@ -202,6 +210,14 @@ ConnectProgress ProgressOf(const Socket& socket) {
     return ConnectProgress::kConnected;
   }
   return WSAGetLastError() == WSAENOTCONN ? ConnectProgress::kPending : ConnectProgress::kRefused;
+}
+
+bool KeepAlive(const Socket& socket) {
+  // In milliseconds. The number of questions is the system's: ten.
+  tcp_keepalive values{.onoff = 1, .keepalivetime = 60'000, .keepaliveinterval = 6'000};
+  DWORD returned = 0;
+  return WSAIoctl(NumberOf(socket), SIO_KEEPALIVE_VALS, &values, sizeof values, nullptr, 0, &returned,
+                  nullptr, nullptr) == 0;
 }
 
 void SendWithoutDelay(const Socket& socket) {

@@ -14,12 +14,21 @@ MailProxy::MailProxy(Program& program, CheckObserver& observer, SessionSettings 
     : program_(program), observer_(observer), settings_(settings) {}
 
 bool MailProxy::Listen(int port) {
+  // A configured 0 is a mistake, not the wish for any port.
+  return ListenOn(port == 0 ? -1 : port);
+}
+
+bool MailProxy::ListenOnAnyPort() {
+  return ListenOn(0);
+}
+
+bool MailProxy::ListenOn(int port) {
   std::unique_ptr<Listener> listener = ListenOnLoopback(port, kBacklog);
   if (listener == nullptr) {
     observer_.PortInUse();
     return false;
   }
-  settings_.own_port = port;
+  settings_.own_port = listener->port();
   const std::lock_guard lock(mutex_);
   listener_ = std::move(listener);
   if (stopped_) {

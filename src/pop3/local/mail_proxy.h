@@ -20,6 +20,10 @@ class MailProxy {
 
   // Takes the port (1 to 65535). On failure the observer is told and false is returned.
   bool Listen(int port);
+  // Takes any port that is free.
+  bool ListenOnAnyPort();
+  // That it listens on; 0 when it does not.
+  int port() const { return settings_.own_port; }
   // Serves clients until Stop; never more than one at a time, the others wait. Call after Listen, on the
   // listener's thread. False when it ended because no client can be accepted any more. Either way the port is
   // free then.
@@ -31,6 +35,7 @@ class MailProxy {
   void GiveUpPort();
 
  private:
+  bool ListenOn(int port);
   void ServeClient(std::unique_ptr<Connection> client);
 
   Program& program_;

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -76,6 +77,41 @@ TEST(ConnectToSilence, ConnectsWhenTheAnswerComesAfterAll) {
   });
   EXPECT_EQ(result.status, ConnectStatus::kConnected);
   EXPECT_GE(asked, 2);
+}
+
+// The value of an option, for each socket of this process that talks from or to the port; listeners aside.
+std::vector<int> OptionOfConnections(int port, int level, int option) {
+  std::vector<int> values;
+  for (int number = 0; number < 1024; ++number) {
+    sockaddr_in here{};
+    sockaddr_in there{};
+    socklen_t here_size = sizeof here;
+    socklen_t there_size = sizeof there;
+    if (getsockname(number, reinterpret_cast<sockaddr*>(&here), &here_size) != 0 ||
+        getpeername(number, reinterpret_cast<sockaddr*>(&there), &there_size) != 0 ||
+        (ntohs(here.sin_port) != port && ntohs(there.sin_port) != port)) {
+      continue;
+    }
+    int value = -1;
+    socklen_t size = sizeof value;
+    EXPECT_EQ(getsockopt(number, level, option, &value, &size), 0);
+    values.push_back(value);
+  }
+  return values;
+}
+
+TEST(KeepAlive, NoticesASilentPeerOnBothSidesWithinTwoMinutes) {
+  const auto listener = ListenOnLoopback(0, 1);
+  ASSERT_NE(listener, nullptr);
+  const ConnectResult connected = ConnectTo("127.0.0.1", listener->port(), 5s, [] { return true; });
+  ASSERT_EQ(connected.status, ConnectStatus::kConnected);
+  const auto accepted = listener->Accept();
+  ASSERT_NE(accepted, nullptr);
+  using Both = std::vector<int>;
+  EXPECT_EQ(OptionOfConnections(listener->port(), SOL_SOCKET, SO_KEEPALIVE), Both({1, 1}));
+  EXPECT_EQ(OptionOfConnections(listener->port(), IPPROTO_TCP, TCP_KEEPIDLE), Both({60, 60}));
+  EXPECT_EQ(OptionOfConnections(listener->port(), IPPROTO_TCP, TCP_KEEPINTVL), Both({10, 10}));
+  EXPECT_EQ(OptionOfConnections(listener->port(), IPPROTO_TCP, TCP_KEEPCNT), Both({6, 6}));
 }
 
 }  // namespace

@@ -11,33 +11,34 @@
 namespace quillbeaker {
 namespace {
 
-// A port that nobody has; 0 when none was found.
-int FreePort() {
-  for (int port = 21000; port < 21500; ++port) {
-    if (ListenOnLoopback(port, 1) != nullptr) return port;
-  }
-  return 0;
-}
-
 class MailProxyTest : public ::testing::Test {
  protected:
-  MailProxyTest() : port((StartNetworking(), FreePort())) {}
+  void SetUp() override { ASSERT_TRUE(StartNetworking()); }
 
   test::TestProgram one;
   RecordingObserver observer;
   MailProxy proxy{one.program(), observer};
-  int port;
 };
 
 TEST_F(MailProxyTest, APortThatIsTakenIsTold) {
-  const auto other = ListenOnLoopback(port, 1);
+  const auto other = ListenOnLoopback(0, 1);
   ASSERT_NE(other, nullptr);
-  EXPECT_FALSE(proxy.Listen(port));
+  EXPECT_FALSE(proxy.Listen(other->port()));
   EXPECT_EQ(observer.told, (std::vector<std::string>{"port in use"}));
+  EXPECT_EQ(proxy.port(), 0);
+}
+
+TEST_F(MailProxyTest, APortOutOfRangeIsTold) {
+  for (const int port : {0, -1, 65536}) {
+    observer.told.clear();
+    EXPECT_FALSE(proxy.Listen(port)) << port;
+    EXPECT_EQ(observer.told, (std::vector<std::string>{"port in use"}));
+  }
 }
 
 TEST_F(MailProxyTest, ThePortIsFreeWhenServingHasEnded) {
-  ASSERT_TRUE(proxy.Listen(port));
+  ASSERT_TRUE(proxy.ListenOnAnyPort());
+  const int port = proxy.port();
   EXPECT_EQ(ListenOnLoopback(port, 1), nullptr);
   bool stopped = false;
   std::thread listener([&] { stopped = proxy.Serve(); });
@@ -49,10 +50,10 @@ TEST_F(MailProxyTest, ThePortIsFreeWhenServingHasEnded) {
 }
 
 TEST_F(MailProxyTest, AnAbandonedPortIsFree) {
-  ASSERT_TRUE(proxy.Listen(port));
+  ASSERT_TRUE(proxy.ListenOnAnyPort());
   proxy.Stop();
   proxy.GiveUpPort();
-  EXPECT_NE(ListenOnLoopback(port, 1), nullptr);
+  EXPECT_NE(ListenOnLoopback(proxy.port(), 1), nullptr);
 }
 
 }  // namespace

@@ -38,9 +38,8 @@ class LoginEndTest : public ::testing::Test {
  protected:
   LoginEndTest() {
     StartNetworking();
-    for (port_ = 21500; port_ < 22000 && listener_ == nullptr; ++port_)
-      listener_ = ListenOnLoopback(port_, 1);
-    --port_;
+    listener_ = ListenOnLoopback(0, 1);
+    port_ = listener_->port();
   }
   ~LoginEndTest() override {
     if (server_.joinable()) server_.join();
