@@ -53,9 +53,9 @@ struct Control {
   std::uint32_t traced;     // counted here: lines of the trace
   std::array<std::uint32_t, 6> unused;
   std::array<char, 64> fail_match;  // only paths that hold this text
-  std::array<std::array<char, 128>, 512> trace;
+  std::array<std::array<char, 128>, 4096> trace;
 };
-static_assert(sizeof(Control) == 128 + 512 * 128);
+static_assert(sizeof(Control) == 128 + 4096 * 128);
 
 constexpr int kMostDescriptors = 1024;
 

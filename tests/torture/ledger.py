@@ -10,6 +10,7 @@ from stores import Snapshot
 RULES = {
     "NothingIsLost": "every message is on the server, delivered, or in the bin and listed",
     "NothingIsDeletedThatIsNotKept": "a DELE goes out only for what the client has, or the bin holds and lists",
+    "NothingIsDeletedBeforeItIsFlushed": "name and content of all that is filed are on the disk before the first DELE",
     "NothingIsDoubled": "what was restored and delivered is not delivered again after its QUIT was answered",
     "EverySpamIsFiledOnce": "no message has two entries in the bin",
     "EverySpamIsCountedOnce": "the statistic counts no message twice",
@@ -35,9 +36,10 @@ RULES = {
 
 
 class Ledger:
-    def __init__(self, directory, password, without=()):
+    def __init__(self, directory, password, without=(), flushes=None):
         self.directory = directory
         self.without = without  # rules that are not asked
+        self.flushes = flushes
         self.password = password
         self.mails = {}  # tag -> Mail
         self.by_text = {}  # bytes as kept -> Mail
@@ -74,6 +76,9 @@ class Ledger:
         first = not session.deleted
         if first:
             self.look()
+            waiting = self.flushes.waiting("recycle/") if self.flushes else None
+            if waiting is not None:
+                self.check("NothingIsDeletedBeforeItIsFlushed", not waiting, f"the first DELE came before {waiting}")
         self.check("NothingIsDeletedThatIsNotKept",
                    mail.delivered or mail.removed or self.in_bin(mail) or self.index_broken,
                    lambda: f"{mail} ({mail.kind}) is deleted, and nobody has it: {self._whereabouts(mail)}")

@@ -199,7 +199,7 @@ def draw_server_fault(random, nature):
         actions |= {"silent": 0, "mute": 0}  # the program rightly waits out its time there
     action = pick(random, actions)
     where = random.choice((0.0, random.random(), 1.0))
-    amount = random.uniform(0.05, 0.4)
+    amount = random.uniform(0.01, 0.15)
     if action == "drip":
         amount = 0.002 if command in ("DELE", "QUIT") else random.choice((0.002, 0.05))
     return ServerFault(command, ordinal, action, where, random.random() < 0.5, amount)

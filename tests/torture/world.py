@@ -15,7 +15,7 @@ import mails
 import messages
 import plans
 import program
-from fault_points import FaultPoints
+from fault_points import FaultPoints, Flushes
 from ledger import Ledger
 from loop import Loop
 from model_client import Account, Client
@@ -75,7 +75,9 @@ class World:
         if self.nature.tiny_disk:
             self.setting.mount(self.directory, self.nature.tiny_disk)
         self.loop = Loop()
-        self.ledger = Ledger(self.directory, self.password, self.setting.without)
+        self.points = FaultPoints(self.setting.library, self.directory + ".points", self.directory)
+        self.command_points = FaultPoints(self.setting.library, self.directory + ".command", self.directory)
+        self.ledger = Ledger(self.directory, self.password, self.setting.without, Flushes(self.points))
         self.server = ModelServer(self.loop, self.ledger, has_ids=self.nature.has_ids,
                                   pipelining=self.nature.pipelining,
                                   tls=self.setting.tls_context() if self.nature.tls else None,
@@ -85,8 +87,6 @@ class World:
         for account in self.accounts:
             self.server.mailboxes[account.user] = []
             self.server.passwords[account.user] = self.password
-        self.points = FaultPoints(self.setting.library, self.directory + ".points", self.directory)
-        self.command_points = FaultPoints(self.setting.library, self.directory + ".command", self.directory)
         self.program = RunningProgram(self.setting.executable, self.directory, self.points, self.command_points)
         self._write_settings()
         self._note(f"world {self.seed}: {self.nature}")
@@ -221,6 +221,7 @@ class World:
         self.killed_by_us = False
         self.on_server_before = {m for m in self.ledger.mails.values() if m.on_server}
         self.fetched = []
+        self.ledger.flushes.forget()
         client.begin(account, self.server.port, one.style, delete_at_end=one.delete_at_end, quits=one.quits,
                      patience=one.patience or None, random=random, faults=one.client_faults,
                      disturb=self._disturb, answered=self._answered, took=self._took, idle=one.idle, odd_login=one.odd_login)
