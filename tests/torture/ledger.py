@@ -141,7 +141,10 @@ class Ledger:
             if mail is not None:
                 holders[mail] += 1
                 mail.ever_listed = True
-        if not self.index_broken:
+        if self.index_broken:
+            for mail in filter(None, map(self.by_text.get, files.values())):
+                mail.ever_listed = True
+        else:
             self._audit_bin(files, entries, set(listed), resting)
         self._audit_mails(holders, files)
         self._audit_counts(now)

@@ -185,8 +185,9 @@ class ServerSession:
 
     def _misread(self, reply, action, where):
         lines = reply.split(b"\r\n")
-        at = 1 + int(where * max(0, len(lines) - 3))
-        if len(lines) > 3:
+        listed = len(lines) - 3  # without the status line, the dot and what is behind the last line end
+        if listed > 0:
+            at = 1 + min(listed - 1, int(where * listed))
             if action == "short":
                 del lines[at]
             else:

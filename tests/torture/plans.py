@@ -132,10 +132,11 @@ def pick(random, table):
     return random.choices(list(table), weights=list(table.values()))[0]
 
 
-def draw_round(world_seed, index, nature):
+def draw_round(world_seed, index, nature, only=()):
+    """`only` names the kinds of rounds that there may be; all when it is empty."""
     random = Random(f"{world_seed}/{index}")
-    kind = pick(random, ROUNDS)
-    if nature.awake and random.random() < 0.15:
+    kind = pick(random, {name: weight for name, weight in ROUNDS.items() if name in only} or ROUNDS)
+    if nature.awake and random.random() < 0.15 and not only:
         kind = "busy client"
     one = Round(kind=kind, between=pick(random, BETWEEN), account=random.randrange(len(nature.policies)),
                 style=random.choice(list(STYLES)), delete_at_end=random.random() < 0.5, quits=random.random() < 0.93,

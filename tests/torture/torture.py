@@ -16,6 +16,7 @@ REPOSITORY = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, os.path.join(REPOSITORY, "tests", "e2e"))
 
 from ledger import RULES  # noqa: E402
+from plans import ROUNDS  # noqa: E402
 from setting import Setting  # noqa: E402
 from world import World  # noqa: E402
 
@@ -33,6 +34,7 @@ def parse_arguments():
     parser.add_argument("--failures", default=os.path.join(REPOSITORY, "build/torture"), help="folder for the evidence")
     parser.add_argument("--stop-after", type=int, default=20, help="worlds that failed")
     parser.add_argument("--without", default="", help="rules that are not asked, with commas between them")
+    parser.add_argument("--only", default="", help=f"kinds of rounds, with commas between them: {', '.join(ROUNDS)}")
     parser.add_argument("--keep", action="store_true", help="leaves the program directories of failed worlds")
     return parser.parse_args()
 
@@ -146,10 +148,11 @@ def main():
     for path in (executable, library):
         if not os.access(path, os.R_OK):
             sys.exit(f"{path} is not built")
-    unknown = set(filter(None, arguments.without.split(","))) - RULES.keys()
+    without, only = (list(filter(None, text.split(","))) for text in (arguments.without, arguments.only))
+    unknown = (set(without) - RULES.keys()) | (set(only) - ROUNDS.keys())
     if unknown:
-        sys.exit(f"no such rule: {', '.join(unknown)}")
-    setting = Setting(executable, library, without=arguments.without.split(","), keep=arguments.keep,
+        sys.exit(f"no such rule or kind of round: {', '.join(unknown)}")
+    setting = Setting(executable, library, without=without, only=only, keep=arguments.keep,
                       verbose=arguments.world is not None)
     try:
         if arguments.world is not None:

@@ -55,7 +55,7 @@ class World:
             for index in range(self.nature.rounds):
                 if self.ledger.failures:
                     break
-                self._play(plans.draw_round(self.seed, index, self.nature), index)
+                self._play(plans.draw_round(self.seed, index, self.nature, self.setting.only), index)
             if not self.ledger.failures:
                 self._end_well()
         finally:
