@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/crash_handler.h"
 
-#include <windows.h>
-
 #include <shellapi.h>
 
 #include <atomic>
@@ -23,7 +21,12 @@ struct CrashState {
 // Never destroyed: a fault may come at any time, also while the process ends.
 CrashState* state = nullptr;
 std::atomic<DWORD> handling_thread = 0;
-bool asking = false;  // of that thread
+// What that thread has begun; a fault inside a step comes back and takes the next one.
+enum class Step { kNone, kRelease, kReport, kCleanUp, kAsk };
+Step begun = Step::kNone;
+// Of the first fault. Not on the stack, of which a thread that overflowed it has little left.
+std::uint32_t failed_with = 0;
+CONTEXT failed_at;
 
 std::wstring ExecutablePath() {
   std::wstring path(kLongestPath, L'\0');
@@ -31,15 +34,23 @@ std::wstring ExecutablePath() {
   return path;
 }
 
-// An exception in here is uncaught as well, instead of ending the process unasked.
-void CleanUp() noexcept {
+// An exception in one of these is uncaught as well, instead of ending the process unasked.
+void ReleaseInstance() noexcept {
+  begun = Step::kRelease;
   state->actions.release_instance();
+}
+void WriteReport() noexcept {
+  begun = Step::kReport;
+  state->actions.write_report(failed_with, failed_at);
+}
+void CleanUp() noexcept {
+  begun = Step::kCleanUp;
   state->actions.stop_listener();
   state->actions.shut_down();
 }
 
 [[noreturn]] void AskAndEnd() {
-  asking = true;
+  begun = Step::kAsk;
   const int answer = MessageBoxW(nullptr, state->question.c_str(), state->caption.c_str(),
                                  MB_YESNO | MB_ICONEXCLAMATION | MB_SETFOREGROUND);
   if (answer == IDYES) {
@@ -50,25 +61,30 @@ void CleanUp() noexcept {
   std::abort();
 }
 
-[[noreturn]] void HandleCrash() {
+[[noreturn]] void HandleCrash(std::uint32_t code, const CONTEXT& context) {
   DWORD handler = 0;
   if (handling_thread.compare_exchange_strong(handler, GetCurrentThreadId())) {
-    CleanUp();
+    failed_with = code;
+    failed_at = context;
   } else if (handler != GetCurrentThreadId()) {
     Sleep(INFINITE);  // the thread that failed first goes on
-  } else if (asking) {
+  } else if (begun == Step::kAsk) {
     TerminateProcess(GetCurrentProcess(), 0);
   }
-  // A fault while cleaning up comes here too: the rest of it is left undone, but the person is asked.
+  if (begun < Step::kRelease) ReleaseInstance();
+  if (begun < Step::kReport) WriteReport();
+  if (begun < Step::kCleanUp) CleanUp();
   AskAndEnd();
 }
 
-LONG WINAPI OnFault(EXCEPTION_POINTERS*) {
-  HandleCrash();
+LONG WINAPI OnFault(EXCEPTION_POINTERS* fault) {
+  HandleCrash(fault->ExceptionRecord->ExceptionCode, *fault->ContextRecord);
 }
 
 [[noreturn]] void OnUncaughtException() {
-  HandleCrash();
+  CONTEXT context;
+  RtlCaptureContext(&context);
+  HandleCrash(kUncaughtException, context);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/listener_thread.h"
 
+#include "app/crash_recorder.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -28,6 +30,7 @@ bool ListenerThread::Start(HWND main_window) {
 DWORD WINAPI ListenerThread::Procedure(void* self) {
   ULONG reserved = kReservedStack;
   SetThreadStackGuarantee(&reserved);
+  NameThisThread("listener");
   static_cast<ListenerThread*>(self)->Serve();
   return 0;
 }

@@ -5,10 +5,16 @@
 #include <commctrl.h>
 #include <ole2.h>
 
+#include <string>
+
 #include "app/app.h"
 #include "app/crash_handler.h"
+#include "app/crash_recorder.h"
 #include "app/single_instance.h"
+#include "config/texts.h"
+#include "extras/crash_report.h"
 #include "platform/connection.h"
+#include "platform/environment.h"
 #include "ui/wide_text.h"
 
 namespace quillbeaker {
@@ -34,8 +40,14 @@ int Main(HINSTANCE instance) {
   // Never destroyed: a question on a thread of its own may still stand when the process ends.
   App* const app = new App;
   app->Init(instance);
+  NameThisThread("windows");
+  // Never destroyed: a fault may come at any time.
+  auto* const recorder =
+      new CrashRecorder(ExecutableDirectory() + std::string(kCrashFileName), EnglishText(Text::kVersion));
   InstallCrashHandler(WideText(Text::kCrashQuestion), WideText(Text::kFatalError),
                       {.release_instance = [&single_instance] { single_instance.Release(); },
+                       .write_report = [recorder](std::uint32_t code,
+                                                  CONTEXT& context) { (void)recorder->Write(code, context); },
                        .stop_listener = [app] { app->StopListenerAfterCrash(); },
                        .shut_down = [app] { app->ShutDownAfterCrash(); }});
   ULONG reserved = kReservedStack;

@@ -349,6 +349,14 @@ def test_unconfirmed_mail_has_the_columns_of_the_table():
     assert all(row == [name for name in columns if name in row] for row in rows)
 
 
+def test_a_crash_report_names_code_alone():
+    """tests/extras/crash_report_test.cpp writes this very example."""
+    first, *lines = examples()["crash.txt"].splitlines()
+    assert re.fullmatch(r"--- Quillbeaker \S+, \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC", first)
+    assert [line.split(":")[0] for line in lines[:3]] == ["thread", "code", "frames"]
+    assert all(re.fullmatch(r"  (\S+\+)?0x[0-9A-F]+", line) for line in lines[3:])
+
+
 def test_training_area_is_listed_as_shown(home, printed):
     home.write("training/training.xml", example("training.xml", b"\n"))
     code, text = printed("training", "list", "--json")

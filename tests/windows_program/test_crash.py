@@ -1,13 +1,16 @@
 # SPDX-License-Identifier: MIT
-"""A fault in the running program, forced from outside, and what the person is asked then."""
+"""A fault in the running program, forced from outside: what the person is asked then, and what crash.txt tells."""
 
+import bisect
 import os
+import re
 import shutil
 import socket
 import subprocess
 
 import pytest
 
+from desktop import need
 from driver import IDNO, IDYES, tools
 from icons import Tray, wait_for_no_icon
 from messages import ham
@@ -15,6 +18,8 @@ from program import WRONG_USER_NAME, end_with_the_tests, eventually, make_direct
 from scripted_server import then_silence
 from windows_program import COMMAND_EXIT, TITLE
 
+IMAGE_BASE = 0x140000000  # where the linker places every 64-bit program
+ACCESS_VIOLATION, UNCAUGHT = 0xC0000005, 0x20474343
 QUESTION = "Quillbeaker crashed!\nDo you want to restart it?"
 
 
@@ -52,6 +57,9 @@ def test_restart_after_a_fault(program, driver, desktop, client, server, picture
     assert {c["id"] for c in question.controls() if c["class"] == "Button"} == {IDYES, IDNO}
     wait_for_no_icon(desktop)
     assert not one.is_listening()
+    (version, thread, code, frames), = reports(one.directory)
+    assert (version, thread, code) == ("1.7.1", which, ACCESS_VIOLATION)
+    assert [module for module, _ in frames if module == "Quillbeaker.exe"], frames
     picture("crash-question-" + which, question.place)
     first = one.main
     question.click(IDYES)
@@ -100,23 +108,110 @@ def test_a_crash_during_a_mail_check(program, driver, client, server):
     assert code == 0
 
 
-@pytest.mark.parametrize("where", ["exception", "exception-in-thread", "fault", "exception-in-clean-up",
-                                   "fault-in-clean-up"])
-def test_an_exception_that_nobody_catches(desktop, driver, where):
-    """The same handler in a small program that fails on command."""
-    directory = make_directory()
-    exe = shutil.copy(os.path.join(tools(), "throwing_program.exe"), directory)
-    process = subprocess.Popen(["wine", exe, where], env=desktop.environment, stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, preexec_fn=end_with_the_tests)
+def reports(directory):
+    """crash.txt: [(version, thread, code, [(module, offset), ...]), ...]"""
     try:
-        question = driver.dialog("Fatal error")
-        assert question.text() == "Start it again?"
-        done = {"released", "stopped"} | (set() if where.endswith("clean-up") else {"shut_down"})
-        assert done == set(os.listdir(directory)) - {os.path.basename(exe)}
-        question.click(IDYES)
-        assert process.wait(20) == 0
-        eventually(lambda: "restarted" in os.listdir(directory), what="the new instance")
-    finally:
+        with open(os.path.join(directory, "crash.txt"), "rb") as file:
+            text = file.read().decode()
+    except FileNotFoundError:
+        return []
+    one = re.compile(r"--- Quillbeaker (\S+), \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC\r\n"
+                     r"thread: (\w+) \(\d+\)\r\ncode: 0x([0-9A-F]+)\r\nframes:\r\n((?:  .*\r\n)*)")
+    assert one.sub("", text) == "", text
+    return [(version, thread, int(code, 16),
+             [(module or None, int(offset, 16))
+              for module, offset in re.findall(r"^  (?:(\S+)\+)?0x([0-9A-F]+)\r$", frames, re.MULTILINE)])
+            for version, thread, code, frames in one.findall(text)]
+
+
+class Functions:
+    """The names in a program file, by their places."""
+
+    def __init__(self, path):
+        names = subprocess.run([need("x86_64-w64-mingw32-nm", "binutils-mingw-w64-x86-64"), "-C", "-n", path],
+                               stdout=subprocess.PIPE, check=True).stdout.decode().splitlines()
+        names = [line.split(" ", 2) for line in names if line[:1] == "0"]
+        self.places = [(int(address, 16) - IMAGE_BASE, name) for address, kind, name in names if kind in "tT"]
+
+    def at(self, offset):
+        return self.places[bisect.bisect(self.places, (offset, chr(0x10FFFF))) - 1][1]
+
+    def of(self, frames):
+        return [self.at(offset) for module, offset in frames if module == "throwing_program.exe"]
+
+
+@pytest.fixture
+def failing(desktop):
+    """failing(how) is the crash handler in a small program that fails in that way: its directory, its process.
+    The names `taken` there are folders, where it cannot write a file."""
+    started = []
+    directory = make_directory()
+
+    def start(how, taken=()):
+        for name in taken:
+            os.mkdir(os.path.join(directory, name))
+        exe = shutil.copy(os.path.join(tools(), "throwing_program.exe"), directory)
+        started.append(subprocess.Popen(["wine", exe, how], env=desktop.environment, stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                        preexec_fn=end_with_the_tests))
+        return directory, started[-1]
+
+    yield start
+    for process in started:
         process.kill()
         process.wait()
-        shutil.rmtree(directory)
+    shutil.rmtree(directory)
+
+
+@pytest.mark.parametrize("where", ["exception", "exception-in-thread", "fault", "jump",
+                                   "exception-in-clean-up", "fault-in-clean-up", "fault-in-report"])
+def test_an_exception_that_nobody_catches(driver, failing, where):
+    """The same handler in a small program that fails on command."""
+    directory, process = failing(where)
+    question = driver.dialog("Fatal error")
+    assert question.text() == "Start it again?"
+    done = {"released", "stopped"} | (set() if where.endswith("clean-up") else {"shut_down"})
+    report = set() if where == "fault-in-report" else {"crash.txt"}
+    assert done | report == set(os.listdir(directory)) - {"throwing_program.exe"}
+    question.click(IDYES)
+    assert process.wait(20) == 0
+    eventually(lambda: "restarted" in os.listdir(directory), what="the new instance")
+
+
+@pytest.mark.parametrize("where, thread, code, functions", [
+    ("exception", "main", UNCAUGHT, ["Fail()", "wWinMain"]),
+    ("exception-in-thread", "another", UNCAUGHT, ["Fail()"]),
+    ("fault", "main", ACCESS_VIOLATION, ["WriteToNowhere()", "wWinMain"]),
+    ("jump", "main", ACCESS_VIOLATION, ["JumpToNoCode()", "wWinMain"]),
+    ("held-locks", "main", ACCESS_VIOLATION, ["WriteToNowhere()", "wWinMain"])])
+def test_a_crash_leaves_evidence(driver, failing, where, thread, code, functions):
+    directory, _ = failing(where)
+    version, thread_told, code_told, frames = eventually(lambda: reports(directory), what="a report")[0]
+    assert (version, thread_told, code_told) == ("0.1", thread, code)
+    called = [name.removeprefix("(anonymous namespace)::") for name in
+              Functions(os.path.join(directory, "throwing_program.exe")).of(frames)]
+    # In that order, and none in between that is not there for the exception's sake.
+    order = [called.index(name) for name in functions]
+    assert order == sorted(order), called
+    assert frames[-1][0] in ("ntdll.dll", "kernel32.dll"), frames
+    if where == "jump":
+        assert frames[0] == (None, 0)
+    if where != "held-locks":  # where nothing more can be done
+        driver.dialog("Fatal error").click(IDNO)
+
+
+def test_the_last_three_crashes_are_kept(driver, failing):
+    for number, how in enumerate(["fault", "exception", "jump", "exception-in-thread"], 1):
+        directory, process = failing(how)
+        driver.dialog("Fatal error").click(IDNO)
+        assert process.wait(20) == 0
+        assert len(reports(directory)) == min(number, 3)
+    assert [(thread, code) for _, thread, code, _ in reports(directory)] == [
+        ("main", UNCAUGHT), ("main", ACCESS_VIOLATION), ("another", UNCAUGHT)]
+
+
+def test_a_report_that_cannot_be_written_keeps_nobody_from_asking(driver, failing):
+    directory, process = failing("fault", taken=["crash.txt"])
+    driver.dialog("Fatal error").click(IDNO)
+    assert process.wait(20) == 0
+    assert {"no-report", "released", "stopped", "shut_down"} <= set(os.listdir(directory))
