@@ -8,7 +8,6 @@
 #include "config/writable_directories.h"
 #include "extras/store_preparation.h"
 #include "platform/environment.h"
-#include "pop3/check/daily_purges.h"
 #include "ui/dialog.h"
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
@@ -219,7 +218,6 @@ void App::OnSessionBegin() {
   if (program_.Read(keys::kShowBubble) != 0) {
     bubble_->Show();
   }
-  RunDailyPurges(program_, [this](std::string_view status) { bubble_->SetStatus(Wide(status)); });
 }
 
 void App::OnSessionEnd() {

@@ -73,6 +73,17 @@ inline constexpr IntegerKey kPort{sections::kServer, "Port", 110};
 inline constexpr IntegerKey kTimeout{sections::kServer, "Timeout", 60};
 // Seconds that a mail client may be silent; 0 means for ever.
 inline constexpr IntegerKey kClientTimeout{sections::kServer, "ClientTimeout", 600};
+// Seconds after which a server that hears nothing is sent a NOOP; 0 means never.
+inline constexpr IntegerKey kKeepAliveSeconds{sections::kServer, "KeepAliveSeconds", 120};
+// Seconds after which a mail client that waits for an answer gets the next byte of "+OK "; 0 means never.
+inline constexpr IntegerKey kKeepWaitingSeconds{sections::kServer, "KeepWaitingSeconds", 40};
+// Megabytes of mail that a session holds in memory; what is beyond them waits in a file.
+inline constexpr IntegerKey kSessionMegabytes{sections::kServer, "SessionMegabytes", 256};
+// Megabytes of mail kept for a mail client that gave up; 0 means none.
+inline constexpr IntegerKey kFetchCacheMegabytes{sections::kServer, "FetchCacheMegabytes", 256};
+// Whether commands are sent ahead of their answers to a server that offers it: "auto" over TLS alone,
+// "always", "never".
+inline constexpr TextKey kPipelining{sections::kServer, "Pipelining", "auto", 16};
 // A notification in the tray when a login fails.
 inline constexpr IntegerKey kShowErrors{sections::kMain, "ShowErrors", 1};
 // Day numbers, and the counts beside them; lists of decimal numbers, each followed by a comma.

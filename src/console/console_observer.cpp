@@ -10,7 +10,6 @@
 #include "config/trusted_certificates.h"
 #include "message/display_text.h"
 #include "platform/console.h"
-#include "pop3/check/daily_purges.h"
 
 namespace quillbeaker {
 namespace {
@@ -65,10 +64,6 @@ void ConsoleObserver::SessionBegins() {
   spam_count_ = 0;
   activity_.clear();
   trouble_.clear();
-  RunDailyPurges(program_, [this](std::string_view text) {
-    activity_ = text;
-    DrawProgress(true);
-  });
 }
 
 void ConsoleObserver::SessionEnds(const CheckSummary& summary) {

@@ -53,13 +53,13 @@ class MailFilter {
 
   // `marked_deleted`: the client has already deleted the message.
   Judgement Judge(const MailMessage& message, bool marked_deleted);
+  // The same with settings that were read before, so that what a person was shown of them is what is used.
+  Judgement Judge(const FilterSettings& settings, const MailMessage& message, bool marked_deleted);
 
   // What Judge says of the message and everything that it goes by.
   Explanation Explain(const MailMessage& message);
 
  private:
-  Judgement Judge(const FilterSettings& settings, const MailMessage& message, bool marked_deleted);
-
   Program& program_;
   SenderLists senders_;
   WordTables tables_;

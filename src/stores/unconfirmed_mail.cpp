@@ -92,7 +92,7 @@ UnconfirmedMail ReadRow(const xmlNode* element) {
   return row;
 }
 
-void AppendRow(xmlNode* root, const Mailbox& mailbox, const UnconfirmedMail& row) {
+void AppendRow(xmlNode* root, const MailboxName& mailbox, const UnconfirmedMail& row) {
   xmlNode* element = AddElement(root, kMail);
   SetAttribute(element, kServer, Escaped(mailbox.server));
   SetAttribute(element, kPort, std::to_string(mailbox.port));
@@ -104,7 +104,7 @@ void AppendRow(xmlNode* root, const Mailbox& mailbox, const UnconfirmedMail& row
   if (row.deletion_due) SetAttribute(element, kDeletionDue, "1");
 }
 
-bool IsOf(const xmlNode* element, const Mailbox& mailbox) {
+bool IsOf(const xmlNode* element, const MailboxName& mailbox) {
   const std::string port_text = TextAttribute(element, kPort);
   std::int32_t port = 0;
   std::from_chars(port_text.data(), port_text.data() + port_text.size(), port);
@@ -112,7 +112,7 @@ bool IsOf(const xmlNode* element, const Mailbox& mailbox) {
          Column(element, kUser) == mailbox.user;
 }
 
-std::vector<UnconfirmedMail> RowsOf(const XmlDocument& document, const Mailbox& mailbox) {
+std::vector<UnconfirmedMail> RowsOf(const XmlDocument& document, const MailboxName& mailbox) {
   std::vector<UnconfirmedMail> rows;
   xmlNode* root = RootNamed(document, kRoot);
   if (root == nullptr) return rows;
@@ -159,14 +159,14 @@ bool UnconfirmedMailStore::PutBytes(const std::optional<std::string>& bytes) con
   return (!StateOfFile(path_).exists || EraseFile(path_)) && FlushDirectory(directory_);
 }
 
-std::optional<std::vector<UnconfirmedMail>> UnconfirmedMailStore::Rows(const Mailbox& mailbox) const {
+std::optional<std::vector<UnconfirmedMail>> UnconfirmedMailStore::Rows(const MailboxName& mailbox) const {
   const auto held = lock_.Acquire();
   const Contents contents = Open();
   if (contents.document == nullptr) return std::nullopt;
   return RowsOf(contents.document, mailbox);
 }
 
-bool UnconfirmedMailStore::Replace(const Mailbox& mailbox, const std::vector<UnconfirmedMail>& rows) {
+bool UnconfirmedMailStore::Replace(const MailboxName& mailbox, const std::vector<UnconfirmedMail>& rows) {
   if (!rows.empty() && !MakeItsDirectory()) return false;
   const auto held = lock_.Acquire();
   const Contents contents = Open();

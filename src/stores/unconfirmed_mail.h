@@ -18,12 +18,12 @@
 namespace quillbeaker {
 
 // One mailbox: an id is the server's own and means nothing anywhere else.
-struct Mailbox {
+struct MailboxName {
   std::string server;  // as the client named it, bytes
   std::int32_t port = 0;
   std::string user;
 
-  bool operator==(const Mailbox&) const = default;
+  bool operator==(const MailboxName&) const = default;
 };
 
 struct UnconfirmedMail {
@@ -46,13 +46,13 @@ class UnconfirmedMailStore {
   // ".bad2", ..., never overwritten) and counts as empty, as a missing one does; when it cannot be set aside
   // it counts as one that cannot be read. A bin file's name that the recycle bin would not give reads as
   // none, and a row without an id is passed over.
-  std::optional<std::vector<UnconfirmedMail>> Rows(const Mailbox& mailbox) const;
+  std::optional<std::vector<UnconfirmedMail>> Rows(const MailboxName& mailbox) const;
 
   // Puts the rows in the place of that mailbox's; other mailboxes keep theirs. On return they are on the
   // disk, flushed, the directory too. Without a row of any mailbox the file is removed. Nothing is written
   // where nothing changes. False when it could not be done, and for rows that would not read back as they
   // are: the file is then as it was.
-  [[nodiscard]] bool Replace(const Mailbox& mailbox, const std::vector<UnconfirmedMail>& rows);
+  [[nodiscard]] bool Replace(const MailboxName& mailbox, const std::vector<UnconfirmedMail>& rows);
 
   // The bin files of all rows whose deletion is not due, of every mailbox: a filing that was cut off may have
   // left them without an entry in the index. Not those that a row with a due deletion names too.

@@ -118,7 +118,7 @@ def keys_of_the_source():
     with open(os.path.join(REPOSITORY, "src/config/keys.h"), encoding="utf-8") as file:
         text = file.read()
     sections = dict(re.findall(r'std::string_view (k\w+) = "(\w+)";', text))
-    rows = re.findall(r'(?:Integer|Text)Key \w+\{sections::(\w+), "(\w+)", "?([^",}]*)"?', text)
+    rows = re.findall(r'(?:Integer|Text)Key \w+\{sections::(\w+),\s+"(\w+)",\s+"?([^",}]*)"?', text)
     assert len(rows) == len(re.findall(r"(?:Integer|Text)Key k", text)) > 15
     return [(sections[section], key, value) for section, key, value in rows]
 

@@ -71,7 +71,7 @@ def test_mail_check_from_dovecot(proxy, trusted, tls_dovecot, security, host):
     assert one.bin_entries()[0]["account"] == f"{account} @ {host}"
     log = one.server_log()
     assert b"PASS ********" in log and PASSWORD.encode() not in log
-    assert (b"C: STLS" in log) == (security == "starttls") and b"CAPA" not in log
+    assert (b"C: STLS" in log) == (security == "starttls") and b"C: CAPA" in log
 
 
 @pytest.mark.parametrize("version", [ssl.TLSVersion.TLSv1_2, ssl.TLSVersion.TLSv1_3])
@@ -83,7 +83,7 @@ def test_large_mail_arrives_whole(proxy, client, server, trusted, version):
     assert raw.stat()[0] == 1
     assert raw.retr(1)[1] == on_the_wire(data)
     raw.quit()
-    assert upstream.words() == ["USER", "PASS", "LIST", "UIDL", "RETR", "QUIT"]
+    assert upstream.words() == ["USER", "PASS", "CAPA", "LIST", "UIDL", "RETR", "QUIT"]
 
 
 def test_name_is_told_to_the_server_and_an_address_is_not(proxy, client, server, trusted):
@@ -364,7 +364,7 @@ def test_time_out_sends_nothing_over_tls(proxy, client, server, trusted):
     raw = client(one).login(upstream.port, host="localhost")
     assert raw.stat(5)[0] == 0
     upstream.wait_for_end()
-    assert upstream.raw() == b"USER jane\r\nPASS secret\r\nLIST\r\n"
+    assert upstream.raw() == b"USER jane\r\nPASS secret\r\nCAPA\r\nLIST\r\n"
     raw.quit()
 
 

@@ -37,7 +37,7 @@ void ReadAsFile(std::string_view bytes) {
   const test::TestDirectory& directory = Surroundings().directory;
   Check(directory.Put(kFile, bytes), "the input can be written");
   UnconfirmedMailStore store(Surroundings().program());
-  const Mailbox jane{"pop.example.org", 110, "jane"};
+  const MailboxName jane{"pop.example.org", 110, "jane"};
   const std::optional<Mails> rows = store.Rows(jane);
   Check(rows.has_value(), "a file that can be read has rows or is set aside");
   if (directory.Has(kKept)) {
@@ -51,7 +51,7 @@ void ReadAsFile(std::string_view bytes) {
     Check(name != "recyclebin.xml" && name != "unconfirmed.xml", "no index is a bin file");
   }
   // What was read is what is kept when something else changes.
-  const Mailbox other{"other", -7, "new"};
+  const MailboxName other{"other", -7, "new"};
   const Mails others = store.Rows(other).value_or(Mails{});
   Mails more = others;
   more.push_back({"added", "1.recycle", true, false, true});
@@ -65,7 +65,7 @@ void WriteAsTexts(std::string_view bytes) {
   Surroundings().directory.Remove(kFile);
   UnconfirmedMailStore store(Surroundings().program());
   const std::size_t half = bytes.size() / 2;
-  const Mailbox mailbox{std::string(bytes.substr(0, half)), 1, std::string(bytes.substr(half))};
+  const MailboxName mailbox{std::string(bytes.substr(0, half)), 1, std::string(bytes.substr(half))};
   const Mails rows{{std::string(bytes), "", true, false, true}};
   Check(store.Replace(mailbox, rows) == !bytes.empty(), "any id but none can be kept");
   Check(bytes.empty() || store.Rows(mailbox) == rows, "ids and names read back");

@@ -43,13 +43,13 @@ class UnconfirmedMailTest : public testing::Test {
   }
   std::string Get() const { return surroundings.directory.Get(kFile).value_or("(missing)"); }
   // Of another object, as another program would see it.
-  std::optional<Mails> RowsOf(const Mailbox& mailbox) {
+  std::optional<Mails> RowsOf(const MailboxName& mailbox) {
     return UnconfirmedMailStore(surroundings.program()).Rows(mailbox);
   }
 
   test::TestProgram surroundings;
-  const Mailbox ann{"pop.example.org", 110, "ann"};
-  const Mailbox bob{"pop.example.org", 110, "bob"};
+  const MailboxName ann{"pop.example.org", 110, "ann"};
+  const MailboxName bob{"pop.example.org", 110, "bob"};
   const Mails two{{"first", "2452676_232007_1a2b3c4.recycle", true, true, true},
                   {"second", "", false, true, false}};
 
@@ -82,7 +82,7 @@ TEST_F(UnconfirmedMailTest, EveryFlagIsItsOwn) {
 }
 
 TEST_F(UnconfirmedMailTest, EveryByteOfIdsAndNamesReadsBack) {
-  const Mailbox strange{AllBytes(), 65535, AllBytes() + AllBytes()};
+  const MailboxName strange{AllBytes(), 65535, AllBytes() + AllBytes()};
   Mails rows{{AllBytes(), "2452676_232007_1.recycle", true, false, true}};
   for (int byte = 0; byte < 256; ++byte) rows.push_back({std::string(1, static_cast<char>(byte)), "", true});
   for (const char* text : {"%", "%%", "%4", "%41", "A%", "%zz", "%0", "%00", " ", "  a  ", "&#0;", "\r\n\t"})
@@ -92,12 +92,12 @@ TEST_F(UnconfirmedMailTest, EveryByteOfIdsAndNamesReadsBack) {
 }
 
 TEST_F(UnconfirmedMailTest, AMailboxIsServerPortAndUser) {
-  const std::vector<Mailbox> mailboxes = {
+  const std::vector<MailboxName> mailboxes = {
       ann,         bob,           {"pop.example.org", 995, "ann"}, {"POP.example.org", 110, "ann"},
       {"", 0, ""}, {"x", -1, "y"}};
-  for (const Mailbox& mailbox : mailboxes)
+  for (const MailboxName& mailbox : mailboxes)
     ASSERT_TRUE(store().Replace(mailbox, {{mailbox.server + std::to_string(mailbox.port) + mailbox.user}}));
-  for (const Mailbox& mailbox : mailboxes) {
+  for (const MailboxName& mailbox : mailboxes) {
     EXPECT_EQ(RowsOf(mailbox), (Mails{{mailbox.server + std::to_string(mailbox.port) + mailbox.user}}));
   }
   ASSERT_TRUE(store().Replace(bob, {}));
@@ -236,7 +236,7 @@ TEST_F(UnconfirmedMailTest, AFullDiskLeavesTheOldFileWhole) {
 
 TEST_F(UnconfirmedMailTest, TwoThatWriteUndoNothingOfEachOther) {
   constexpr int kRounds = 30;
-  const auto fill = [this](const Mailbox& mailbox) {
+  const auto fill = [this](const MailboxName& mailbox) {
     UnconfirmedMailStore own(surroundings.program());
     Mails rows;
     for (int i = 0; i < kRounds; ++i) {
@@ -276,8 +276,8 @@ std::string ExampleOfThePage() {
 }
 
 TEST_F(UnconfirmedMailTest, TheExampleOfThePageIsReadAndWrittenAsShown) {
-  const Mailbox jane{"pop.example.org", 110, "jane"};
-  const Mailbox joe{"pop.example.net", 995, "joe"};
+  const MailboxName jane{"pop.example.org", 110, "jane"};
+  const MailboxName joe{"pop.example.net", 995, "joe"};
   const Mails of_jane{{"0000001a3f6b2c11", "2452676_232007_1a2b3c4.recycle", true, true, true},
                       {"AAAAE2kR3lAAAAAD", "2452676_232007_1a2b3c5.recycle"}};
   const Mails of_joe{{"100%\x01", "", false, true, true}};

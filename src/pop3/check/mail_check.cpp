@@ -1,141 +1,427 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/check/mail_check.h"
 
-#include <string>
+#include <algorithm>
+#include <utility>
+#include <vector>
 
+#include "config/day_number.h"
 #include "config/texts.h"
-#include "filter/mail_filter.h"
+#include "filter/filter_settings.h"
 #include "message/display_text.h"
-#include "pop3/local/client_session.h"
+#include "message/mail_date.h"
+#include "pop3/check/daily_purges.h"
+#include "pop3/check/listing.h"
+#include "pop3/check/mail_batches.h"
+#include "pop3/check/quit_learning.h"
+#include "pop3/check/restored_mail.h"
+#include "stores/statistics.h"
+#include "stores/unique_id_store.h"
 
 namespace quillbeaker {
-namespace {
 
-ClientView CountVisible(const MessageList& messages) {
+MailCheck::MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_port)
+    : program_(program),
+      watch_(watch),
+      observer_(watch.observer()),
+      kept_(kept),
+      own_port_(own_port),
+      client_(program, watch) {
+  Reset();
+}
+
+void MailCheck::Begin() {
+  RunDailyPurges(program_, [this](std::string_view status) { observer_.ShowStatus(status); });
+}
+
+// Log in.
+
+bool MailCheck::LogIn(const Account& account) {
+  End();
+  Reset();
+  LoginResult result =
+      quillbeaker::LogIn(program_, client_, account, program_.Read(keys::kTimeout), own_port_);
+  summary_.login_problem = std::move(result.problem);
+  if (!result.logged_in) {
+    return false;
+  }
+  mailbox_.SetName({account.server, result.port, account.user});
+  summary_.logged_in = true;
+  summary_.account = mailbox_.AccountKey();
+  pipelining_ = result.pipelining;
+  fetch_->SetPipelining(pipelining_);
+  return true;
+}
+
+// Deliberate: a second PASS keeps nothing of the first, neither its mailbox nor its view.
+void MailCheck::Reset() {
+  mailbox_ = Mailbox();
+  fetched_ = std::make_unique<FetchedMail>(program_, kept_.bytes());
+  fetch_ = std::make_unique<MessageFetch>(client_, watch_, *fetched_, kept_);
+  unconfirmed_ = std::make_unique<UnconfirmedRows>(program_);
+  summary_ = {};
+  listed_ = view_built_ = view_answered_ = false;
+  stopped_ = Stop::kNone;
+  build_stopped_ = Stop::kNone;
+  filter_off_shown_ = false;
+  filing_ = nullptr;
+  deletions_ = {};
+  new_count_ = new_index_ = 0;
+  downloaded_ = 0;
+}
+
+// List.
+
+bool MailCheck::HasMessages() {
+  if (!listed_ && client_.is_open()) {
+    listed_ = true;
+    const ListingResult listing = ListMailbox(program_, client_, mailbox_);
+    stopped_ = listing.stopped;
+    unconfirmed_->Load(mailbox_, listing.whole);
+  }
+  return !mailbox_.empty();
+}
+
+// Fetch, judge, number.
+
+ClientView MailCheck::BuildView() {
+  if (view_built_) {
+    return CountVisible();
+  }
+  HasMessages();
+  view_built_ = true;
+  build_stopped_ = stopped_;
+  CountNew();
+  mailbox_.ClearNumbers();
+  fetch_->Plan(mailbox_);
+  for (MessageEntry& entry : mailbox_) {
+    if (!Visit(entry)) break;
+  }
+  fetch_->DropPlan();
+  filter_ = nullptr;
+  if (build_stopped_ == Stop::kCancelled) watch_.UseUpCancel();
+  ClientView view = CountVisible();
+  view.stopped = build_stopped_;
+  return view;
+}
+
+void MailCheck::CountNew() {
+  std::uint64_t new_size = 0;
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.fate == Fate::kKnown) continue;
+    ++new_count_;
+    new_size += entry.size;
+  }
+  summary_.listed = static_cast<std::uint32_t>(mailbox_.size());
+  observer_.SetRange(new_size);
+}
+
+ClientView MailCheck::CountVisible() const {
   ClientView view;
-  for (const MessageEntry& entry : messages) {
-    if (entry.is_visible()) {
-      ++view.count;
-      view.size += entry.size;
-    }
+  for (const MessageEntry& entry : mailbox_) {
+    if (!entry.is_visible()) continue;
+    ++view.count;
+    view.size += entry.size;
   }
   return view;
 }
 
-// One walk over the mailbox. Holds the filter's word tables and lists for as long as it takes.
-class ViewBuild {
- public:
-  explicit ViewBuild(ClientSession& session)
-      : session_(session),
-        observer_(session.observer()),
-        messages_(session.upstream().messages()),
-        filter_(session.program()) {}
-
-  ClientView Run() {
-    std::uint64_t total_size = 0;
-    std::uint64_t known_size = 0;
-    const std::uint32_t total = session_.upstream().CountMessages(total_size);
-    const std::uint32_t known = session_.upstream().CountKnown(known_size);
-    new_count_ = total - known;
-    session_.summary.listed = total;
-    observer_.SetRange(total_size - known_size);
-    messages_.ClearNumbers();
-    for (MessageEntry& entry : messages_) {
-      if (!Visit(entry)) {
-        break;
-      }
-    }
-    return view_;
-  }
-
- private:
-  // False when the walk ends here.
-  bool Visit(MessageEntry& entry) {
-    if (entry.known) {
-      ++session_.summary.known;
-      Show(entry);
-      return true;
-    }
-    // Deliberate: a mail client gives up after a minute or two; going on for nobody would keep the next one
-    // waiting. One that has closed only its own side counts as gone too.
-    if (session_.ClientHasGone()) {
-      view_.client_gone = true;
-      return false;
-    }
-    ++new_index_;
-    observer_.ShowTooltip(
-        Format(Text::kReceivingMessage,
-               {std::to_string(new_index_), std::to_string(entry.size / 1024), std::to_string(new_count_)}));
-    if (observer_.IsCancelled()) {
-      view_.cancelled = true;
-      return false;
-    }
-    if (!FilterIsOn(session_.program())) {
-      observer_.ShowStatus(TextOf(Text::kFilterDisabled));
-    }
-    return Fetch(entry);
-  }
-
-  bool Fetch(MessageEntry& entry) {
-    UpstreamSession& upstream = session_.upstream();
-    if (upstream.FetchMessage(entry.server_number) == nullptr) {
-      view_.cancelled = observer_.IsCancelled();
-      if (!view_.cancelled) {
-        observer_.ShowStatus(Format(Text::kMessageNotDelivered, {std::to_string(entry.server_number),
-                                                                 DisplayLine(upstream.last_refusal())}));
-      }
-      return false;
-    }
-    if (entry.is_restored()) {
-      Show(entry);
-    } else {
-      Judge(entry);
-    }
-    downloaded_ += entry.size;
-    observer_.SetPosition(downloaded_);
+bool MailCheck::Visit(MessageEntry& entry) {
+  if (entry.fate == Fate::kKnown) {
+    ++summary_.known;
+    mailbox_.NumberNext(entry);
     return true;
   }
+  // Deliberate: a mail client gives up after a minute or two; going on for nobody would keep the next one
+  // waiting. One that has closed only its own side counts as gone too.
+  build_stopped_ = watch_.LookNowAndThen();
+  if (build_stopped_ == Stop::kClientGone || build_stopped_ == Stop::kProgramEnds) {
+    return false;
+  }
+  ++new_index_;
+  watch_.AboutToWait();
+  observer_.ShowTooltip(
+      Format(Text::kReceivingMessage,
+             {std::to_string(new_index_), std::to_string(entry.size / 1024), std::to_string(new_count_)}));
+  if (build_stopped_ != Stop::kNone) {
+    return false;
+  }
+  const FilterSettings settings = ReadFilterSettings(program_);
+  ShowWhetherFilterIsOn(settings.FilterIsOn());
+  return FetchNew(entry, settings);
+}
 
-  void Judge(MessageEntry& entry) {
-    Judgement judgement = filter_.Judge(*entry.message, entry.delete_on_server);
-    entry.judged = true;
-    entry.verdict_text = std::move(judgement.words);
-    entry.spam_probability = judgement.probability;
-    ++session_.summary.downloaded;
-    if (!judgement.spam) {
-      Show(entry);
-      return;
+void MailCheck::ShowWhetherFilterIsOn(bool on) {
+  if (!on) {
+    observer_.ShowStatus(TextOf(Text::kFilterDisabled));
+  } else if (filter_off_shown_) {
+    observer_.ShowStatus({});
+  }
+  filter_off_shown_ = !on;
+}
+
+bool MailCheck::FetchNew(MessageEntry& entry, const FilterSettings& settings) {
+  if (entry.is_restored()) {
+    Fetch(entry);
+    mailbox_.NumberNext(entry);
+  } else {
+    const FetchResult result = entry.is_fetched() ? FetchResult::kFetched : FetchFromServer(entry);
+    if (result != FetchResult::kFetched) {
+      build_stopped_ = result == FetchResult::kCancelled ? Stop::kCancelled
+                       : result == FetchResult::kStopped ? client_.link().stopped()
+                                                         : Stop::kNone;
+      return false;
     }
-    entry.client_number = kHiddenFromClient;
-    entry.delete_on_server = true;
-    observer_.ShowSpamCount(++session_.summary.spam);
+    const std::shared_ptr<const MailMessage> message = MessageOf(entry);
+    if (message == nullptr) {
+      return false;
+    }
+    Judge(entry, *message, settings);
+    FetchedMail::Settle(entry);
   }
+  downloaded_ += entry.size;
+  observer_.SetPosition(downloaded_);
+  return true;
+}
 
-  void Show(MessageEntry& entry) {
-    messages_.NumberNext(entry);
-    ++view_.count;
-    view_.size += entry.size;
+void MailCheck::Judge(MessageEntry& entry, const MailMessage& message, const FilterSettings& settings) {
+  if (filter_ == nullptr) filter_ = std::make_unique<MailFilter>(program_);
+  Judgement judgement = filter_->Judge(settings, message, entry.delete_on_server);
+  entry.fate = judgement.spam ? Fate::kSpam : Fate::kGood;
+  entry.verdict_text = std::move(judgement.words);
+  entry.spam_probability = judgement.probability;
+  ++summary_.downloaded;
+  if (!judgement.spam) {
+    mailbox_.NumberNext(entry);
+    return;
   }
+  entry.client_number = kHiddenFromClient;
+  entry.delete_on_server = true;
+  observer_.ShowSpamCount(++summary_.spam);
+}
 
-  ClientSession& session_;
-  CheckObserver& observer_;
-  MessageList& messages_;
-  MailFilter filter_;
-  ClientView view_;
-  std::uint32_t new_count_ = 0;
-  std::uint32_t new_index_ = 0;
-  std::uint64_t downloaded_ = 0;
-};
-
-}  // namespace
-
-ClientView BuildView(ClientSession& session) {
-  if (session.view_built) {
-    return CountVisible(session.upstream().messages());
+bool MailCheck::Fetch(MessageEntry& entry) {
+  if (entry.is_fetched()) {
+    return true;
   }
-  const ClientView view = ViewBuild(session).Run();
-  session.view_built = true;
-  return view;
+  if (entry.is_restored()) {
+    ReadRestoredMail(entry);
+    client_.LogMarker('C', "(message completely restored from recycle bin)");
+    return true;
+  }
+  return FetchFromServer(entry) == FetchResult::kFetched;
+}
+
+FetchResult MailCheck::FetchFromServer(MessageEntry& entry) {
+  const FetchResult result = fetch_->Fetch(mailbox_.name(), entry);
+  const std::string words = DisplayLine(fetch_->words());
+  switch (result) {
+    case FetchResult::kFetched:
+    case FetchResult::kCancelled:
+    case FetchResult::kStopped:
+      return result;
+    case FetchResult::kRefused:
+      observer_.MessageRefused(summary_.account, entry.server_number, words);
+      break;
+    case FetchResult::kLost:
+      if (client_.link().state() == ServerLink::State::kLost) observer_.ServerGone(summary_.account);
+      break;
+    case FetchResult::kNoRoom:
+      client_.LogMarker('C', "(message could not be kept: " + words + ")");
+      break;
+  }
+  observer_.ShowStatus(Format(Text::kMessageNotDelivered, {std::to_string(entry.server_number), words}));
+  return result;
+}
+
+std::shared_ptr<const MailMessage> MailCheck::MessageOf(const MessageEntry& entry) const {
+  return fetched_->MessageOf(entry);
+}
+
+void MailCheck::Noop() {
+  if (client_.Request("NOOP", ReplyKind::kStatus)) client_.Receive();
+}
+
+void MailCheck::KeepAlive() {
+  const std::int32_t seconds = program_.Read(keys::kKeepAliveSeconds);
+  if (listed_ && seconds > 0) client_.KeepAlive(std::chrono::seconds(seconds));
+}
+
+// QUIT: file, learn, delete, remember, quit upstream, answer.
+
+void MailCheck::Quit(const std::function<void()>& answer) {
+  watch_.CarryThrough();
+  fetch_->DropPlan();
+  observer_.SetRange(mailbox_.size());
+  observer_.SetPosition(0);
+  observer_.ShowTooltip(TextOf(Text::kClosingConnection));
+  filing_ = std::make_unique<SpamFiling>(program_, mailbox_, *fetched_, *unconfirmed_);
+  filing_->Run();
+  Learn();
+  MarkDeletionsDue();
+  CarryOutDeletions();
+  RemoveDelivered();
+  StoreUniqueIds();
+  CountSpam();
+  kept_.Forget(mailbox_.name());
+  client_.SendQuit();
+  summary_.finished = true;
+  summary_.unfiled = filing_->unfiled();
+  answer();
+  observer_.AddDeleted(summary_.deleted);
+}
+
+// From what this session's view build fetched and judged, whoever settled it and whether or not the client
+// deletes it. Never from mail that was known or restored: that was learnt before. Spam that stays on the
+// server will be met again.
+void MailCheck::Learn() {
+  if (!ReadFilterSettings(program_).LearningIsOn()) return;
+  std::vector<MessageEntry*> lessons;
+  for (MessageEntry& entry : mailbox_) {
+    const bool learnt = entry.unconfirmed && entry.unconfirmed->learnt;
+    if (entry.is_judged() && !learnt && !filing_->IsUnfiled(entry)) lessons.push_back(&entry);
+  }
+  for (const MailBatch& batch : SplitIntoBatches(lessons)) {
+    std::vector<std::shared_ptr<const MailMessage>> held;
+    std::vector<const MailMessage*> messages;
+    for (std::size_t i = batch.first; i < batch.first + batch.count; ++i) {
+      held.push_back(MessageOf(*lessons[i]));
+      if (held.back() != nullptr) messages.push_back(held.back().get());
+    }
+    LearnFromMail(program_, messages);
+  }
+  for (MessageEntry* const entry : lessons) {
+    if (UnconfirmedMail* const row = UnconfirmedRows::RowOf(*entry)) row->learnt = true;
+  }
+}
+
+// Flushed before the first deletion goes out: from then on a mail may be gone whose file nothing else tells
+// of.
+void MailCheck::MarkDeletionsDue() {
+  for (MessageEntry& entry : mailbox_) {
+    if (entry.unconfirmed && entry.delete_on_server && !filing_->IsUnfiled(entry)) {
+      entry.unconfirmed->deletion_due = true;
+    }
+  }
+  if (!unconfirmed_->Save(mailbox_)) filing_->KeepAllOnServer();
+}
+
+void MailCheck::CarryOutDeletions() {
+  std::vector<const MessageEntry*> due;
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.delete_on_server && !entry.is_restored() && !filing_->IsUnfiled(entry)) {
+      due.push_back(&entry);
+    } else {
+      observer_.Advance(1);
+    }
+  }
+  deletions_ = DeleteOnServer(client_, due, pipelining_, [this] { observer_.Advance(1); });
+}
+
+// Restored messages that the client retrieved or deleted leave the recycle bin, entry first, file after it.
+void MailCheck::RemoveDelivered() {
+  std::vector<std::string> delivered;
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.is_restored() && entry.done && !entry.file_unreadable) {
+      delivered.push_back(RestoredFileName(entry));
+    }
+  }
+  if (!delivered.empty()) RecycleBin(program_).DeleteMessages(delivered);
+}
+
+// Of messages that were neither known nor fetched nothing is stored: they would never be judged.
+bool MailCheck::StaysOnServer(const MessageEntry& entry) const {
+  return entry.unique_id && !entry.delete_on_server && (entry.fate == Fate::kKnown || entry.is_fetched());
+}
+
+void MailCheck::StoreUniqueIds() {
+  if (program_.Read(keys::kUidChecking) == 0) return;
+  const auto store = UniqueIdStore::Open(program_);
+  if (store == nullptr) return;
+  for (const MessageEntry& entry : mailbox_) {
+    if (StaysOnServer(entry)) store->Add(*entry.unique_id);
+  }
+  if (!store->PurgeAndClose()) return;
+  for (MessageEntry& entry : mailbox_) {
+    if (StaysOnServer(entry)) entry.unconfirmed.reset();
+  }
+}
+
+// Deliberate: the day is that of the mail's own Date field; mail without one is in no day's count.
+void MailCheck::CountSpam() {
+  Statistics statistics(program_);
+  statistics.Load();
+  for (MessageEntry& entry : mailbox_) {
+    if (entry.fate != Fate::kSpam || filing_->IsUnfiled(entry)) continue;
+    if (entry.unconfirmed && std::exchange(entry.unconfirmed->counted, true)) continue;
+    ++summary_.deleted;
+    const std::shared_ptr<const MailMessage> message = MessageOf(entry);
+    CalendarTime date;
+    if (message != nullptr && ReadDate(*message, date) == kDateRead) {
+      statistics.Count(static_cast<std::uint32_t>(DayNumber(date)));
+    }
+  }
+  // Whoever shows the statistic loads it anew; a check that fails here has still removed its spam.
+  static_cast<void>(statistics.Save());
+}
+
+// End.
+
+void MailCheck::End() {
+  if (!summary_.finished) {
+    KeepForNextTry();
+    client_.SendQuit();
+  }
+  const Pop3Client::Farewell farewell = client_.WaitForItsEnd();
+  if (filing_ != nullptr) {
+    ForgetConfirmed(farewell);
+    TellOfQuit(farewell);
+    filing_ = nullptr;
+  }
+  client_.Close();
+}
+
+// A deletion is confirmed when the server agreed to it and to QUIT, which alone makes it true. A row that
+// cannot be removed now goes when the next listing lacks its id.
+void MailCheck::ForgetConfirmed(const Pop3Client::Farewell& farewell) {
+  for (MessageEntry& entry : mailbox_) {
+    if (farewell.accepted && deletions_.agreed.contains(&entry)) entry.unconfirmed.reset();
+  }
+  static_cast<void>(unconfirmed_->Save(mailbox_));
+}
+
+void MailCheck::TellOfQuit(const Pop3Client::Farewell& farewell) {
+  if (filing_->unfiled() > 0) {
+    observer_.MailNotKept(summary_.account, filing_->unfiled(), filing_->why());
+  }
+  const bool quit_refused = farewell.answered && !farewell.accepted && deletions_.asked > 0;
+  if (quit_refused) {
+    client_.LogMarker('S', DisplayLine(farewell.refusal));
+  }
+  if (quit_refused || deletions_.failed > 0) {
+    const auto agreed = static_cast<std::uint32_t>(deletions_.agreed.size());
+    observer_.DeletionsUnconfirmed(summary_.account, deletions_.failed + (quit_refused ? agreed : 0),
+                                   DisplayLine(quit_refused ? farewell.refusal : deletions_.refusal));
+  }
+  deletions_ = {};
+}
+
+// Deliberate: the mail alone, never what was thought of it: at the next try it is judged, counted and learnt
+// as if it had just come.
+void MailCheck::KeepForNextTry() {
+  const bool cancelled = build_stopped_ == Stop::kCancelled;
+  if (view_answered() && !cancelled) return;
+  const auto limit =
+      static_cast<std::uint64_t>(std::max(program_.Read(keys::kFetchCacheMegabytes), 0)) * 1024 * 1024;
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.is_judged() && entry.unique_id_is_its_own && entry.message != nullptr) {
+      kept_.Keep(mailbox_.name(), *entry.unique_id, entry.listed_size, entry.message, limit);
+    }
+  }
+  if (!cancelled && !watch_.ProgramEnds()) {
+    observer_.ClientGaveUp(summary_.account, static_cast<std::uint32_t>(kept_.CountOf(mailbox_.name())),
+                           new_count_);
+  }
 }
 
 }  // namespace quillbeaker

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,7 +14,6 @@
 #include "message/display_text.h"
 #include "message/dot_stuffing.h"
 #include "pop3/check/mail_check.h"
-#include "pop3/check/quit_processing.h"
 #include "pop3/local/client_session.h"
 #include "pop3/local/command_arguments.h"
 
@@ -44,15 +44,15 @@ std::string ClientNumberText(const MessageEntry& entry) {
 // A number of the client's as a server number. Deliberate: one that no entry was given is taken for a server
 // number itself; numbers below 1 lead nowhere.
 std::uint32_t ServerNumberOf(ClientSession& session, std::int32_t number) {
-  if (number < 1 || !session.upstream().HasMessages()) {
+  if (number < 1 || !session.check().HasMessages()) {
     return 0;
   }
-  const MessageEntry* entry = session.upstream().messages().FindByClientNumber(number);
+  const MessageEntry* entry = session.check().mailbox().FindByClientNumber(number);
   return entry != nullptr ? entry->server_number : static_cast<std::uint32_t>(number);
 }
 
 MessageEntry* FindMapped(ClientSession& session, std::int32_t number) {
-  return session.upstream().messages().FindByServerNumber(ServerNumberOf(session, number));
+  return session.check().mailbox().FindByServerNumber(ServerNumberOf(session, number));
 }
 
 CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
@@ -61,114 +61,117 @@ CommandResult HandleUser(ClientSession& session, std::string_view arguments) {
   session.server_port.reset();
   const auto account = SplitAccountName(TextArgument(arguments));
   if (!account) {
-    session.SendErr("Username isn't correct");
-    session.Flush();
+    session.wire().SendErr("Username isn't correct");
+    session.wire().Flush();
     session.observer().WrongUserName();
     return kEndSession;
   }
   session.server_name = account->server;
   session.user_name = account->user;
   session.server_port = account->port;
-  session.SendOk("Username accepted");
+  session.wire().SendOk("Username accepted");
   session.observer().ShowTooltip(Format(Text::kConnectingTo, {DisplayLine(account->server)}));
   return kGoOn;
 }
 
 CommandResult HandlePass(ClientSession& session, std::string_view arguments) {
   const std::string password(TextArgument(arguments));
-  const std::int32_t timeout = session.program().Read(keys::kTimeout);
-  const bool logged_in = password.size() <= kMaxAccountField &&
-                         session.upstream().Login(session.server_name, session.server_port, session.user_name,
-                                                  password, timeout, session.own_port());
-  session.summary.login_problem = session.upstream().login_problem();
+  const bool logged_in =
+      password.size() <= kMaxAccountField &&
+      session.check().LogIn({session.server_name, session.server_port, session.user_name, password});
   if (!logged_in) {
-    session.SendErr("Password isn't correct");
+    session.wire().SendErr("Password isn't correct");
     return kEndSession;
   }
-  // A view that was built before the login knew no messages.
-  session.view_built = false;
-  session.summary.logged_in = true;
-  session.summary.account = session.upstream().Account();
-  session.SendOk("Password accepted");
+  session.wire().SendOk("Password accepted");
   return kGoOn;
 }
 
+// Nobody is there to be answered.
+bool NobodyWaits(Stop stopped) {
+  return stopped == Stop::kClientGone || stopped == Stop::kProgramEnds;
+}
+
 CommandResult HandleStat(ClientSession& session, std::string_view) {
-  if (!session.upstream().HasMessages()) {
-    session.SendRaw("+OK 0 0\r\n");
-    return kGoOn;
-  }
-  const ClientView view = BuildView(session);
-  if (view.client_gone) {
+  session.BeginSlowAnswer();
+  const bool empty = !session.check().HasMessages();
+  const ClientView view =
+      empty ? ClientView{.stopped = session.check().stopped()} : session.check().BuildView();
+  if (NobodyWaits(view.stopped)) {
     return kEndSession;
   }
-  session.SendRaw("+OK " + std::to_string(view.count) + " " + std::to_string(view.size) + "\r\n");
-  return view.cancelled ? kEndSession : kGoOn;
+  session.wire().SendRaw("+OK " + std::to_string(view.count) + " " + std::to_string(view.size) + "\r\n");
+  return view.stopped == Stop::kCancelled ? kEndSession : kGoOn;
 }
 
 void SendListing(ClientSession& session) {
-  session.SendOk("Message list follows");
-  for (const MessageEntry& entry : session.upstream().messages()) {
+  session.wire().SendOk("Message list follows");
+  for (const MessageEntry& entry : session.check().mailbox()) {
     if (entry.is_visible()) {
-      session.SendRaw(ClientNumberText(entry) + " " + std::to_string(entry.size) + "\r\n");
+      session.wire().SendRaw(ClientNumberText(entry) + " " + std::to_string(entry.size) + "\r\n");
     }
   }
-  session.SendRaw(kEndOfList);
+  session.wire().SendRaw(kEndOfList);
 }
 
 CommandResult HandleList(ClientSession& session, std::string_view arguments) {
-  if (BuildView(session).client_gone) {
+  const std::int32_t number = FirstNumber(arguments);
+  if (number == kNoNumber) session.BeginSlowAnswer();
+  if (NobodyWaits(session.check().BuildView().stopped)) {
     return kEndSession;
   }
-  const std::int32_t number = FirstNumber(arguments);
-  if (session.upstream().messages().empty()) {
-    session.SendOk("There are no messages");
-    session.SendRaw(kEndOfList);
+  if (session.check().mailbox().empty()) {
+    session.wire().SendOk("There are no messages");
+    session.wire().SendRaw(kEndOfList);
   } else if (number == kNoNumber) {
     SendListing(session);
-  } else if (const MessageEntry* entry = session.upstream().messages().FindByClientNumber(number)) {
-    session.SendRaw("+OK " + std::to_string(number) + " " + std::to_string(entry->size) + "\r\n");
+  } else if (const MessageEntry* entry = session.check().mailbox().FindByClientNumber(number)) {
+    session.wire().SendRaw("+OK " + std::to_string(number) + " " + std::to_string(entry->size) + "\r\n");
   } else {
-    session.SendErr("message does not exist!");
+    session.wire().SendErr("message does not exist!");
   }
   return kGoOn;
 }
 
 CommandResult HandleRetr(ClientSession& session, std::string_view arguments) {
-  MessageEntry* entry = session.upstream().FetchMessage(ServerNumberOf(session, FirstNumber(arguments)));
-  if (entry == nullptr) {
+  MessageEntry* entry = FindMapped(session, FirstNumber(arguments));
+  if (entry == nullptr || !session.check().Fetch(*entry)) {
     return kEndSession;  // Deliberate: without any reply.
   }
-  std::string text = entry->message->Serialise().value_or(std::string());
+  const std::shared_ptr<const MailMessage> message = session.check().MessageOf(*entry);
+  if (message == nullptr) {
+    return kEndSession;
+  }
+  std::string text = message->Serialise().value_or(std::string());
   if (entry->is_restored()) {
     text = StuffDots(std::move(text));
   }
-  session.SendRaw("+OK " + std::to_string(entry->size) + "\r\n");
-  session.SendUnlogged(text);
-  session.SendUnlogged(kEndOfMessage);
-  session.Flush();
-  session.LogMarker("(message completely transferred)");
+  session.wire().SendRaw("+OK " + std::to_string(entry->size) + "\r\n");
+  session.wire().SendUnlogged(text);
+  session.wire().SendUnlogged(kEndOfMessage);
+  session.wire().Flush();
+  session.wire().LogMarker("(message completely transferred)");
   entry->done = true;
   return kGoOn;
 }
 
 CommandResult HandleDele(ClientSession& session, std::string_view arguments) {
-  MessageEntry* entry = session.upstream().HasMessages()
-                            ? session.upstream().messages().FindByClientNumber(FirstNumber(arguments))
+  MessageEntry* entry = session.check().HasMessages()
+                            ? session.check().mailbox().FindByClientNumber(FirstNumber(arguments))
                             : nullptr;
   if (entry == nullptr) {
-    session.SendErr("Message could not be deleted");
+    session.wire().SendErr("Message could not be deleted");
     return kEndSession;
   }
   entry->done = true;
   entry->delete_on_server = true;
-  session.SendOk("Message deleted");
+  session.wire().SendOk("Message deleted");
   return kGoOn;
 }
 
 CommandResult HandleRset(ClientSession& session, std::string_view) {
   // Deliberate: the deletion marks stay, whatever RFC 1939 says of RSET.
-  session.SendOk("I pretend that everything is now clean");
+  session.wire().SendOk("I pretend that everything is now clean");
   return kGoOn;
 }
 
@@ -177,69 +180,78 @@ CommandResult HandleRset(ClientSession& session, std::string_view) {
 CommandResult HandleTop(ClientSession& session, std::string_view arguments) {
   const MessageEntry* entry = FindMapped(session, FirstNumber(arguments));
   if (entry == nullptr) {
-    session.SendErr("Message could not be received");
+    session.wire().SendErr("Message could not be received");
     return kEndSession;
   }
-  session.SendOk("Message header follows");
-  if (entry->message != nullptr && entry->message->root() != nullptr) {
+  session.wire().SendOk("Message header follows");
+  const std::shared_ptr<const MailMessage> message = session.check().MessageOf(*entry);
+  if (message != nullptr && message->root() != nullptr) {
     std::string header;
-    for (const HeaderField& field : entry->message->root()->fields) {
+    for (const HeaderField& field : message->root()->fields) {
       header.append(field.full_name).append(": ").append(field.full_value).append("\r\n");
     }
-    session.SendUnlogged(entry->is_restored() ? StuffDots(std::move(header)) : header);
+    session.wire().SendUnlogged(entry->is_restored() ? StuffDots(std::move(header)) : header);
   }
-  session.SendUnlogged(kEndOfMessage);
-  session.Flush();
-  session.LogMarker("(message header completely transferred)");
+  session.wire().SendUnlogged(kEndOfMessage);
+  session.wire().Flush();
+  session.wire().LogMarker("(message header completely transferred)");
   return kGoOn;
 }
 
 // Deliberate: changes from session to session, so that the client fetches the message again.
 std::string SyntheticUniqueId(ClientSession& session, const MessageEntry& entry) {
   std::string id = "Quillbeaker";
-  if (entry.message != nullptr) {
-    const std::string text = entry.message->Serialise().value_or(std::string());
+  if (const auto message = session.check().MessageOf(entry)) {
+    const std::string text = message->Serialise().value_or(std::string());
     id += Hexadecimal(
         static_cast<std::uint32_t>(crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size())));
   }
   return id + Hexadecimal(session.ticks().Next(session.program().environment));
 }
 
-void SendUniqueIds(ClientSession& session) {
-  session.SendOk("UID list follows");
-  if (session.upstream().HasMessages()) {
-    for (const MessageEntry& entry : session.upstream().messages()) {
-      if (entry.is_visible()) {
-        const std::string id = entry.unique_id ? *entry.unique_id : SyntheticUniqueId(session, entry);
-        session.SendRaw(ClientNumberText(entry) + " " + id + "\r\n");
-      }
+CommandResult SendUniqueIds(ClientSession& session) {
+  session.BeginSlowAnswer();
+  session.check().HasMessages();
+  if (NobodyWaits(session.check().stopped())) {
+    return kEndSession;
+  }
+  session.wire().SendOk("UID list follows");
+  for (const MessageEntry& entry : session.check().mailbox()) {
+    if (entry.is_visible()) {
+      const std::string id = entry.unique_id ? *entry.unique_id : SyntheticUniqueId(session, entry);
+      session.wire().SendRaw(ClientNumberText(entry) + " " + id + "\r\n");
     }
   }
-  session.SendRaw(kEndOfList);
+  session.wire().SendRaw(kEndOfList);
+  return kGoOn;
 }
 
 CommandResult HandleUidl(ClientSession& session, std::string_view arguments) {
   const std::int32_t number = FirstNumber(arguments);
   if (number == kNoNumber) {
-    SendUniqueIds(session);
-    return kGoOn;
+    return SendUniqueIds(session);
   }
   const MessageEntry* entry = FindMapped(session, number);
   if (entry != nullptr && entry->unique_id && entry->client_number != kUnnumbered) {
-    session.SendRaw("+OK " + ClientNumberText(*entry) + " " + *entry->unique_id + "\r\n");
+    session.wire().SendRaw("+OK " + ClientNumberText(*entry) + " " + *entry->unique_id + "\r\n");
   } else {
-    session.SendErr("UID not found");
+    session.wire().SendErr("UID not found");
   }
   return kGoOn;
 }
 
 CommandResult HandleNoop(ClientSession& session, std::string_view) {
-  session.upstream().Noop();
+  session.check().Noop();
   return kGoOn;  // Deliberate: the client gets no reply.
 }
 
 CommandResult HandleQuit(ClientSession& session, std::string_view) {
-  QuitProcessing(session);
+  session.BeginSlowAnswer();
+  session.check().Quit([&session] {
+    session.wire().SendOk("Everything done.");
+    session.check().FlushLog();
+    session.wire().Flush();
+  });
   return kEndSession;
 }
 

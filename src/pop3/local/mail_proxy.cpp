@@ -11,7 +11,7 @@ constexpr int kBacklog = 25;
 }  // namespace
 
 MailProxy::MailProxy(Program& program, CheckObserver& observer, SessionSettings settings)
-    : program_(program), observer_(observer), settings_(settings) {}
+    : program_(program), observer_(observer), settings_(settings), memory_(program.environment) {}
 
 bool MailProxy::Listen(int port) {
   // A configured 0 is a mistake, not the wish for any port.
@@ -47,7 +47,7 @@ bool MailProxy::Serve() {
 }
 
 void MailProxy::ServeClient(std::unique_ptr<Connection> client) {
-  ClientSession session(program_, observer_, ticks_, settings_, std::move(client));
+  ClientSession session(program_, observer_, memory_, settings_, std::move(client));
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) {

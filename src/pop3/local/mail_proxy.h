@@ -41,7 +41,7 @@ class MailProxy {
   Program& program_;
   CheckObserver& observer_;
   SessionSettings settings_;
-  TickSequence ticks_;
+  ProxyMemory memory_;
   std::mutex mutex_;  // guards what Stop reaches
   std::unique_ptr<Listener> listener_;
   ClientSession* session_ = nullptr;

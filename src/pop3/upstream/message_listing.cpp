@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "pop3/check/message_entry.h"
-#include "pop3/upstream/reply_reader.h"
+#include "config/ascii.h"
+#include "pop3/upstream/reply_parser.h"
 
 namespace quillbeaker {
 namespace {
-
-constexpr std::string_view kLastLine = ".\r\n";
 
 // The decimal number at the start of the text, held at the top of 32 bits; 0 without one.
 std::uint32_t NumberAtStart(std::string_view text) {
@@ -37,33 +35,26 @@ std::size_t SizeSeparator(std::string_view line) {
   return blank != std::string_view::npos ? blank : line.find('\t');
 }
 
-// Calls `visit` with each line between the status line and the line of the single dot. False when there are
-// too many.
+// Calls `visit` with each line. False when there are too many.
 template <typename Visit>
-bool ForEachLine(std::string_view reply, const Visit& visit) {
+bool ForEachLine(std::string_view body, const Visit& visit) {
   std::size_t count = 0;
-  std::size_t end = reply.find(kLineEnd);
-  while (end != std::string_view::npos) {
-    const std::size_t begin = end + kLineEnd.size();
-    if (reply.substr(begin, kLastLine.size()) == kLastLine) {
-      return true;
+  while (!body.empty()) {
+    if (++count > kMaxListedMessages) {
+      return false;
     }
-    end = reply.find(kLineEnd, begin);
-    if (end != std::string_view::npos) {
-      if (++count > kMaxListedMessages) {
-        return false;
-      }
-      visit(reply.substr(begin, end - begin));
-    }
+    const std::string_view line = body.substr(0, body.find(kLineEnd));
+    visit(line);
+    body.remove_prefix(std::min(line.size() + kLineEnd.size(), body.size()));
   }
   return true;
 }
 
 }  // namespace
 
-std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply) {
+std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view body) {
   std::vector<ListedMessage> messages;
-  const bool whole = ForEachLine(reply, [&messages](std::string_view line) {
+  const bool whole = ForEachLine(body, [&messages](std::string_view line) {
     ListedMessage message{NumberAtStart(line), 0};
     const std::size_t separator = SizeSeparator(line);
     if (separator != std::string_view::npos) {
@@ -76,9 +67,9 @@ std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply)
   return whole ? std::optional(std::move(messages)) : std::nullopt;
 }
 
-std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply) {
+std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view body) {
   std::vector<ListedUniqueId> ids;
-  const bool whole = ForEachLine(reply, [&ids](std::string_view line) {
+  const bool whole = ForEachLine(body, [&ids](std::string_view line) {
     const std::size_t separator = line.find_first_of(" \t");
     if (separator == std::string_view::npos) {
       return;
@@ -89,6 +80,14 @@ std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply
     }
   });
   return whole ? std::optional(std::move(ids)) : std::nullopt;
+}
+
+bool HasCapability(std::string_view body, std::string_view name) {
+  bool found = false;
+  const bool whole = ForEachLine(body, [&](std::string_view line) {
+    found = found || EqualsIgnoringCase(line.substr(0, line.find(' ')), name);
+  });
+  return whole && found;
 }
 
 }  // namespace quillbeaker

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The lines of a server's LIST and UIDL replies (RFC 1939), read leniently.
+// The lines of a server's LIST, UIDL and CAPA replies (RFC 1939, RFC 2449), read leniently. `body` is what
+// stands between the status line and the closing line, as ReplyParser gives it.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,7 @@ namespace quillbeaker {
 
 inline constexpr std::size_t kMaxListedMessages = 1'000'000;  // lines
 inline constexpr std::uint32_t kMaxServerNumber = 65535;
+inline constexpr std::size_t kMaxUniqueId = 254;  // bytes
 
 struct ListedMessage {
   std::uint32_t number = 0;
@@ -21,13 +23,15 @@ struct ListedMessage {
 
 struct ListedUniqueId {
   std::uint32_t number = 0;
-  std::string_view unique_id;  // up to 254 bytes, points into the reply
+  std::string_view unique_id;  // up to kMaxUniqueId bytes, points into the body
 };
 
 // The lines in the order of the reply, those numbered 0 or above 65535 left out. Nothing when the reply holds
 // more lines than any mailbox has.
-std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view reply);
+std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view body);
 // Lines without a separator are left out too.
-std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view reply);
+std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view body);
+// Whether a capability of that name is among the lines, without regard to case.
+bool HasCapability(std::string_view body, std::string_view name);
 
 }  // namespace quillbeaker

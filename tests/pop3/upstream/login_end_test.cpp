@@ -11,7 +11,9 @@
 #include <thread>
 
 #include "pop3/recording_observer.h"
-#include "pop3/upstream/upstream_session.h"
+#include "pop3/upstream/login.h"
+#include "pop3/upstream/pop3_client.h"
+#include "pop3/watch.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -66,12 +68,17 @@ class LoginEndTest : public ::testing::Test {
 
   bool LogIn(std::string_view security) {
     world_.Configure("", "[SERVER]\r\nSecurity=" + std::string(security) + "\r\n");
-    session_ = std::make_unique<UpstreamSession>(world_.program(), observer_);
-    return session_->Login("127.0.0.1", port_, "jane", "secret", 1);
+    return LogInAsConfigured();
+  }
+  bool LogInAsConfigured() {
+    result_ = quillbeaker::LogIn(world_.program(), client_, {"127.0.0.1", port_, "jane", "secret"}, 1, 0);
+    return result_.logged_in;
   }
   // All that the server was told, once everything is over.
   const std::string& Received() {
-    session_.reset();
+    client_.SendQuit();
+    client_.WaitForItsEnd();
+    client_.Close();
     server_.join();
     return received_;
   }
@@ -82,14 +89,16 @@ class LoginEndTest : public ::testing::Test {
   int port_ = 0;
   std::thread server_;
   std::string received_;
-  std::unique_ptr<UpstreamSession> session_;
+  Watch watch_{observer_};
+  Pop3Client client_{world_.program(), watch_};
+  LoginResult result_;
 };
 
 TEST_F(LoginEndTest, SaysGoodbyeInClearOnlyWhereClearIsAskedFor) {
   observer_.on_question = [](const std::function<void()>& abort) { abort(); };
   Serve({}, "");
   EXPECT_FALSE(LogIn("plain"));
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kTimedOut);
   EXPECT_EQ(Received(), "QUIT\r\n");
 }
 
@@ -97,16 +106,15 @@ TEST_F(LoginEndTest, SaysNothingBeforeStlsWhenThePersonGivesUp) {
   observer_.on_question = [](const std::function<void()>& abort) { abort(); };
   Serve({}, "");
   EXPECT_FALSE(LogIn("starttls"));
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kTimedOut);
   EXPECT_EQ(Received(), "");
 }
 
 TEST_F(LoginEndTest, SaysNothingButStlsWhenTheConfigurationGivesUp) {
   Serve({}, "+OK\r\n");
   world_.Configure("AutoAbortOnTimeout=1", "[SERVER]\r\nSecurity=starttls\r\n");
-  session_ = std::make_unique<UpstreamSession>(world_.program(), observer_);
-  EXPECT_FALSE(session_->Login("127.0.0.1", port_, "jane", "secret", 1));
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
+  EXPECT_FALSE(LogInAsConfigured());
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kTimedOut);
   EXPECT_EQ(Received(), "STLS\r\n");
 }
 
@@ -115,11 +123,11 @@ TEST_F(LoginEndTest, SaysNothingButStlsWhenTheProgramEnds) {
   Serve({}, "+OK\r\n", [&](Connection&, std::string_view) { asked_for_stls = true; });
   std::thread end([&] {
     for (int i = 0; i < 500 && !asked_for_stls; ++i) std::this_thread::sleep_for(milliseconds(10));
-    session_->Abort();
+    client_.Abort();
   });
   EXPECT_FALSE(LogIn("starttls"));
   end.join();
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kConnectionLost);
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kConnectionLost);
   EXPECT_EQ(Received(), "STLS\r\n");
 }
 
@@ -139,7 +147,7 @@ TEST_F(LoginEndTest, ALateAnswerSaysNothingInTheMiddleOfTheHandshake) {
           }
         });
   EXPECT_FALSE(LogIn("starttls"));
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kTimedOut);
   const std::string& received = Received();
   EXPECT_EQ(received.substr(0, 7), "STLS\r\n\x16") << "the handshake has not begun";
   EXPECT_EQ(received.find("QUIT"), std::string::npos);
@@ -154,17 +162,14 @@ TEST_F(LoginEndTest, AQuestionThatStoodBeforeTheGreetingEndsALaterWait) {
   Serve([&] { abort = question.get_future().get(); }, "+OK\r\n",
         [&](Connection&, std::string_view) { abort(); });
   EXPECT_FALSE(LogIn("plain"));
-  EXPECT_EQ(session_->login_problem().failure, LoginFailure::kTimedOut);
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kTimedOut);
   EXPECT_EQ(Received(), "USER jane\r\nQUIT\r\n");
 }
 
-TEST(LoginSecurityTest, AConfigurationThatCannotBeReadIsNotTakenForAnEmptyOne) {
-  test::TestProgram world;
-  RecordingObserver observer;
-  ASSERT_TRUE(world.directory.MakeFolder("Quillbeaker.ini"));
-  UpstreamSession session(world.program(), observer);
-  EXPECT_FALSE(session.Login("127.0.0.1", 1, "jane", "secret", 1));
-  EXPECT_EQ(session.login_problem().failure, LoginFailure::kSecurityUnclear);
+TEST_F(LoginEndTest, AConfigurationThatCannotBeReadIsNotTakenForAnEmptyOne) {
+  ASSERT_TRUE(world_.directory.MakeFolder("Quillbeaker.ini"));
+  EXPECT_FALSE(LogInAsConfigured());
+  EXPECT_EQ(result_.problem.failure, LoginFailure::kSecurityUnclear);
 }
 
 }  // namespace

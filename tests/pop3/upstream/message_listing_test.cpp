@@ -29,42 +29,48 @@ std::string Ids(std::string_view reply) {
 }
 
 TEST(ParseListReply, ReadsNumbersAndSizes) {
-  EXPECT_EQ(Listed("+OK 2 messages\r\n1 120\r\n2\t300\r\n.\r\n"), "1:120 2:300 ");
-  EXPECT_EQ(Listed("+OK\r\n.\r\n"), "");
+  EXPECT_EQ(Listed("1 120\r\n2\t300"), "1:120 2:300 ");
+  EXPECT_EQ(Listed(""), "");
 }
 
 TEST(ParseListReply, TakesALineWithoutSizeForSizeZero) {
-  EXPECT_EQ(Listed("+OK\r\n2\r\n.\r\n"), "2:0 ");
+  EXPECT_EQ(Listed("2"), "2:0 ");
 }
 
 TEST(ParseListReply, LeavesOutNumbersThatNoMessageCanHave) {
-  EXPECT_EQ(Listed("+OK\r\n0 5\r\nabc 5\r\n-1 5\r\n65535 6\r\n65536 7\r\n99999999999999999999 8\r\n.\r\n"),
-            "65535:6 ");
+  EXPECT_EQ(Listed("0 5\r\nabc 5\r\n-1 5\r\n65535 6\r\n65536 7\r\n99999999999999999999 8"), "65535:6 ");
 }
 
 TEST(ParseListReply, HoldsSizesAt32Bits) {
-  EXPECT_EQ(Listed("+OK\r\n1 4294967295\r\n2 99999999999999999999\r\n.\r\n"), "1:4294967295 2:4294967295 ");
+  EXPECT_EQ(Listed("1 4294967295\r\n2 99999999999999999999"), "1:4294967295 2:4294967295 ");
 }
 
-TEST(ParseListReply, StopsAtTheLineOfTheDot) {
-  EXPECT_EQ(Listed("+OK\r\n1 5\r\n.\r\n2 6\r\n.\r\n"), "1:5 ");
+TEST(ParseListReply, PassesOverEmptyLines) {
+  EXPECT_EQ(Listed("\r\n1 5\r\n\r\n2 6\r\n"), "1:5 2:6 ");
 }
 
 TEST(ParseListReply, RefusesMoreLinesThanAnyMailboxHas) {
-  std::string reply = "+OK\r\n";
+  std::string reply;
   for (std::size_t line = 0; line <= kMaxListedMessages; ++line) {
     reply += "1\r\n";
   }
-  EXPECT_FALSE(ParseListReply(reply + ".\r\n").has_value());
+  EXPECT_FALSE(ParseListReply(reply).has_value());
 }
 
 TEST(ParseUidlReply, TakesTheRestOfTheLine) {
-  EXPECT_EQ(Ids("+OK\r\n1 abc\r\n2\tdef ghi\r\nnonsense\r\n0 zero\r\n.\r\n"), "1:abc 2:def ghi ");
+  EXPECT_EQ(Ids("1 abc\r\n2\tdef ghi\r\nnonsense\r\n0 zero"), "1:abc 2:def ghi ");
 }
 
 TEST(ParseUidlReply, CutsAnIdAt254Bytes) {
-  const std::string reply = "+OK\r\n1 " + std::string(300, 'u') + "\r\n.\r\n";
+  const std::string reply = "1 " + std::string(300, 'u');
   EXPECT_EQ(Ids(reply), "1:" + std::string(254, 'u') + " ");
+}
+
+TEST(HasCapability, LooksAtTheFirstWordOfEachLine) {
+  EXPECT_TRUE(HasCapability("TOP\r\nPipelining\r\nUIDL", "PIPELINING"));
+  EXPECT_TRUE(HasCapability("SASL PLAIN", "SASL"));
+  EXPECT_FALSE(HasCapability("X-PIPELINING\r\nIMPLEMENTATION PIPELINING", "PIPELINING"));
+  EXPECT_FALSE(HasCapability("", "PIPELINING"));
 }
 
 }  // namespace

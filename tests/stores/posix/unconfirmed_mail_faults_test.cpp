@@ -26,8 +26,8 @@ using test::TracedEnd;
 
 using Mails = std::vector<UnconfirmedMail>;
 
-const Mailbox kAnn{"pop.example.org", 110, "ann"};
-const Mailbox kBob{"pop.example.org", 110, "bob"};
+const MailboxName kAnn{"pop.example.org", 110, "ann"};
+const MailboxName kBob{"pop.example.org", 110, "bob"};
 const Mails kOfBob{{"kept", "9.recycle", true, true, true}};
 
 struct Change {

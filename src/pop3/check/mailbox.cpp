@@ -1,30 +1,30 @@
 // SPDX-License-Identifier: MIT
-#include "pop3/check/message_entry.h"
+#include "pop3/check/mailbox.h"
 
 #include <utility>
 
 namespace quillbeaker {
 
-MessageEntry& MessageList::Insert(MessageEntry entry) {
+MessageEntry& Mailbox::Insert(MessageEntry entry) {
   entries_.push_front(std::move(entry));
   MessageEntry& inserted = entries_.front();
   by_server_number_[inserted.server_number] = &inserted;
   return inserted;
 }
 
-void MessageList::Clear() {
+void Mailbox::Clear() {
   entries_.clear();
   by_server_number_.clear();
   numbered_.clear();
   renumbered_ = false;
 }
 
-MessageEntry* MessageList::FindByServerNumber(std::uint32_t number) {
+MessageEntry* Mailbox::FindByServerNumber(std::uint32_t number) {
   const auto found = by_server_number_.find(number);
   return found == by_server_number_.end() ? nullptr : found->second;
 }
 
-MessageEntry* MessageList::FindByClientNumber(std::int32_t number) {
+MessageEntry* Mailbox::FindByClientNumber(std::int32_t number) {
   if (number < 1) {
     return nullptr;
   }
@@ -35,7 +35,7 @@ MessageEntry* MessageList::FindByClientNumber(std::int32_t number) {
   return wanted <= numbered_.size() ? numbered_[wanted - 1] : nullptr;
 }
 
-void MessageList::ClearNumbers() {
+void Mailbox::ClearNumbers() {
   for (MessageEntry& entry : entries_) {
     entry.client_number = kUnnumbered;
   }
@@ -43,7 +43,7 @@ void MessageList::ClearNumbers() {
   renumbered_ = true;
 }
 
-void MessageList::NumberNext(MessageEntry& entry) {
+void Mailbox::NumberNext(MessageEntry& entry) {
   numbered_.push_back(&entry);
   entry.client_number = static_cast<std::uint32_t>(numbered_.size());
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "pop3/check/message_entry.h"
+#include "pop3/check/mailbox.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 namespace quillbeaker {
 namespace {
 
-MessageList ListOf(std::initializer_list<std::uint32_t> numbers) {
-  MessageList list;
+Mailbox ListOf(std::initializer_list<std::uint32_t> numbers) {
+  Mailbox list;
   for (const std::uint32_t number : numbers) {
     MessageEntry entry;
     entry.server_number = number;
@@ -21,8 +21,8 @@ MessageList ListOf(std::initializer_list<std::uint32_t> numbers) {
   return list;
 }
 
-TEST(MessageList, StandsAgainstTheOrderOfInsertion) {
-  MessageList list = ListOf({5, 9, 2});
+TEST(Mailbox, StandsAgainstTheOrderOfInsertion) {
+  Mailbox list = ListOf({5, 9, 2});
   std::vector<std::uint32_t> numbers;
   for (const MessageEntry& entry : list) {
     numbers.push_back(entry.server_number);
@@ -30,8 +30,8 @@ TEST(MessageList, StandsAgainstTheOrderOfInsertion) {
   EXPECT_EQ(numbers, std::vector<std::uint32_t>({2, 9, 5}));
 }
 
-TEST(MessageList, FindsByTheServersNumberUntilItIsRenumbered) {
-  MessageList list = ListOf({5, 9, 2});
+TEST(Mailbox, FindsByTheServersNumberUntilItIsRenumbered) {
+  Mailbox list = ListOf({5, 9, 2});
   EXPECT_EQ(list.FindByClientNumber(9), list.FindByServerNumber(9));
   EXPECT_EQ(list.FindByClientNumber(1), nullptr);
   list.ClearNumbers();
@@ -44,8 +44,8 @@ TEST(MessageList, FindsByTheServersNumberUntilItIsRenumbered) {
   EXPECT_EQ(list.FindByServerNumber(9)->client_number, kUnnumbered);
 }
 
-TEST(MessageList, ReachesNothingByNumbersBelowOne) {
-  MessageList list = ListOf({1, 2});
+TEST(Mailbox, ReachesNothingByNumbersBelowOne) {
+  Mailbox list = ListOf({1, 2});
   list.ClearNumbers();
   list.FindByServerNumber(1)->client_number = kHiddenFromClient;
   EXPECT_EQ(list.FindByClientNumber(-1), nullptr);

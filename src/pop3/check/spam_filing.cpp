@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/check/spam_filing.h"
+
+#include <memory>
+#include <utility>
+
+#include "pop3/check/mail_batches.h"
+
+namespace quillbeaker {
+
+SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fetched,
+                       UnconfirmedRows& unconfirmed)
+    : program_(program),
+      mailbox_(mailbox),
+      fetched_(fetched),
+      unconfirmed_(unconfirmed),
+      recycle_bin_(program) {}
+
+void SpamFiling::Run() {
+  const std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
+  if (spam.empty()) return;
+  const std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
+  // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
+  if (!SaveRows(spam, names)) {
+    unfiled_.insert(spam.begin(), spam.end());
+    return;
+  }
+  for (const MailBatch& batch : SplitIntoBatches(spam)) {
+    File(std::span(spam).subspan(batch.first, batch.count),
+         std::span(names).subspan(batch.first, batch.count));
+  }
+}
+
+void SpamFiling::KeepAllOnServer() {
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.fate == Fate::kSpam) unfiled_.insert(&entry);
+  }
+}
+
+// An empty message has nothing to keep.
+std::vector<MessageEntry*> SpamFiling::SpamWithContent() {
+  std::vector<MessageEntry*> spam;
+  for (MessageEntry& entry : mailbox_) {
+    if (entry.fate == Fate::kSpam && entry.size > 0) spam.push_back(&entry);
+  }
+  return spam;
+}
+
+std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam) {
+  std::vector<MessageEntry*> candidates;
+  std::vector<MessageEntry*> others;
+  for (MessageEntry* const entry : spam) {
+    const bool filed_before = entry->unconfirmed && !entry->unconfirmed->bin_file.empty();
+    (filed_before ? candidates : others).push_back(entry);
+  }
+  for (const MailBatch& batch : SplitIntoBatches(candidates)) {
+    std::vector<std::shared_ptr<const MailMessage>> messages;
+    std::vector<FiledMessage> filed;
+    for (std::size_t i = batch.first; i < batch.first + batch.count; ++i) {
+      messages.push_back(fetched_.MessageOf(*candidates[i]));
+      filed.push_back({candidates[i]->unconfirmed->bin_file, messages.back().get()});
+    }
+    const std::vector<bool> holds = recycle_bin_.Holds(filed);
+    for (std::size_t i = 0; i < holds.size(); ++i) {
+      if (!holds[i]) others.push_back(candidates[batch.first + i]);
+    }
+  }
+  return others;
+}
+
+bool SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names) {
+  for (std::size_t i = 0; i < spam.size(); ++i) {
+    if (UnconfirmedMail* const row = UnconfirmedRows::RowOf(*spam[i])) {
+      row->bin_file = names[i];
+      row->deletion_due = false;
+    }
+  }
+  return unconfirmed_.Save(mailbox_);
+}
+
+void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::string> names) {
+  std::vector<std::shared_ptr<const MailMessage>> messages;
+  std::vector<DeletedMessage> deleted;
+  for (std::size_t i = 0; i < spam.size(); ++i) {
+    messages.push_back(fetched_.MessageOf(*spam[i]));
+    deleted.push_back({messages[i].get(), spam[i]->verdict_text, spam[i]->spam_probability, names[i]});
+  }
+  const FilingResult filing = recycle_bin_.File(deleted, mailbox_.AccountKey());
+  for (std::size_t i = 0; i < spam.size(); ++i) {
+    if (filing.names[i].empty()) unfiled_.insert(spam[i]);
+  }
+  if (why_.empty() && !filing.written) why_ = filing.written.Text();
+}
+
+}  // namespace quillbeaker

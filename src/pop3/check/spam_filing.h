@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Puts the spam of a check into the recycle bin, each mail once, however often its deletion on the server
+// fails.
+
+#include <span>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "config/program.h"
+#include "pop3/check/fetched_mail.h"
+#include "pop3/check/mailbox.h"
+#include "pop3/check/unconfirmed_rows.h"
+#include "stores/recycle_bin.h"
+
+namespace quillbeaker {
+
+class SpamFiling {
+ public:
+  // All must outlive the object.
+  SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fetched, UnconfirmedRows& unconfirmed);
+
+  // On return everything that could be kept is on the disk, with its index. One index save serves them all,
+  // as long as they fit into memory together.
+  void Run();
+  // Nothing of the spam may be deleted after all.
+  void KeepAllOnServer();
+
+  // Deliberate: spam that could not be kept stays on the server and is judged again in the next check.
+  bool IsUnfiled(const MessageEntry& entry) const { return unfiled_.contains(&entry); }
+  std::uint32_t unfiled() const { return static_cast<std::uint32_t>(unfiled_.size()); }
+  // Why the first of it could not be kept: path and reason, one line; may be empty.
+  const std::string& why() const { return why_; }
+
+ private:
+  std::vector<MessageEntry*> SpamWithContent();
+  std::vector<MessageEntry*> WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam);
+  bool SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
+  void File(std::span<MessageEntry* const> spam, std::span<const std::string> names);
+
+  Program& program_;
+  Mailbox& mailbox_;
+  const FetchedMail& fetched_;
+  UnconfirmedRows& unconfirmed_;
+  RecycleBin recycle_bin_;
+  std::unordered_set<const MessageEntry*> unfiled_;
+  std::string why_;
+};
+
+}  // namespace quillbeaker
