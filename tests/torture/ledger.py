@@ -47,7 +47,8 @@ class Ledger:
         self.failures = []  # (rule, what)
         self.now = Snapshot(directory)
         self.disk_failed = False  # something could not be written or read since the beginning
-        self.refiled = 0  # how often a message may have been filed and counted again
+        self.recounted = 0  # how often mail may have been counted once more, or learnt: a kill came in between
+        self.relearnt = 0
         self.index_broken = False  # damaged from outside, not made anew yet
         self.restoring = set()  # tags of what a client may get from the bin
         self.fetched_in_build = {}  # user -> mails that the program should have kept
@@ -177,12 +178,12 @@ class Ledger:
     def _audit_counts(self, now):
         if any(mail.no_row for mail in self.mails.values()):
             return
-        filed = sum(mail.ever_listed for mail in self.mails.values()) + self.refiled
+        filed = sum(mail.ever_listed for mail in self.mails.values()) + self.recounted
         self.check("EverySpamIsCountedOnce", now.counted() <= filed,
                    f"{now.counted()} counted, {filed} filed")
         if not self.disk_failed:
             for which, kind in (("good", "friend"), ("bad", "blocked")):
-                most = sum(mail.kind == kind for mail in self.mails.values())
+                most = sum(mail.kind == kind for mail in self.mails.values()) + self.relearnt
                 self.check("EveryMailIsLearntOnce", now.learnt(which) <= most,
                            f"{now.learnt(which)} messages in the {which} list, of {most}")
 

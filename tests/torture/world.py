@@ -33,7 +33,7 @@ class World:
         self.seed = seed
         self.setting = setting
         self.random = random_module.Random(f"{seed}/world")
-        self.nature = plans.draw_nature(self.random, rounds)
+        self.nature = plans.draw_nature(self.random, seed, rounds)
         if self.nature.tiny_disk and not setting.can_mount:
             self.nature.tiny_disk = 0
         self.directory = os.path.join(setting.base, f"w{seed}")
@@ -347,10 +347,10 @@ class World:
         if session is not None and session.ids_unsure:
             for mail in session.listed:
                 mail.no_row = True
-        if one.disturbs_disk:
-            for mail in self.ledger.mails.values():
-                if mail.on_server:
-                    mail.counted_again = True
+        if self.client.quit_sent and session is not None and (died or one.disturbs_disk or self.nature.tiny_disk):
+            # What was counted or learnt may not have been noted any more.
+            self.ledger.recounted += sum("spam" in m.kind or m.kind == "blocked" for m in session.listed)
+            self.ledger.relearnt += len(session.listed)
         from_bin = [m for m in self.fetched if m not in self.on_server_before]
         for mail in from_bin:
             mail.erase_allowed = True
@@ -431,7 +431,7 @@ class World:
         for mail in gone:
             mail.removed = mail.removed or why
             mail.erase_allowed = True
-            self.ledger.refiled += mail.on_server
+            self.ledger.recounted += mail.on_server
 
     def _command(self, one, *arguments):
         """Another process on the same directory, killed at a file change of its own now and then."""
