@@ -148,9 +148,10 @@ class ServerSession:
         self.ids_unsure |= fault.command in ("LIST", "UIDL")
         action = fault.action
         if action in ("close", "reset", "silent"):
-            if fault.command != "QUIT" or fault.done:
+            cut = int(fault.where * len(reply))
+            if fault.command != "QUIT" or fault.done or cut > 0:  # an answer to QUIT says that it was carried out
                 effect()
-            self._send(reply[:int(fault.where * len(reply))])
+            self._send(reply[:cut])
             if action == "close":
                 self.wire.finish()
             elif action == "reset":
