@@ -46,6 +46,7 @@ class Ledger:
         self.asked = Counter()
         self.failures = []  # (rule, what)
         self.now = Snapshot(directory)
+        self.disk_disturbed = False  # in this round
         self.disk_failed = False  # something could not be written or read since the beginning
         self.recounted = 0  # how often mail may have been counted once more, or learnt: a kill came in between
         self.relearnt = 0
@@ -78,7 +79,7 @@ class Ledger:
         if first:
             self.look()
             waiting = self.flushes.waiting("recycle/") if self.flushes else None
-            if waiting is not None:
+            if waiting is not None and not self.disk_disturbed:
                 self.check("NothingIsDeletedBeforeItIsFlushed", not waiting, f"the first DELE came before {waiting}")
         self.check("NothingIsDeletedThatIsNotKept",
                    mail.delivered or mail.removed or self.in_bin(mail) or self.index_broken,

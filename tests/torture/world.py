@@ -222,6 +222,7 @@ class World:
         self.on_server_before = {m for m in self.ledger.mails.values() if m.on_server}
         self.fetched = []
         self.ledger.flushes.forget()
+        self.ledger.disk_disturbed = one.disturbs_disk or bool(self.nature.tiny_disk)
         client.begin(account, self.server.port, one.style, delete_at_end=one.delete_at_end, quits=one.quits,
                      patience=one.patience or None, random=random, faults=one.client_faults,
                      disturb=self._disturb, answered=self._answered, took=self._took, idle=one.idle, odd_login=one.odd_login)
@@ -298,7 +299,7 @@ class World:
         alive = not self._dead()
         if alive and not self._greet(self._greeting_limit()):
             if not self._dead():
-                self.ledger.check("NobodyWaitsForTheGone", False,
+                self.ledger.check("NobodyWaitsForTheGone", self._rightly_waits(),
                                   f"no greeting within {self._greeting_limit()} s; client: {self.client.transcript[-3:]}")
                 self._kill()
         elif alive:
@@ -319,6 +320,11 @@ class World:
         if self._dead() and not self.ledger.failures:
             self.waiting = None
             self._start()
+
+    def _rightly_waits(self):
+        """After the client's QUIT everything is carried out, and each answer is waited for as long as ever."""
+        session = self._upstream()
+        return self.client.quit_sent and session is not None and (session.silent or session.mute)
 
     def _await_the_stop(self):
         # A client that was over before the moment of the signal: it is sent now.
