@@ -23,6 +23,9 @@ FLOORS = [
 ]
 FLOOR_OF = {folder: floor for floor, folders in enumerate(FLOORS) for folder in folders}
 
+# The rooms of pop3/, each of which knows only those before it; what stands in pop3/ itself knows none.
+ROOMS = ["upstream", "check", "local"]
+
 # (from, to): reason. Empty is best.
 SIDEWAYS = {
     # Learning from the training area is where the store and the word lists meet (stores/training_lesson.h).
@@ -49,6 +52,14 @@ def without_comments(text):
     return BLOCK_COMMENT.sub(lambda match: "\n" * match.group().count("\n"), text)
 
 
+def breaches_between_rooms(including, included):
+    """What is wrong with one file of pop3/ including another, both as parts of their paths."""
+    floor, other = (ROOMS.index(parts[1]) if len(parts) > 2 else -1 for parts in (including, included))
+    if other <= floor:
+        return []
+    return [f"pop3/{including[1] + '/' if floor >= 0 else ''} must not include pop3/{included[1]}/"]
+
+
 def breaches_of_include(root, path, folder, quoted, target):
     """What is wrong with one include line of a file of the folder: a list of reasons."""
     portable = folder not in WINDOWS_FACE or PRESENTERS in path.relative_to(root).parents
@@ -65,6 +76,8 @@ def breaches_of_include(root, path, folder, quoted, target):
         return []
     if other == "platform" and folder != "platform" and target.count("/") > 1:
         return [f'"{target}" is one system\'s own; include the header in platform/ itself']
+    if other == folder == "pop3":
+        return breaches_between_rooms(path.relative_to(root).parts, target.split("/"))
     if other == folder or (folder, other) in SIDEWAYS:
         return []
     if FLOOR_OF[other] == FLOOR_OF[folder]:

@@ -38,6 +38,14 @@ class CheckIncludes(unittest.TestCase):
     def test_sideways(self):
         self.assert_breach({"stores/a.h": "", "filter/b.h": '#include "stores/a.h"\n'}, "filter/b.h:1:", "one floor")
 
+    def test_rooms(self):
+        files = {"pop3/watch.h": "", "pop3/upstream/a.h": '#include "pop3/watch.h"\n',
+                 "pop3/check/b.h": '#include "pop3/upstream/a.h"\n', "pop3/local/c.h": '#include "pop3/check/b.h"\n'}
+        self.assertEqual(self.breaches(files), [])
+        self.assert_breach({**files, "pop3/upstream/d.h": '#include "pop3/check/b.h"\n'}, "pop3/upstream/d.h:1:",
+                           "pop3/check/")
+        self.assert_breach({**files, "pop3/d.h": '#include "pop3/upstream/a.h"\n'}, "pop3/d.h:1:", "pop3/upstream/")
+
     def test_path_not_from_the_source_folder(self):
         self.assert_breach({"config/a.h": "", "config/b.h": '#include "a.h"\n'}, "config/b.h:1:", "no file")
 

@@ -1,0 +1,167 @@
+# SPDX-License-Identifier: MIT
+"""Mail clients that give up, and what keeps them from it."""
+
+import os
+import time
+
+import pytest
+
+from messages import ham, on_the_wire, spam
+from scripted_server import after
+
+KEPT = b"         C: (message kept from an earlier session)"
+
+
+def fetch_all(raw, count):
+    return [raw.retr(number)[1] for number in range(1, count + 1)]
+
+
+def give_up_during(client, one, upstream, command):
+    """A client that asks for the list and is gone when the server has been asked for `command`."""
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    upstream.wait_for_command(command)
+    raw.close()
+    upstream.wait_for_end(upstream.connections)
+
+
+def test_what_was_fetched_for_a_client_that_went_is_not_fetched_again(proxy, client, server):
+    mails = [ham(1), spam(2), ham(3), ham(4)]
+    upstream = server(*mails)
+    upstream.when("RETR 1", after(3), times=1)
+    one = proxy(server={"KeepWaitingSeconds": 0})
+    give_up_during(client, one, upstream, "RETR 1")
+    assert upstream.count("RETR") == 4
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 3
+    assert sorted(fetch_all(raw, 3)) == sorted(on_the_wire(mail) for mail in (mails[0], mails[2], mails[3]))
+    raw.quit()
+    # Of four messages only the one that had not come was asked for a second time.
+    assert upstream.count("RETR") == 5
+    assert one.server_log().count(KEPT) == 3
+    assert len(one.bin_entries()) == 1
+
+
+def test_kept_mail_is_judged_anew(proxy, client, server):
+    upstream = server(ham(1), spam(2))
+    upstream.when("RETR 1", after(3), times=1)
+    one = proxy(server={"KeepWaitingSeconds": 0})
+    give_up_during(client, one, upstream, "RETR 1")
+    one.spam_words({"another": 100})
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 2
+    raw.quit()
+    assert one.bin_entries() == []
+
+
+def test_quit_clears_what_was_kept(proxy, client, server):
+    upstream = server(ham(1), ham(2))
+    upstream.when("RETR 1", after(3), times=1)
+    one = proxy(server={"KeepWaitingSeconds": 0})
+    give_up_during(client, one, upstream, "RETR 1")
+    client(one).login(upstream.port).quit()
+    upstream.wait_for_end(2)
+    raw = client(one).login(upstream.port)
+    raw.stat()
+    assert KEPT not in one.server_log()
+
+
+@pytest.mark.parametrize("settings", [{"FetchCacheMegabytes": 0}, {"UIDChecking": 0}])
+def test_nothing_is_kept_where_it_must_not_be(proxy, client, server, settings):
+    upstream = server(ham(1), ham(2))
+    upstream.when("RETR 1", after(3), times=1)
+    main = {k: v for k, v in settings.items() if k == "UIDChecking"}
+    one = proxy(main, server={"KeepWaitingSeconds": 0, **{k: v for k, v in settings.items() if k not in main}})
+    give_up_during(client, one, upstream, "RETR 1")
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 2
+    assert KEPT not in one.server_log()
+    assert upstream.count("RETR 2") == 2
+
+
+# -- the waiting bytes ---------------------------------------------------------------------------
+def arrivals(raw, end=b"\r\n"):
+    """[(seconds since the call, bytes)] until `end` has come."""
+    begun, seen, result = time.monotonic(), b"", []
+    while not seen.endswith(end):
+        data = raw.sock.recv(4096)
+        assert data, seen
+        seen += data
+        result.append((time.monotonic() - begun, data))
+    return result
+
+
+def test_a_waiting_client_gets_the_answer_byte_by_byte(proxy, client, server):
+    upstream = server(ham(1))
+    upstream.when("RETR 1", after(7))
+    one = proxy(server={"KeepWaitingSeconds": 1})
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    came = arrivals(raw)
+    assert [data for _, data in came[:4]] == [b"+", b"O", b"K", b" "]
+    assert b"".join(data for _, data in came) == b"+OK 1 %d\r\n" % (len(ham(1)) - 2)
+    for number, (when, _) in enumerate(came[:4], 1):
+        assert number - 0.2 <= when <= number + 2
+    assert raw.retr(1)[1] == on_the_wire(ham(1))
+    raw.quit()
+    assert b" S: +OK 1 " in one.client_log()
+
+
+@pytest.mark.parametrize("command, answer", [("LIST", b"+OK Message list follows"), ("UIDL", b"+OK UID list follows")])
+def test_the_bytes_change_nothing_but_their_time(proxy, client, server, command, answer):
+    upstream = server(ham(1))
+    upstream.when("LIST", after(2.5))
+    one = proxy(server={"KeepWaitingSeconds": 1})
+    raw = client(one).login(upstream.port)
+    raw.send(command.encode() + b"\r\n")
+    came = arrivals(raw, b".\r\n")
+    assert len(came) >= 3 and came[0][1] == b"+"
+    assert b"".join(data for _, data in came).startswith(answer + b"\r\n1 ")
+
+
+def test_quit_is_kept_waiting_too(proxy, client, server):
+    upstream = server(spam(1))
+    upstream.when("DELE", after(2.5))
+    one = proxy(server={"KeepWaitingSeconds": 1})
+    raw = client(one).login(upstream.port)
+    raw.stat()
+    raw.send(b"QUIT\r\n")
+    came = arrivals(raw)
+    assert came[0][1] == b"+" and came[0][0] < 2
+    assert b"".join(data for _, data in came) == b"+OK Everything done.\r\n"
+
+
+def test_an_answer_that_may_be_a_refusal_waits_for_no_bytes(proxy, client, server):
+    upstream = server(ham(1))
+    upstream.when("RETR 1", after(2.5))
+    one = proxy(server={"KeepWaitingSeconds": 1})
+    raw = client(one).login(upstream.port)
+    raw.send(b"LIST 9\r\n")
+    raw.nothing(1.8)
+    assert raw.line() == b"-ERR message does not exist!"
+
+
+# -- more mail than memory -----------------------------------------------------------------------
+def test_mail_beyond_the_limit_waits_in_a_file_and_comes_back_whole(proxy, client, server):
+    mails = [ham(n, fields=[("X-Padding", "p" * 60)]) + b"line of mail\r\n" * 40_000 for n in range(1, 6)]
+    upstream = server(*mails, spam(6))
+    one = proxy(server={"SessionMegabytes": 1})
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 5
+    assert sorted(fetch_all(raw, 5)) == sorted(on_the_wire(mail) for mail in mails)
+    raw.quit()
+    assert len(one.bin_entries()) == 1
+    assert [name for name in os.listdir(one.directory) if "spill" in name] == []
+
+
+def test_spam_beyond_the_limit_is_filed_whole(proxy, client, server):
+    big = [spam(n) + b"line of mail\r\n" * 40_000 for n in range(1, 5)]
+    upstream = server(*big)
+    one = proxy({"FilterMaxMessageSize": 0}, server={"SessionMegabytes": 1})
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 0
+    raw.quit()
+    upstream.wait_for_end(1)
+    assert upstream.numbers() == []
+    assert sorted(one.read(f"recycle/{name}") + b"\r\n" for name in one.bin_files()) == sorted(
+        on_the_wire(mail) for mail in big)
