@@ -125,6 +125,9 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_CREATE:
       main_window_ = window;
+      // The shell has fewer rights than a program that was started as administrator: its message would not
+      // arrive.
+      ChangeWindowMessageFilterEx(window, taskbar_created_, MSGFLT_ALLOW, nullptr);
       tray_icon_.AddTrayIcon(window);
       return 0;
     case WM_ENDSESSION:
@@ -205,6 +208,9 @@ void App::OnTimer(UINT_PTR timer) {
     case TIMER_DELETED_COUNT:
       tray_icon_.SetDeletedCount(0);
       break;
+    case TIMER_ADD_ICON:
+      tray_icon_.AddOrTryLater();
+      break;
     default:
       break;
   }
@@ -225,6 +231,10 @@ void App::OnSessionEnd() {
   bubble_.reset();
   tray_icon_.SetDeletedCount(tray_icon_.deleted_count());
   tray_icon_.ShowIdleTooltip();
+}
+
+void App::ShowServing(bool serving) {
+  tray_icon_.ShowServing(serving);
 }
 
 void App::ShowProgress(const ProgressChanges& changes) {

@@ -64,6 +64,7 @@ class App : private MailCheckView {
   void ShutDown();
   void DestroyOtherWindows();
 
+  void ShowServing(bool serving) override;
   void ShowProgress(const ProgressChanges& changes) override;
   void AddDeleted(std::uint32_t count) override;
   void ShowLoginResult(const LoginProblem& problem) override;

@@ -2,6 +2,9 @@
 #include "app/listener_thread.h"
 
 #include "app/crash_recorder.h"
+#include "extras/port_notice.h"
+#include "ui/message_box.h"
+#include "ui/wide_text.h"
 
 namespace quillbeaker {
 namespace {
@@ -11,6 +14,15 @@ constexpr DWORD kMillisecondsAfterTermination = 5000;
 // Kept free so that the crash question can still be asked after a stack overflow.
 constexpr ULONG kReservedStack = 64 * 1024;  // bytes
 
+// Before all other windows: nobody else would say why no mail comes.
+void TellPortInUse(HWND main_window, std::int32_t port) {
+  std::wstring text = WideText(Text::kPortInUse);
+  if (const std::string reason = DescribePortOutOfRange(port); !reason.empty()) {
+    text += L"\n\n" + Wide(reason);
+  }
+  ShowMessageBox(main_window, text, MB_ICONEXCLAMATION | MB_SETFOREGROUND | MB_TOPMOST);
+}
+
 BOOL CALLBACK CloseWindowOfThread(HWND window, LPARAM) {
   PostMessageW(window, WM_CLOSE, 0, 0);
   return TRUE;
@@ -18,8 +30,12 @@ BOOL CALLBACK CloseWindowOfThread(HWND window, LPARAM) {
 
 }  // namespace
 
-ListenerThread::ListenerThread(Program& program, SessionObserver& observer)
-    : program_(program), proxy_(program, observer) {}
+ListenerThread::ListenerThread(Program& program, SessionObserver& observer, PortRetry retry)
+    : program_(program),
+      observer_(observer),
+      retry_(retry),
+      proxy_(program, observer),
+      stop_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
 bool ListenerThread::Start(HWND main_window) {
   main_window_ = main_window;
@@ -36,16 +52,39 @@ DWORD WINAPI ListenerThread::Procedure(void* self) {
 }
 
 void ListenerThread::Serve() {
-  if (!proxy_.Listen(program_.Read(keys::kPort))) {
+  if (!TakePort()) {
     return;
   }
-  proxy_.Serve();
+  observer_.ServingBegins();
+  if (!proxy_.Serve()) {
+    observer_.ServingEnds();
+  }
   // Deliberate: sent, not posted, so that it has no effect beyond being seen: a listener that ends does not
   // end the program, whose settings must stay in reach.
   SendMessageW(main_window_, WM_QUIT, 0, 0);
 }
 
+bool ListenerThread::TakePort() {
+  const std::int32_t port = program_.Read(keys::kPort);
+  if (proxy_.Listen(port)) {
+    return true;
+  }
+  TellPortInUse(main_window_, port);
+  if (!IsPort(port)) {
+    return false;
+  }
+  auto wait = retry_.after_the_box;
+  while (WaitForSingleObject(stop_.get(), static_cast<DWORD>(wait.count())) == WAIT_TIMEOUT) {
+    if (proxy_.Listen(port)) {
+      return true;
+    }
+    wait = retry_.then;
+  }
+  return false;
+}
+
 void ListenerThread::CloseSockets() {
+  SetEvent(stop_.get());
   proxy_.Stop();
 }
 

@@ -5,7 +5,7 @@
 
 #include <windows.h>
 
-#include <memory>
+#include <chrono>
 
 #include "app/session_observer.h"
 #include "config/program.h"
@@ -14,12 +14,19 @@
 
 namespace quillbeaker {
 
+// When a port that another program has is tried again.
+struct PortRetry {
+  std::chrono::milliseconds after_the_box = std::chrono::minutes(1);  // since the person closed it
+  std::chrono::milliseconds then = std::chrono::seconds(30);
+};
+
 class ListenerThread {
  public:
   // Both must outlive the thread.
-  ListenerThread(Program& program, SessionObserver& observer);
+  ListenerThread(Program& program, SessionObserver& observer, PortRetry retry = {});
 
-  // False when the system gives no thread. `main_window` is told when the thread ends.
+  // False when the system gives no thread. `main_window` is told when the thread ends. While another program
+  // has the port the thread tries again, without end; the person is told once.
   bool Start(HWND main_window);
   // Any thread: closes the listening socket and breaks a session in progress, so that the thread ends.
   void CloseSockets();
@@ -33,10 +40,14 @@ class ListenerThread {
  private:
   static DWORD WINAPI Procedure(void* self);
   void Serve();
+  bool TakePort();
   void EndThread();
 
   Program& program_;
+  SessionObserver& observer_;
+  const PortRetry retry_;
   MailProxy proxy_;
+  UniqueKernelHandle stop_;  // an event: no further try
   HWND main_window_ = nullptr;
   UniqueKernelHandle thread_;
   DWORD thread_id_ = 0;

@@ -14,6 +14,8 @@ class MailCheckView {
  public:
   virtual ~MailCheckView() = default;
 
+  // Whether mail programs are served. Until the first call nobody knows.
+  virtual void ShowServing(bool serving) = 0;
   virtual void ShowProgress(const ProgressChanges& changes) = 0;
   // So many more messages were deleted.
   virtual void AddDeleted(std::uint32_t count) = 0;

@@ -11,8 +11,12 @@ namespace quillbeaker {
 SessionObserver::SessionObserver(UiQueue& queue, MailCheckView& view)
     : queue_(queue), view_(view), progress_([this] { queue_.Post([this] { ShowPending(); }); }) {}
 
-void SessionObserver::PortInUse() {
-  ShowMessageBox(main_window_, Text::kPortInUse, MB_ICONEXCLAMATION);
+void SessionObserver::ServingBegins() {
+  queue_.Post([this] { view_.ShowServing(true); });
+}
+
+void SessionObserver::ServingEnds() {
+  queue_.Post([this] { view_.ShowServing(false); });
 }
 
 void SessionObserver::SessionBegins() {

@@ -31,7 +31,11 @@ class SessionObserver : public CheckObserver {
   // Set by the bubble's cancel button, cleared when a session begins.
   std::atomic<bool>& cancelled() { return cancelled_; }
 
-  void PortInUse() override;
+  // The listener's thread: whether mail programs are served now.
+  void ServingBegins();
+  void ServingEnds();
+
+  void PortInUse() override { ServingEnds(); }
   void SessionBegins() override;
   void SessionEnds(const CheckSummary& summary) override;
   void WrongUserName() override;

@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "app/tray_image.h"
 #include "ui/resource.h"
 #include "ui/wide_text.h"
 
@@ -13,12 +12,17 @@ namespace quillbeaker {
 namespace {
 
 constexpr UINT kFrameMilliseconds = 100;
+constexpr UINT kAddMilliseconds = 5000;
 constexpr std::size_t kMaxTooltip = 63;           // characters
 constexpr std::int32_t kLongestPeriod = 2147483;  // seconds, of a timer that counts milliseconds
 
 }  // namespace
 
-TrayIcon::TrayIcon(const Program& program) : program_(program) {
+TrayIcon::TrayIcon(const Program& program)
+    : TrayIcon(program,
+               [](DWORD what, NOTIFYICONDATAW& data) { return Shell_NotifyIconW(what, &data) != FALSE; }) {}
+
+TrayIcon::TrayIcon(const Program& program, Shell shell) : program_(program), shell_(std::move(shell)) {
   data_.cbSize = sizeof data_;
   data_.uID = 1;
   data_.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP;
@@ -26,7 +30,7 @@ TrayIcon::TrayIcon(const Program& program) : program_(program) {
 }
 
 void TrayIcon::PrepareImage() {
-  image_ = MakeTrayImage(deleted_count_);
+  image_ = MakeImage();
   data_.hIcon = image_.get();
   ShowIdleTooltip();
 }
@@ -40,22 +44,31 @@ void TrayIcon::LoadAnimation() {
 
 void TrayIcon::AddTrayIcon(HWND main_window) {
   data_.hWnd = main_window;
-  added_ = true;
-  Shell_NotifyIconW(NIM_ADD, &data_);
+  wanted_ = true;
+  AddOrTryLater();
+}
+
+void TrayIcon::AddOrTryLater() {
+  // An icon that stands already is not added a second time, but takes the new picture.
+  if (shell_(NIM_ADD, data_) || shell_(NIM_MODIFY, data_)) {
+    KillTimer(data_.hWnd, TIMER_ADD_ICON);
+  } else {
+    SetTimer(data_.hWnd, TIMER_ADD_ICON, kAddMilliseconds, nullptr);
+  }
 }
 
 void TrayIcon::AddAgain() {
   LoadAnimation();
-  const UniqueIcon former = std::exchange(image_, MakeTrayImage(deleted_count_));
+  const UniqueIcon former = std::exchange(image_, MakeImage());
   data_.hIcon = image_.get();
   AddTrayIcon(data_.hWnd);
-  Update();  // an icon that stands still is not added, but takes the new picture
 }
 
 void TrayIcon::RemoveTrayIcon() {
-  if (added_) {
-    added_ = false;
-    Shell_NotifyIconW(NIM_DELETE, &data_);
+  if (wanted_) {
+    wanted_ = false;
+    KillTimer(data_.hWnd, TIMER_ADD_ICON);
+    shell_(NIM_DELETE, data_);
   }
   for (UniqueIcon& frame : animation_) {
     frame.reset();
@@ -74,7 +87,7 @@ void TrayIcon::SetTooltip(std::wstring_view text) {
 }
 
 void TrayIcon::Notify(const std::wstring& text) {
-  if (!added_) {
+  if (!wanted_) {
     return;
   }
   NOTIFYICONDATAW notification = data_;
@@ -82,12 +95,14 @@ void TrayIcon::Notify(const std::wstring& text) {
   notification.dwInfoFlags = NIIF_WARNING;
   lstrcpynW(notification.szInfoTitle, WideText(Text::kTitle).c_str(), ARRAYSIZE(notification.szInfoTitle));
   lstrcpynW(notification.szInfo, text.c_str(), ARRAYSIZE(notification.szInfo));
-  Shell_NotifyIconW(NIM_MODIFY, &notification);
+  shell_(NIM_MODIFY, notification);
 }
 
 void TrayIcon::ShowIdleTooltip() {
   std::wstring text = WideText(Text::kTitle) + L" " + WideText(Text::kVersion);
-  if (deleted_count_ > 0) {
+  if (!serving_) {
+    text += L" " + WideText(Text::kNotServing);
+  } else if (deleted_count_ > 0) {
     text += L" " + WideFormat(Text::kMessagesDeleted, {std::to_string(deleted_count_)});
   }
   SetTooltip(text);
@@ -95,14 +110,25 @@ void TrayIcon::ShowIdleTooltip() {
 
 void TrayIcon::SetDeletedCount(unsigned count) {
   deleted_count_ = count;
-  // The shell may still draw the former picture: it goes when the new one is shown.
-  const UniqueIcon former = std::exchange(image_, MakeTrayImage(count));
-  Show(image_.get());
+  ShowImage();
   KillTimer(data_.hWnd, TIMER_DELETED_COUNT);
   if (count >= 1) {
     const std::int32_t seconds = std::clamp(program_.Read(keys::kTrayNumSeconds), 1, kLongestPeriod);
     SetTimer(data_.hWnd, TIMER_DELETED_COUNT, static_cast<UINT>(seconds) * 1000, nullptr);
   }
+}
+
+void TrayIcon::ShowServing(bool serving) {
+  if (serving == serving_) {
+    return;
+  }
+  serving_ = serving;
+  ShowImage();
+  ShowIdleTooltip();
+}
+
+UniqueIcon TrayIcon::MakeImage() const {
+  return MakeTrayImage(deleted_count_, serving_ ? TrayMark::kNone : TrayMark::kNotServing);
 }
 
 void TrayIcon::StartAnimation() {
@@ -119,15 +145,20 @@ void TrayIcon::StopAnimation() {
   KillTimer(data_.hWnd, TIMER_ANIMATION);
 }
 
+void TrayIcon::ShowImage() {
+  // The shell may still draw the former picture: it is kept until the new one is shown.
+  const UniqueIcon former = std::exchange(image_, MakeImage());
+  Show(image_.get());
+}
+
 void TrayIcon::Show(HICON icon) {
   data_.hIcon = icon;
   Update();
 }
 
 void TrayIcon::Update() {
-  // A shell that was busy when the icon was added, as when the user logs on, does not have it yet.
-  if (added_ && !Shell_NotifyIconW(NIM_MODIFY, &data_)) {
-    Shell_NotifyIconW(NIM_ADD, &data_);
+  if (wanted_ && !shell_(NIM_MODIFY, data_)) {
+    AddOrTryLater();
   }
 }
 

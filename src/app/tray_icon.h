@@ -9,9 +9,11 @@
 #include <shellapi.h>
 
 #include <array>
+#include <functional>
 #include <string>
 #include <string_view>
 
+#include "app/tray_image.h"
 #include "config/program.h"
 #include "ui/handles.h"
 
@@ -19,13 +21,20 @@ namespace quillbeaker {
 
 class TrayIcon {
  public:
+  // Shell_NotifyIcon's way to answer.
+  using Shell = std::function<bool(DWORD, NOTIFYICONDATAW&)>;
+
   explicit TrayIcon(const Program& program);
+  TrayIcon(const Program& program, Shell shell);
 
   // Prepares the plain picture; no window is needed yet.
   void PrepareImage();
   void LoadAnimation();
 
+  // A shell that does not take the icon, as when the user logs on, is asked again with TIMER_ADD_ICON.
   void AddTrayIcon(HWND main_window);
+  // On TIMER_ADD_ICON.
+  void AddOrTryLater();
   // The shell has started anew and lost the icon, or the taskbar's resolution has changed.
   void AddAgain();
   // Pictures included.
@@ -35,28 +44,35 @@ class TrayIcon {
   void SetTooltip(std::wstring_view text);
   // A notification at the icon, shown by the shell for as long as it likes.
   void Notify(const std::wstring& text);
-  // Title and version, with the deleted count when there is one.
+  // Title and version; with it that nothing is served, or the deleted count when there is one.
   void ShowIdleTooltip();
 
   // Rebuilds the picture with the number and starts the time after which it goes; 0 gives the plain picture.
   void SetDeletedCount(unsigned count);
   unsigned deleted_count() const { return deleted_count_; }
 
+  // Nothing served has a picture and a tooltip of its own, for as long as it lasts.
+  void ShowServing(bool serving);
+
   void StartAnimation();
   void ShowNextFrame();
   void StopAnimation();
 
  private:
+  void ShowImage();
   void Show(HICON icon);
   void Update();
+  UniqueIcon MakeImage() const;
 
   const Program& program_;
+  const Shell shell_;
   NOTIFYICONDATAW data_{};
   std::array<UniqueIcon, 4> animation_;
   std::size_t next_frame_ = 0;
   unsigned deleted_count_ = 0;
+  bool serving_ = true;
   UniqueIcon image_;
-  bool added_ = false;
+  bool wanted_ = false;  // from AddTrayIcon to RemoveTrayIcon
 };
 
 }  // namespace quillbeaker

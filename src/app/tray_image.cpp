@@ -47,20 +47,26 @@ UniqueFont NumberFont(int height) {
                                 L"Arial"));
 }
 
-constexpr std::uint32_t kBadgeColour = 0xC62828;
+struct BadgeColours {
+  std::uint32_t ground;
+  std::uint32_t ink;
+};
+constexpr BadgeColours kNumberColours{0xC62828, 0xFFFFFF};
+constexpr BadgeColours kAlarmColours{0xFFC107, 0x161616};
 
-// The badge's colour and white, mixed by how much of the pixel a digit covers (0 to 255).
-std::uint32_t BadgePixel(std::uint32_t coverage) {
+// Ground and ink, mixed by how much of the pixel a digit covers (0 to 255).
+std::uint32_t BadgePixel(std::uint32_t coverage, const BadgeColours& colours = kNumberColours) {
   std::uint32_t pixel = 0xFF000000;
   for (const int shift : {16, 8, 0}) {
-    const std::uint32_t colour = (kBadgeColour >> shift) & 0xFF;
-    pixel |= (colour + (255 - colour) * coverage / 255) << shift;
+    const std::uint32_t ground = (colours.ground >> shift) & 0xFF;
+    const std::uint32_t ink = (colours.ink >> shift) & 0xFF;
+    pixel |= ((ground * (255 - coverage) + ink * coverage) / 255) << shift;
   }
   return pixel;
 }
 
-// White on red at the bottom right: it must be read on a light and on a dark taskbar.
-void DrawBadge(Canvas& icon, const std::wstring& number) {
+// At the bottom right: it must be read on a light and on a dark taskbar.
+void DrawBadge(Canvas& icon, const std::wstring& number, const BadgeColours& colours) {
   // GDI knows no transparency: the number is drawn white on black, and its brightness is the coverage.
   Canvas text(icon.width(), icon.height());
   if (!text.is_made()) {
@@ -88,7 +94,7 @@ void DrawBadge(Canvas& icon, const std::wstring& number) {
     for (int x = left; x < icon.width(); ++x) {
       const bool corner = (x == left || x == icon.width() - 1) && (y == top || y == icon.height() - 1);
       if (!corner) {
-        icon.At(x, y) = BadgePixel(text.At(x, y) & 0xFF);
+        icon.At(x, y) = BadgePixel(text.At(x, y) & 0xFF, colours);
       }
     }
   }
@@ -135,9 +141,9 @@ UniqueIcon LoadTrayIcon(int icon_id) {
       LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(icon_id), IMAGE_ICON, size, size, 0)));
 }
 
-UniqueIcon MakeTrayImage(unsigned deleted_count) {
+UniqueIcon MakeTrayImage(unsigned deleted_count, TrayMark mark) {
   UniqueIcon plain = LoadTrayIcon(ICON_PROGRAM);
-  if (deleted_count == 0 || plain == nullptr) {
+  if ((deleted_count == 0 && mark == TrayMark::kNone) || plain == nullptr) {
     return plain;
   }
   const int size = TrayIconSize();
@@ -151,7 +157,11 @@ UniqueIcon MakeTrayImage(unsigned deleted_count) {
     GdiFlush();
   }
   RestoreColours(canvas);
-  DrawBadge(canvas, deleted_count > 99 ? L"99+" : std::to_wstring(deleted_count));
+  if (mark == TrayMark::kNotServing) {
+    DrawBadge(canvas, L"!", kAlarmColours);
+  } else {
+    DrawBadge(canvas, deleted_count > 99 ? L"99+" : std::to_wstring(deleted_count), kNumberColours);
+  }
   const UniqueBitmap mask = EmptyMask(canvas.width(), canvas.height());
   ICONINFO info{TRUE, 0, 0, mask.get(), canvas.bitmap()};
   UniqueIcon image(CreateIconIndirect(&info));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The tray icon's picture: the plain icon, with the number of deleted messages on it.
+// The tray icon's picture: the plain icon, with the number of deleted messages or a mark on it.
 
 #include "ui/handles.h"
 
@@ -9,8 +9,13 @@ namespace quillbeaker {
 
 // Width and height, in pixels, of an icon in the notification area at the resolution of its screen.
 int TrayIconSize();
-// In that size. 0 gives the plain icon; from 100 on "99+" is shown.
-UniqueIcon MakeTrayImage(unsigned deleted_count);
+// What else the picture tells.
+enum class TrayMark {
+  kNone,
+  kNotServing,  // an exclamation mark in the place of the number
+};
+// In that size. 0 without a mark gives the plain icon; from 100 on "99+" is shown.
+UniqueIcon MakeTrayImage(unsigned deleted_count, TrayMark mark = TrayMark::kNone);
 // An icon of the resources, in that size as well.
 UniqueIcon LoadTrayIcon(int icon_id);
 

@@ -6,6 +6,7 @@
 #include "config/texts.h"
 #include "console/commands.h"
 #include "console/console_observer.h"
+#include "extras/port_notice.h"
 #include "extras/store_preparation.h"
 #include "platform/connection.h"
 #include "platform/console.h"
@@ -37,6 +38,9 @@ int RunProxy(Program& program, const RunOptions& options) {
                           .spam_words_converted = [] { Say(Text::kSpamWordsConverted); }});
   const int port = options.port.value_or(program.Read(keys::kPort));
   if (!proxy->Listen(port)) {
+    if (const std::string reason = DescribePortOutOfRange(port); !reason.empty()) {
+      WriteStandardOutput(reason + "\n");
+    }
     return kExitFailed;
   }
   WriteStandardOutput(Format(Text::kListening, {std::to_string(port)}) + "\n");

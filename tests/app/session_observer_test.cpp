@@ -63,6 +63,7 @@ class Receiver : private MailCheckView {
     if (changes.spam_count) told.push_back("spam " + std::to_string(*changes.spam_count));
     if (changes.activity) told.push_back("activity " + *changes.activity);
   }
+  void ShowServing(bool serving) override { told.push_back(serving ? "serving" : "not serving"); }
   void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
   void ShowLoginResult(const LoginProblem& problem) override { told.push_back("login " + problem.server); }
 
@@ -98,6 +99,16 @@ TEST(SessionObserver, TellsEverythingInTheOrderInWhichItHappened) {
   EXPECT_EQ(receiver.told, (Told{"begin", "deleted 3", "deleted 4", "end", "login pop.example.org:110"}));
   // Nothing travels in a message.
   EXPECT_EQ(receiver.parameters, (std::vector<WPARAM>{0, 0, 0, 0}));
+}
+
+TEST(SessionObserver, TellsWhetherMailProgramsAreServed) {
+  Receiver receiver;
+  receiver.Listen([&] {
+    receiver.observer.PortInUse();
+    receiver.observer.ServingBegins();
+    receiver.observer.ServingEnds();
+  });
+  EXPECT_EQ(receiver.told, (Told{"not serving", "serving", "not serving"}));
 }
 
 TEST(SessionObserver, ASessionHasBegunWhenTheCallReturns) {

@@ -89,6 +89,15 @@ TEST(MakeTrayImage, TheIconBesideTheNumberIsThePlainOne) {
   }
 }
 
+TEST(MakeTrayImage, NothingServedHasAPictureOfItsOwn) {
+  const Pixels pixels = Drawn(MakeTrayImage(0, TrayMark::kNotServing).get(), 0);
+  EXPECT_GT(pixels.Count(0xFFC107), 15U);
+  EXPECT_GT(pixels.Count(0x161616), 2U);
+  EXPECT_EQ(pixels.Count(kRed), 0U);
+  // In the place of a number.
+  EXPECT_EQ(Drawn(MakeTrayImage(7, TrayMark::kNotServing).get(), 0).colours, pixels.colours);
+}
+
 TEST(MakeTrayImage, LeaksNoObject) {
   MakeTrayImage(5);
   const DWORD before = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);

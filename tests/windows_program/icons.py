@@ -8,6 +8,7 @@ from program import eventually
 
 SIZE = 16
 PLAIN = 101
+PLAIN_UPPER_HALF = "the plain icon with something in its lower half"
 ANIMATION = (166, 163, 164, 165)
 # Of 255: between the pictures and what is drawn in their place on the screen there is none.
 TOLERANCE = 3
@@ -47,9 +48,10 @@ def _rows(pixels, width):
 
 class Tray:
     """The one icon that is docked, compared with the pictures in the program file. It must be at rest when it is
-    looked up: its place is known when it shows the plain picture there."""
+    looked up: its place is known when it shows the plain picture there, or the upper half of it."""
 
-    def __init__(self, program):
+    def __init__(self, program, at_rest=PLAIN):
+        self.upper_half = at_rest == PLAIN_UPPER_HALF
         self.driver = program.driver
         self.desktop = program.desktop
         self.window, self.place = wait_for_icon(program.desktop)
@@ -62,7 +64,7 @@ class Tray:
         self.window, self.place = wait_for_icon(self.desktop)
         width, height = self._size()
         self.left, self.top = (width - SIZE) // 2, (height - SIZE) // 2
-        return min(width, height) >= SIZE and self.shown() == PLAIN
+        return min(width, height) >= SIZE and self.shown(upper_half=self.upper_half) == PLAIN
 
     def _size(self):
         return self.place["right"] - self.place["left"], self.place["bottom"] - self.place["top"]
@@ -105,6 +107,12 @@ class Tray:
         pixels = [tuple(row[4 * x:4 * x + 3]) for row in screen[self.top:self.top + SIZE]
                   for x in range(self.left, self.left + SIZE)]
         return sum(p == (0x28, 0x28, 0xC6) for p in pixels), sum(min(p) > 240 for p in pixels)
+
+    def alarm(self):
+        """The pixels in the colour of the mark that says that nothing is served."""
+        screen = _rows(self.grab(), self._size()[0])
+        return sum(tuple(row[4 * x:4 * x + 3]) == (0x07, 0xC1, 0xFF) for row in screen[self.top:self.top + SIZE]
+                   for x in range(self.left, self.left + SIZE))
 
     # -- the mouse ----------------------------------------------------------------------------
     def _mouse(self, *what):

@@ -5,7 +5,7 @@ import os
 import socket
 
 from driver import IDNO, IDOK
-from icons import Tray, docked, wait_for_no_icon
+from icons import PLAIN_UPPER_HALF, Tray, docked, wait_for_no_icon
 from messages import ham
 from program import PORT_IN_USE, WRONG_USER_NAME, eventually, make_directory
 from scripted_server import then_silence
@@ -31,19 +31,50 @@ def test_a_second_instance_ends_at_once(program, directory, driver):
     assert not os.path.exists(other.path("recycle"))
 
 
-def test_port_in_use(directory, picture):
+def test_port_in_use(directory, picture, other_window):
+    one = directory()
+    one.configure()
+    other_window()
+    with socket.create_server(("127.0.0.1", one.port)):
+        one.start(wait=False)
+        box = one.box(PORT_IN_USE)
+        assert box.text() == PORT_IN_USE
+        eventually(lambda: box.focus()["foreground"] == box.handle, what="the box before the other program")
+        picture("port-in-use", box.place)
+        # The icon says so as well, for as long as it lasts.
+        tray = Tray(one, PLAIN_UPPER_HALF)
+        eventually(lambda: tray.alarm() > 15, what="the exclamation mark")
+        assert tray.tooltip() == "Quillbeaker 1.7.1 - mail programs are not served"
+        picture("icon-not-serving", tray.place, margin=4)
+        box.click(IDOK)
+        box.wait_until_gone()
+    # It serves nobody until it tries again, but its menu is alive.
+    assert not one.is_listening()
+    one.command(COMMAND_EXIT)
+    one.box("Do you really want to quit").click(IDNO)
+
+
+def test_port_in_use_and_log_off(directory):
     one = directory()
     one.configure()
     with socket.create_server(("127.0.0.1", one.port)):
         one.start(wait=False)
-        box = one.box(PORT_IN_USE)
-        picture("port-in-use", box.place)
-        box.click(IDOK)
-        box.wait_until_gone()
-    # It serves nobody, but its menu is alive.
-    assert not one.is_listening()
-    one.command(COMMAND_EXIT)
-    one.box("Do you really want to quit").click(IDNO)
+        one.box(PORT_IN_USE)
+        one.log_off()
+        code, seconds = one.wait_for_end()
+    assert code == 0 and seconds < 5
+
+
+def test_port_out_of_range(directory, picture):
+    one = directory()
+    one.configure(None, {"Port": 70000})
+    one.start(wait=False)
+    box = one.box(PORT_IN_USE)
+    assert box.text() == (PORT_IN_USE + "\n\nThe value of Port in the configuration file is 70000, "
+                          "but a port is a number from 1 to 65535.")
+    picture("port-out-of-range", box.place)
+    box.click(IDOK)
+    box.wait_until_gone()
 
 
 def test_a_directory_that_can_not_be_written_to(directory, picture):

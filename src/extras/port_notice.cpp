@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include "extras/port_notice.h"
+
+#include "config/texts.h"
+
+namespace quillbeaker {
+
+bool IsPort(int port) {
+  return port >= 1 && port <= 65535;
+}
+
+std::string DescribePortOutOfRange(int port) {
+  return IsPort(port) ? std::string() : Format(Text::kPortOutOfRange, {std::to_string(port)});
+}
+
+}  // namespace quillbeaker
