@@ -2,11 +2,13 @@
 """Mail clients that give up, and what keeps them from it."""
 
 import os
+import resource
 import time
 
 import pytest
 
-from messages import ham, on_the_wire, spam
+from messages import ham, message, on_the_wire, spam
+from program import sanitized
 from scripted_server import after
 
 KEPT = b"         C: (message kept from an earlier session)"
@@ -152,6 +154,41 @@ def test_mail_beyond_the_limit_waits_in_a_file_and_comes_back_whole(proxy, clien
     raw.quit()
     assert len(one.bin_entries()) == 1
     assert [name for name in os.listdir(one.directory) if "spill" in name] == []
+
+
+def limit_memory(one, megabytes):
+    """What the program may have beyond what it has now."""
+    with open(f"/proc/{one.process.pid}/statm", encoding="ascii") as file:
+        now = int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
+    limit = now + megabytes * 1024 * 1024
+    resource.prlimit(one.process.pid, resource.RLIMIT_AS, (limit, limit))
+
+
+@pytest.mark.skipif(sanitized(), reason="the sanitizer needs address space of its own")
+def test_a_check_larger_than_memory_comes_whole(proxy, client, server):
+    mails = [message(body="line of mail\r\n" * 500_000, subject=f"big {n}") for n in range(1, 21)]
+    upstream = server(*mails)
+    one = proxy(server={"SessionMegabytes": 32})
+    limit_memory(one, 120)
+    raw = client(one, deadline=60).login(upstream.port)
+    assert raw.stat()[0] == 20
+    for number in (1, 7, 20):
+        assert raw.retr(number)[1] == on_the_wire(mails[20 - number])
+    raw.quit()
+    assert one.running()
+
+
+@pytest.mark.skipif(sanitized(), reason="the sanitizer needs address space of its own")
+def test_memory_that_cannot_be_had_ends_the_session_and_not_the_program(proxy, client, server):
+    upstream = server(*(message(body="line of mail\r\n" * 500_000) for _ in range(20)))
+    one = proxy(server={"SessionMegabytes": 4096})
+    limit_memory(one, 60)
+    raw = client(one, deadline=60).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    raw.ended()
+    one.wait_for_output("not enough memory")
+    assert b"(out of memory, the session ends)" in one.client_log()
+    assert client(one).ask("STAT") == b"+OK 0 0"
 
 
 def test_spam_beyond_the_limit_is_filed_whole(proxy, client, server):

@@ -1,0 +1,332 @@
+// SPDX-License-Identifier: MIT
+#include "pop3/check/mail_check.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pop3/recording_observer.h"
+#include "pop3/scripted_pop3_server.h"
+#include "support/test_program.h"
+
+namespace quillbeaker {
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+// A wait that is stopped ends within this: half a second and what a busy machine adds.
+constexpr milliseconds kSoon{3000};
+
+std::string MailOf(int number) {
+  return "From: joe@example.org\r\nSubject: " + std::to_string(number) + "\r\n\r\nquiet words\r\n";
+}
+
+// The person, whose mind a test changes from the server's thread.
+class Person : public RecordingObserver {
+ public:
+  bool IsCancelled() override { return has_cancelled; }
+  void AskToAbort(const AskedServer& server, std::function<void()> abort) override {
+    told.push_back("asked about " + server.account);
+    if (answers_abort) abort();
+  }
+
+  std::atomic<bool> has_cancelled = false;
+  bool answers_abort = false;
+};
+
+class MailCheckTest : public ::testing::Test {
+ protected:
+  MailCheckTest() : server_({MailOf(1), MailOf(2), MailOf(3)}) {
+    world_.directory.MakeFolder("recycle");
+    world_.directory.MakeFolder("training");
+    RecycleBin(world_.program()).RebuildIndex();
+  }
+
+  bool LogIn() { return check_.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}); }
+  Clock::duration TimeOf(const std::function<void()>& action) {
+    const Clock::time_point begin = Clock::now();
+    action();
+    return Clock::now() - begin;
+  }
+  // What the server was told after the login.
+  std::vector<std::string> Asked() {
+    std::vector<std::string> commands = server_.commands();
+    std::erase_if(commands, [](const std::string& line) {
+      return line.starts_with("USER") || line.starts_with("PASS") || line == "LIST" || line == "UIDL";
+    });
+    return commands;
+  }
+
+  test::TestProgram world_;
+  ScriptedPop3Server server_;
+  Person person_;
+  std::atomic<bool> client_gone_ = false;
+  Watch watch_{person_, [this] { return client_gone_.load(); }};
+  KeptMail kept_{world_.program().environment};
+  MailCheck check_{world_.program(), watch_, kept_, 0};
+};
+
+TEST_F(MailCheckTest, FetchesInListOrderAndNumbersWhatItShows) {
+  ASSERT_TRUE(LogIn());
+  const ClientView view = check_.BuildView();
+  EXPECT_EQ(view.count, 3u);
+  EXPECT_EQ(view.stopped, Stop::kNone);
+  EXPECT_EQ(Asked(), (std::vector<std::string>{"RETR 3", "RETR 2", "RETR 1"}));
+  EXPECT_EQ(check_.mailbox().FindByClientNumber(1)->server_number, 3u);
+}
+
+TEST_F(MailCheckTest, AsksForTheNextMessageWhenOneHasArrivedAndNotBefore) {
+  ASSERT_TRUE(LogIn());
+  std::vector<std::string> at_second;
+  server_.OnCommand("RETR 2", [&] { at_second = server_.commands(); });
+  check_.BuildView();
+  EXPECT_EQ(at_second.back(), "RETR 2") << "nothing was sent beyond it";
+}
+
+TEST_F(MailCheckTest, CancelAtTheLoginEndsItAndIsNoProblemToTell) {
+  server_.Answer("USER jane", ScriptedPop3Server::kSilence);
+  server_.OnCommand("USER jane", [this] { person_.has_cancelled = true; });
+  EXPECT_LT(TimeOf([this] { EXPECT_FALSE(LogIn()); }), kSoon);
+  EXPECT_EQ(check_.summary().login_problem.failure, LoginFailure::kNone);
+  check_.End();
+  EXPECT_NE(world_.directory.Get("server.log").value_or("").find("(login cancelled)"), std::string::npos);
+}
+
+TEST_F(MailCheckTest, AClientThatIsGoneAtTheLoginIsNoProblemToTell) {
+  server_.Answer("GREETING", ScriptedPop3Server::kSilence);
+  client_gone_ = true;
+  EXPECT_LT(TimeOf([this] { EXPECT_FALSE(LogIn()); }), kSoon);
+  EXPECT_EQ(check_.summary().login_problem.failure, LoginFailure::kNone);
+}
+
+TEST_F(MailCheckTest, CancelInTheListingLeavesItEmpty) {
+  for (const std::string command : {"LIST", "UIDL"}) {
+    ScriptedPop3Server server({MailOf(1)});
+    server.Answer(command, ScriptedPop3Server::kSilence);
+    server.OnCommand(command, [this] { person_.has_cancelled = true; });
+    Watch watch(person_);
+    MailCheck check(world_.program(), watch, kept_, 0);
+    person_.has_cancelled = false;
+    ASSERT_TRUE(check.LogIn({"127.0.0.1", server.port(), "jane", "secret"}));
+    EXPECT_LT(TimeOf([&] { EXPECT_FALSE(check.HasMessages()); }), kSoon) << command;
+    EXPECT_EQ(check.stopped(), Stop::kCancelled);
+    check.End();
+  }
+}
+
+TEST_F(MailCheckTest, CancelInTheBuildEndsItAndIsUsedUp) {
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 2", ScriptedPop3Server::kSilence);
+  server_.OnCommand("RETR 2", [this] { person_.has_cancelled = true; });
+  ClientView view;
+  EXPECT_LT(TimeOf([&] { view = check_.BuildView(); }), kSoon);
+  EXPECT_EQ(view.stopped, Stop::kCancelled);
+  EXPECT_EQ(view.count, 1u);
+  EXPECT_TRUE(watch_.cancel_used_up());
+  EXPECT_EQ(check_.BuildView().stopped, Stop::kNone) << "it is told once";
+}
+
+TEST_F(MailCheckTest, CancelInALaterFetchFailsThat) {
+  ASSERT_TRUE(LogIn());
+  ASSERT_TRUE(check_.HasMessages());
+  server_.Answer("RETR 1", ScriptedPop3Server::kSilence);
+  server_.OnCommand("RETR 1", [this] { person_.has_cancelled = true; });
+  EXPECT_LT(TimeOf([this] { EXPECT_FALSE(check_.Fetch(*check_.mailbox().FindByServerNumber(1))); }), kSoon);
+}
+
+TEST_F(MailCheckTest, AReplyThatNobodyWantsAnyMoreIsReadAwayBeforeTheNextCommand) {
+  world_.Configure("AutoAbortOnTimeout=1", "[SERVER]\r\nTimeout=1\r\n");
+  ASSERT_TRUE(LogIn());
+  ASSERT_TRUE(check_.HasMessages());
+  server_.Answer("RETR 1", "+OK\r\nhalf of a line");
+  server_.OnCommand("RETR 1", [this] { person_.has_cancelled = true; });
+  EXPECT_FALSE(check_.Fetch(*check_.mailbox().FindByServerNumber(1)));
+  person_.has_cancelled = false;
+  EXPECT_FALSE(check_.Fetch(*check_.mailbox().FindByServerNumber(2)))
+      << "nothing is asked before the first reply has ended";
+  EXPECT_EQ(std::ranges::count(server_.commands(), "RETR 2"), 0);
+}
+
+TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitForASilentServer) {
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 2", ScriptedPop3Server::kSilence);
+  server_.OnCommand("RETR 2", [this] { client_gone_ = true; });
+  ClientView view;
+  EXPECT_LT(TimeOf([&] { view = check_.BuildView(); }), kSoon);
+  EXPECT_EQ(view.stopped, Stop::kClientGone);
+  check_.End();
+  EXPECT_EQ(server_.commands().back(), "QUIT");
+  EXPECT_EQ(std::ranges::count(person_.told, "client gave up 1 of 3"), 1);
+}
+
+TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitWhileAQuestionStands) {
+  world_.Configure("", "[SERVER]\r\nTimeout=1\r\n");
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 3", ScriptedPop3Server::kSilence);
+  std::thread leaving([this] {
+    server_.WaitForCommand("RETR 3");
+    while (std::ranges::count(person_.told, "asked about jane @ 127.0.0.1") == 0 && !client_gone_) {
+      std::this_thread::sleep_for(milliseconds(1500));
+      client_gone_ = true;
+    }
+  });
+  const ClientView view = check_.BuildView();
+  leaving.join();
+  EXPECT_EQ(view.stopped, Stop::kClientGone);
+  EXPECT_EQ(std::ranges::count(person_.told, "asked about jane @ 127.0.0.1"), 1);
+}
+
+TEST_F(MailCheckTest, TheProgramsEndStopsEveryWaitButNotWhatQuitWrites) {
+  ASSERT_TRUE(LogIn());
+  world_.Configure("Aggressiveness=100", "");
+  ASSERT_EQ(check_.BuildView().count, 0u);
+  server_.Answer("DELE 3", ScriptedPop3Server::kSilence);
+  server_.OnCommand("DELE 3", [this] { check_.Abort(); });
+  bool answered = false;
+  EXPECT_LT(TimeOf([&] { check_.Quit([&] { answered = true; }); }), kSoon);
+  check_.End();
+  EXPECT_TRUE(answered);
+  EXPECT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
+  EXPECT_TRUE(world_.directory.Has("recycle/unconfirmed.xml"));
+}
+
+TEST_F(MailCheckTest, NeitherCancelNorAClientThatGoesStopsAQuit) {
+  ASSERT_TRUE(LogIn());
+  world_.Configure("Aggressiveness=100", "");
+  check_.BuildView();
+  server_.OnCommand("DELE 3", [this] {
+    client_gone_ = true;
+    person_.has_cancelled = true;
+  });
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(Asked().back(), "QUIT");
+  EXPECT_EQ(std::ranges::count_if(Asked(), [](const std::string& line) { return line.starts_with("DELE"); }),
+            3);
+  EXPECT_FALSE(world_.directory.Has("recycle/unconfirmed.xml"));
+}
+
+TEST_F(MailCheckTest, ARefusedMessageEndsTheBuildAndIsTold) {
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 2", "-ERR it is locked\r\n");
+  const ClientView view = check_.BuildView();
+  EXPECT_EQ(view.count, 1u);
+  EXPECT_EQ(view.stopped, Stop::kNone);
+  EXPECT_EQ(std::ranges::count(person_.told, "refused jane @ 127.0.0.1 2 -ERR it is locked"), 1);
+  check_.End();
+  EXPECT_NE(world_.directory.Get("server.log").value_or("").find("         S: -ERR it is locked\r\n"),
+            std::string::npos);
+}
+
+TEST_F(MailCheckTest, AServerThatGoesIsTold) {
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 2", ScriptedPop3Server::kClose);
+  check_.BuildView();
+  EXPECT_EQ(std::ranges::count(person_.told, "server gone jane @ 127.0.0.1"), 1);
+}
+
+TEST_F(MailCheckTest, ASecondLoginKeepsNothingOfTheFirst) {
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  server_.Answer("LIST", "+OK\r\n.\r\n");
+  server_.Answer("UIDL", "+OK\r\n.\r\n");
+  ASSERT_TRUE(LogIn());
+  EXPECT_FALSE(check_.HasMessages());
+  EXPECT_EQ(check_.BuildView().count, 0u);
+}
+
+TEST_F(MailCheckTest, NothingIsFetchedThatIsKnown) {
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  check_.Quit([] {});
+  check_.End();
+  MailCheck next(world_.program(), watch_, kept_, 0);
+  ASSERT_TRUE(next.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  EXPECT_EQ(next.BuildView().count, 3u);
+  next.End();
+  EXPECT_EQ(std::ranges::count(server_.commands(), "RETR 1"), 1);
+}
+
+TEST_F(MailCheckTest, EveryFileIsWholeWhenTheClientHearsOfIt) {
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  bool ids_stored = false;
+  std::vector<std::string> asked;
+  check_.Quit([&] {
+    ids_stored = world_.directory.Get("uniqueid.xml").value_or("").find("uid1") != std::string::npos;
+    server_.WaitForCommand("QUIT");
+    asked = Asked();
+  });
+  EXPECT_TRUE(ids_stored);
+  EXPECT_EQ(asked.back(), "QUIT") << "the server was told before the client";
+}
+
+TEST_F(MailCheckTest, SaysNoopWhenTheServerHasHeardNothing) {
+  world_.Configure("", "[SERVER]\r\nKeepAliveSeconds=1\r\n");
+  ASSERT_TRUE(LogIn());
+  check_.KeepAlive();
+  std::this_thread::sleep_for(milliseconds(1100));
+  check_.KeepAlive();
+  EXPECT_EQ(std::ranges::count(server_.commands(), "NOOP"), 0) << "the mailbox was not listed yet";
+  check_.HasMessages();
+  check_.KeepAlive();
+  EXPECT_EQ(std::ranges::count(server_.commands(), "NOOP"), 0) << "too early";
+  std::this_thread::sleep_for(milliseconds(1100));
+  check_.KeepAlive();
+  EXPECT_TRUE(server_.WaitForCommand("NOOP"));
+  // Its answer is not taken for that to the next command.
+  server_.Answer("RETR 1", "-ERR no\r\n");
+  EXPECT_FALSE(check_.Fetch(*check_.mailbox().FindByServerNumber(1)));
+  EXPECT_TRUE(check_.Fetch(*check_.mailbox().FindByServerNumber(2)));
+}
+
+TEST_F(MailCheckTest, AServerThatLeavesANoopUnansweredIsDeadAndNobodyIsAsked) {
+  world_.Configure("", "[SERVER]\r\nKeepAliveSeconds=1\r\nTimeout=1\r\n");
+  ASSERT_TRUE(LogIn());
+  check_.HasMessages();
+  server_.Answer("NOOP", ScriptedPop3Server::kSilence);
+  for (int i = 0; i < 30; ++i) {
+    std::this_thread::sleep_for(milliseconds(100));
+    check_.KeepAlive();
+  }
+  EXPECT_FALSE(check_.Fetch(*check_.mailbox().FindByServerNumber(1)));
+  EXPECT_EQ(std::ranges::count(person_.told, "asked about jane @ 127.0.0.1"), 0);
+}
+
+TEST_F(MailCheckTest, PipelinesWhereTheServerTakesIt) {
+  world_.Configure("Aggressiveness=100", "[SERVER]\r\nPipelining=always\r\n");
+  server_.Answer("CAPA", "+OK\r\nTOP\r\nPIPELINING\r\n.\r\n");
+  ASSERT_TRUE(LogIn());
+  server_.OnCommand("RETR 3", [this] { std::this_thread::sleep_for(milliseconds(200)); });
+  EXPECT_EQ(check_.BuildView().stopped, Stop::kNone);
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(Asked(), (std::vector<std::string>{"CAPA", "RETR 3", "RETR 2", "RETR 1", "DELE 3", "DELE 2",
+                                               "DELE 1", "QUIT"}));
+  const std::string log = world_.directory.Get("server.log").value_or("");
+  EXPECT_LT(log.find("(message has been parsed)"), log.find("C: RETR 2"));
+}
+
+TEST_F(MailCheckTest, ARefusalAmongMessagesAskedForAheadLeavesTheRestUnvisited) {
+  world_.Configure("", "[SERVER]\r\nPipelining=always\r\n");
+  server_.Answer("CAPA", "+OK\r\nPIPELINING\r\n.\r\n");
+  server_.Answer("RETR 2", "-ERR gone\r\n");
+  ASSERT_TRUE(LogIn());
+  EXPECT_EQ(check_.BuildView().count, 1u);
+  // What had come behind it is read away before the next command, and not taken for its answer.
+  EXPECT_TRUE(check_.Fetch(*check_.mailbox().FindByServerNumber(1)));
+  check_.Quit([] {});
+  check_.End();
+  const auto ids = world_.directory.Get("uniqueid.xml").value_or("");
+  EXPECT_EQ(ids.find("uid2"), std::string::npos)
+      << "a message that could not be had is not remembered as seen";
+}
+
+}  // namespace
+}  // namespace quillbeaker
