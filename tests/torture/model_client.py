@@ -58,6 +58,7 @@ class Client:
         self.loop = loop
         self.wire = Wire(loop, sock, self)
         self.buffer = bytearray()
+        self._searched = 0  # how far no end of a body was found
         self.script = self._greeting()
         self.need = next(self.script)
         self.over = False
@@ -76,7 +77,6 @@ class Client:
         self.patience = None
         self._armed = None
         self._patience_timer = None
-        self._asked_seconds = 0
 
     def begin(self, account, server_port, style, *, delete_at_end, quits, patience, random, faults, disturb,
               answered, took, idle=0.0, odd_login=""):
@@ -137,9 +137,11 @@ class Client:
                     value = b""
                     del self.buffer[:3]
                 else:
-                    end = self.buffer.find(b"\r\n.\r\n")
+                    end = self.buffer.find(b"\r\n.\r\n", self._searched)
                     if end < 0:
+                        self._searched = max(0, len(self.buffer) - 4)
                         return
+                    self._searched = 0
                     value = bytes(self.buffer[:end])
                     del self.buffer[:end + 5]
             else:

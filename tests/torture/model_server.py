@@ -128,7 +128,8 @@ class ServerSession:
     def _reply(self, command, reply, effect):
         """Carries out the command and answers, unless a fault says otherwise."""
         count = self.counts[command] = self.counts.get(command, 0) + 1
-        if self._last_sent is not None and not self.server.pipelining:
+        # QUIT may come at any moment; whatever else comes shows that the answer before it has arrived.
+        if self._last_sent is not None and not self.server.pipelining and command != "QUIT":
             self.sent_whole.append(self._last_sent)
         self._last_sent = None
         for fault in self.faults:

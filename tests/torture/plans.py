@@ -133,13 +133,14 @@ def pick(random, table):
     return random.choices(list(table), weights=list(table.values()))[0]
 
 
-def draw_round(world_seed, index, nature, only=()):
-    """`only` names the kinds of rounds that there may be; all when it is empty."""
+def draw_round(world_seed, index, nature, only=(), spared=()):
+    """`only` names the kinds of rounds that there may be, all when it is empty; `spared` what does not happen."""
     random = Random(f"{world_seed}/{index}")
-    kind = pick(random, {name: weight for name, weight in ROUNDS.items() if name in only} or ROUNDS)
+    kind = pick(random, {name: weight for name, weight in ROUNDS.items()
+                         if name not in spared and (not only or name in only)})
     if nature.awake and random.random() < 0.2 and not only:
         kind = "busy client"
-    one = Round(kind=kind, between=pick(random, BETWEEN), account=random.randrange(len(nature.policies)),
+    one = Round(kind=kind, between=pick(random, {name: weight for name, weight in BETWEEN.items() if name not in spared}), account=random.randrange(len(nature.policies)),
                 style=random.choice(list(STYLES)), delete_at_end=random.random() < 0.5, quits=random.random() < 0.93,
                 patience=0.0, seed=random.getrandbits(32))
     arrivals = random.choice((0, 1, 2, 3, 5, 8))
@@ -253,6 +254,9 @@ HANDLE_FAULTS = {
     "training unreadable": (points.OPEN, errno.EMFILE, "training/"),
     "settings unreadable": (points.OPEN, errno.EMFILE, "Quillbeaker.ini"),
 }
+
+# What was filed before cannot be read again then, and is filed once more.
+BIN_UNREADABLE = ("mail unreadable", "mail not read", "nothing opens")
 
 
 def draw_handle_fault(random):

@@ -17,11 +17,12 @@ MNT_DETACH = 2
 
 
 class Setting:
-    def __init__(self, executable, library, *, without=(), only=(), keep=False, verbose=False):
+    def __init__(self, executable, library, *, without=(), only=(), spared=(), keep=False, verbose=False):
         self.executable = executable
         self.library = library
         self.without = frozenset(without)
         self.only = only  # kinds of rounds
+        self.spared = spared  # kinds of rounds, and what happens between them
         self.keep = keep
         self.verbose = verbose
         # In memory where that can be had: the rounds are about order, not about the disk's speed.

@@ -16,7 +16,7 @@ REPOSITORY = os.path.dirname(os.path.dirname(HERE))
 sys.path.insert(0, os.path.join(REPOSITORY, "tests", "e2e"))
 
 from ledger import RULES  # noqa: E402
-from plans import ROUNDS  # noqa: E402
+from plans import BETWEEN, ROUNDS  # noqa: E402
 from setting import Setting  # noqa: E402
 from world import World  # noqa: E402
 
@@ -35,6 +35,8 @@ def parse_arguments():
     parser.add_argument("--stop-after", type=int, default=20, help="worlds that failed")
     parser.add_argument("--without", default="", help="rules that are not asked, with commas between them")
     parser.add_argument("--only", default="", help=f"kinds of rounds, with commas between them: {', '.join(ROUNDS)}")
+    parser.add_argument("--spare", default="", help="such kinds, or what happens between the rounds: "
+                        + ", ".join(BETWEEN))
     parser.add_argument("--keep", action="store_true", help="leaves the program directories of failed worlds")
     return parser.parse_args()
 
@@ -148,11 +150,12 @@ def main():
     for path in (executable, library):
         if not os.access(path, os.R_OK):
             sys.exit(f"{path} is not built")
-    without, only = (list(filter(None, text.split(","))) for text in (arguments.without, arguments.only))
-    unknown = (set(without) - RULES.keys()) | (set(only) - ROUNDS.keys())
+    without, only, spared = (list(filter(None, text.split(",")))
+                             for text in (arguments.without, arguments.only, arguments.spare))
+    unknown = (set(without) - RULES.keys()) | (set(only) - ROUNDS.keys()) | (set(spared) - ROUNDS.keys() - BETWEEN.keys())
     if unknown:
         sys.exit(f"no such rule or kind of round: {', '.join(unknown)}")
-    setting = Setting(executable, library, without=without, only=only, keep=arguments.keep,
+    setting = Setting(executable, library, without=without, only=only, spared=spared, keep=arguments.keep,
                       verbose=arguments.world is not None)
     try:
         if arguments.world is not None:

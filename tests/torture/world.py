@@ -55,7 +55,8 @@ class World:
             for index in range(self.nature.rounds):
                 if self.ledger.failures:
                     break
-                self._play(plans.draw_round(self.seed, index, self.nature, self.setting.only), index)
+                self._play(plans.draw_round(self.seed, index, self.nature, self.setting.only, self.setting.spared),
+                           index)
             if not self.ledger.failures:
                 self._end_well()
         finally:
@@ -350,7 +351,8 @@ class World:
         """What the ledger must know of this session before it judges the state of things."""
         session = self._upstream()
         self.ledger.disk_failed |= one.disturbs_disk or bool(self.nature.tiny_disk)
-        if session is not None and session.ids_unsure:
+        unreadable = any(f.action in plans.BIN_UNREADABLE for f in one.client_faults)
+        if session is not None and (session.ids_unsure or unreadable):
             for mail in session.listed:
                 mail.no_row = True
         if self.client.quit_sent and session is not None and (died or one.disturbs_disk or self.nature.tiny_disk):
