@@ -16,6 +16,8 @@ class Loop:
         self._handlers = {}
         self._timers = []
         self._order = itertools.count()
+        self.longest_gap = 0.0  # seconds for which nothing could be served, since somebody set this to 0
+        self._served = time.monotonic()
 
     def watch(self, fd, handler, events=select.EPOLLIN):
         """Calls handler(events) when the descriptor is ready."""
@@ -50,7 +52,11 @@ class Loop:
         now = time.monotonic()
         if self._timers:
             longest = min(longest, max(0.0, self._timers[0][0] - now))
-        for fd, events in self._poll.poll(longest):
+        self._note_gap(now - self._served)
+        ready = self._poll.poll(longest)
+        self._served = time.monotonic()
+        self._note_gap(self._served - now - longest)
+        for fd, events in ready:
             handler = self._handlers.get(fd)
             if handler is not None:
                 handler(events)
@@ -59,6 +65,9 @@ class Loop:
             timer = heapq.heappop(self._timers)[2]
             if timer:
                 timer.pop()()
+
+    def _note_gap(self, seconds):
+        self.longest_gap = max(self.longest_gap, seconds)
 
     def close(self):
         self._poll.close()

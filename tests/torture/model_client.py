@@ -64,7 +64,8 @@ class Client:
         self.over = False
         self.greeted = self.logged_in = self.listed = False
         self.quit_sent = self.done_answer = self.saw_end = False
-        self.gone_early = False  # left before the mailbox was listed
+        self.gone_early = False  # left before a byte of the answer to STAT or LIST came
+        self._heard = False  # something came since the last command
         self.gave_up = False
         self.delivered = []  # (number, bytes) of each whole message, in order
         self.deleted = []  # numbers
@@ -99,6 +100,7 @@ class Client:
     # -- the wire ----------------------------------------------------------------------------
     def received(self, data):
         self.buffer += data
+        self._heard = True
         if self._armed is not None:
             self._armed[1] -= len(data)
             if self._armed[1] <= 0:
@@ -118,7 +120,7 @@ class Client:
     def _finish(self):
         if not self.over:
             self.over = True
-            self.gone_early = self.logged_in and not self.listed and not self.saw_end
+            self.gone_early = self.logged_in and not self.listed and not self._heard and not self.saw_end
         if self._patience_timer:
             self._patience_timer.clear()
         self.wire.drop()
@@ -197,6 +199,7 @@ class Client:
                 self._armed = [fault, fault.where]
         if word == "QUIT":
             self.quit_sent = True
+        self._heard = False
         self.wire.send(line.encode("latin-1") + b"\r\n")
         for fault in faults:
             if fault.moment == "after":

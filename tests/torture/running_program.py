@@ -123,6 +123,18 @@ class RunningProgram:
                     return int(line.split()[1]) * 1024
         return 0
 
+    def is_kept_waiting(self):
+        """True when it would run if the machine let it: it is none that waits for something."""
+        for _ in range(5):
+            try:
+                with open(f"/proc/{self.process.pid}/stat", encoding="latin-1") as file:
+                    if file.read().rpartition(")")[2].split()[0] in "RD":
+                        return True
+            except (OSError, AttributeError):
+                return False
+            time.sleep(0.005)
+        return False
+
     def command(self, *arguments):
         """Runs another quillbeaker-cli on the same directory; (exit code, output)."""
         done = subprocess.run([self.executable, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,

@@ -39,7 +39,10 @@ class Snapshot:
                 if not entry.is_file(follow_symlinks=False) or entry.name.endswith((".lock", ".log")):
                     continue
                 name = os.path.join(folder, entry.name)
-                status = entry.stat(follow_symlinks=False)
+                try:
+                    status = entry.stat(follow_symlinks=False)
+                except FileNotFoundError:
+                    continue  # the program works while we look
                 state = (status.st_ino, status.st_size, status.st_mtime_ns)
                 old = former_files.get(name)
                 # A file that changed a moment ago may change again within one tick of the clock.
