@@ -30,191 +30,229 @@ milliseconds Until(Clock::time_point moment, Clock::time_point now) {
   return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(moment - now));
 }
 
-class TlsConnection : public Connection {
+// What an engine says and hears, over the plain connection.
+class Wire : public TlsWire {
  public:
-  TlsConnection(std::shared_ptr<Connection> plain, std::unique_ptr<TlsEngine> engine)
-      : plain_(std::move(plain)), engine_(std::move(engine)) {}
+  Wire(std::shared_ptr<Connection> plain, TlsClock now) : plain_(std::move(plain)), now_(std::move(now)) {}
 
-  IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
-    if (capacity == 0 || failed_) return {IoStatus::kFailed, 0};
-    const Clock::time_point deadline = Clock::now() + std::clamp(wait, milliseconds(0), kLongestWait);
-    std::array<char, kTlsRecord> received;
-    bool asked = false;
-    for (;;) {
-      std::size_t count = 0;
-      switch (engine_->Read(buffer, capacity, count)) {
-        case TlsStep::kDone:
-          return {IoStatus::kOk, count};
-        case TlsStep::kClosed:
-          return {IoStatus::kClosed, 0};
-        case TlsStep::kFailed:
-          if (finished_) return WaitForTheEnd(deadline);
-          return Fail();
-        case TlsStep::kNeedsBytes:
-          break;
-      }
-      // A server may send what holds no text for as long as it likes.
-      if (asked && Clock::now() >= deadline) return {IoStatus::kTimedOut, 0};
-      asked = true;
-      if (const IoResult sent = Flush(Until(deadline, Clock::now())); sent.status != IoStatus::kOk) {
-        return {sent.status, 0};
-      }
-      const IoResult result =
-          plain_->Receive(received.data(), received.size(), Until(deadline, Clock::now()));
-      if (result.status == IoStatus::kTimedOut) return {IoStatus::kTimedOut, 0};
-      // A stream that ends without a word of TLS may have been cut by anybody.
-      if (result.status != IoStatus::kOk) return Fail();
-      engine_->TakeReceived({received.data(), result.bytes});
+  Connection& plain() { return *plain_; }
+
+  // From now on a receive waits until then. There is one in any case.
+  void WaitUntil(Clock::time_point deadline) {
+    deadline_ = deadline;
+    asked_ = false;
+    open_ = true;
+  }
+  // From now on there is only what has come already.
+  void ReceiveNoMore() { open_ = false; }
+  // The stream is over, in order or not.
+  bool ended() const { return ended_; }
+
+  IoResult Receive(char* buffer, std::size_t capacity) override {
+    // A server may send what makes no record for as long as it likes.
+    if (!open_ || (asked_ && now_() >= deadline_)) return {IoStatus::kTimedOut, 0};
+    asked_ = true;
+    IoResult result = Flush(Until(deadline_, now_()));
+    if (result.status == IoStatus::kOk) {
+      result = plain_->Receive(buffer, capacity, Until(deadline_, now_()));
     }
+    ended_ = result.status == IoStatus::kClosed || result.status == IoStatus::kFailed;
+    return result;
   }
 
-  IoResult Send(std::string_view bytes, milliseconds wait) override {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-      if (failed_) return {IoStatus::kFailed, sent};
-      if (const IoResult flushed = Flush(wait); flushed.status != IoStatus::kOk)
-        return {flushed.status, sent};
-      const std::string_view next = bytes.substr(sent, kTlsRecord);
-      if (!engine_->Write(next)) return {Fail().status, sent};
-      sent += next.size();
-    }
-    return {Flush(wait).status, sent};
-  }
+  void Send(std::string_view bytes) override { unsent_ += bytes; }
 
-  void FinishSending() override {
-    // The end of TLS's stream; TCP's stays open for what the server has to answer.
-    if (failed_) return;
-    engine_->CloseSending();
-    finished_ = true;
-    Flush(milliseconds(0));
-  }
-
-  bool PeerHasGone() override { return plain_->PeerHasGone(); }
-
-  // The farewell could only be sent by the thread that uses the engine.
-  void Abort(std::string_view) override { plain_->Abort({}); }
-
- private:
-  // Deliberate: not every library decrypts any more once it has said its farewell. What the server still says
-  // is of no use then, but it is the server that has to close: a reset may cost what it was told last.
-  IoResult WaitForTheEnd(Clock::time_point deadline) {
-    std::array<char, kTlsRecord> dropped;
-    IoResult result{IoStatus::kOk, 0};
-    while (result.status == IoStatus::kOk) {
-      result = plain_->Receive(dropped.data(), dropped.size(), Until(deadline, Clock::now()));
-    }
-    if (result.status != IoStatus::kTimedOut) failed_ = true;
-    return {result.status, 0};
-  }
-
-  IoResult Fail() {
-    failed_ = true;
-    return {IoStatus::kFailed, 0};
-  }
-
-  // Sends what the engine has made. What does not go out in time is kept for the next call.
+  // Sends what was gathered. What does not go out in time is kept for the next call.
   IoResult Flush(milliseconds wait) {
-    unsent_ += engine_->TakeOutgoing();
     if (unsent_.empty()) return {IoStatus::kOk, 0};
     const IoResult result = plain_->Send(unsent_, wait);
     unsent_.erase(0, result.bytes);
     return result;
   }
 
-  std::shared_ptr<Connection> plain_;
-  std::unique_ptr<TlsEngine> engine_;
+ private:
+  const std::shared_ptr<Connection> plain_;
+  const TlsClock now_;
   std::string unsent_;
-  bool finished_ = false;  // nothing more is sent
-  bool failed_ = false;    // an engine that failed once is not asked again
+  Clock::time_point deadline_;
+  bool asked_ = false;
+  bool open_ = false;
+  bool ended_ = false;
+};
+
+class TlsConnection : public Connection {
+ public:
+  TlsConnection(std::shared_ptr<Connection> plain, std::unique_ptr<TlsEngine> engine, TlsLegacy legacy)
+      : wire_(std::move(plain), [] { return Clock::now(); }),
+        engine_(std::move(engine)),
+        legacy_(std::move(legacy)) {}
+  TlsConnection(const TlsConnection&) = delete;
+  TlsConnection& operator=(const TlsConnection&) = delete;
+  // What went wrong with this connection may lie in its session.
+  ~TlsConnection() override {
+    if (legacy_.sessions != nullptr && !spoiled_) {
+      legacy_.sessions->Keep(legacy_.claim, engine_->TakeSession(), legacy_.resumed);
+    }
+  }
+
+  IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
+    if (capacity == 0 || over_) return {IoStatus::kFailed, 0};
+    const Clock::time_point deadline = Clock::now() + std::clamp(wait, milliseconds(0), kLongestWait);
+    wire_.WaitUntil(deadline);
+    std::size_t filled = 0;
+    TlsStep step = std::exchange(met_, TlsStep::kDone);
+    while (step == TlsStep::kDone && filled < capacity) {
+      std::size_t count = 0;
+      step = engine_->Read(wire_, buffer + filled, capacity - filled, count);
+      filled += count;
+      if (step == TlsStep::kDone) wire_.ReceiveNoMore();
+    }
+    if (filled > 0) {
+      if (step != TlsStep::kNeedsBytes) met_ = step;
+      return {IoStatus::kOk, filled};
+    }
+    if (step == TlsStep::kClosed) {
+      met_ = step;
+      return {IoStatus::kClosed, 0};
+    }
+    if (step == TlsStep::kNeedsBytes && !wire_.ended()) return {IoStatus::kTimedOut, 0};
+    // A stream that ends without a word of TLS may have been cut by anybody.
+    return finished_ ? WaitForTheEnd(deadline) : Fail();
+  }
+
+  IoResult Send(std::string_view bytes, milliseconds wait) override {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+      if (over_) return {IoStatus::kFailed, sent};
+      if (const IoResult flushed = wire_.Flush(wait); flushed.status != IoStatus::kOk)
+        return {flushed.status, sent};
+      const std::string_view next = bytes.substr(sent, kTlsRecord);
+      if (!engine_->Write(wire_, next)) return {Fail().status, sent};
+      sent += next.size();
+    }
+    return {wire_.Flush(wait).status, sent};
+  }
+
+  void FinishSending() override {
+    // The end of TLS's stream; TCP's stays open for what the server has to answer.
+    if (over_) return;
+    engine_->CloseSending(wire_);
+    finished_ = true;
+    wire_.Flush(milliseconds(0));
+  }
+
+  bool PeerHasGone() override { return wire_.plain().PeerHasGone(); }
+
+  // The farewell could only be sent by the thread that uses the engine.
+  void Abort(std::string_view) override { wire_.plain().Abort({}); }
+
+ private:
+  // Deliberate: not every library decrypts any more once it has said its farewell. What the server still says
+  // is of no use then, but it is the server that has to close: a reset may cost what it was told last.
+  IoResult WaitForTheEnd(Clock::time_point deadline) {
+    met_ = TlsStep::kFailed;  // the engine is not asked again
+    std::array<char, kTlsRecord> dropped;
+    IoResult result{IoStatus::kOk, 0};
+    while (result.status == IoStatus::kOk) {
+      result = wire_.plain().Receive(dropped.data(), dropped.size(), Until(deadline, Clock::now()));
+    }
+    if (result.status != IoStatus::kTimedOut) over_ = true;
+    return {result.status, 0};
+  }
+
+  IoResult Fail() {
+    over_ = true;
+    spoiled_ = true;
+    return {IoStatus::kFailed, 0};
+  }
+
+  Wire wire_;
+  const std::unique_ptr<TlsEngine> engine_;
+  const TlsLegacy legacy_;
+  TlsStep met_ = TlsStep::kDone;  // behind text that was given first: an end, which the engine tells once
+  bool finished_ = false;         // nothing more is sent
+  bool over_ = false;             // nothing more is received either
+  bool spoiled_ = false;          // it broke before we were finished
 };
 
 // Shakes hands. A server that sends a little now and then is watched all the same: `on_wait` is asked by the
 // clock.
-TlsResult ShakeHands(Connection& plain, TlsEngine& engine, milliseconds period,
-                     const std::function<bool()>& on_wait, const TlsClock& now) {
-  std::array<char, kTlsRecord> received;
-  Clock::time_point next_question = now() + period;
-  std::string outgoing;
+TlsResult ShakeHands(Wire& wire, TlsEngine& engine, milliseconds period, const std::function<bool()>& on_wait,
+                     const TlsClock& now) {
+  TlsStep step = TlsStep::kNeedsBytes;
   for (;;) {
-    const TlsStep step = engine.ShakeHands();
-    outgoing += engine.TakeOutgoing();  // an alert, too
-    IoResult moved{IoStatus::kOk, 0};
-    if (!outgoing.empty()) {
-      moved = plain.Send(outgoing, Until(next_question, now()));
-      outgoing.erase(0, std::min(moved.bytes, outgoing.size()));
+    const Clock::time_point next_question = now() + period;
+    wire.WaitUntil(next_question);
+    if (step == TlsStep::kNeedsBytes) step = engine.ShakeHands(wire);
+    const bool failed = step == TlsStep::kFailed || step == TlsStep::kClosed;
+    std::string reason = failed && !wire.ended() ? engine.Failure() : "the server closed the connection";
+    const IoStatus sent = wire.Flush(Until(next_question, now())).status;  // an alert, too
+    if (failed || wire.ended() || sent == IoStatus::kFailed) {
+      return WithStatus(TlsStatus::kHandshakeFailed, std::move(reason));
     }
-    if (step == TlsStep::kFailed || step == TlsStep::kClosed) {
-      return WithStatus(TlsStatus::kHandshakeFailed, engine.Failure());
-    }
-    if (step == TlsStep::kDone && outgoing.empty()) {
-      return WithStatus(TlsStatus::kEstablished);
-    }
-    if (moved.status == IoStatus::kOk && step == TlsStep::kNeedsBytes) {
-      moved = plain.Receive(received.data(), received.size(), Until(next_question, now()));
-      if (moved.status == IoStatus::kOk) {
-        engine.TakeReceived({received.data(), moved.bytes});
-      }
-    }
-    if (moved.status == IoStatus::kClosed || moved.status == IoStatus::kFailed) {
-      return WithStatus(TlsStatus::kHandshakeFailed, "the server closed the connection");
-    }
-    if (now() >= next_question) {
-      if (!on_wait()) {
-        return WithStatus(TlsStatus::kAborted, "no answer");
-      }
-      next_question = now() + period;
-    }
+    if (step == TlsStep::kDone && sent == IoStatus::kOk) return WithStatus(TlsStatus::kEstablished);
+    if (now() >= next_question && !on_wait()) return WithStatus(TlsStatus::kAborted, "no answer");
   }
 }
 
 // Nothing of ours has been sent yet when this is asked.
 void Judge(TlsVerdict verdict, const std::string& pinned_fingerprint, TlsResult& result) {
+  const bool accepted = IsAccepted(verdict, pinned_fingerprint);
   result.certificate = std::move(verdict.certificate);
   if (verdict.aborted) {
     result.status = TlsStatus::kAborted;
     result.reason = "no answer";
-    return;
-  }
-  if (!result.certificate) {
+  } else if (!result.certificate) {
     result.status = TlsStatus::kRejected;
     result.reason = "the server has no certificate";
-    return;
+  } else if (accepted) {
+    result.pinned = !verdict.fault.empty();
+  } else {
+    result.status = TlsStatus::kRejected;
+    result.reason = std::move(verdict.fault);
   }
-  if (verdict.fault.empty()) {
-    return;
-  }
-  if (!pinned_fingerprint.empty() && pinned_fingerprint == result.certificate->fingerprint) {
-    result.pinned = true;
-    return;
-  }
-  result.status = TlsStatus::kRejected;
-  result.reason = std::move(verdict.fault);
 }
 
 }  // namespace
 
+bool IsAccepted(const TlsVerdict& verdict, const std::string& pinned_fingerprint) {
+  if (verdict.aborted || !verdict.certificate) return false;
+  return verdict.fault.empty() ||
+         (!pinned_fingerprint.empty() && pinned_fingerprint == verdict.certificate->fingerprint);
+}
+
 TlsResult SecureWithEngine(std::shared_ptr<Connection> plain, std::unique_ptr<TlsEngine> engine,
                            const std::string& pinned_fingerprint, milliseconds period,
-                           const std::function<bool()>& on_wait, const TlsClock& now) {
+                           const std::function<bool()>& on_wait, const TlsClock& now, TlsLegacy legacy) {
   period = std::clamp(period, milliseconds(1), kLongestWait);
-  TlsResult result = ShakeHands(*plain, *engine, period, on_wait, now);
+  Wire wire(plain, now);
+  TlsResult result = ShakeHands(wire, *engine, period, on_wait, now);
   if (result.status == TlsStatus::kEstablished) {
     Judge(engine->CheckCertificate(period, on_wait), pinned_fingerprint, result);
   }
   if (result.status == TlsStatus::kEstablished) {
-    result.connection = std::make_shared<TlsConnection>(std::move(plain), std::move(engine));
+    result.resumed = legacy.resumed = engine->IsResumed();
+    result.connection =
+        std::make_shared<TlsConnection>(std::move(plain), std::move(engine), std::move(legacy));
   }
   return result;
 }
 
 TlsResult SecureConnection(std::shared_ptr<Connection> plain, const TlsOptions& options, milliseconds period,
                            const std::function<bool()>& on_wait) {
-  std::unique_ptr<TlsEngine> engine = MakeTlsEngine(options);
+  TlsLegacy legacy{options.sessions, {}, false};
+  std::unique_ptr<TlsSession> session;
+  if (options.sessions != nullptr) {
+    legacy.claim = options.sessions->Take({options.server, options.host, options.pinned_fingerprint});
+    session = std::move(legacy.claim.session);
+  }
+  std::unique_ptr<TlsEngine> engine = MakeTlsEngine(options, std::move(session));
   if (engine == nullptr) {
     return WithStatus(TlsStatus::kHandshakeFailed, "the system's TLS cannot be set up");
   }
-  return SecureWithEngine(std::move(plain), std::move(engine), options.pinned_fingerprint, period, on_wait,
-                          [] { return Clock::now(); });
+  return SecureWithEngine(
+      std::move(plain), std::move(engine), options.pinned_fingerprint, period, on_wait,
+      [] { return Clock::now(); }, std::move(legacy));
 }
 
 }  // namespace quillbeaker

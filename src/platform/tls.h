@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "platform/connection.h"
+#include "platform/tls_sessions.h"
 
 namespace quillbeaker {
 
@@ -39,6 +40,7 @@ struct TlsResult {
   std::string reason;                          // why not, one line for a log and a person
   std::optional<CertificateInfo> certificate;  // of the server, as soon as it was seen
   bool pinned = false;                         // accepted only because it is the pinned one
+  bool resumed = false;                        // the certificate is that of an earlier connection
 };
 
 struct TlsOptions {
@@ -48,11 +50,21 @@ struct TlsOptions {
   // Fingerprint of a certificate that is accepted whatever is wrong with it; empty when there is none. A
   // chain that checks out is accepted beside it.
   std::string pinned_fingerprint;
+  // Where sessions are taken from and kept; null resumes nothing. Shared, since the connection keeps its
+  // session when it is closed, whoever closes it.
+  std::shared_ptr<TlsSessions> sessions = nullptr;
+  std::string server = {};  // "host:port", which tells the servers of one name apart; only for `sessions`
 };
 
 // Shakes hands over `plain`, which must not be used by anybody else from now on, its Abort aside. `on_wait`
 // is called whenever `period` has passed without an answer and says whether to go on. Aborting the secured
 // connection shuts the socket down and sends nothing. Any thread, one at a time.
+//
+// A kept session is offered only while its certificate's dates and name, or the pin, would be accepted today.
+// A server that does not resume it shakes hands in full. The whole certificate is judged either way.
+//
+// Each Receive of the secured connection gives as much text as has come and fits; all that one Send is given
+// goes out in as few records as can hold it.
 TlsResult SecureConnection(std::shared_ptr<Connection> plain, const TlsOptions& options,
                            std::chrono::milliseconds period, const std::function<bool()>& on_wait);
 

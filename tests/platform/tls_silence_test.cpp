@@ -31,16 +31,20 @@ class ChattyConnection : public Connection {
 // Shakes hands at once; then finds no text in whatever comes.
 class TextlessEngine : public TlsEngine {
  public:
-  TlsStep ShakeHands() override { return TlsStep::kDone; }
-  TlsStep Read(char*, std::size_t, std::size_t&) override { return TlsStep::kNeedsBytes; }
-  bool Write(std::string_view) override { return true; }
-  void CloseSending() override {}
-  void TakeReceived(std::string_view) override {}
-  std::string TakeOutgoing() override { return {}; }
+  TlsStep ShakeHands(TlsWire&) override { return TlsStep::kDone; }
+  TlsStep Read(TlsWire& wire, char* buffer, std::size_t capacity, std::size_t&) override {
+    while (wire.Receive(buffer, capacity).status == IoStatus::kOk) {
+    }
+    return TlsStep::kNeedsBytes;
+  }
+  bool Write(TlsWire&, std::string_view) override { return true; }
+  void CloseSending(TlsWire&) override {}
   std::string Failure() override { return {}; }
   TlsVerdict CheckCertificate(milliseconds, const std::function<bool()>&) override {
     return {CertificateInfo{}, {}, false};
   }
+  bool IsResumed() const override { return false; }
+  std::unique_ptr<TlsSession> TakeSession() override { return nullptr; }
 };
 
 TEST(TlsSilenceTest, BytesWithoutTextDoNotOutliveTheWait) {

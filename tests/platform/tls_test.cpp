@@ -30,16 +30,20 @@ struct World {
   std::string sent;
   std::vector<std::string> aborts;
   bool takes_nothing = false;
+  int receives = 0;
+  int sends = 0;
 
   TlsVerdict verdict{CertificateInfo{"CN=a", "CN=b", "2026-01-01", "2026-02-01", "12ab"}, {}, false};
   int asked = 0;
   int patience = 1'000'000;  // waits until the person gives up
+  bool resumed = false;
 };
 
 class FakeConnection : public Connection {
  public:
   explicit FakeConnection(World& world) : world_(world) {}
   IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
+    ++world_.receives;
     if (world_.from_server.empty() && world_.when_empty != IoStatus::kTimedOut) return {world_.when_empty, 0};
     if (world_.from_server.empty() || world_.per_receive > wait) {
       world_.per_receive -= std::min(wait, world_.per_receive);
@@ -58,6 +62,7 @@ class FakeConnection : public Connection {
       world_.now += wait;
       return {IoStatus::kTimedOut, 0};
     }
+    ++world_.sends;
     world_.sent += bytes;
     return {IoStatus::kOk, bytes.size()};
   }
@@ -69,60 +74,81 @@ class FakeConnection : public Connection {
   World& world_;
 };
 
-// Shakes hands for as long as no "!" has come; "?" makes it fail. Text is only put into brackets; "$" ends
-// it.
+class FakeSession : public TlsSession {};
+
+// Shakes hands for as long as no "!" has come; "?" makes it fail. A line is a record, in which nothing is
+// changed; "$" ends them. What is written is only put into brackets.
 class FakeEngine : public TlsEngine {
  public:
   explicit FakeEngine(World& world) : world_(world) {}
-  TlsStep ShakeHands() override {
-    if (!greeted_) outgoing_ += "hello ";
+  TlsStep ShakeHands(TlsWire& wire) override {
+    if (!greeted_) wire.Send("hello ");
     greeted_ = true;
-    if (received_.find('?') != std::string::npos) {
-      outgoing_ += "alert ";
-      return TlsStep::kFailed;
+    for (;;) {
+      if (received_.find('?') != std::string::npos) {
+        wire.Send("alert ");
+        return TlsStep::kFailed;
+      }
+      if (const std::size_t end = received_.find('!'); end != std::string::npos) {
+        received_.erase(0, end + 1);
+        wire.Send("finished ");
+        return TlsStep::kDone;
+      }
+      if (const TlsStep step = Fill(wire); step != TlsStep::kDone) return step;
     }
-    const std::size_t end = received_.find('!');
-    if (end == std::string::npos) return TlsStep::kNeedsBytes;
-    received_.erase(0, end + 1);
-    outgoing_ += "finished ";
-    return TlsStep::kDone;
   }
-  TlsStep Read(char* buffer, std::size_t capacity, std::size_t& count) override {
-    if (received_.empty()) return TlsStep::kNeedsBytes;
-    if (received_[0] == '$') return TlsStep::kClosed;
-    if (received_[0] == '?') {
-      received_.clear();
-      return TlsStep::kFailed;
+  TlsStep Read(TlsWire& wire, char* buffer, std::size_t capacity, std::size_t& count) override {
+    EXPECT_FALSE(failed_) << "an engine that failed is asked again";
+    while (received_.find_first_of("\n$?") == std::string::npos) {
+      if (const TlsStep step = Fill(wire); step != TlsStep::kDone) return Note(step);
     }
-    count = std::min(capacity, received_.size());
+    if (received_[0] == '$') return TlsStep::kClosed;
+    if (received_[0] == '?') return Note(TlsStep::kFailed);
+    count = std::min({capacity, received_.size(), received_.find('\n') + 1});
     std::memcpy(buffer, received_.data(), count);
     received_.erase(0, count);
     return TlsStep::kDone;
   }
-  bool Write(std::string_view bytes) override {
+  bool Write(TlsWire& wire, std::string_view bytes) override {
     EXPECT_LE(bytes.size(), kTlsRecord);
-    outgoing_ += "[" + std::string(bytes) + "]";
+    wire.Send("[");
+    wire.Send(bytes);
+    wire.Send("]");
     return true;
   }
-  void CloseSending() override { outgoing_ += "bye"; }
-  void TakeReceived(std::string_view bytes) override { received_ += bytes; }
-  std::string TakeOutgoing() override { return std::exchange(outgoing_, {}); }
+  void CloseSending(TlsWire& wire) override { wire.Send("bye"); }
   std::string Failure() override { return "why"; }
   TlsVerdict CheckCertificate(milliseconds, const std::function<bool()>&) override { return world_.verdict; }
+  bool IsResumed() const override { return world_.resumed; }
+  std::unique_ptr<TlsSession> TakeSession() override { return std::make_unique<FakeSession>(); }
 
  private:
+  TlsStep Fill(TlsWire& wire) {
+    char bytes[1000];
+    const IoResult result = wire.Receive(bytes, sizeof bytes);
+    if (result.status == IoStatus::kTimedOut) return TlsStep::kNeedsBytes;
+    if (result.status != IoStatus::kOk) return TlsStep::kFailed;
+    received_.append(bytes, result.bytes);
+    return TlsStep::kDone;
+  }
+  TlsStep Note(TlsStep step) {
+    failed_ = step == TlsStep::kFailed;
+    return step;
+  }
+
   World& world_;
   bool greeted_ = false;
+  bool failed_ = false;
   std::string received_;
-  std::string outgoing_;
 };
 
 class SecureWithEngineTest : public ::testing::Test {
  protected:
-  TlsResult Secure(const std::string& pinned = {}) {
+  TlsResult Secure(const std::string& pinned = {}, TlsLegacy legacy = {}) {
     return SecureWithEngine(
         std::make_shared<FakeConnection>(world_), std::make_unique<FakeEngine>(world_), pinned, 250ms,
-        [this] { return ++world_.asked < world_.patience; }, [this] { return world_.now; });
+        [this] { return ++world_.asked < world_.patience; }, [this] { return world_.now; },
+        std::move(legacy));
   }
   std::shared_ptr<Connection> Established() {
     world_.from_server = {"!"};
@@ -247,6 +273,55 @@ TEST_F(SecureWithEngineTest, CutsWhatIsLongerThanARecord) {
   EXPECT_EQ(std::count(world_.sent.begin(), world_.sent.end(), '['), 4);
 }
 
+TEST_F(SecureWithEngineTest, SendsCommandsThatCameTogetherInOneRecordAndOneCall) {
+  const auto connection = Established();
+  ASSERT_NE(connection, nullptr);
+  world_.sends = 0;
+  std::string window;
+  for (int number = 1; number <= 16; ++number) window += "RETR " + std::to_string(number) + "\r\n";
+  EXPECT_EQ(connection->Send(window, 1s).bytes, window.size());
+  EXPECT_EQ(world_.sent, "[" + window + "]");
+  EXPECT_EQ(world_.sends, 1);
+}
+
+TEST_F(SecureWithEngineTest, GivesAllRecordsThatCameTogether) {
+  const auto connection = Established();
+  ASSERT_NE(connection, nullptr);
+  world_.from_server = {"one\ntwo\nthr", "ee\n"};
+  world_.receives = 0;
+  char buffer[100];
+  IoResult result = connection->Receive(buffer, sizeof buffer, 1s);
+  EXPECT_EQ(std::string(buffer, result.bytes), "one\ntwo\n");
+  EXPECT_EQ(world_.receives, 1) << "it waited for the rest of a record although it had text";
+  result = connection->Receive(buffer, sizeof buffer, 1s);
+  EXPECT_EQ(std::string(buffer, result.bytes), "three\n");
+}
+
+TEST_F(SecureWithEngineTest, KeepsRecordsThatDoNotFitForTheNextCall) {
+  const auto connection = Established();
+  ASSERT_NE(connection, nullptr);
+  world_.from_server = {"one\ntwo\n"};
+  char buffer[6];
+  IoResult result = connection->Receive(buffer, sizeof buffer, 1s);
+  EXPECT_EQ(std::string(buffer, result.bytes), "one\ntw");
+  world_.receives = 0;
+  result = connection->Receive(buffer, sizeof buffer, 1s);
+  EXPECT_EQ(std::string(buffer, result.bytes), "o\n");
+  EXPECT_EQ(world_.receives, 0);
+}
+
+TEST_F(SecureWithEngineTest, TellsTheEndAfterTheTextBeforeIt) {
+  char buffer[10];
+  for (const auto& [end, status] : {std::pair{"$", IoStatus::kClosed}, std::pair{"?", IoStatus::kFailed}}) {
+    const auto connection = Established();
+    ASSERT_NE(connection, nullptr);
+    world_.from_server = {std::string("text\n") + end};
+    EXPECT_EQ(connection->Receive(buffer, sizeof buffer, 1s).bytes, 5u);
+    EXPECT_EQ(connection->Receive(buffer, sizeof buffer, 1s).status, status);
+    EXPECT_EQ(connection->Receive(buffer, sizeof buffer, 1s).status, status);
+  }
+}
+
 TEST_F(SecureWithEngineTest, KeepsWhatTheServerDoesNotTakeForTheNextCall) {
   const auto connection = Established();
   ASSERT_NE(connection, nullptr);
@@ -310,12 +385,93 @@ TEST_F(SecureWithEngineTest, WaitsForTheServersEndThoughTheEngineIsThrough) {
   EXPECT_EQ(connection->Receive(buffer, 10, 1s).status, IoStatus::kFailed);
 }
 
+TEST_F(SecureWithEngineTest, WaitsForTheServersEndAfterItsLastWords) {
+  const auto connection = Established();
+  ASSERT_NE(connection, nullptr);
+  connection->FinishSending();
+  world_.from_server = {"+OK bye\n"};
+  world_.when_empty = IoStatus::kClosed;
+  char buffer[10];
+  EXPECT_EQ(connection->Receive(buffer, 10, 1s).bytes, 8u);
+  EXPECT_EQ(connection->Receive(buffer, 10, 1s).status, IoStatus::kClosed);
+}
+
 TEST_F(SecureWithEngineTest, AbortSendsNothing) {
   const auto connection = Established();
   ASSERT_NE(connection, nullptr);
   connection->Abort("QUIT\r\n");
   EXPECT_EQ(world_.aborts, std::vector<std::string>({""}));
   EXPECT_EQ(world_.sent, "");
+}
+
+// What a connection leaves for the next one.
+class TlsLegacyTest : public SecureWithEngineTest {
+ protected:
+  static TlsSessionKey Key() { return {"localhost:995", "localhost", ""}; }
+  TlsResult SecureAndKeep() { return Secure({}, {sessions_, sessions_->Take(Key()), false}); }
+
+  std::shared_ptr<TlsSessions> sessions_ = std::make_shared<TlsSessions>();
+};
+
+TEST_F(TlsLegacyTest, KeepsTheSessionWhenTheConnectionIsOver) {
+  world_.from_server = {"!"};
+  TlsResult result = SecureAndKeep();
+  EXPECT_FALSE(result.resumed);
+  EXPECT_EQ(sessions_->size(), 0u);
+  result.connection.reset();
+  EXPECT_EQ(sessions_->size(), 1u);
+  EXPECT_NE(sessions_->Take(Key()).session, nullptr);
+}
+
+TEST_F(TlsLegacyTest, KeepsItHoweverTheServerCloses) {
+  for (const IoStatus end : {IoStatus::kClosed, IoStatus::kFailed}) {
+    world_.from_server = {"!"};
+    TlsResult result = SecureAndKeep();
+    result.connection->FinishSending();
+    world_.when_empty = end;
+    char buffer[10];
+    EXPECT_EQ(result.connection->Receive(buffer, sizeof buffer, 1s).status, end);
+    result.connection.reset();
+    EXPECT_NE(sessions_->Take(Key()).session, nullptr);
+  }
+}
+
+TEST_F(TlsLegacyTest, KeepsNothingOfAConnectionThatBroke) {
+  world_.from_server = {"!", "?"};
+  TlsResult result = SecureAndKeep();
+  char buffer[10];
+  EXPECT_EQ(result.connection->Receive(buffer, sizeof buffer, 1s).status, IoStatus::kFailed);
+  result.connection.reset();
+  EXPECT_EQ(sessions_->size(), 0u);
+}
+
+TEST_F(TlsLegacyTest, KeepsNothingOfAServerThatIsRefused) {
+  world_.from_server = {"!"};
+  world_.verdict.fault = "expired";
+  EXPECT_EQ(SecureAndKeep().status, TlsStatus::kRejected);
+  EXPECT_EQ(sessions_->size(), 0u);
+}
+
+TEST_F(TlsLegacyTest, KeepsNothingWhenTheUserTrustsOtherwiseMeanwhile) {
+  world_.from_server = {"!"};
+  sessions_->TrustIs("a");
+  TlsResult result = SecureAndKeep();
+  sessions_->TrustIs("b");
+  result.connection.reset();
+  EXPECT_EQ(sessions_->size(), 0u);
+}
+
+TEST_F(TlsLegacyTest, JudgesAResumedSessionAsAnyOther) {
+  world_.from_server = {"!"};
+  world_.resumed = true;
+  world_.verdict.fault = "expired";
+  EXPECT_EQ(SecureAndKeep().status, TlsStatus::kRejected);
+  world_.verdict.fault.clear();
+  world_.from_server = {"!"};
+  const TlsResult result = SecureAndKeep();
+  EXPECT_EQ(result.status, TlsStatus::kEstablished);
+  EXPECT_TRUE(result.resumed);
+  EXPECT_TRUE(result.certificate);
 }
 
 }  // namespace

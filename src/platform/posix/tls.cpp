@@ -1,121 +1,137 @@
 // SPDX-License-Identifier: MIT
-// TLS by OpenSSL, over two memories.
+// TLS by OpenSSL, over a BIO of our own.
 #include "platform/tls.h"
 
 #include <arpa/inet.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <array>
-#include <ctime>
+#include <cstring>
 #include <utility>
 
+#include "platform/posix/certificate_check.h"
 #include "platform/tls_engine.h"
+#include "platform/tls_inbox.h"
 
 namespace quillbeaker {
 namespace {
 
-template <typename T, void (*Free)(T*)>
-struct Deleter {
-  void operator()(T* object) const { Free(object); }
+// Some records at once. The library's own reading ahead moves everything behind a record to the front of its
+// buffer with each record; this moves nothing.
+constexpr std::size_t kInbox = std::size_t{64} * 1024;
+
+using UniqueContext = std::unique_ptr<SSL_CTX, OpenSslDeleter<SSL_CTX, SSL_CTX_free>>;
+using UniqueSsl = std::unique_ptr<SSL, OpenSslDeleter<SSL, SSL_free>>;
+using UniqueSession = std::unique_ptr<SSL_SESSION, OpenSslDeleter<SSL_SESSION, SSL_SESSION_free>>;
+using UniqueBio = std::unique_ptr<BIO, OpenSslDeleter<BIO, BIO_free_all>>;
+using UniqueBioMethod = std::unique_ptr<BIO_METHOD, OpenSslDeleter<BIO_METHOD, BIO_meth_free>>;
+
+class Session : public TlsSession {
+ public:
+  explicit Session(UniqueSession session) : session_(std::move(session)) {}
+  SSL_SESSION* get() const { return session_.get(); }
+
+ private:
+  UniqueSession session_;
 };
-using UniqueContext = std::unique_ptr<SSL_CTX, Deleter<SSL_CTX, SSL_CTX_free>>;
-using UniqueSsl = std::unique_ptr<SSL, Deleter<SSL, SSL_free>>;
-using UniqueCertificate = std::unique_ptr<X509, Deleter<X509, X509_free>>;
-using UniqueMemory = std::unique_ptr<BIO, Deleter<BIO, BIO_free_all>>;
 
-// A name of a certificate on one line: control characters escaped, UTF-8.
-std::string NameText(const X509_NAME* name) {
-  const UniqueMemory memory(BIO_new(BIO_s_mem()));
-  constexpr unsigned long kFlags = XN_FLAG_ONELINE & ~ASN1_STRFLGS_ESC_MSB & ~XN_FLAG_SPC_EQ;
-  if (memory == nullptr || X509_NAME_print_ex(memory.get(), name, 0, kFlags) < 0) return {};
-  const char* text = nullptr;
-  const long size = BIO_get_mem_data(memory.get(), &text);
-  return std::string(text, static_cast<std::size_t>(std::max(size, 0L)));
+// The wire as the library knows streams. It belongs to the call that is under way.
+struct Stream {
+  TlsInbox inbox{kInbox};
+  TlsWire* wire = nullptr;
+
+  static int Read(BIO* bio, char* buffer, std::size_t capacity, std::size_t* count) {
+    BIO_clear_retry_flags(bio);
+    Stream& stream = *static_cast<Stream*>(BIO_get_data(bio));
+    if (stream.inbox.empty()) {
+      const IoStatus status = stream.inbox.Fill(*stream.wire);
+      if (status == IoStatus::kTimedOut) BIO_set_retry_read(bio);
+      if (status != IoStatus::kOk) return 0;
+    }
+    *count = std::min(capacity, stream.inbox.size());
+    std::memcpy(buffer, stream.inbox.data(), *count);
+    stream.inbox.Take(*count);
+    return 1;
+  }
+  static int Write(BIO* bio, const char* bytes, std::size_t size, std::size_t* count) {
+    BIO_clear_retry_flags(bio);
+    static_cast<Stream*>(BIO_get_data(bio))->wire->Send({bytes, size});
+    *count = size;
+    return 1;
+  }
+  static long Control(BIO*, int command, long, void*) { return command == BIO_CTRL_FLUSH ? 1 : 0; }
+};
+
+UniqueBioMethod MakeStreamMethod() {
+  UniqueBioMethod method(BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "wire"));
+  if (method == nullptr || BIO_meth_set_read_ex(method.get(), &Stream::Read) != 1 ||
+      BIO_meth_set_write_ex(method.get(), &Stream::Write) != 1 ||
+      BIO_meth_set_ctrl(method.get(), &Stream::Control) != 1) {
+    return nullptr;
+  }
+  return method;
 }
 
-std::string DateText(const ASN1_TIME* time) {
-  std::tm date{};
-  if (ASN1_TIME_to_tm(time, &date) != 1) return {};
-  std::array<char, 16> text{};
-  return std::string(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d", &date));
-}
-
-std::string FingerprintOf(const X509* certificate) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int size = 0;
-  if (X509_digest(certificate, EVP_sha256(), digest.data(), &size) != 1) return {};
-  return HexDigits({reinterpret_cast<const char*>(digest.data()), size});
-}
-
-CertificateInfo InfoOf(const X509* certificate) {
-  return {NameText(X509_get_subject_name(certificate)), NameText(X509_get_issuer_name(certificate)),
-          DateText(X509_get0_notBefore(certificate)), DateText(X509_get0_notAfter(certificate)),
-          FingerprintOf(certificate)};
+UniqueBio BioOf(Stream& stream) {
+  static const UniqueBioMethod method = MakeStreamMethod();
+  if (method == nullptr) return nullptr;
+  UniqueBio bio(BIO_new(method.get()));
+  if (bio != nullptr) {
+    BIO_set_data(bio.get(), &stream);
+    BIO_set_init(bio.get(), 1);
+  }
+  return bio;
 }
 
 class Engine : public TlsEngine {
  public:
-  // Not made when the library has no memory or no trust store can be set up.
-  explicit Engine(const TlsOptions& options) : context_(SSL_CTX_new(TLS_client_method())) {
-    if (context_ == nullptr || SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION) != 1 ||
-        SSL_CTX_set_default_verify_paths(context_.get()) != 1) {
-      return;
-    }
+  // Not made when the library has no memory, or for a host that no certificate can be for.
+  Engine(const TlsOptions& options, std::unique_ptr<TlsSession> session)
+      : host_(options.host), context_(SSL_CTX_new(TLS_client_method())) {
+    if (context_ == nullptr || SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION) != 1) return;
     SSL_CTX_set_options(context_.get(), SSL_OP_NO_RENEGOTIATION);
-    // The result is looked at after the handshake, before a byte of ours is sent: a certificate that the user
-    // trusts is accepted although it does not check out.
-    SSL_CTX_set_verify(context_.get(), SSL_VERIFY_NONE, &CollectFault);
+    // The certificate is checked after the handshake, before a byte of ours is sent: the same check serves a
+    // resumed session, and one that the user trusts is accepted although it does not check out.
+    SSL_CTX_set_verify(context_.get(), SSL_VERIFY_NONE, nullptr);
+    SSL_CTX_set_cert_verify_callback(
+        context_.get(), [](X509_STORE_CTX*, void*) { return 1; }, nullptr);
     ssl_.reset(SSL_new(context_.get()));
-    UniqueMemory in(BIO_new(BIO_s_mem()));
-    UniqueMemory out(BIO_new(BIO_s_mem()));
-    if (ssl_ == nullptr || in == nullptr || out == nullptr || SSL_set_app_data(ssl_.get(), &faults_) != 1 ||
-        !NameHost(options.host)) {
+    UniqueBio bio = BioOf(stream_);
+    if (ssl_ == nullptr || bio == nullptr || !NameHost()) {
       ssl_.reset();
       return;
     }
-    BIO_set_mem_eof_return(in.get(), -1);
-    in_ = in.get();
-    out_ = out.get();
-    SSL_set_bio(ssl_.get(), in.release(), out.release());
+    SSL_set_bio(ssl_.get(), bio.get(), bio.get());
+    bio.release();
     SSL_set_connect_state(ssl_.get());
+    Offer(std::move(session), options.pinned_fingerprint);
   }
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
   bool is_made() const { return ssl_ != nullptr; }
 
-  TlsStep ShakeHands() override {
-    ERR_clear_error();
+  TlsStep ShakeHands(TlsWire& wire) override {
+    Begin(wire);
     return StepOf(SSL_do_handshake(ssl_.get()));
   }
 
-  TlsStep Read(char* buffer, std::size_t capacity, std::size_t& count) override {
-    ERR_clear_error();
+  TlsStep Read(TlsWire& wire, char* buffer, std::size_t capacity, std::size_t& count) override {
+    Begin(wire);
     return StepOf(SSL_read_ex(ssl_.get(), buffer, capacity, &count));
   }
 
-  bool Write(std::string_view bytes) override {
-    ERR_clear_error();
+  bool Write(TlsWire& wire, std::string_view bytes) override {
+    Begin(wire);
     std::size_t count = 0;
     return SSL_write_ex(ssl_.get(), bytes.data(), bytes.size(), &count) == 1 && count == bytes.size();
   }
 
-  void CloseSending() override { SSL_shutdown(ssl_.get()); }
-
-  void TakeReceived(std::string_view bytes) override {
-    BIO_write(in_, bytes.data(), static_cast<int>(bytes.size()));
-  }
-
-  std::string TakeOutgoing() override {
-    std::string bytes(BIO_ctrl_pending(out_), '\0');
-    if (!bytes.empty()) {
-      const int taken = BIO_read(out_, bytes.data(), static_cast<int>(bytes.size()));
-      bytes.resize(static_cast<std::size_t>(std::max(taken, 0)));
-    }
-    return bytes;
+  void CloseSending(TlsWire& wire) override {
+    Begin(wire);
+    SSL_shutdown(ssl_.get());
   }
 
   std::string Failure() override {
@@ -125,30 +141,45 @@ class Engine : public TlsEngine {
   }
 
   TlsVerdict CheckCertificate(std::chrono::milliseconds, const std::function<bool()>&) override {
-    const UniqueCertificate certificate(SSL_get1_peer_certificate(ssl_.get()));
-    if (certificate == nullptr) return {};
-    TlsVerdict verdict{InfoOf(certificate.get()), faults_, false};
-    const long result = SSL_get_verify_result(ssl_.get());
-    if (verdict.fault.empty() && result != X509_V_OK) {
-      verdict.fault = X509_verify_cert_error_string(result);
-    }
-    return verdict;
+    return Verdict();
+  }
+
+  bool IsResumed() const override { return SSL_session_reused(ssl_.get()) == 1; }
+
+  std::unique_ptr<TlsSession> TakeSession() override {
+    // Else the library forbids to resume the session of a connection that was closed without a farewell. TLS
+    // has not asked for that since version 1.1 (RFC 4346, section 7.2.1).
+    SSL_set_shutdown(ssl_.get(), SSL_get_shutdown(ssl_.get()) | SSL_SENT_SHUTDOWN);
+    UniqueSession session(SSL_get1_session(ssl_.get()));
+    // A ticket of TLS 1.3 is used once: the server sends new ones, from which the library makes new sessions.
+    const bool used_up = session.get() == OfferedSession() && SSL_version(ssl_.get()) >= TLS1_3_VERSION;
+    if (session == nullptr || used_up || SSL_SESSION_is_resumable(session.get()) != 1) return nullptr;
+    return std::make_unique<Session>(std::move(session));
   }
 
  private:
-  // Called for everything that is wrong with the chain. Going on shows what else is wrong; the verdict stays
-  // that of the list.
-  static int CollectFault(int passed, X509_STORE_CTX* store) {
-    if (passed == 1) return 1;
-    const auto* const ssl =
-        static_cast<const SSL*>(X509_STORE_CTX_get_ex_data(store, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    auto* const faults = ssl != nullptr ? static_cast<std::string*>(SSL_get_app_data(ssl)) : nullptr;
-    if (faults == nullptr) return 0;
-    const std::string fault = X509_verify_cert_error_string(X509_STORE_CTX_get_error(store));
-    if (faults->find(fault) == std::string::npos) {
-      *faults += (faults->empty() ? "" : ", ") + fault;
-    }
-    return 1;
+  void Begin(TlsWire& wire) {
+    stream_.wire = &wire;
+    ERR_clear_error();
+  }
+
+  // Of the server, or, before the handshake, of the session that is to be offered.
+  TlsVerdict Verdict() const {
+    return CheckServerCertificate(SSL_get0_peer_certificate(ssl_.get()), SSL_get_peer_cert_chain(ssl_.get()),
+                                  host_, SSL_get_security_level(ssl_.get()));
+  }
+
+  void Offer(std::unique_ptr<TlsSession> session, const std::string& pinned_fingerprint) {
+    if (session == nullptr) return;
+    offered_ = std::move(session);
+    if (SSL_set_session(ssl_.get(), OfferedSession()) == 1 && IsAccepted(Verdict(), pinned_fingerprint))
+      return;
+    SSL_set_session(ssl_.get(), nullptr);
+    offered_.reset();
+  }
+
+  SSL_SESSION* OfferedSession() const {
+    return offered_ != nullptr ? static_cast<const Session&>(*offered_).get() : nullptr;
   }
 
   TlsStep StepOf(int result) const {
@@ -163,32 +194,23 @@ class Engine : public TlsEngine {
     }
   }
 
-  bool NameHost(const std::string& host) {
-    X509_VERIFY_PARAM* const parameters = SSL_get0_param(ssl_.get());
-    X509_VERIFY_PARAM_set_hostflags(
-        parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
-    if (const auto address = AddressBytes(host)) {
-      return X509_VERIFY_PARAM_set1_ip(parameters, reinterpret_cast<const unsigned char*>(address->data()),
-                                       address->size()) == 1;
-    }
-    const std::string name = host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
-    // A name that begins with a dot would be taken for any name below it.
-    return !name.empty() && name.front() != '.' &&
-           X509_VERIFY_PARAM_set1_host(parameters, name.c_str(), name.size()) == 1 &&
-           SSL_set_tlsext_host_name(ssl_.get(), name.c_str()) == 1;
+  bool NameHost() {
+    if (AddressBytes(host_)) return true;
+    const std::string name = host_.ends_with('.') ? host_.substr(0, host_.size() - 1) : host_;
+    return !name.empty() && name.front() != '.' && SSL_set_tlsext_host_name(ssl_.get(), name.c_str()) == 1;
   }
 
+  const std::string host_;
+  Stream stream_;
   UniqueContext context_;
-  std::string faults_;  // of the certificate, separated by commas
   UniqueSsl ssl_;
-  BIO* in_ = nullptr;   // owned by ssl_
-  BIO* out_ = nullptr;  // owned by ssl_
+  std::unique_ptr<TlsSession> offered_;
 };
 
 }  // namespace
 
-std::unique_ptr<TlsEngine> MakeTlsEngine(const TlsOptions& options) {
-  auto engine = std::make_unique<Engine>(options);
+std::unique_ptr<TlsEngine> MakeTlsEngine(const TlsOptions& options, std::unique_ptr<TlsSession> session) {
+  auto engine = std::make_unique<Engine>(options, std::move(session));
   return engine->is_made() ? std::move(engine) : nullptr;
 }
 

@@ -80,6 +80,11 @@ std::string WithNumber(const char* words, DWORD number) {
   return text.data();
 }
 
+std::string DateFaultOf(const CERT_CONTEXT& certificate) {
+  return CertVerifyTimeValidity(nullptr, certificate.pCertInfo) < 0 ? "certificate is not yet valid"
+                                                                    : "certificate has expired";
+}
+
 // The same words as on other systems, as far as there are such.
 std::string FaultOf(DWORD error, const CERT_CONTEXT& certificate, const CERT_CHAIN_CONTEXT& chain) {
   switch (static_cast<HRESULT>(error)) {
@@ -90,8 +95,7 @@ std::string FaultOf(DWORD error, const CERT_CONTEXT& certificate, const CERT_CHA
     case CERT_E_CHAINING:
       return "unable to get local issuer certificate";
     case CERT_E_EXPIRED:
-      return CertVerifyTimeValidity(nullptr, certificate.pCertInfo) < 0 ? "certificate is not yet valid"
-                                                                        : "certificate has expired";
+      return DateFaultOf(certificate);
     case CERT_E_WRONG_USAGE:
       return "unsuitable certificate purpose";
     case CERT_E_REVOKED:
@@ -112,6 +116,11 @@ bool IsForHost(const CERT_CONTEXT& certificate, const std::string& host) {
   const CERT_EXTENSION* const names = CertFindExtension(
       szOID_SUBJECT_ALT_NAME2, certificate.pCertInfo->cExtension, certificate.pCertInfo->rgExtension);
   return names != nullptr && NamesHost(BytesOf(names->Value), host);
+}
+
+void AddNameFault(std::string& faults, const CERT_CONTEXT& certificate, const std::string& host) {
+  if (IsForHost(certificate, host)) return;
+  Add(faults, AddressBytes(host) ? "IP address mismatch" : "hostname mismatch");
 }
 
 UniqueChain ChainOf(const CERT_CONTEXT& certificate) {
@@ -180,9 +189,7 @@ std::string FaultsOf(const CERT_CONTEXT& certificate, const std::string& host) {
   if (faults.empty() && (trust & ~kTolerated) != 0) {
     Add(faults, WithNumber("certificate chain status", trust));
   }
-  if (!IsForHost(certificate, host)) {
-    Add(faults, AddressBytes(host) ? "IP address mismatch" : "hostname mismatch");
-  }
+  AddNameFault(faults, certificate, host);
   return faults;
 }
 
@@ -197,6 +204,13 @@ struct Check {
 };
 
 }  // namespace
+
+TlsVerdict CheckStoredCertificate(const CERT_CONTEXT& certificate, const std::string& host) {
+  TlsVerdict verdict{InfoOf(certificate), {}, false};
+  if (CertVerifyTimeValidity(nullptr, certificate.pCertInfo) != 0) verdict.fault = DateFaultOf(certificate);
+  AddNameFault(verdict.fault, certificate, host);
+  return verdict;
+}
 
 TlsVerdict CheckServerCertificate(UniqueCertificate certificate, const std::string& host,
                                   std::chrono::milliseconds period, const std::function<bool()>& on_wait) {

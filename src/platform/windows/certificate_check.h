@@ -17,5 +17,7 @@ namespace quillbeaker {
 // abandoned when `on_wait` (asked whenever `period` has passed) gives up.
 TlsVerdict CheckServerCertificate(UniqueCertificate certificate, const std::string& host,
                                   std::chrono::milliseconds period, const std::function<bool()>& on_wait);
+// What is known of a certificate without asking the system's trust store: dates and name.
+TlsVerdict CheckStoredCertificate(const CERT_CONTEXT& certificate, const std::string& host);
 
 }  // namespace quillbeaker

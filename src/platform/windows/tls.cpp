@@ -14,25 +14,22 @@
 #include <utility>
 
 #include "platform/tls_engine.h"
+#include "platform/tls_inbox.h"
 #include "platform/windows/certificate_check.h"
 #include "platform/windows/schannel.h"
+#include "platform/windows/schannel_credentials.h"
 #include "platform/windows/wide.h"
 
 namespace quillbeaker {
 namespace {
 
 // Newer than some headers.
-constexpr DWORD kTls12 = 0x00000800;
 constexpr DWORD kTls13 = 0x00002000;
-// More than one record that is not whole yet cannot be waiting: who sends so much without an end sends no
-// TLS.
-constexpr std::size_t kMostUnread = 256 * 1024;
+// Some records at once. A part of the handshake that is not whole within this is none of TLS.
+constexpr std::size_t kInbox = std::size_t{256} * 1024;
 constexpr ULONG kRequests = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
                             ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
                             ISC_REQ_USE_SUPPLIED_CREDS | ISC_REQ_MANUAL_CRED_VALIDATION;
-// The check is ours, and nobody is shown a certificate of the user's.
-constexpr DWORD kCredentialFlags =
-    SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS | SCH_USE_STRONG_CRYPTO;
 
 SecBuffer BufferOf(ULONG type, void* bytes = nullptr, std::size_t size = 0) {
   return {static_cast<ULONG>(size), type, bytes};
@@ -68,44 +65,12 @@ std::string Describe(SECURITY_STATUS status) {
   return text.data();
 }
 
-class Credentials {
- public:
-  Credentials() = default;
-  Credentials(const Credentials&) = delete;
-  Credentials& operator=(const Credentials&) = delete;
-  ~Credentials() {
-    if (acquired_) FreeCredentialsHandle(&handle_);
-  }
-
-  // With TLS 1.3 where the system has it, which is only asked for in the newer way.
-  bool Acquire() {
-    TLS_PARAMETERS protocols{};
-    protocols.grbitDisabledProtocols = ~(kTls12 | kTls13);
-    SCH_CREDENTIALS newer{};
-    newer.dwVersion = SCH_CREDENTIALS_VERSION;
-    newer.dwFlags = kCredentialFlags;
-    newer.cTlsParameters = 1;
-    newer.pTlsParameters = &protocols;
-    if (AcquireWith(&newer)) return true;
-    SCHANNEL_CRED older{};
-    older.dwVersion = SCHANNEL_CRED_VERSION;
-    older.grbitEnabledProtocols = kTls12;
-    older.dwFlags = kCredentialFlags;
-    return AcquireWith(&older);
-  }
-  CredHandle* handle() { return &handle_; }
-
- private:
-  bool AcquireWith(void* data) {
-    wchar_t package[] = UNISP_NAME_W;
-    TimeStamp expiry{};
-    acquired_ = AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, data, nullptr,
-                                          nullptr, &handle_, &expiry) == SEC_E_OK;
-    return acquired_;
-  }
-
-  CredHandle handle_{};
-  bool acquired_ = false;
+// Schannel itself keeps what can be resumed and finds it by credentials handle and target name. A handle that
+// serves one key alone resumes nothing of another, and a new handle has nothing to resume. The certificate is
+// that of the connection before.
+struct Session : TlsSession {
+  std::unique_ptr<SchannelCredentials> credentials;
+  UniqueCertificate certificate;
 };
 
 class Engine : public TlsEngine {
@@ -122,100 +87,122 @@ class Engine : public TlsEngine {
     if (begun_) DeleteSecurityContext(&context_);
   }
 
-  bool Make() { return credentials_.Acquire(); }
-
-  TlsStep ShakeHands() override {
-    if (established_) return TlsStep::kDone;
-    for (;;) {
-      if (begun_ && received_.empty()) return TlsStep::kNeedsBytes;
-      if (!MayBeRecord(received_)) return Fail(SEC_E_ILLEGAL_MESSAGE);
-      const SECURITY_STATUS status = Negotiate();
-      if (status == SEC_E_INCOMPLETE_MESSAGE) {
-        return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;
+  bool Make(std::unique_ptr<TlsSession> session, const std::string& pinned_fingerprint) {
+    if (session != nullptr) {
+      auto& kept = static_cast<Session&>(*session);
+      if (IsAccepted(CheckStoredCertificate(*kept.certificate, host_), pinned_fingerprint)) {
+        credentials_ = std::move(kept.credentials);
+        return true;
       }
+    }
+    credentials_ = std::make_unique<SchannelCredentials>();
+    return credentials_->Acquire();
+  }
+
+  TlsStep ShakeHands(TlsWire& wire) override {
+    if (established_) return TlsStep::kDone;
+    bool incomplete = begun_ && inbox_.empty();
+    for (;;) {
+      if (incomplete) {
+        if (const TlsStep step = ReceiveMore(wire); step != TlsStep::kDone) return step;
+      }
+      if (!MayBeRecord({inbox_.data(), inbox_.size()})) return Fail(SEC_E_ILLEGAL_MESSAGE);
+      const SECURITY_STATUS status = Negotiate(wire);
       if (status == SEC_I_INCOMPLETE_CREDENTIALS && !offered_nothing_) {
         // The server would like to see a certificate of ours. There is none: said once more, that is the
         // answer.
         offered_nothing_ = true;
+        incomplete = false;
         continue;
       }
       if (status == SEC_E_OK) return Establish();
-      if (status != SEC_I_CONTINUE_NEEDED) return Fail(status);
+      if (status != SEC_I_CONTINUE_NEEDED && status != SEC_E_INCOMPLETE_MESSAGE) return Fail(status);
+      incomplete = status == SEC_E_INCOMPLETE_MESSAGE || inbox_.empty();
     }
   }
 
-  TlsStep Read(char* buffer, std::size_t capacity, std::size_t& count) override {
+  TlsStep Read(TlsWire& wire, char* buffer, std::size_t capacity, std::size_t& count) override {
     while (plain_.empty()) {
       if (peer_closed_) return TlsStep::kClosed;
-      if (received_.empty()) return TlsStep::kNeedsBytes;
-      if (ticket_begun_) {
-        if (!TakeTicket()) return TlsStep::kFailed;
-        if (ticket_begun_) return TlsStep::kNeedsBytes;
-        continue;
+      if (incomplete_ || inbox_.empty()) {
+        if (const TlsStep step = ReceiveMore(wire); step != TlsStep::kDone) return step;
+        incomplete_ = false;
       }
-      const SECURITY_STATUS status = Decrypt();
+      const SECURITY_STATUS status = ticket_begun_ ? SEC_I_RENEGOTIATE : Decrypt();
       if (status == SEC_E_INCOMPLETE_MESSAGE) {
-        return received_.size() > kMostUnread ? Fail(SEC_E_ILLEGAL_MESSAGE) : TlsStep::kNeedsBytes;
-      }
-      if (status == SEC_I_CONTEXT_EXPIRED) {
+        incomplete_ = true;
+      } else if (status == SEC_I_CONTEXT_EXPIRED) {
         peer_closed_ = true;
       } else if (status == SEC_I_RENEGOTIATE) {
-        if (!TakeTicket()) return TlsStep::kFailed;
+        if (!TakeTicket(wire)) return TlsStep::kFailed;
       } else if (status != SEC_E_OK) {
         return Fail(status);
       }
     }
     count = std::min(capacity, plain_.size());
     std::memcpy(buffer, plain_.data(), count);
-    plain_.erase(0, count);
+    plain_.remove_prefix(count);
     return TlsStep::kDone;
   }
 
-  bool Write(std::string_view bytes) override {
+  bool Write(TlsWire& wire, std::string_view bytes) override {
     // A record's own limit may be lower than the protocol's.
     while (!bytes.empty()) {
       const std::string_view next = bytes.substr(0, sizes_.cbMaximumMessage);
       bytes.remove_prefix(next.size());
-      std::string record(sizes_.cbHeader + next.size() + sizes_.cbTrailer, '\0');
-      std::memcpy(record.data() + sizes_.cbHeader, next.data(), next.size());
+      record_.resize(sizes_.cbHeader + next.size() + sizes_.cbTrailer);
+      char* const record = record_.data();
+      std::memcpy(record + sizes_.cbHeader, next.data(), next.size());
       std::array<SecBuffer, 4> buffers{
-          BufferOf(SECBUFFER_STREAM_HEADER, record.data(), sizes_.cbHeader),
-          BufferOf(SECBUFFER_DATA, record.data() + sizes_.cbHeader, next.size()),
-          BufferOf(SECBUFFER_STREAM_TRAILER, record.data() + sizes_.cbHeader + next.size(), sizes_.cbTrailer),
+          BufferOf(SECBUFFER_STREAM_HEADER, record, sizes_.cbHeader),
+          BufferOf(SECBUFFER_DATA, record + sizes_.cbHeader, next.size()),
+          BufferOf(SECBUFFER_STREAM_TRAILER, record + sizes_.cbHeader + next.size(), sizes_.cbTrailer),
           BufferOf(SECBUFFER_EMPTY)};
       SecBufferDesc list = ListOf(buffers);
       if (const SECURITY_STATUS status = EncryptMessage(&context_, 0, &list, 0); status != SEC_E_OK) {
         Fail(status);
         return false;
       }
-      record.resize(std::size_t{buffers[0].cbBuffer} + buffers[1].cbBuffer + buffers[2].cbBuffer);
-      outgoing_ += record;
+      wire.Send({record, std::size_t{buffers[0].cbBuffer} + buffers[1].cbBuffer + buffers[2].cbBuffer});
     }
     return true;
   }
 
-  void CloseSending() override {
+  void CloseSending(TlsWire& wire) override {
     DWORD shutdown = SCHANNEL_SHUTDOWN;
     std::array<SecBuffer, 1> buffers{BufferOf(SECBUFFER_TOKEN, &shutdown, sizeof shutdown)};
     SecBufferDesc list = ListOf(buffers);
     if (ApplyControlToken(&context_, &list) == SEC_E_OK) {
-      Call(nullptr);
+      Call(wire, nullptr);
     }
   }
 
-  void TakeReceived(std::string_view bytes) override { received_ += bytes; }
-  std::string TakeOutgoing() override { return std::exchange(outgoing_, {}); }
   std::string Failure() override { return Describe(failure_); }
 
   TlsVerdict CheckCertificate(std::chrono::milliseconds period,
                               const std::function<bool()>& on_wait) override {
-    const CERT_CONTEXT* certificate = nullptr;
-    if (QueryContextAttributesW(&context_, SECPKG_ATTR_REMOTE_CERT_CONTEXT,
-                                static_cast<void*>(&certificate)) != SEC_E_OK ||
-        certificate == nullptr) {
-      return {};
-    }
-    return CheckServerCertificate(UniqueCertificate(certificate), host_, period, on_wait);
+    UniqueCertificate certificate = ServerCertificate();
+    if (certificate == nullptr) return {};
+    return CheckServerCertificate(std::move(certificate), host_, period, on_wait);
+  }
+
+  bool IsResumed() const override {
+    SecPkgContext_SessionInfo info{};
+    return QueryContextAttributesW(&context_, SECPKG_ATTR_SESSION_INFO, &info) == SEC_E_OK &&
+           (info.dwFlags & SSL_SESSION_RECONNECT) != 0;
+  }
+
+  std::unique_ptr<TlsSession> TakeSession() override {
+    // Without a target name the system does not tell servers apart.
+    if (server_name_.empty()) return nullptr;
+    auto session = std::make_unique<Session>();
+    session->certificate = ServerCertificate();
+    if (session->certificate == nullptr) return nullptr;
+    // The context must not outlive the connection's hold on its credentials.
+    DeleteSecurityContext(&context_);
+    begun_ = false;
+    session->credentials = std::move(credentials_);
+    return session;
   }
 
  private:
@@ -224,32 +211,52 @@ class Engine : public TlsEngine {
     return TlsStep::kFailed;
   }
 
+  // kDone when more bytes have come.
+  TlsStep ReceiveMore(TlsWire& wire) {
+    if (inbox_.full()) return Fail(SEC_E_ILLEGAL_MESSAGE);
+    switch (inbox_.Fill(wire)) {
+      case IoStatus::kOk:
+        return TlsStep::kDone;
+      case IoStatus::kTimedOut:
+        return TlsStep::kNeedsBytes;
+      default:
+        return Fail(SEC_E_INCOMPLETE_MESSAGE);
+    }
+  }
+
+  UniqueCertificate ServerCertificate() const {
+    const CERT_CONTEXT* certificate = nullptr;
+    const bool there = QueryContextAttributesW(&context_, SECPKG_ATTR_REMOTE_CERT_CONTEXT,
+                                               static_cast<void*>(&certificate)) == SEC_E_OK;
+    return UniqueCertificate(there ? certificate : nullptr);
+  }
+
   // One call; what it wants to say is added to what is to be sent.
-  SECURITY_STATUS Call(SecBufferDesc* input) {
+  SECURITY_STATUS Call(TlsWire& wire, SecBufferDesc* input) {
     std::array<SecBuffer, 2> buffers{BufferOf(SECBUFFER_TOKEN), BufferOf(SECBUFFER_ALERT)};
     SecBufferDesc output = ListOf(buffers);
     ULONG attributes = 0;
     TimeStamp expiry{};
     const SECURITY_STATUS status =
-        InitializeSecurityContextW(credentials_.handle(), begun_ ? &context_ : nullptr,
+        InitializeSecurityContextW(credentials_->handle(), begun_ ? &context_ : nullptr,
                                    server_name_.empty() ? nullptr : server_name_.data(), kRequests, 0, 0,
                                    input, 0, begun_ ? nullptr : &context_, &output, &attributes, &expiry);
     begun_ = begun_ || status == SEC_I_CONTINUE_NEEDED || status == SEC_E_OK;
     for (const SecBuffer& buffer : buffers) {
       if (buffer.pvBuffer == nullptr) continue;
-      outgoing_.append(static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
+      wire.Send({static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer});
       FreeContextBuffer(buffer.pvBuffer);
     }
     return status;
   }
 
   // Hands what was received to the handshake and keeps what it did not take.
-  SECURITY_STATUS Negotiate() {
-    if (!begun_) return Call(nullptr);
-    std::array<SecBuffer, 2> buffers{BufferOf(SECBUFFER_TOKEN, received_.data(), received_.size()),
+  SECURITY_STATUS Negotiate(TlsWire& wire) {
+    if (!begun_) return Call(wire, nullptr);
+    std::array<SecBuffer, 2> buffers{BufferOf(SECBUFFER_TOKEN, inbox_.data(), inbox_.size()),
                                      BufferOf(SECBUFFER_EMPTY)};
     SecBufferDesc input = ListOf(buffers);
-    const SECURITY_STATUS status = Call(&input);
+    const SECURITY_STATUS status = Call(wire, &input);
     if (status != SEC_E_INCOMPLETE_MESSAGE && status != SEC_I_INCOMPLETE_CREDENTIALS) {
       KeepLast(buffers[1].BufferType == SECBUFFER_EXTRA ? buffers[1].cbBuffer : 0);
     }
@@ -257,9 +264,7 @@ class Engine : public TlsEngine {
   }
 
   // The library tells how much it did not take; it is the end of what it was given.
-  void KeepLast(std::size_t count) {
-    received_.erase(0, received_.size() - std::min(count, received_.size()));
-  }
+  void KeepLast(std::size_t count) { inbox_.Take(inbox_.size() - std::min(count, inbox_.size())); }
 
   TlsStep Establish() {
     if (const SECURITY_STATUS status = QueryContextAttributesW(&context_, SECPKG_ATTR_STREAM_SIZES, &sizes_);
@@ -276,9 +281,9 @@ class Engine : public TlsEngine {
     return TlsStep::kDone;
   }
 
-  // One record. Its text, if it has any, is added to what can be read.
+  // One record, in its place. Its text, if it has any, can be read until more is received.
   SECURITY_STATUS Decrypt() {
-    std::array<SecBuffer, 4> buffers{BufferOf(SECBUFFER_DATA, received_.data(), received_.size()),
+    std::array<SecBuffer, 4> buffers{BufferOf(SECBUFFER_DATA, inbox_.data(), inbox_.size()),
                                      BufferOf(SECBUFFER_EMPTY), BufferOf(SECBUFFER_EMPTY),
                                      BufferOf(SECBUFFER_EMPTY)};
     SecBufferDesc list = ListOf(buffers);
@@ -288,7 +293,7 @@ class Engine : public TlsEngine {
     for (const SecBuffer& buffer : buffers) {
       const bool decrypted = status == SEC_E_OK || status == SEC_I_RENEGOTIATE;
       if (buffer.BufferType == SECBUFFER_DATA && decrypted && buffer.pvBuffer != nullptr) {
-        plain_.append(static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
+        plain_ = {static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer};
       } else if (buffer.BufferType == SECBUFFER_EXTRA) {
         extra = buffer.cbBuffer;
       }
@@ -299,14 +304,14 @@ class Engine : public TlsEngine {
 
   // In TLS 1.3 the wish to negotiate is what a session ticket or a new key looks like (RFC 8446,
   // section 4.6). Older TLS means it, and is refused: nobody may change the connection under the mail.
-  bool TakeTicket() {
+  bool TakeTicket(TlsWire& wire) {
     if ((protocol_ & kTls13) == 0) {
       Fail(SEC_E_UNSUPPORTED_FUNCTION);
       return false;
     }
-    if (received_.empty()) return true;
-    const SECURITY_STATUS status = Negotiate();
-    ticket_begun_ = status == SEC_E_INCOMPLETE_MESSAGE && received_.size() <= kMostUnread;
+    if (inbox_.empty()) return true;
+    const SECURITY_STATUS status = Negotiate(wire);
+    ticket_begun_ = incomplete_ = status == SEC_E_INCOMPLETE_MESSAGE;
     if (ticket_begun_ || status == SEC_E_OK || status == SEC_I_CONTINUE_NEEDED) return true;
     Fail(status);
     return false;
@@ -314,8 +319,8 @@ class Engine : public TlsEngine {
 
   const std::string host_;
   std::wstring server_name_;  // empty for an address
-  Credentials credentials_;
-  CtxtHandle context_{};
+  std::unique_ptr<SchannelCredentials> credentials_;
+  mutable CtxtHandle context_{};
   bool begun_ = false;  // context_ is one
   bool established_ = false;
   bool offered_nothing_ = false;
@@ -324,16 +329,17 @@ class Engine : public TlsEngine {
   DWORD protocol_ = 0;
   SecPkgContext_StreamSizes sizes_{};
   SECURITY_STATUS failure_ = SEC_E_OK;
-  std::string received_;  // from the server, not taken yet
-  std::string plain_;     // decrypted, not read yet
-  std::string outgoing_;
+  TlsInbox inbox_{kInbox};
+  bool incomplete_ = false;  // what is in the inbox is no whole record
+  std::string_view plain_;   // decrypted in the inbox, not read yet
+  std::string record_;       // to be sent
 };
 
 }  // namespace
 
-std::unique_ptr<TlsEngine> MakeTlsEngine(const TlsOptions& options) {
+std::unique_ptr<TlsEngine> MakeTlsEngine(const TlsOptions& options, std::unique_ptr<TlsSession> session) {
   auto engine = std::make_unique<Engine>(options);
-  return engine->Make() ? std::move(engine) : nullptr;
+  return engine->Make(std::move(session), options.pinned_fingerprint) ? std::move(engine) : nullptr;
 }
 
 std::optional<std::string> AddressBytes(std::string_view host) {
