@@ -31,6 +31,15 @@ std::string TrustedFingerprint(const Program& program, const std::string& server
   return whole ? digits : std::string();
 }
 
+std::string TrustedCertificates(const Program& program) {
+  const std::shared_ptr<const IniDocument> configuration = program.configuration.Read();
+  std::string text;
+  for (const IniEntry& entry : configuration->Section(sections::kCertificates)) {
+    text.append(entry.key).append("=").append(entry.value).append("\n");
+  }
+  return text;
+}
+
 bool TrustCertificate(Program& program, const std::string& server, const std::string& fingerprint) {
   return program.configuration.WriteString(sections::kCertificates, server, fingerprint);
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "support/test_program.h"
@@ -40,6 +41,24 @@ TEST(TrustedFingerprint, CountsAsNoneWhenItIsNone) {
   EXPECT_EQ(Trusted("pop.example.org:995=" + kFingerprint.substr(1)), "");
   EXPECT_EQ(Trusted("pop.example.org:995=" + kFingerprint + "0"), "");
   EXPECT_EQ(Trusted("pop.example.org:995=" + std::string(63, '0') + "g"), "");
+}
+
+TEST(TrustedCertificates, DifferAfterAnyChange) {
+  test::TestProgram world;
+  std::set<std::string> seen;
+  for (const std::string lines : {"", "a:995=12ab", "a:995=12AB", "a:995=", "a:110=12ab",
+                                  "a:995=12ab\nb:995=12ab", "b:995=12ab\na:995=12ab", "A:995=12ab"}) {
+    world.directory.Put("Quillbeaker.ini", "[CERTIFICATES]\n" + lines + "\n[SERVER]\nTimeout=10\n");
+    EXPECT_TRUE(seen.insert(TrustedCertificates(world.program())).second) << lines;
+  }
+}
+
+TEST(TrustedCertificates, AreTheSameWhateverElseChanges) {
+  test::TestProgram world;
+  world.directory.Put("Quillbeaker.ini", "[CERTIFICATES]\na:995=12ab\n");
+  const std::string before = TrustedCertificates(world.program());
+  world.directory.Put("Quillbeaker.ini", "[SERVER]\nTimeout=10\n\n[CERTIFICATES]\r\n\r\na:995 = 12ab\r\n");
+  EXPECT_EQ(TrustedCertificates(world.program()), before);
 }
 
 TEST(TrustCertificate, IsReadBack) {

@@ -118,6 +118,7 @@ class Session:
         self.sock.settimeout(10)
         try:
             self.sock = context.wrap_socket(self.sock, server_side=True)
+            self.server.resumed.append(self.sock.session_reused)
         except OSError as error:
             self.server.handshake_errors.append(error)
             raise Gone from error
@@ -252,6 +253,7 @@ class ScriptedServer:
         self.uid_prefix = uid_prefix
         self.tls = tls  # an ssl.SSLContext: TLS from the first byte
         self.handshake_errors = []
+        self.resumed = []  # of each TLS handshake, whether it resumed a session
         self.lock = threading.RLock()
         self.changed = threading.Condition(self.lock)
         self.stopping = threading.Event()

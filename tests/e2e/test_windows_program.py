@@ -232,3 +232,23 @@ def test_time_out_sends_nothing_over_tls_under_wine(tls_proxy, client, server, r
     upstream.wait_for_end()
     assert upstream.raw() == b"USER jane\r\nPASS secret\r\nLIST\r\n"
     raw.quit()
+
+
+def test_further_sessions_under_wine(tls_proxy, client, server, roots):
+    """What one session leaves for the next: whether the system resumes is its affair, trust is ours."""
+    certificate = roots[0].issue("DNS:localhost")
+    upstream = server(ham(1), tls=certificate.server_context())
+    name = f"localhost:{upstream.port}"
+    configure_tls(tls_proxy)
+    for _ in range(3):
+        raw = client(tls_proxy).login(upstream.port, host="localhost")
+        assert raw.stat()[0] == 1
+        raw.quit()
+    upstream.tls = roots[1].issue("DNS:localhost").server_context()
+    login_fails(client, tls_proxy, upstream.port)
+    upstream.tls = certificate.server_context()
+    for section in ({name: certificate.fingerprint()}, {name: "0" * 64}, {}):
+        configure_tls(tls_proxy, CERTIFICATES=section)
+        for _ in range(2):
+            client(tls_proxy).login(upstream.port, host="localhost").quit()
+    assert not upstream.handshake_errors

@@ -20,13 +20,14 @@
 
 namespace quillbeaker {
 
-MailCheck::MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_port)
+MailCheck::MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_port,
+                     std::shared_ptr<TlsSessions> tls_sessions)
     : program_(program),
       watch_(watch),
       observer_(watch.observer()),
       kept_(kept),
       own_port_(own_port),
-      client_(program, watch) {
+      client_(program, watch, std::move(tls_sessions)) {
   Reset();
 }
 

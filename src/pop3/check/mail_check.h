@@ -37,8 +37,10 @@ struct ClientView {
 
 class MailCheck {
  public:
-  // All must outlive the check. `own_port` is the port that this program listens on, 0 for none.
-  MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_port);
+  // All references must outlive the check. `own_port` is the port that this program listens on, 0 for none.
+  // Without `tls_sessions` no TLS session is resumed.
+  MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_port,
+            std::shared_ptr<TlsSessions> tls_sessions = nullptr);
   MailCheck(const MailCheck&) = delete;
   MailCheck& operator=(const MailCheck&) = delete;
 

@@ -26,7 +26,7 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, ProxyMem
       client_(std::move(client)),
       watch_(observer, [this] { return client_->PeerHasGone(); }),
       wire_(program, watch_, *client_, settings.client_idle_limit.value_or(ConfiguredIdleLimit(program))),
-      check_(program, watch_, memory.kept_mail, settings.own_port) {
+      check_(program, watch_, memory.kept_mail, settings.own_port, memory.tls_sessions) {
   watch_.OnLook([this] { wire_.KeepWaiting(); });
   watch_.BeforeWaiting([this] { FlushLogs(); });
   wire_.WhileWaiting([this] { check_.KeepAlive(); });

@@ -13,6 +13,7 @@
 
 #include "config/program.h"
 #include "platform/connection.h"
+#include "platform/tls_sessions.h"
 #include "pop3/check/kept_mail.h"
 #include "pop3/check/mail_check.h"
 #include "pop3/check_observer.h"
@@ -35,6 +36,7 @@ struct ProxyMemory {
 
   TickSequence ticks;
   KeptMail kept_mail;
+  std::shared_ptr<TlsSessions> tls_sessions = std::make_shared<TlsSessions>();
 };
 
 class ClientSession {

@@ -15,8 +15,11 @@ constexpr std::string_view kKeepAlive = "NOOP";
 
 }  // namespace
 
-Pop3Client::Pop3Client(Program& program, Watch& watch)
-    : program_(program), watch_(watch), link_(program, watch), received_(kMessageChunk, '\0') {}
+Pop3Client::Pop3Client(Program& program, Watch& watch, std::shared_ptr<TlsSessions> tls_sessions)
+    : program_(program),
+      watch_(watch),
+      link_(program, watch, std::move(tls_sessions)),
+      received_(kMessageChunk, '\0') {}
 
 void Pop3Client::OpenLog() {
   const std::string path =

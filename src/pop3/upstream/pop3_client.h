@@ -44,8 +44,8 @@ struct Reply {
 
 class Pop3Client {
  public:
-  // Both must outlive the client.
-  Pop3Client(Program& program, Watch& watch);
+  // Both references must outlive the client. Without `tls_sessions` no TLS session is resumed.
+  Pop3Client(Program& program, Watch& watch, std::shared_ptr<TlsSessions> tls_sessions = nullptr);
   Pop3Client(const Pop3Client&) = delete;
   Pop3Client& operator=(const Pop3Client&) = delete;
 

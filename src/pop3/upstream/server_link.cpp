@@ -52,7 +52,8 @@ milliseconds TimeoutOf(std::int32_t seconds) {
 
 }  // namespace
 
-ServerLink::ServerLink(Program& program, Watch& watch) : program_(program), watch_(watch) {}
+ServerLink::ServerLink(Program& program, Watch& watch, std::shared_ptr<TlsSessions> tls_sessions)
+    : program_(program), watch_(watch), tls_sessions_(std::move(tls_sessions)) {}
 
 void ServerLink::Patience::GiveUp() {
   std::shared_ptr<Connection> standing;
@@ -154,8 +155,13 @@ bool ServerLink::EncryptOver(std::shared_ptr<Connection> plain, LoginProblem& pr
     problem.failure = LoginFailure::kConnectionLost;
     return false;
   }
+  // In this order: a change between the two leaves a session that the next connection drops.
+  if (tls_sessions_ != nullptr) {
+    tls_sessions_->TrustIs(TrustedCertificates(program_));
+  }
   const std::string trusted = TrustedFingerprint(program_, address_.Key());
-  TlsResult secured = SecureConnection(plain, {address_.host, trusted}, Watch::kStep, LoginWatch());
+  TlsResult secured = SecureConnection(plain, {address_.host, trusted, tls_sessions_, address_.Key()},
+                                       Watch::kStep, LoginWatch());
   {
     const std::lock_guard lock(mutex_);
     handshaking_ = nullptr;

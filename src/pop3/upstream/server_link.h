@@ -16,6 +16,7 @@
 
 #include "config/program.h"
 #include "platform/connection.h"
+#include "platform/tls_sessions.h"
 #include "pop3/login_problem.h"
 #include "pop3/upstream/server_security.h"
 #include "pop3/upstream/trickle.h"
@@ -35,8 +36,8 @@ class ServerLink {
   // How a wait ended that was not answered.
   enum class Outcome { kDone, kStopped, kOver };
 
-  // Both must outlive the link.
-  ServerLink(Program& program, Watch& watch);
+  // Both references must outlive the link. Without `tls_sessions` no TLS session is resumed.
+  ServerLink(Program& program, Watch& watch, std::shared_ptr<TlsSessions> tls_sessions = nullptr);
   ServerLink(const ServerLink&) = delete;
   ServerLink& operator=(const ServerLink&) = delete;
 
@@ -114,6 +115,7 @@ class ServerLink {
 
   Program& program_;
   Watch& watch_;
+  const std::shared_ptr<TlsSessions> tls_sessions_;
   State state_ = State::kClosed;
   Stop stopped_ = Stop::kNone;
   ServerAddress address_;
