@@ -147,7 +147,7 @@ def test_large_mail_arrives_whole_under_wine(tls_proxy, client, server, roots):
     assert raw.retr(1)[1] == on_the_wire(data)
     raw.quit()
     upstream.wait_for_end()
-    assert upstream.words() == ["USER", "PASS", "LIST", "UIDL", "RETR", "QUIT"]
+    assert upstream.words() == ["USER", "PASS", "CAPA", "LIST", "UIDL", "RETR", "QUIT"]
 
 
 @pytest.mark.parametrize("security", ["tls", "starttls"])
@@ -230,7 +230,7 @@ def test_time_out_sends_nothing_over_tls_under_wine(tls_proxy, client, server, r
     raw = client(tls_proxy).login(upstream.port, host="localhost")
     assert raw.stat(8)[0] == 0
     upstream.wait_for_end()
-    assert upstream.raw() == b"USER jane\r\nPASS secret\r\nLIST\r\n"
+    assert upstream.raw() == b"USER jane\r\nPASS secret\r\nCAPA\r\nLIST\r\n"
     raw.quit()
 
 
