@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "support/blocked_thread.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -77,17 +79,12 @@ TEST_F(ConnectionTest, MovesBytesBothWays) {
 
 TEST_F(ConnectionTest, ReceiveGivesAPieceAsItComes) {
   Connect();
-  std::thread sender([&] {
-    for (const char* piece : {"+O", "K gre", "eting\r\n"}) {
-      EXPECT_EQ(server_->Send(piece, 1s).status, IoStatus::kOk);
-      std::this_thread::sleep_for(30ms);
-    }
-  });
-  const IoResult first = ReceiveOnce(*client_, 5s);
-  EXPECT_EQ(first.status, IoStatus::kOk);
-  EXPECT_LT(first.bytes, 14u);
-  EXPECT_EQ(ReceiveAll(*client_, 14 - first.bytes).size(), 14 - first.bytes);
-  sender.join();
+  for (const std::string_view piece : {"+O", "K gre", "eting\r\n"}) {
+    EXPECT_EQ(server_->Send(piece, 1s).status, IoStatus::kOk);
+    const IoResult received = ReceiveOnce(*client_, 5s);
+    EXPECT_EQ(received.status, IoStatus::kOk);
+    EXPECT_EQ(received.bytes, piece.size());
+  }
 }
 
 TEST_F(ConnectionTest, ReceiveTakesNoMoreThanItsCapacity) {
@@ -158,10 +155,10 @@ TEST_F(ConnectionTest, HalfCloseLetsTheAnswerThrough) {
 TEST_F(ConnectionTest, TheLastReplyArrivesThoughBytesWereUnread) {
   Connect();
   ASSERT_EQ(client_->Send(std::string(5000, 'x'), 1s).status, IoStatus::kOk);
-  std::this_thread::sleep_for(50ms);
+  char first;
+  ASSERT_EQ(server_->Receive(&first, 1, 5s).bytes, 1u);  // the others have come with it
   ASSERT_EQ(server_->Send("-ERR\r\n", 1s).status, IoStatus::kOk);
   server_.reset();
-  std::this_thread::sleep_for(50ms);
   EXPECT_EQ(ReceiveAll(*client_, 6), "-ERR\r\n");
   EXPECT_EQ(ReceiveOnce(*client_, 5s).status, IoStatus::kClosed);
 }
@@ -170,29 +167,31 @@ TEST_F(ConnectionTest, PeerHasGoneTellsTheLivingFromTheGone) {
   Connect();
   EXPECT_FALSE(server_->PeerHasGone());
   ASSERT_EQ(client_->Send("QUIT\r\n", 1s).status, IoStatus::kOk);
-  std::this_thread::sleep_for(50ms);
+  char first;
+  ASSERT_EQ(server_->Receive(&first, 1, 5s).bytes, 1u);
   EXPECT_FALSE(server_->PeerHasGone());
-  EXPECT_EQ(ReceiveAll(*server_, 6), "QUIT\r\n");  // looking took nothing away
+  EXPECT_EQ(ReceiveAll(*server_, 5), "UIT\r\n");  // looking took nothing away
   client_.reset();
-  std::this_thread::sleep_for(50ms);
-  EXPECT_TRUE(server_->PeerHasGone());
+  EXPECT_TRUE(test::Eventually([&] { return server_->PeerHasGone(); }));
   EXPECT_TRUE(server_->PeerHasGone());
 }
 
 TEST_F(ConnectionTest, APeerThatHalfClosedCountsAsGone) {
   Connect();
   client_->FinishSending();
-  std::this_thread::sleep_for(50ms);
+  EXPECT_TRUE(test::Eventually([&] { return server_->PeerHasGone(); }));
   EXPECT_TRUE(server_->PeerHasGone());
 }
 
 TEST_F(ConnectionTest, AbortWakesABlockedReceive) {
   Connect();
+  test::BlockedThread blocked;
   const auto start = steady_clock::now();
   std::thread aborter([&] {
-    std::this_thread::sleep_for(200ms);
+    EXPECT_TRUE(blocked.WaitUntilAsleep());
     client_->Abort("QUIT\r\n");
   });
+  blocked.Enters();
   EXPECT_EQ(ReceiveOnce(*client_, 60s).status, IoStatus::kFailed);
   EXPECT_LT(Since(start), 10s);
   aborter.join();
@@ -206,11 +205,13 @@ TEST_F(ConnectionTest, AbortWakesABlockedReceive) {
 
 TEST_F(ConnectionTest, AbortWakesABlockedSend) {
   Connect();
+  test::BlockedThread blocked;
   const auto start = steady_clock::now();
   std::thread aborter([&] {
-    std::this_thread::sleep_for(200ms);
+    EXPECT_TRUE(blocked.WaitUntilAsleep());
     server_->Abort("");
   });
+  blocked.Enters();
   EXPECT_EQ(server_->Send(std::string(50'000'000, 'x'), 60s).status, IoStatus::kFailed);
   EXPECT_LT(Since(start), 10s);
   aborter.join();
@@ -219,20 +220,17 @@ TEST_F(ConnectionTest, AbortWakesABlockedSend) {
 TEST_F(ConnectionTest, SendingToOneWhoHasGoneFailsAndKillsNobody) {
   Connect();
   client_.reset();
-  IoStatus status = IoStatus::kOk;
-  for (int i = 0; i < 100 && status == IoStatus::kOk; ++i) {
-    status = server_->Send("+OK\r\n", 1s).status;
-    std::this_thread::sleep_for(10ms);
-  }
-  EXPECT_EQ(status, IoStatus::kFailed);
+  EXPECT_TRUE(test::Eventually([&] { return server_->Send("+OK\r\n", 1s).status == IoStatus::kFailed; }));
 }
 
 TEST_F(ConnectionTest, StopWakesABlockedAccept) {
+  test::BlockedThread blocked;
   const auto start = steady_clock::now();
   std::thread stopper([&] {
-    std::this_thread::sleep_for(200ms);
+    EXPECT_TRUE(blocked.WaitUntilAsleep());
     listener_->Stop();
   });
+  blocked.Enters();
   EXPECT_EQ(listener_->Accept(), nullptr);
   EXPECT_LT(Since(start), 10s);
   stopper.join();

@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/blocked_thread.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -41,11 +41,13 @@ TEST(StoreLock, HoldsBetweenThreads) {
 // With `guard` held: whether `other` waits for it, and comes in when it is gone.
 void ExpectExcluded(std::unique_ptr<StoreLockGuard> guard, StoreLock& other) {
   std::atomic<bool> taken{false};
+  test::BlockedThread blocked;
   std::thread waiter([&] {
+    blocked.Enters();
     const auto its = other.Acquire();
     taken = true;
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_TRUE(blocked.WaitUntilAsleep());
   EXPECT_FALSE(taken);
   guard.reset();
   waiter.join();

@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "support/blocked_thread.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -262,7 +262,7 @@ TEST(StateOfFile, DiffersAfterEveryKindOfChange) {
 
   // The same size, replaced: another identity or another time.
   ASSERT_TRUE(directory.Put("a", "one"));
-  std::this_thread::sleep_for(std::chrono::milliseconds(60));
+  EXPECT_TRUE(test::Eventually([&] { return !ChangedJustNow(StateOfFile(path)); }));
   const FileState settled = StateOfFile(path);
   ASSERT_TRUE(ReplaceWholeFile(path, "two"));
   EXPECT_NE(StateOfFile(path), settled);
@@ -273,13 +273,7 @@ TEST(ChangedJustNow, HoldsForAMomentOnly) {
   const std::string path = directory.PathOf("a");
   ASSERT_TRUE(directory.Put("a", "one"));
   EXPECT_TRUE(ChangedJustNow(StateOfFile(path)));
-  // Long enough for file systems that count in double seconds.
-  bool settled = false;
-  for (int i = 0; i < 60 && !settled; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    settled = !ChangedJustNow(StateOfFile(path));
-  }
-  EXPECT_TRUE(settled);
+  EXPECT_TRUE(test::Eventually([&] { return !ChangedJustNow(StateOfFile(path)); }));
   // From here on a change of the same size in place is told by its time.
   const FileState before = StateOfFile(path);
   ASSERT_TRUE(directory.Put("a", "two"));
