@@ -113,7 +113,7 @@ class Fetchmail:
         self.program = need("fetchmail", "fetchmail")
         self.directory = tempfile.mkdtemp(prefix="fm-", dir="/tmp")
 
-    def fetch(self, port, user, password, keep=True, uidl=True):
+    def fetch(self, port, user, password, keep=True, uidl=True, fetchall=True):
         folder = tempfile.mkdtemp(dir=self.directory)
         store = os.path.join(self.directory, "store")
         with open(store, "w", encoding="utf-8") as file:
@@ -124,7 +124,7 @@ class Fetchmail:
             file.write(f"set invisible\nset no bouncemail\npoll 127.0.0.1 protocol pop3 service {port}"
                        f" {'uidl' if uidl else 'no uidl'} auth password\n"
                        f" user \"{user}\" password \"{password}\" is nobody here\n"
-                       f" {'keep' if keep else 'no keep'} fetchall sslproto '' no rewrite no mimedecode"
+                       f" {'keep' if keep else 'no keep'} {'fetchall' if fetchall else 'no fetchall'} sslproto '' no rewrite no mimedecode"
                        f" pass8bits mda \"{store}\"\n")
         os.chmod(configuration, 0o600)
         done = _run([self.program, "-f", configuration, "--nosyslog", "--idfile", f"{self.directory}/ids",

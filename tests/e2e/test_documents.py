@@ -4,13 +4,14 @@
 import glob
 import os
 import re
+import subprocess
 
 import pytest
 
-from program import REPOSITORY, run_cli
+from program import REPOSITORY, executable, run_cli
 
 DOCUMENTS = ["README.md", *sorted(glob.glob("docs/*.md", root_dir=REPOSITORY))]
-SOURCE_FOLDERS = "platform|config|message|filter|stores|pop3|console"
+SOURCE_FOLDERS = "platform|config|message|filter|stores|pop3|pop3/upstream|pop3/check|pop3/local|extras|ui|ui/presenter|app|console"
 
 
 def text_of(name):
@@ -56,3 +57,49 @@ def test_commands_that_are_shown_exist(name):
         words = " ".join(command).split()
         if command[1] in ("run", "inspect", "serialise", "classify", "explain", "learn") or command[0]:
             assert run_cli(*words, "--help").returncode == 0, words
+
+
+def source_folders():
+    """Every folder of sources, from src on; what stands twice, for each system, is one."""
+    folders = set()
+    for path in glob.glob("src/**/*.*", root_dir=REPOSITORY, recursive=True):
+        folder = os.path.dirname(path)
+        if os.path.basename(folder) not in ("src", "posix", "windows"):
+            folders.add(folder)
+    return folders
+
+
+def folders_of_table(name, heading):
+    """What the first column of the table under that heading names, in its order."""
+    section = text_of(name).split(f"\n## {heading}\n")[1].split("\n## ")[0]
+    return re.findall(r"(?m)^\| `([\w/]+?)/?` \|", section)
+
+
+def test_readme_names_every_folder_once():
+    named = folders_of_table("README.md", "Where things are")
+    assert sorted(named) == sorted(set(named)), "named twice"
+    other = {name for name in os.listdir(REPOSITORY)
+             if os.path.isdir(os.path.join(REPOSITORY, name)) and name not in ("src", "build") and name[0] != "."}
+    # Inside these a folder is named when there is something to say.
+    inner = {name for name in named if name.split("/")[0] in other and "/" in name}
+    assert set(named) - inner == source_folders() | other
+    assert all(os.path.isdir(os.path.join(REPOSITORY, name)) for name in inner)
+
+
+def test_architecture_names_every_room_once():
+    named = folders_of_table("docs/ARCHITECTURE.md", "Rooms")
+    assert sorted("src/" + name for name in named) == sorted(source_folders())
+
+
+def test_readme_names_the_libraries_that_the_program_needs():
+    needed = subprocess.run(["objdump", "-p", executable()], stdout=subprocess.PIPE, check=True).stdout.decode()
+    libraries = re.findall(r"NEEDED +(\S+)", needed)
+    assert "libxml2.so.2" in libraries
+    packages = set()
+    for library in libraries:
+        # What every C++ program needs is there on any machine; a sanitizer is for tests.
+        if not re.match(r"(libc|libm|libgcc_s|libstdc\+\+|lib[a-z]+san|ld-linux.*)\.so", library):
+            owner = subprocess.run(["dpkg", "-S", f"*/{library}"], stdout=subprocess.PIPE, check=True).stdout.decode()
+            packages.add(owner.split(":")[0])
+    said = re.search(r"libraries of Debian's packages\s+(.*?)\.", text_of("README.md"), re.S).group(1)
+    assert set(re.findall(r"`([\w.+-]+)`", said)) == packages

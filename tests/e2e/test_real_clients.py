@@ -137,6 +137,16 @@ def test_fetchmail_with_uidl_and_without(proxy, dovecot, fetch):
             assert_same_mail(data, delivered)
 
 
+def test_fetchmail_without_fetchall_stores_no_bodies(proxy, dovecot, fetch):
+    """What docs/USERS.md warns of: it asks for messages with TOP, whose answer is the header alone here."""
+    dovecot.mailbox("headers", [ham(1), ham(2)])
+    fetched = fetch("fetchmail", proxy(), account("headers", dovecot), uidl=True, fetchall=False)
+    assert fetched.code == 0, fetched.output
+    assert b"POP3> TOP 1 " in fetched.output
+    assert [data.replace(b"\r", b"").partition(b"\n\n")[2].strip() for data in fetched.messages] == [b"", b""]
+    assert all(b"Subject: " in data for data in fetched.messages)
+
+
 def test_many_messages_do_not_wait_for_acknowledgements(proxy, dovecot, fetch):
     """40 ms per message would be 12 s for 300; the same client directly at Dovecot needs far less."""
     sent = [ham(n) for n in range(1, 301)]
