@@ -3,8 +3,11 @@
 
 It never waits longer than it is told, and it tells a silence from a closed connection."""
 
+import fcntl
 import re
 import socket
+import struct
+import termios
 import time
 
 DEADLINE = 20.0
@@ -103,6 +106,17 @@ class RawClient:
         """Asserts that the peer closes and sends nothing before it does."""
         rest = self.rest(timeout)
         assert rest == b"", f"unexpected {rest!r} before the close"
+
+    def wait_until_full(self, timeout=None):
+        """Reads nothing, until no more comes: then the peer has to wait for us."""
+        end = time.monotonic() + (timeout or self.deadline)
+        waiting, since = -1, 0.0
+        while time.monotonic() - since < 0.2:
+            assert time.monotonic() < end, "the bytes do not stop coming"
+            (now,) = struct.unpack("i", fcntl.ioctl(self.sock, termios.FIONREAD, b"\0" * 4))
+            if now != waiting or not now:
+                waiting, since = now, time.monotonic()
+            time.sleep(0.01)
 
     # -- POP3 -------------------------------------------------------------------------------
     def ask(self, command, timeout=None):

@@ -422,7 +422,7 @@ def test_client_that_reads_slowly_gets_everything(proxy, client, server):
     raw = client(proxy(server={"Timeout": 30})).login(upstream.port)
     assert raw.stat(60)[0] == 1
     raw.send(b"RETR 1\r\n")
-    time.sleep(0.5)  # until the buffers are full; a sender that gives up there would be noticed below
+    raw.wait_until_full()  # a sender that gives up then would be noticed below
     assert raw.line() == b"+OK %d" % parsed_size(data)
     assert raw.until(b"\r\n.\r\n", 60)[:-3] == on_the_wire(data)
 
