@@ -219,9 +219,13 @@ LevelThreshold Classifier::ThresholdOf(const Program& program, std::int32_t leve
 
 bool Classifier::Decide(const MailMessage& message, double& probability, std::string& words) {
   const FilterSettings settings = ReadFilterSettings(program_);
+  return Decide(settings, Threshold(program_, settings.level), message, probability, words);
+}
+
+bool Classifier::Decide(const FilterSettings& settings, std::int32_t threshold, const MailMessage& message,
+                        double& probability, std::string& words) {
   learnt_words_decided_ = false;
   if (!settings.enabled) return false;
-  const std::int32_t threshold = Threshold(program_, settings.level);
   ForgetTexts();
   probability = kUndecided;
   words.clear();

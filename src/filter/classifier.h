@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "config/program.h"
+#include "filter/filter_settings.h"
 #include "filter/spam_word_search.h"
 #include "filter/word_tables.h"
 #include "message/mail_message.h"
@@ -60,9 +61,11 @@ class Classifier {
   Classifier(const Program& program, const WordTables& tables);
 
   // True for spam. `probability` and `words` get the last value computed and the words that led to it; both
-  // stay untouched when the filter is switched off. Keys and thresholds are read anew at every call. One
-  // thread.
+  // stay untouched when the filter is switched off. Keys and thresholds are read anew. One thread.
   bool Decide(const MailMessage& message, double& probability, std::string& words);
+  // The same with settings and threshold (percent) that were read before.
+  bool Decide(const FilterSettings& settings, std::int32_t threshold, const MailMessage& message,
+              double& probability, std::string& words);
   // Whether the last Decide was settled by the learnt words alone, one way or the other, without any
   // threshold.
   bool LearntWordsDecided() const { return learnt_words_decided_; }

@@ -17,8 +17,9 @@ std::int32_t ReadKey(const IniDocument& document, const IntegerKey& key) {
 }  // namespace
 
 FilterSettings ReadFilterSettings(const Program& program) {
-  const std::shared_ptr<const IniDocument> document = program.configuration.Read();
   FilterSettings settings;
+  settings.source = program.configuration.Read();
+  const std::shared_ptr<const IniDocument>& document = settings.source;
   settings.enabled = ReadKey(*document, keys::kEnable) != 0;
   settings.word_filter = ReadKey(*document, keys::kFilterWordEnable) != 0;
   settings.learning_filter = ReadKey(*document, keys::kFilterLearningEnable) != 0;

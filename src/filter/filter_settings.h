@@ -5,6 +5,7 @@
 // every mail, and each key by itself would ask the system for the file's state.
 
 #include <cstdint>
+#include <memory>
 
 #include "config/program.h"
 
@@ -20,6 +21,8 @@ struct FilterSettings {
   bool strip_html = true;       // FilterWordHTML is exactly 1
   std::int32_t level = 50;      // Aggressiveness
   std::int32_t size_limit = 0;  // FilterMaxMessageSize, bytes; 0 or less: none
+  // What they were read from, so that the sender lists beside them need no look of their own.
+  std::shared_ptr<const IniDocument> source;
 
   // True when anything may judge mail at all.
   bool FilterIsOn() const { return enabled && (word_filter || learning_filter); }

@@ -57,7 +57,7 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
   // comma, so that a write would damage "Smith, Bob,2", and it would bring back an entry that was removed
   // since the pass began.
   SenderRecord sender;
-  senders_.LookUp(message, sender);
+  senders_.LookUp(message, settings.source, sender);
   judgement.sender_kind = sender.kind;
   if (settings.IsTooLarge(message.size())) {
     judgement.reason = JudgementReason::kTooLarge;
@@ -69,7 +69,8 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
     return judgement;
   }
   judgement.classifier_asked = true;
-  judgement.classifier_spam = classifier_.Decide(message, judgement.probability, judgement.words);
+  judgement.classifier_spam =
+      classifier_.Decide(settings, judgement.threshold, message, judgement.probability, judgement.words);
   judgement.spam = judgement.classifier_spam;
   judgement.reason =
       classifier_.LearntWordsDecided() ? JudgementReason::kLearntWords : JudgementReason::kSpamWords;

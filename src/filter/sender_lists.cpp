@@ -131,20 +131,27 @@ void SenderLists::Index::Fill(std::uint32_t line, SenderRecord& record) const {
 SenderLists::SenderLists(Program& program) : program_(program) {}
 
 std::shared_ptr<const SenderLists::Index> SenderLists::CurrentIndex() const {
-  std::shared_ptr<const IniDocument> document = program_.configuration.Read();
+  return IndexOf(program_.configuration.Read());
+}
+
+std::shared_ptr<const SenderLists::Index> SenderLists::IndexOf(
+    std::shared_ptr<const IniDocument> document) const {
   const std::lock_guard guard(mutex_);
   if (!index_ || index_->source != document) index_ = std::make_shared<const Index>(std::move(document));
   return index_;
 }
 
 bool SenderLists::LookUp(std::string_view address, SenderRecord& record) const {
-  const std::shared_ptr<const Index> index = CurrentIndex();
+  return LookUp(*CurrentIndex(), address, record);
+}
+
+bool SenderLists::LookUp(const Index& index, std::string_view address, SenderRecord& record) {
   const std::string lower = LowerAscii(address);
   record.kind = kSenderNone;
-  for (const std::uint32_t line : index->Matching(lower)) {
-    const bool exact = index->lines[line].lower_key == lower;
+  for (const std::uint32_t line : index.Matching(lower)) {
+    const bool exact = index.lines[line].lower_key == lower;
     SenderRecord candidate;
-    index->Fill(line, candidate);
+    index.Fill(line, candidate);
     // Deliberate: an exact entry outranks every line above it, whatever its list; of the patterns the first
     // counts, but Friend outranks Blocked, an exact Blocked entry included.
     if (!exact && record.kind != kSenderNone &&
@@ -159,10 +166,15 @@ bool SenderLists::LookUp(std::string_view address, SenderRecord& record) const {
 }
 
 bool SenderLists::LookUp(const MailMessage& message, SenderRecord& record) const {
+  return LookUp(message, program_.configuration.Read(), record);
+}
+
+bool SenderLists::LookUp(const MailMessage& message, const std::shared_ptr<const IniDocument>& source,
+                         SenderRecord& record) const {
   record.kind = kSenderNone;
   if (!SenderRecordOf(program_, message, record)) return false;
   const std::string address = record.address;  // the look-up overwrites the record's
-  return LookUp(address, record);
+  return LookUp(*IndexOf(source), address, record);
 }
 
 bool SenderLists::IsKey(std::string_view address) const {

@@ -45,6 +45,9 @@ class SenderLists {
   bool LookUp(std::string_view address, SenderRecord& record) const;
   // The same for a message's sender; false and kind -1 without From field.
   bool LookUp(const MailMessage& message, SenderRecord& record) const;
+  // The same in lists that were read before, with the settings beside them.
+  bool LookUp(const MailMessage& message, const std::shared_ptr<const IniDocument>& source,
+              SenderRecord& record) const;
 
   // True when the address is already a key, without regard to case, wildcards not expanded.
   bool IsKey(std::string_view address) const;
@@ -60,7 +63,10 @@ class SenderLists {
 
  private:
   struct Index;
-  std::shared_ptr<const Index> CurrentIndex() const;  // rebuilt when the configuration file changed
+  std::shared_ptr<const Index> CurrentIndex() const;
+  // Rebuilt when the configuration file has changed.
+  std::shared_ptr<const Index> IndexOf(std::shared_ptr<const IniDocument> document) const;
+  static bool LookUp(const Index& index, std::string_view address, SenderRecord& record);
 
   Program& program_;
   mutable std::mutex mutex_;

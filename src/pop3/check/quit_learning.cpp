@@ -28,7 +28,7 @@ Lessons SortMail(Program& program, const FilterSettings& settings,
   for (const MailMessage* message : messages) {
     if (settings.IsTooLarge(message->size())) continue;
     SenderRecord sender;
-    senders.LookUp(*message, sender);
+    senders.LookUp(*message, settings.source, sender);
     if (sender.kind == kSenderFriend) {
       if (from_friends) lessons.good.push_back(message);
     } else if (sender.kind == kSenderBlocked) {
