@@ -32,6 +32,7 @@ struct CheckSummary {
 struct AskedServer {
   std::string address;  // "host:port"
   std::string account;  // "user @ server", the bytes that the client sent
+  bool operator==(const AskedServer&) const = default;
 };
 
 class CheckObserver {

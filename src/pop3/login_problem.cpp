@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "config/ascii.h"
 #include "config/texts.h"
 #include "message/display_text.h"
 
@@ -37,14 +38,26 @@ const Description* DescriptionOf(LoginFailure failure) {
   return nullptr;
 }
 
+// As people compare them: pairs of capitals with colons between, half of them on each of two lines.
+std::string InPairs(std::string_view fingerprint) {
+  std::string pairs;
+  for (std::size_t i = 0; i < fingerprint.size(); ++i) {
+    if (i > 0 && i % 2 == 0) pairs += ':';
+    if (i > 0 && i == fingerprint.size() / 2) pairs += '\n';
+    pairs += ToUpperAscii(fingerprint[i]);
+  }
+  return pairs;
+}
+
 }  // namespace
 
 std::string DescribeProblem(const LoginProblem& problem) {
   const Description* const description = DescriptionOf(problem.failure);
   if (description == nullptr) return {};
+  const std::string whose = problem.account.empty() ? "" : DisplayLine(problem.account) + ": ";
   // A text with one conversion leaves the second argument alone.
-  return Format(description->text,
-                {DisplayLine(problem.server), problem.detail.empty() ? "-" : problem.detail});
+  return whose + Format(description->text,
+                        {DisplayLine(problem.server), problem.detail.empty() ? "-" : problem.detail});
 }
 
 std::string ProblemMarker(const LoginProblem& problem) {
@@ -68,10 +81,12 @@ std::string TrustQuestion(const LoginProblem& problem) {
   const CertificateInfo& certificate = *problem.certificate;
   const Text introduction =
       problem.certificate_changed ? Text::kTrustChangedCertificate : Text::kTrustNewCertificate;
-  return Format(introduction, {DisplayLine(problem.server), problem.detail}) + "\n\n" +
+  const std::string account =
+      problem.account.empty() ? "" : Format(Text::kTrustAccount, {DisplayLine(problem.account)}) + "\n";
+  return Format(introduction, {DisplayLine(problem.server), problem.detail}) + "\n\n" + account +
          Format(Text::kTrustCertificateDetails,
                 {certificate.subject, certificate.issuer, certificate.valid_from, certificate.valid_until,
-                 certificate.fingerprint}) +
+                 "\n" + InPairs(certificate.fingerprint)}) +
          "\n\n" + std::string(TextOf(Text::kTrustQuestion));
 }
 

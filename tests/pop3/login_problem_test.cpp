@@ -88,12 +88,35 @@ TEST(LoginProblem, AsksWithEverythingThatAPersonCanCompare) {
   LoginProblem problem = BadCertificate();
   const std::string question = TrustQuestion(problem);
   for (const char* part : {"pop.example.org:995", "certificate has expired", "CN=pop", "CN=authority",
-                           "2020-01-01", "2021-01-01", "aaaaaaaa"}) {
+                           "2020-01-01", "2021-01-01"}) {
     EXPECT_NE(question.find(part), std::string::npos) << part;
   }
   EXPECT_EQ(question.find("CHANGED"), std::string::npos);
   problem.certificate_changed = true;
   EXPECT_NE(TrustQuestion(problem).find("CHANGED"), std::string::npos);
+}
+
+TEST(LoginProblem, NamesTheAccount) {
+  LoginProblem problem = Problem(LoginFailure::kNotReached);
+  problem.account = "ann\xE4 @ pop.example.org";
+  EXPECT_EQ(
+      DescribeProblem(problem),
+      "ann\u00E4 @ pop.example.org: The login to pop.example.org:995 failed: the server does not accept "
+      "connections.");
+  problem = BadCertificate();
+  problem.account = "ann @ pop.example.org";
+  EXPECT_NE(TrustQuestion(problem).find("\n\nAccount: ann @ pop.example.org\nIssued for: CN=pop\n"),
+            std::string::npos);
+}
+
+TEST(LoginProblem, ShowsTheFingerprintAsPeopleCompareIt) {
+  LoginProblem problem = BadCertificate();
+  problem.certificate->fingerprint = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
+  EXPECT_NE(TrustQuestion(problem).find("SHA-256: \n01:23:45:67:89:AB:CD:EF:01:23:45:67:89:AB:CD:EF:\n"
+                                        "01:23:45:67:89:AB:CD:EF:01:23:45:67:89:AB:CD:EF\n\n"),
+            std::string::npos)
+      << TrustQuestion(problem);
+  EXPECT_NE(ProblemMarker(problem).find("SHA-256 0123456789abcdef"), std::string::npos);
 }
 
 }  // namespace
