@@ -22,6 +22,7 @@ void SessionObserver::ServingEnds() {
 void SessionObserver::SessionBegins() {
   cancelled_ = false;
   progress_.Reset();
+  timeout_question_.BeginSession();
   SendMessageW(main_window_, MESSAGE_SESSION_BEGINS, 0, 0);
 }
 
@@ -36,8 +37,8 @@ void SessionObserver::WrongUserName() {
   ShowMessageBox(nullptr, Text::kWrongUserName, MB_ICONEXCLAMATION | MB_SETFOREGROUND);
 }
 
-void SessionObserver::AskToAbort(const AskedServer&, std::function<void()> abort) {
-  timeout_question_.Ask(std::move(abort));
+void SessionObserver::AskToAbort(const AskedServer& server, std::function<void()> abort) {
+  timeout_question_.Ask(server, std::move(abort));
 }
 
 void SessionObserver::AddDeleted(std::uint32_t count) {

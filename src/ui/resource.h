@@ -157,6 +157,7 @@
 // The server does not answer
 #define DIALOG_TIMEOUT 143
 #define TIMEOUT_TEXT 1024
+#define TIMEOUT_SERVER 1300
 
 // Spam word to add or to edit
 #define DIALOG_EXPRESSION 4012

@@ -174,6 +174,10 @@ std::wstring TextOfControl(const Language& language, int dialog, const TemplateC
   if (dialog == DIALOG_TIMEOUT && control.id == TIMEOUT_TEXT) {
     return WideFromUtf8(TextOf(Text::kTimeoutQuestion));
   }
+  if (dialog == DIALOG_TIMEOUT && control.id == TIMEOUT_SERVER) {
+    return WideFromUtf8(
+        Format(Text::kTimeoutServer, {"pop3.example.org:995", "ann.smith@example.org @ pop3.example.org"}));
+  }
   const auto found = language.controls.find({dialog, control.id});
   return found != language.controls.end() ? WideFromUtf8(found->second) : control.text;
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 
 #include "support/window_script.h"
 #include "ui/resource.h"
@@ -23,7 +24,7 @@ class TimeoutQuestionTest : public ::testing::Test {
     test::WaitFor([] { return Question() == nullptr; });
   }
   void Ask() {
-    question.Ask([this] { ++aborted; });
+    question.Ask(server, [this] { ++aborted; });
   }
   HWND Shown() {
     test::WaitFor([] { return Question() != nullptr; });
@@ -33,6 +34,7 @@ class TimeoutQuestionTest : public ::testing::Test {
     return test::WaitFor([] { return Question() == nullptr; });
   }
 
+  AskedServer server{"pop.example.org:995", "ann @ pop.example.org"};
   std::atomic<int> aborted = 0;
   TimeoutQuestion question;
 };
@@ -87,11 +89,113 @@ TEST_F(TimeoutQuestionTest, TheQuestionMayOutliveWhoAsked) {
   std::atomic<int> calls = 0;
   {
     TimeoutQuestion short_lived;
-    short_lived.Ask([&calls] { ++calls; });
+    short_lived.Ask(server, [&calls] { ++calls; });
     ASSERT_NE(Shown(), nullptr);
   }
   test::Press(Question(), IDOK);
   EXPECT_TRUE(test::WaitFor([&calls] { return calls == 1; }));
+}
+
+TEST_F(TimeoutQuestionTest, NamesServerAndAccount) {
+  Ask();
+  const HWND window = Shown();
+  ASSERT_NE(window, nullptr);
+  EXPECT_EQ(test::TextOfControl(window, TIMEOUT_SERVER),
+            L"Server: pop.example.org:995\nAccount: ann @ pop.example.org");
+  test::Press(window, IDCANCEL);
+}
+
+TEST_F(TimeoutQuestionTest, LongNamesMakeItHigherAndBytesAreMadeFitToBeShown) {
+  Ask();
+  const HWND usual = Shown();
+  ASSERT_NE(usual, nullptr);
+  const RECT button = test::PlaceOfControl(usual, IDOK);
+  test::Press(usual, IDCANCEL);
+  ASSERT_TRUE(Gone());
+
+  server.address = std::string(79, 'W') + ":995";
+  server.account = std::string(78, 'M') + "\xE4 @ " + std::string(79, 'W');
+  question.BeginSession();
+  Ask();
+  const HWND window = Shown();
+  ASSERT_NE(window, nullptr);
+  const std::wstring text = test::TextOfControl(window, TIMEOUT_SERVER);
+  EXPECT_NE(text.find(L"M\u00E4 @ W"), text.npos);
+  const RECT names = test::PlaceOfControl(window, TIMEOUT_SERVER);
+  const HDC context = GetDC(GetDlgItem(window, TIMEOUT_SERVER));
+  SelectObject(context,
+               reinterpret_cast<HFONT>(SendDlgItemMessageW(window, TIMEOUT_SERVER, WM_GETFONT, 0, 0)));
+  RECT needed{0, 0, names.right - names.left, 0};
+  DrawTextW(context, text.c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_EDITCONTROL | DT_NOPREFIX);
+  ReleaseDC(GetDlgItem(window, TIMEOUT_SERVER), context);
+  EXPECT_GE(names.bottom - names.top, needed.bottom);
+  RECT client{};
+  GetClientRect(window, &client);
+  for (const int id : {IDOK, IDCANCEL}) {
+    const RECT place = test::PlaceOfControl(window, id);
+    EXPECT_GE(place.top, names.bottom) << id;
+    EXPECT_LT(place.bottom, client.bottom) << id;
+  }
+  EXPECT_GT(test::PlaceOfControl(window, IDOK).top, button.top);
+  test::Press(window, IDCANCEL);
+}
+
+TEST_F(TimeoutQuestionTest, AQuestionOfTheNextSessionTakesThePlaceOfAnOldOne) {
+  std::atomic<int> old_aborted = 0;
+  question.Ask(server, [&old_aborted] { ++old_aborted; });
+  const HWND old = Shown();
+  ASSERT_NE(old, nullptr);
+  question.BeginSession();
+  Sleep(100);
+  EXPECT_EQ(Question(), old);  // until the session has something to ask
+  Ask();
+  EXPECT_TRUE(test::WaitFor([old] { return !IsWindow(old); }));
+  ASSERT_NE(Shown(), nullptr);
+  EXPECT_NE(Question(), old);
+  EXPECT_EQ(old_aborted, 0);
+  test::Press(Question(), IDOK);
+  EXPECT_TRUE(test::WaitFor([this] { return aborted == 1; }));
+  EXPECT_EQ(old_aborted, 0);
+}
+
+TEST_F(TimeoutQuestionTest, AQuestionAboutAnotherServerTakesThePlaceOfAnOldOneToo) {
+  Ask();
+  const HWND old = Shown();
+  ASSERT_NE(old, nullptr);
+  server.address = "pop.example.com:110";
+  Ask();
+  EXPECT_TRUE(test::WaitFor([old] { return !IsWindow(old); }));
+  ASSERT_NE(Shown(), nullptr);
+  EXPECT_NE(test::TextOfControl(Question(), TIMEOUT_SERVER).find(L"pop.example.com:110"), std::wstring::npos);
+  test::Press(Question(), IDCANCEL);
+}
+
+TEST_F(TimeoutQuestionTest, AbortIsForTheConnectionThatAskedLast) {
+  std::atomic<int> first = 0;
+  question.Ask(server, [&first] { ++first; });
+  ASSERT_NE(Shown(), nullptr);
+  Ask();
+  test::Press(Question(), IDOK);
+  EXPECT_TRUE(test::WaitFor([this] { return aborted == 1; }));
+  EXPECT_EQ(first, 0);
+}
+
+TEST_F(TimeoutQuestionTest, ManySessionsLeaveOneQuestion) {
+  for (int session = 0; session < 20; ++session) {
+    question.BeginSession();
+    Ask();
+  }
+  EXPECT_TRUE(test::WaitFor([] {
+    const HWND one = Question();
+    return one != nullptr && FindWindowExW(nullptr, one, L"#32770", L"Timeout") == nullptr;
+  }));
+  // The last one may be about to come while an earlier one is about to go.
+  test::WaitFor([this] {
+    if (Question() != nullptr) test::Press(Question(), IDOK);
+    return aborted == 1;
+  });
+  EXPECT_EQ(aborted, 1);
+  EXPECT_TRUE(Gone());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ from messages import ham
 from program import eventually
 from scripted_server import after, then_silence
 
-TITLE, TEXT = "Timeout", 1024
+TITLE, TEXT, SERVER = "Timeout", 1024, 1300
 QUESTION = "The server has not answered for a long time. Do you want to abort connection?"
 
 
@@ -42,7 +42,10 @@ def test_aborting(waiting, picture):
     one, raw, upstream = waiting()
     box = question(one)
     assert box.owner == 0
-    assert {c["id"]: c["text"] for c in box.controls()} == {TEXT: QUESTION, IDOK: "Abort", IDCANCEL: "Wait..."}
+    assert {c["id"]: c["text"] for c in box.controls()} == {
+        TEXT: QUESTION, SERVER: f"Server: 127.0.0.1:{upstream.port}\nAccount: jane @ 127.0.0.1", IDOK: "Abort",
+        IDCANCEL: "Wait..."}
+    assert [c["id"] for c in box.controls()] == [TEXT, SERVER, IDOK, IDCANCEL]  # their tab order
     assert box.default_button() == IDCANCEL and box.focus()["focus_id"] == IDCANCEL
     picture("timeout-question", box.place)
     box.click(IDOK)
@@ -90,6 +93,43 @@ def test_an_answer_after_the_session(waiting, client, server):
     box.wait_until_gone()
     assert second.stat()[0] == 1
     second.quit()
+
+
+def test_the_next_session_asks_over_a_stale_question(waiting, client, server):
+    one, raw, _ = waiting(after(2))
+    stale = question(one)
+    assert raw.line(10).startswith(b"+OK 1 ")
+    raw.quit()
+    raw.close()
+    upstream = server(ham(7), uid_prefix=b"next")
+    upstream.when("LIST", then_silence())
+    second = client(one).login(upstream.port)
+    assert stale.stands()
+    second.send(b"STAT\r\n")
+    stale.wait_until_gone()
+    box = question(one)
+    assert f"127.0.0.1:{upstream.port}" in box.text(SERVER)
+    assert len(questions(one)) == 1
+    box.click(IDOK)
+    assert second.line(10) == b"+OK 0 0"
+    upstream.wait_for_end()
+
+
+def test_long_names_are_shown_whole(program, client, server, picture):
+    """79 letters are what a mail program can give for either."""
+    one = program(None, {"Timeout": 1})
+    silent = server()
+    silent.when("GREETING", then_silence())
+    host = "127.0.0.1"
+    second = client(one)
+    second.user(silent.port, name="W" * 79, host=host)
+    second.send(b"PASS secret\r\n")
+    box = question(one)
+    names, abort = box.control(SERVER), box.control(IDOK)
+    picture("timeout-question-long-name", box.place)
+    assert "W" * 79 + " @ " + host in names["text"]
+    assert names["place"]["bottom"] <= abort["place"]["top"]
+    box.click(IDOK)
 
 
 def test_aborting_without_a_question(waiting):
