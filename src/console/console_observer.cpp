@@ -60,16 +60,17 @@ void ConsoleObserver::PortInUse() {
 }
 
 void ConsoleObserver::SessionBegins() {
+  ++session_;
   range_ = position_ = 0;
   spam_count_ = 0;
   activity_.clear();
-  trouble_.clear();
+  status_.clear();
 }
 
 void ConsoleObserver::SessionEnds(const CheckSummary& summary) {
   std::string line = TimeNow(program_) + OutcomeOf(summary);
-  if (!trouble_.empty()) {
-    line += " " + trouble_;
+  if (!status_.empty()) {
+    line += " " + status_;
   }
   PrintLine(line);
   AskToTrust(summary.login_problem);
@@ -85,7 +86,10 @@ void ConsoleObserver::ShowTooltip(std::string_view text) {
 }
 
 void ConsoleObserver::ShowStatus(std::string_view text) {
-  trouble_ = DisplayLine(text);
+  status_ = DisplayLine(text);
+  if (activity_.empty()) {
+    DrawProgress(true);  // before the mail check has anything to tell of itself
+  }
 }
 
 void ConsoleObserver::ShowSpamCount(std::uint32_t count) {
@@ -108,36 +112,79 @@ void ConsoleObserver::Advance(std::uint64_t amount) {
   DrawProgress(false);
 }
 
-void ConsoleObserver::AskToAbort(const AskedServer&, std::function<void()> abort) {
+void ConsoleObserver::MessageRefused(std::string_view, std::uint32_t number, std::string_view words) {
+  // The line at the end names the account.
+  ShowStatus(Format(Text::kMessageNotDelivered, {Number(number), words.empty() ? "-" : std::string(words)}));
+}
+
+void ConsoleObserver::ServerGone(std::string_view account) {
+  PrintTrouble({.trouble = Trouble::kServerGone, .account = std::string(account)});
+}
+
+void ConsoleObserver::DeletionsUnconfirmed(std::string_view account, std::uint32_t count,
+                                           std::string_view words) {
+  PrintTrouble({.trouble = Trouble::kDeletionsUnconfirmed,
+                .account = std::string(account),
+                .number = count,
+                .words = std::string(words)});
+}
+
+void ConsoleObserver::MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) {
+  PrintTrouble({.trouble = Trouble::kMailNotKept,
+                .account = std::string(account),
+                .number = count,
+                .words = std::string(why)});
+}
+
+void ConsoleObserver::ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) {
+  PrintTrouble(
+      {.trouble = Trouble::kClientGaveUp, .account = std::string(account), .number = ready, .total = total});
+}
+
+void ConsoleObserver::PrintTrouble(const MailTrouble& trouble) {
+  PrintLine(TimeNow(program_) + DescribeTrouble(trouble));
+}
+
+void ConsoleObserver::AskToAbort(const AskedServer& server, std::function<void()> abort) {
   if (!can_ask_) {
     abort();
     return;
   }
-  if (StandingQuestion() == Standing::kOther) {
+  const Asked asked{.session = session_, .server = server};
+  const OnAnswer on_answer = [abort](Questions&, const std::optional<std::string>& answer) {
+    if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
+      abort();
+    }
+  };
+  if (TakeOver(on_answer, asked)) {
     return;
   }
   // Before it is shown, so that no answer to it is taken for another question's. Where nothing can be typed
   // any more it is as if nobody could be asked.
-  if (!Ask([abort](Questions&, const std::optional<std::string>& answer) {
-        if (!answer || answer->starts_with('a') || answer->starts_with('A')) {
-          abort();
-        }
-      })) {
+  if (!Ask(on_answer, asked)) {
     abort();
     return;
   }
   PrintLine(TextOf(Text::kTimeoutQuestion));
+  PrintLine(Format(Text::kTimeoutServer, {DisplayLine(server.address), DisplayLine(server.account)}));
   PrintLine(TextOf(Text::kTimeoutKeys));
 }
 
 void ConsoleObserver::AskToTrust(const LoginProblem& problem) {
-  if (!problem.certificate || !can_ask_ || StandingQuestion() != Standing::kNone ||
-      !questions_->trust.Begin(problem.server)) {
+  if (!problem.certificate || !can_ask_) {
     return;
   }
-  PrintLine(TrustQuestion(problem));
-  PrintLine(TextOf(Text::kTrustKeys));
-  Ask(
+  {
+    const std::lock_guard lock(questions_->mutex);
+    // A time-out that is still asked about belongs to a session that is over, this one at the latest.
+    if (questions_->on_answer && !questions_->asked.trust.empty()) {
+      return;
+    }
+  }
+  if (!questions_->trust.Begin(problem.server)) {
+    return;
+  }
+  const bool can_be_answered = Ask(
       [server = problem.server, fingerprint = problem.certificate->fingerprint](
           Questions& questions, const std::optional<std::string>& answer) {
         const bool trusted = answer && (answer->starts_with('y') || answer->starts_with('Y'));
@@ -154,27 +201,32 @@ void ConsoleObserver::AskToTrust(const LoginProblem& problem) {
         }
         WriteStandardOutput(Format(outcome, {DisplayLine(server)}) + "\n");
       },
-      problem.server);
-}
-
-ConsoleObserver::Standing ConsoleObserver::StandingQuestion() {
-  const std::lock_guard lock(questions_->mutex);
-  if (!questions_->on_answer) {
-    return Standing::kNone;
+      {.trust = problem.server});
+  if (can_be_answered) {
+    PrintLine(TrustQuestion(problem));
+    PrintLine(TextOf(Text::kTrustKeys));
   }
-  return questions_->trust_asked.empty() ? Standing::kOther : Standing::kTrust;
 }
 
-bool ConsoleObserver::Ask(OnAnswer on_answer, std::string trust_asked) {
+bool ConsoleObserver::TakeOver(const OnAnswer& on_answer, const Asked& asked) {
+  const std::lock_guard lock(questions_->mutex);
+  if (!questions_->on_answer || questions_->asked != asked) {
+    return false;
+  }
+  questions_->on_answer = on_answer;
+  return true;
+}
+
+bool ConsoleObserver::Ask(OnAnswer on_answer, Asked asked) {
   {
     const std::lock_guard lock(questions_->mutex);
     const bool reading = static_cast<bool>(questions_->on_answer);
     questions_->on_answer = std::move(on_answer);
-    const std::string given_way = std::exchange(questions_->trust_asked, std::move(trust_asked));
+    const Asked given_way = std::exchange(questions_->asked, std::move(asked));
     if (reading) {
       // A mail check that waits for an answer holds up all mail; whether to trust a server is asked another
       // time.
-      questions_->trust.Forget(given_way);
+      questions_->trust.Forget(given_way.trust);
       return true;
     }
   }
@@ -209,7 +261,7 @@ void ConsoleObserver::DrawProgress(bool at_once) {
   if (spam_count_ > 0) {
     text += Format(Text::kSpamMessages, {Number(spam_count_)}) + "  ";
   }
-  progress_.Draw(position_, range_, text + activity_);
+  progress_.Draw(position_, range_, text + (activity_.empty() ? status_ : activity_));
 }
 
 }  // namespace quillbeaker

@@ -14,6 +14,7 @@
 
 #include "config/program.h"
 #include "console/progress_line.h"
+#include "extras/mail_trouble.h"
 #include "extras/trust_questions.h"
 #include "pop3/check_observer.h"
 
@@ -38,32 +39,40 @@ class ConsoleObserver : public CheckObserver {
   bool IsCancelled() override { return false; }
   void AskToAbort(const AskedServer& server, std::function<void()> abort) override;
   void AddDeleted(std::uint32_t) override {}
-  void MessageRefused(std::string_view, std::uint32_t, std::string_view) override {}
-  void ServerGone(std::string_view) override {}
-  void DeletionsUnconfirmed(std::string_view, std::uint32_t, std::string_view) override {}
-  void MailNotKept(std::string_view, std::uint32_t, std::string_view) override {}
-  void ClientGaveUp(std::string_view, std::uint32_t, std::uint32_t) override {}
+  void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override;
+  void ServerGone(std::string_view account) override;
+  void DeletionsUnconfirmed(std::string_view account, std::uint32_t count, std::string_view words) override;
+  void MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) override;
+  void ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) override;
 
  private:
   struct Questions;
   using OnAnswer = std::function<void(Questions& questions, const std::optional<std::string>& answer)>;
+  // What a question is about.
+  struct Asked {
+    std::string trust{};        // the server, when it is whether to trust that; else empty
+    std::uint32_t session = 0;  // of a time-out: which session waits, and for whom
+    AskedServer server{};
+    bool operator==(const Asked&) const = default;
+  };
   // What a question's thread reaches; it may outlive everything else, and waits for a line that may never
   // come.
   struct Questions {
     std::mutex mutex;
     Program* program = nullptr;  // null once the observer is gone
     // One at a time: there is one terminal to answer at, and one thread that reads it.
-    OnAnswer on_answer;       // of the question that stands; empty when none does
-    std::string trust_asked;  // its server, when it is whether to trust that
+    OnAnswer on_answer;  // of the question that stands; empty when none does
+    Asked asked;
     TrustQuestions trust;
   };
-  // Lets a thread of its own wait for the answer; false when that cannot be. A question whether to trust
-  // `trust_asked` gives way to another one; nothing else may stand.
-  bool Ask(OnAnswer on_answer, std::string trust_asked = {});
-  enum class Standing { kNone, kTrust, kOther };
-  Standing StandingQuestion();
+  // Lets a thread of its own wait for the answer; false when that cannot be. The question that stands gives
+  // way to this one.
+  bool Ask(OnAnswer on_answer, Asked asked);
+  // True when `asked` stands already; its answer goes to `on_answer` from now on.
+  bool TakeOver(const OnAnswer& on_answer, const Asked& asked);
   void AskToTrust(const LoginProblem& problem);
   void PrintLine(std::string_view text);
+  void PrintTrouble(const MailTrouble& trouble);
   void DrawProgress(bool at_once);
 
   Program& program_;
@@ -72,8 +81,9 @@ class ConsoleObserver : public CheckObserver {
   std::uint64_t range_ = 0;
   std::uint64_t position_ = 0;
   std::string activity_;
-  std::string trouble_;  // why messages did not come, for the line at the end
+  std::string status_;  // the latest one that is not cleared, for the line at the end
   std::uint32_t spam_count_ = 0;
+  std::uint32_t session_ = 0;  // counts them: a question belongs to the one that asked
   std::shared_ptr<Questions> questions_ = std::make_shared<Questions>();
 };
 

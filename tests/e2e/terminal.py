@@ -74,3 +74,10 @@ class Terminal:
             ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
             assert ready, f"no {pattern!r} on the terminal, only {self.shown!r}"
             self.shown += os.read(self.master, 65536)
+
+    def read_for(self, seconds):
+        """Everything shown until so many seconds from now."""
+        end = time.monotonic() + seconds
+        while select.select([self.master], [], [], max(0, end - time.monotonic()))[0]:
+            self.shown += os.read(self.master, 65536)
+        return self.shown
