@@ -49,6 +49,7 @@ bool App::Init(HINSTANCE instance) {
   }
   observer_.SetMainWindow(main_window_);
   tray_icon_.LoadAnimation();
+  tray_icon_.SetFilterState(program_.Read(keys::kEnable) != 0);
   PrepareStores();
   TrimWorkingSet();
   initialised_ = true;
@@ -208,6 +209,9 @@ void App::OnTimer(UINT_PTR timer) {
     case TIMER_DELETED_COUNT:
       tray_icon_.SetDeletedCount(0);
       break;
+    case TIMER_DISABLED_FILTER:
+      tray_icon_.MarkDisabledFilter();
+      break;
     case TIMER_ADD_ICON:
       tray_icon_.AddOrTryLater();
       break;
@@ -229,6 +233,7 @@ void App::OnSessionBegin() {
 void App::OnSessionEnd() {
   tray_icon_.StopAnimation();
   bubble_.reset();
+  tray_icon_.SetFilterState(program_.Read(keys::kEnable) != 0);  // another program may have switched it
   tray_icon_.SetDeletedCount(tray_icon_.deleted_count());
   tray_icon_.ShowIdleTooltip();
 }
@@ -257,13 +262,22 @@ void App::AddDeleted(std::uint32_t count) {
 
 void App::ShowLoginResult(const LoginProblem& problem) {
   if (problem.failure == LoginFailure::kNone) {
-    login_problems_.Forget(problem.server);
+    login_problems_.Forget(problem);
     return;
   }
   if (program_.Read(keys::kShowErrors) != 0 && login_problems_.IsNew(problem)) {
     tray_icon_.Notify(Wide(DescribeProblem(problem)));
   }
   trust_question_.AskOnce(program_, problem);
+}
+
+void App::ShowTrouble(const MailTrouble& trouble) {
+  if (program_.Read(keys::kShowErrors) == 0) {
+    return;
+  }
+  if (const auto text = trouble_notices_.Tell(trouble)) {
+    tray_icon_.Notify(Wide(*text));
+  }
 }
 
 void App::AskToQuit() {
@@ -287,18 +301,38 @@ void App::SwitchFilter() {
   }
   switching_filter_ = true;
   if (program_.Read(keys::kEnable) != 0) {
-    const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion,
-                                       MB_YESNO | MB_ICONQUESTION, "FilterDisableWarning", IDYES);
-    if (answer == IDYES) {
-      program_.Write(keys::kEnable, 0);
-    }
+    AskToDisableFilter();
   } else {
-    program_.Write(keys::kEnable, 1);
-    ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION,
-                    "FilterReEnable", IDOK);
+    EnableFilter();
   }
   switching_filter_ = false;
   tray_icon_.SetDeletedCount(0);
+}
+
+void App::AskToDisableFilter() {
+  const int answer = ShowOptionalBox(program_, main_window_, Text::kDisableFilterQuestion,
+                                     MB_YESNO | MB_ICONQUESTION, "FilterDisableWarning", IDYES);
+  if (answer != IDYES) {
+    return;
+  }
+  if (!program_.Write(keys::kEnable, 0)) {
+    ShowNotSaved(main_window_, program_);
+    return;
+  }
+  tray_icon_.SetFilterState(false);
+}
+
+void App::EnableFilter() {
+  if (!program_.Write(keys::kEnable, 1)) {
+    ShowNotSaved(main_window_, program_);
+    return;
+  }
+  tray_icon_.SetFilterState(true);
+  if (bubble_ != nullptr) {
+    bubble_->ClearStatus(WideText(Text::kFilterDisabled));
+  }
+  ShowOptionalBox(program_, main_window_, Text::kFilterReEnabled, MB_OK | MB_ICONINFORMATION,
+                  "FilterReEnable", IDOK);
 }
 
 void App::ShutDown() {
@@ -307,6 +341,7 @@ void App::ShutDown() {
   KillTimer(main_window_, TIMER_UPDATE_CHECK);
   KillTimer(main_window_, TIMER_ANIMATION);
   KillTimer(main_window_, TIMER_DELETED_COUNT);
+  KillTimer(main_window_, TIMER_DISABLED_FILTER);
   listener_.CloseSockets();
   tray_icon_.RemoveTrayIcon();
 }

@@ -20,6 +20,7 @@
 #include "config/program.h"
 #include "pop3/login_problem.h"
 #include "ui/presenter/login_problem_memory.h"
+#include "ui/presenter/trouble_notices.h"
 #include "ui/trust_question_box.h"
 #include "ui/ui_queue.h"
 
@@ -68,9 +69,12 @@ class App : private MailCheckView {
   void ShowProgress(const ProgressChanges& changes) override;
   void AddDeleted(std::uint32_t count) override;
   void ShowLoginResult(const LoginProblem& problem) override;
+  void ShowTrouble(const MailTrouble& trouble) override;
 
   void AskToQuit();
   void SwitchFilter();
+  void AskToDisableFilter();
+  void EnableFilter();
 
   Program program_;
   TrayIcon tray_icon_;
@@ -80,6 +84,7 @@ class App : private MailCheckView {
   std::unique_ptr<ProgressBubble> bubble_;
   CommandTable commands_;
   LoginProblemMemory login_problems_;
+  TroubleNotices trouble_notices_;
   TrustQuestionBox trust_question_;
   std::vector<int> early_commands_;  // came before the stores were there
   HWND main_window_ = nullptr;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "extras/mail_trouble.h"
 #include "pop3/login_problem.h"
 #include "ui/presenter/session_progress.h"
 
@@ -21,6 +22,7 @@ class MailCheckView {
   virtual void AddDeleted(std::uint32_t count) = 0;
   // How the last session's login ended.
   virtual void ShowLoginResult(const LoginProblem& problem) = 0;
+  virtual void ShowTrouble(const MailTrouble& trouble) = 0;
 };
 
 }  // namespace quillbeaker

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/presenter/trouble_notices.h"
+#include "ui/presenter/unbroken_text.h"
 #include "ui/resource.h"
 #include "ui/wide_text.h"
 
@@ -83,10 +85,11 @@ void ProgressBubble::Arrange() {
     SetWindowPos(Control(id), nullptr, scaled(kMargin), scaled(top), scaled(kWidth - 2 * kMargin),
                  scaled(height), SWP_NOZORDER | SWP_NOACTIVATE);
   };
-  place(BUBBLE_STATUS, kTitleHeight + 10, 30);
-  place(BUBBLE_ACTIVITY, kTitleHeight + 42, 30);
-  place(BUBBLE_BAR, kTitleHeight + 76, 14);
-  place(BUBBLE_SPAM_COUNT, kTitleHeight + 97, 16);
+  // Three lines for either text: as much as is kept of it.
+  place(BUBBLE_STATUS, kTitleHeight + 4, 40);
+  place(BUBBLE_ACTIVITY, kTitleHeight + 46, 40);
+  place(BUBBLE_BAR, kTitleHeight + 89, 13);
+  place(BUBBLE_SPAM_COUNT, kTitleHeight + 105, 16);
   constexpr int kButtonWidth = 96;
   SetWindowPos(Control(BUBBLE_CANCEL), nullptr, scaled((kWidth - kButtonWidth) / 2), scaled(kHeight - 42),
                scaled(kButtonWidth), scaled(28), SWP_NOZORDER | SWP_NOACTIVATE);
@@ -119,7 +122,7 @@ bool ProgressBubble::OnCommand(int id, int notification) {
   return false;
 }
 
-bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& result) {
+bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) {
   switch (message) {
     case WM_LBUTTONUP:
       ShowWindow(window(), SW_HIDE);
@@ -141,6 +144,10 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT& res
       RestoreDC(of_control, state);
       return true;
     }
+    case WM_DRAWITEM:
+      DrawStatus(*reinterpret_cast<const DRAWITEMSTRUCT*>(lparam));
+      result = TRUE;
+      return true;
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORDLG:
     case WM_CTLCOLORBTN:
@@ -198,6 +205,19 @@ void ProgressBubble::Paint(HDC context) {
   FrameRgn(context, outline.get(), frame.get(), 1, 1);
 }
 
+// Drawn here and not by the control, which would break a line within "-ERR". Its text stays as it is for
+// whoever reads it aloud.
+void ProgressBubble::DrawStatus(const DRAWITEMSTRUCT& item) {
+  const std::wstring text = Unbroken(item.CtlID == BUBBLE_STATUS ? status_ : activity_);
+  FillRect(item.hDC, &item.rcItem, GetSysColorBrush(COLOR_WINDOW));
+  const Selected font(item.hDC, text_font_.get());
+  SetBkMode(item.hDC, TRANSPARENT);
+  SetTextColor(item.hDC, GetSysColor(COLOR_WINDOWTEXT));
+  RECT place = item.rcItem;
+  // DT_EDITCONTROL breaks the name of a server that is longer than a line.
+  DrawTextW(item.hDC, text.c_str(), -1, &place, DT_WORDBREAK | DT_EDITCONTROL | DT_NOPREFIX);
+}
+
 void ProgressBubble::SetRange(std::uint64_t range) {
   range_ = range;
   position_ = 0;
@@ -223,14 +243,20 @@ void ProgressBubble::ShowPosition() {
 }
 
 void ProgressBubble::SetStatus(std::wstring_view text) {
-  status_ = text.substr(0, kMaxStatus);
+  status_ = FitNotice(std::wstring(text), kMaxStatus);
   if (window() != nullptr) {
     SetDlgItemTextW(window(), BUBBLE_STATUS, status_.c_str());
   }
 }
 
+void ProgressBubble::ClearStatus(std::wstring_view text) {
+  if (status_ == text) {
+    SetStatus({});
+  }
+}
+
 void ProgressBubble::SetActivity(std::wstring_view text) {
-  activity_ = text.substr(0, kMaxStatus);
+  activity_ = FitNotice(std::wstring(text), kMaxStatus);
   if (window() != nullptr) {
     SetDlgItemTextW(window(), BUBBLE_ACTIVITY, activity_.c_str());
   }

@@ -28,8 +28,10 @@ class ProgressBubble : public Dialog {
   void SetRange(std::uint64_t range);
   void SetPosition(std::uint64_t position);
   void Advance(std::uint64_t amount);
-  // At most 99 characters of either text are kept.
+  // At most 99 characters of either text are kept; what is longer ends in "...".
   void SetStatus(std::wstring_view text);
+  // Empties the status when it is this one.
+  void ClearStatus(std::wstring_view text);
   void SetActivity(std::wstring_view text);
   void SetSpamCount(std::uint32_t count);
   bool IsCancelled() const { return cancelled_; }
@@ -43,6 +45,7 @@ class ProgressBubble : public Dialog {
   void ShowPosition();
   bool IsOverCancelButton() const;
   void Paint(HDC context);
+  void DrawStatus(const DRAWITEMSTRUCT& item);
 
   HWND main_window_;
   std::atomic<bool>& cancelled_;

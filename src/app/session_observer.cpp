@@ -45,4 +45,38 @@ void SessionObserver::AddDeleted(std::uint32_t count) {
   queue_.Post([this, count] { view_.AddDeleted(count); });
 }
 
+void SessionObserver::MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) {
+  Tell({.trouble = Trouble::kMessageRefused,
+        .account = std::string(account),
+        .number = number,
+        .words = std::string(words)});
+}
+
+void SessionObserver::ServerGone(std::string_view account) {
+  Tell({.trouble = Trouble::kServerGone, .account = std::string(account)});
+}
+
+void SessionObserver::DeletionsUnconfirmed(std::string_view account, std::uint32_t count,
+                                           std::string_view words) {
+  Tell({.trouble = Trouble::kDeletionsUnconfirmed,
+        .account = std::string(account),
+        .number = count,
+        .words = std::string(words)});
+}
+
+void SessionObserver::MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) {
+  Tell({.trouble = Trouble::kMailNotKept,
+        .account = std::string(account),
+        .number = count,
+        .words = std::string(why)});
+}
+
+void SessionObserver::ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) {
+  Tell({.trouble = Trouble::kClientGaveUp, .account = std::string(account), .number = ready, .total = total});
+}
+
+void SessionObserver::Tell(MailTrouble trouble) {
+  queue_.Post([this, trouble = std::move(trouble)] { view_.ShowTrouble(trouble); });
+}
+
 }  // namespace quillbeaker

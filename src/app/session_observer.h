@@ -48,13 +48,15 @@ class SessionObserver : public CheckObserver {
   bool IsCancelled() override { return cancelled_; }
   void AskToAbort(const AskedServer& server, std::function<void()> abort) override;
   void AddDeleted(std::uint32_t count) override;
-  void MessageRefused(std::string_view, std::uint32_t, std::string_view) override {}
-  void ServerGone(std::string_view) override {}
-  void DeletionsUnconfirmed(std::string_view, std::uint32_t, std::string_view) override {}
-  void MailNotKept(std::string_view, std::uint32_t, std::string_view) override {}
-  void ClientGaveUp(std::string_view, std::uint32_t, std::uint32_t) override {}
+  void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override;
+  void ServerGone(std::string_view account) override;
+  void DeletionsUnconfirmed(std::string_view account, std::uint32_t count, std::string_view words) override;
+  void MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) override;
+  void ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) override;
 
  private:
+  void Tell(MailTrouble trouble);
+
   UiQueue& queue_;
   MailCheckView& view_;  // of the UI thread: only tasks of the queue call it
   SessionProgress progress_;

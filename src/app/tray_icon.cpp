@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "ui/presenter/trouble_notices.h"
+#include "ui/presenter/unbroken_text.h"
 #include "ui/resource.h"
 #include "ui/wide_text.h"
 
@@ -15,6 +17,11 @@ constexpr UINT kFrameMilliseconds = 100;
 constexpr UINT kAddMilliseconds = 5000;
 constexpr std::size_t kMaxTooltip = 63;           // characters
 constexpr std::int32_t kLongestPeriod = 2147483;  // seconds, of a timer that counts milliseconds
+
+// How long the icon tells of what is over, in milliseconds.
+UINT ShownFor(const Program& program) {
+  return static_cast<UINT>(std::clamp(program.Read(keys::kTrayNumSeconds), 1, kLongestPeriod)) * 1000;
+}
 
 }  // namespace
 
@@ -94,7 +101,8 @@ void TrayIcon::Notify(const std::wstring& text) {
   notification.uFlags = NIF_INFO;
   notification.dwInfoFlags = NIIF_WARNING;
   lstrcpynW(notification.szInfoTitle, WideText(Text::kTitle).c_str(), ARRAYSIZE(notification.szInfoTitle));
-  lstrcpynW(notification.szInfo, text.c_str(), ARRAYSIZE(notification.szInfo));
+  const std::wstring fitting = FitNotice(Unbroken(text), ARRAYSIZE(notification.szInfo) - 1);
+  lstrcpynW(notification.szInfo, fitting.c_str(), ARRAYSIZE(notification.szInfo));
   shell_(NIM_MODIFY, notification);
 }
 
@@ -113,8 +121,7 @@ void TrayIcon::SetDeletedCount(unsigned count) {
   ShowImage();
   KillTimer(data_.hWnd, TIMER_DELETED_COUNT);
   if (count >= 1) {
-    const std::int32_t seconds = std::clamp(program_.Read(keys::kTrayNumSeconds), 1, kLongestPeriod);
-    SetTimer(data_.hWnd, TIMER_DELETED_COUNT, static_cast<UINT>(seconds) * 1000, nullptr);
+    SetTimer(data_.hWnd, TIMER_DELETED_COUNT, ShownFor(program_), nullptr);
   }
 }
 
@@ -127,12 +134,34 @@ void TrayIcon::ShowServing(bool serving) {
   ShowIdleTooltip();
 }
 
+void TrayIcon::SetFilterState(bool on) {
+  if (on == filter_on_) {
+    return;
+  }
+  filter_on_ = on;
+  if (!on) {
+    SetTimer(data_.hWnd, TIMER_DISABLED_FILTER, ShownFor(program_), nullptr);
+    return;
+  }
+  KillTimer(data_.hWnd, TIMER_DISABLED_FILTER);
+  filter_marked_ = false;
+  ShowImage();
+}
+
+void TrayIcon::MarkDisabledFilter() {
+  KillTimer(data_.hWnd, TIMER_DISABLED_FILTER);
+  filter_marked_ = true;
+  ShowImage();
+}
+
 UniqueIcon TrayIcon::MakeImage() const {
-  return MakeTrayImage(deleted_count_, serving_ ? TrayMark::kNone : TrayMark::kNotServing);
+  const TrayMark of_filter = filter_marked_ ? TrayMark::kFilterOff : TrayMark::kNone;
+  return MakeTrayImage(deleted_count_, serving_ ? of_filter : TrayMark::kNotServing);
 }
 
 void TrayIcon::StartAnimation() {
   next_frame_ = 0;
+  animated_ = true;
   SetTimer(data_.hWnd, TIMER_ANIMATION, kFrameMilliseconds, nullptr);
 }
 
@@ -143,12 +172,15 @@ void TrayIcon::ShowNextFrame() {
 
 void TrayIcon::StopAnimation() {
   KillTimer(data_.hWnd, TIMER_ANIMATION);
+  animated_ = false;
 }
 
 void TrayIcon::ShowImage() {
   // The shell may still draw the former picture: it is kept until the new one is shown.
   const UniqueIcon former = std::exchange(image_, MakeImage());
-  Show(image_.get());
+  if (!animated_) {
+    Show(image_.get());
+  }
 }
 
 void TrayIcon::Show(HICON icon) {

@@ -53,6 +53,11 @@ class TrayIcon {
 
   // Nothing served has a picture and a tooltip of its own, for as long as it lasts.
   void ShowServing(bool serving);
+  // A disabled filter has a picture of its own, from the moment on at which a deleted count would go: the
+  // picture stays the plain one that long after the filter was switched off, or the program started with it.
+  // Saying again what is known changes nothing.
+  void SetFilterState(bool on);
+  void MarkDisabledFilter();
 
   void StartAnimation();
   void ShowNextFrame();
@@ -71,6 +76,9 @@ class TrayIcon {
   std::size_t next_frame_ = 0;
   unsigned deleted_count_ = 0;
   bool serving_ = true;
+  bool animated_ = false;
+  bool filter_on_ = true;
+  bool filter_marked_ = false;
   UniqueIcon image_;
   bool wanted_ = false;  // from AddTrayIcon to RemoveTrayIcon
 };

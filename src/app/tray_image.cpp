@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -100,6 +101,26 @@ void DrawBadge(Canvas& icon, const std::wstring& number, const BadgeColours& col
   }
 }
 
+// Grey in the brightness of each colour, and a red line from corner to corner with a white edge: it must be
+// seen on a light and on a dark taskbar, by people who see no colours too.
+void CrossOut(Canvas& icon) {
+  for (int y = 0; y < icon.height(); ++y) {
+    for (int x = 0; x < icon.width(); ++x) {
+      std::uint32_t& pixel = icon.At(x, y);
+      const std::uint32_t grey =
+          (((pixel >> 16) & 0xFF) * 299 + ((pixel >> 8) & 0xFF) * 587 + (pixel & 0xFF) * 114) / 1000;
+      pixel = (pixel & 0xFF000000) | grey << 16 | grey << 8 | grey;
+      const int from_line = std::abs(x * icon.height() - y * icon.width()) / icon.width();
+      const int unit = std::max(1, icon.height() / 16);
+      if (from_line < 2 * unit) {
+        pixel = BadgePixel(0);
+      } else if (from_line < 3 * unit) {
+        pixel = BadgePixel(255);
+      }
+    }
+  }
+}
+
 // Drawing leaves each colour multiplied by its opacity; in an icon the colours are whole, and they would be
 // multiplied a second time when it is shown.
 void RestoreColours(Canvas& icon) {
@@ -157,9 +178,12 @@ UniqueIcon MakeTrayImage(unsigned deleted_count, TrayMark mark) {
     GdiFlush();
   }
   RestoreColours(canvas);
+  if (mark == TrayMark::kFilterOff) {
+    CrossOut(canvas);
+  }
   if (mark == TrayMark::kNotServing) {
     DrawBadge(canvas, L"!", kAlarmColours);
-  } else {
+  } else if (deleted_count > 0) {
     DrawBadge(canvas, deleted_count > 99 ? L"99+" : std::to_wstring(deleted_count), kNumberColours);
   }
   const UniqueBitmap mask = EmptyMask(canvas.width(), canvas.height());

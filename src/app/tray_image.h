@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The tray icon's picture: the plain icon, with the number of deleted messages or a mark on it.
+// The tray icon's picture: the plain icon, or its grey form, with the number of deleted messages or a mark on
+// it.
 
 #include "ui/handles.h"
 
@@ -13,6 +14,7 @@ int TrayIconSize();
 enum class TrayMark {
   kNone,
   kNotServing,  // an exclamation mark in the place of the number
+  kFilterOff,   // grey, and crossed out
 };
 // In that size. 0 without a mark gives the plain icon; from 100 on "99+" is shown.
 UniqueIcon MakeTrayImage(unsigned deleted_count, TrayMark mark = TrayMark::kNone);

@@ -13,4 +13,9 @@ int ShowMessageBox(HWND owner, Text text, UINT style) {
   return ShowMessageBox(owner, WideText(text), style);
 }
 
+void ShowNotSaved(HWND owner, const Program& program) {
+  ShowMessageBox(owner, WideFormat(Text::kSettingNotSaved, {program.configuration.path()}),
+                 MB_ICONEXCLAMATION | MB_SETFOREGROUND);
+}
+
 }  // namespace quillbeaker

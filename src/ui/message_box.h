@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "config/program.h"
 #include "config/texts.h"
 
 namespace quillbeaker {
@@ -14,5 +15,7 @@ namespace quillbeaker {
 // `style` is MessageBox's; gives the id of the button, 0 when there was no memory for a box.
 int ShowMessageBox(HWND owner, const std::wstring& text, UINT style);
 int ShowMessageBox(HWND owner, Text text, UINT style);
+// A setting that could not be written, with the file that it belongs into.
+void ShowNotSaved(HWND owner, const Program& program);
 
 }  // namespace quillbeaker

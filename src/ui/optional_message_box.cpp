@@ -92,7 +92,9 @@ class OptionalMessageBox : public Dialog {
       case IDOK:
       case IDYES:
       case IDNO:
-        KeepSilence(program_, key_, IsDlgButtonChecked(window(), OPTIONAL_DO_NOT_SHOW) == BST_CHECKED);
+        if (!KeepSilence(program_, key_, IsDlgButtonChecked(window(), OPTIONAL_DO_NOT_SHOW) == BST_CHECKED)) {
+          ShowNotSaved(window(), program_);
+        }
         End(id);
         return true;
       default:

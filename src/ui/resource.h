@@ -271,6 +271,7 @@
 #define TIMER_UPDATE_CHECK 100
 #define TIMER_ANIMATION 200
 #define TIMER_DELETED_COUNT 300
+#define TIMER_DISABLED_FILTER 400
 #define TIMER_ADD_ICON 500
 
 // Private messages, from WM_USER (1024) on. Any program of the user can send one: none carries a pointer.

@@ -25,7 +25,7 @@ void TrustQuestionBox::AskOnce(Program& program, const LoginProblem& problem) {
     if (TrustCertificate(program, server, fingerprint)) {
       questions->Forget(server);
     } else {
-      ShowMessageBox(nullptr, Text::kNotSaved, MB_ICONEXCLAMATION);
+      ShowNotSaved(nullptr, program);
     }
   };
   try {

@@ -66,6 +66,7 @@ class Receiver : private MailCheckView {
   void ShowServing(bool serving) override { told.push_back(serving ? "serving" : "not serving"); }
   void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
   void ShowLoginResult(const LoginProblem& problem) override { told.push_back("login " + problem.server); }
+  void ShowTrouble(const MailTrouble& trouble) override { told.push_back(DescribeTrouble(trouble)); }
 
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     auto* const self = reinterpret_cast<Receiver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
@@ -109,6 +110,26 @@ TEST(SessionObserver, TellsWhetherMailProgramsAreServed) {
     receiver.observer.ServingEnds();
   });
   EXPECT_EQ(receiver.told, (Told{"not serving", "serving", "not serving"}));
+}
+
+TEST(SessionObserver, TellsOfTrouble) {
+  Receiver receiver;
+  ASSERT_TRUE(receiver.opened);
+  receiver.Listen([&] {
+    // What it is told lives no longer than the call.
+    receiver.observer.MessageRefused(std::string("ann @ pop"), 3, std::string("-ERR no"));
+    receiver.observer.ServerGone("ann @ pop");
+    receiver.observer.DeletionsUnconfirmed("ann @ pop", 4, "-ERR locked");
+    receiver.observer.MailNotKept("ann @ pop", 5, "recycle: full");
+    receiver.observer.ClientGaveUp("ann @ pop", 310, 1000);
+  });
+  EXPECT_EQ(receiver.told,
+            (Told{"ann @ pop: message 3 could not be received (-ERR no)",
+                  "ann @ pop: the connection to the server was lost",
+                  "ann @ pop: the server did not confirm the deletion of 4 messages (-ERR locked)",
+                  "ann @ pop: 5 spam messages could not be kept in the recycle bin and stay on the server "
+                  "(recycle: full)",
+                  "ann @ pop: the mail program gave up; 310 of 1000 are ready for its next try"}));
 }
 
 TEST(SessionObserver, ASessionHasBegunWhenTheCallReturns) {

@@ -98,6 +98,19 @@ TEST(MakeTrayImage, NothingServedHasAPictureOfItsOwn) {
   EXPECT_EQ(Drawn(MakeTrayImage(7, TrayMark::kNotServing).get(), 0).colours, pixels.colours);
 }
 
+TEST(MakeTrayImage, ADisabledFilterIsSeenBesideEveryNumber) {
+  std::vector<std::vector<std::uint32_t>> pictures;
+  for (const unsigned number : {0U, 1U, 42U, 100U}) {
+    const Pixels marked = Drawn(MakeTrayImage(number, TrayMark::kFilterOff).get(), 0);
+    const Pixels usual = Drawn(MakeTrayImage(number).get(), 0);
+    std::size_t different = 0;
+    for (std::size_t i = 0; i < usual.colours.size(); ++i) different += marked.colours[i] != usual.colours[i];
+    EXPECT_GT(different, usual.colours.size() / 4) << number;
+    EXPECT_EQ(std::count(pictures.begin(), pictures.end(), marked.colours), 0) << number;
+    pictures.push_back(marked.colours);
+  }
+}
+
 TEST(MakeTrayImage, LeaksNoObject) {
   MakeTrayImage(5);
   const DWORD before = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);

@@ -33,14 +33,24 @@ TEST(IsSilenced, MissingZeroAndTextMeanShow) {
 
 TEST(KeepSilence, OnlyATickIsKept) {
   test::TestProgram one;
-  KeepSilence(one.program(), "Box", false);
+  EXPECT_TRUE(KeepSilence(one.program(), "Box", false));
   EXPECT_FALSE(one.directory.Has("Quillbeaker.ini"));
-  KeepSilence(one.program(), "Box", true);
+  EXPECT_TRUE(KeepSilence(one.program(), "Box", true));
   EXPECT_NE(one.directory.Get("Quillbeaker.ini")->find("Box=1"), std::string::npos);
   EXPECT_TRUE(IsSilenced(one.program(), "Box"));
   // Without the tick nothing is taken back either.
-  KeepSilence(one.program(), "Box", false);
+  EXPECT_TRUE(KeepSilence(one.program(), "Box", false));
   EXPECT_TRUE(IsSilenced(one.program(), "Box"));
+}
+
+TEST(KeepSilence, TellsWhenItCouldNotBeSaved) {
+  test::TestProgram one;
+  ASSERT_TRUE(one.Configure(""));
+  one.directory.SetReadOnly("Quillbeaker.ini", true);
+  EXPECT_FALSE(KeepSilence(one.program(), "Box", true));
+  EXPECT_TRUE(KeepSilence(one.program(), "Box", false));
+  EXPECT_FALSE(IsSilenced(one.program(), "Box"));
+  one.directory.SetReadOnly("Quillbeaker.ini", false);
 }
 
 TEST(WrapLines, LeavesWhatFits) {

@@ -220,9 +220,10 @@ TEST(TextFit, EveryTextFitsItsControl) {
 }
 
 TEST(TextFit, TheBubbleShowsItsTextsWhole) {
-  // As app/progress_bubble.cpp lays them out: two lines each, and one for the count.
+  // As app/progress_bubble.cpp lays them out: three lines each, and one for the count.
   constexpr int kWidth = 219;
-  constexpr int kHeight = 30;
+  constexpr int kHeight = 40;
+  constexpr std::size_t kMost = 99;
   constexpr int kCountHeight = 16;
   const auto dialog = LoadTemplate(DIALOG_BUBBLE);
   ASSERT_TRUE(dialog.has_value());
@@ -234,7 +235,9 @@ TEST(TextFit, TheBubbleShowsItsTextsWhole) {
           Format(Text::kReceivingMessage, {"1234", "12345", "1234"}),
           std::string(TextOf(Text::kClosingConnection)), std::string(TextOf(Text::kDeletingOldRecycled)),
           std::string(TextOf(Text::kDeletingOldTraining)), std::string(TextOf(Text::kFilterDisabled)),
-          Format(Text::kMessageNotDelivered, {"1234", "-ERR no such message"})}) {
+          Format(Text::kMessageNotDelivered,
+                 {"1234", "-ERR [SYS/TEMP] The mailbox is locked by another session, please try again later"})
+              .substr(0, kMost)}) {
       EXPECT_LE(measure.Drawn(WideFromUtf8(text), kWidth, false).cy, kHeight)
           << language.information.file_name << ": " << text;
     }

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What the Windows program shows when a login to a server fails: a notification, and whether to trust a certificate."""
 
+import re
 import time
 
 from driver import IDNO, IDYES
@@ -10,9 +11,9 @@ from program import eventually, free_port
 NO_LOGIN = b"-ERR Password isn't correct"
 
 
-def login_fails(client, one, port, host="localhost"):
+def login_fails(client, one, port, host="localhost", name="jane"):
     raw = client(one)
-    raw.user(port, host=host)
+    raw.user(port, name, host=host)
     assert raw.ask("PASS secret") == NO_LOGIN
     raw.ended()
 
@@ -30,7 +31,10 @@ def test_certificate_is_asked_about(program, client, server, authority, picture)
     login_fails(client, one, upstream.port)
     box = one.box(containing=f"The certificate of {name} is not accepted")
     words = next(c["text"] for c in box.controls() if name in c["text"])
-    assert first.fingerprint() in words and "CN=test server" in words and "unable to get local issuer certificate" in words and "Do you want to trust" in words
+    pairs = re.findall("..", first.fingerprint().upper())
+    for part in ("CN=test server", "unable to get local issuer certificate", "Do you want to trust",
+                 "Account: jane @ localhost\n", ":".join(pairs[:16]) + ":\n" + ":".join(pairs[16:]) + "\n"):
+        assert part in words, part
     assert box.focus()["focus_id"] == IDNO
     picture("trust-question", box.place)
     # Mail goes on, and the same server is not asked about twice.
@@ -68,6 +72,9 @@ def test_failed_login_is_notified_once(program, client, picture):
     login_fails(client, one, port)
     time.sleep(4)
     assert not balloons(one)
+    login_fails(client, one, port, name="bob")
+    eventually(lambda: balloons(one), what="the other account's notification")
+    eventually(lambda: not balloons(one), 40, "the notification's end")
     login_fails(client, one, free_port())
     eventually(lambda: balloons(one), what="the other server's notification")
 

@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: MIT
 """The tray icon, its menu and what the menu's commands do, by real clicks where a person would click."""
 
+import os
+import time
+
 import pytest
 
 from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, WM_COMMAND, WM_KEYDOWN
-from icons import PLAIN, Tray, click_at, docked, wait_for_no_icon
+from icons import PLAIN, Tray, click_at, docked, wait_for_icon, wait_for_no_icon
 from program import eventually
 from windows_program import COMMAND_EXIT, COMMAND_SWITCH_FILTER, LEFT_DOUBLE, RIGHT_DOWN
 
@@ -104,6 +107,63 @@ def test_switching_the_filter_off_and_on(program, picture):
     notice.click(IDOK)
     notice.wait_until_gone()
     assert not items(one)[COMMAND_SWITCH_FILTER]["checked"]
+
+
+@pytest.mark.parametrize("before, box", [(1, DISABLE_QUESTION), (0, None)])
+def test_a_switch_that_cannot_be_saved_says_so(program, picture, before, box):
+    one = program({"Enable": before})
+    os.chmod(one.path("Quillbeaker.ini"), 0o444)
+    one.command(COMMAND_SWITCH_FILTER)
+    if box is not None:
+        one.box(box).click(IDYES)
+    notice = one.box("The setting could not be saved in")
+    assert "Quillbeaker.ini" in notice.text()
+    picture(f"setting-not-saved-{before}", notice.place)
+    notice.click(IDCANCEL if IDOK not in [c["id"] for c in notice.controls()] else IDOK)
+    notice.wait_until_gone()
+    assert one.no_box() and one.setting("Enable") == str(before)
+    assert items(one)[COMMAND_SWITCH_FILTER]["checked"] == (before == 0)
+
+
+def test_a_silence_that_cannot_be_saved_says_so(program):
+    one = program()
+    os.chmod(one.path("Quillbeaker.ini"), 0o444)
+    one.command(COMMAND_SWITCH_FILTER)
+    question = one.box(DISABLE_QUESTION)
+    question.click(1077)
+    eventually(lambda: question.control(1077)["checked"], what="the tick")
+    question.click(IDNO)
+    notice = one.box("The setting could not be saved in")
+    notice.close_box()
+    notice.wait_until_gone()
+    question.wait_until_gone()
+
+
+def test_the_icon_of_a_disabled_filter(program, picture):
+    """It differs for as long as a number of deleted messages is shown, and is the plain one when the filter is back."""
+    one = program({"TrayNumSeconds": 4}, OPTIONALMESSAGEBOXES={"FilterDisableWarning": 1, "FilterReEnable": 1})
+    tray = Tray(one)
+    one.command(COMMAND_SWITCH_FILTER)
+    eventually(lambda: tray.shown() is None, what="another icon")
+    began = time.monotonic()
+    picture("icon-filter-off", tray.place)
+    eventually(lambda: tray.shown() == PLAIN, what="the plain icon")
+    assert 2.5 < time.monotonic() - began < 8
+    assert one.setting("Enable") == "0"
+    one.command(COMMAND_SWITCH_FILTER)
+    eventually(lambda: one.setting("Enable") == "1", what="the filter's switch")
+    one.command(COMMAND_SWITCH_FILTER)
+    eventually(lambda: tray.shown() is None, what="another icon")
+    one.command(COMMAND_SWITCH_FILTER)
+    eventually(lambda: tray.shown() == PLAIN, 2, "the plain icon of a filter that is on")
+
+
+def test_the_icon_at_a_start_with_a_disabled_filter(program, picture):
+    began = time.monotonic()
+    one = program({"TrayNumSeconds": 8, "Enable": 0})
+    picture("icon-filter-off-at-start", wait_for_icon(one.desktop)[1])
+    Tray(one)  # is there when the plain icon is
+    assert time.monotonic() - began > 7.5
 
 
 def test_a_silenced_question_counts_as_yes(program):

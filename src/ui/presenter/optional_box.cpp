@@ -32,10 +32,8 @@ bool IsSilenced(const Program& program, std::string_view key) {
   return program.configuration.ReadInteger(sections::kOptionalMessageBoxes, key, 0) != 0;
 }
 
-void KeepSilence(Program& program, std::string_view key, bool ticked) {
-  if (ticked) {
-    program.configuration.WriteString(sections::kOptionalMessageBoxes, key, "1");
-  }
+bool KeepSilence(Program& program, std::string_view key, bool ticked) {
+  return !ticked || program.configuration.WriteString(sections::kOptionalMessageBoxes, key, "1");
 }
 
 std::wstring WrapLines(std::wstring_view text, int widest,

@@ -14,8 +14,9 @@ namespace quillbeaker {
 
 // A box that was silenced for good is not shown again; its caller gets the fixed answer.
 bool IsSilenced(const Program& program, std::string_view key);
-// What a button press leaves behind: the box is silenced when its check box was ticked.
-void KeepSilence(Program& program, std::string_view key, bool ticked);
+// What a button press leaves behind: the box is silenced when its check box was ticked. False when that could
+// not be saved.
+[[nodiscard]] bool KeepSilence(Program& program, std::string_view key, bool ticked);
 
 // The text with line breaks put in, so that no line is wider than `widest` (in the unit of `width_of`): at
 // the last blank of the line, which goes, or inside a word that is wider by itself. Breaks that the text has
