@@ -62,6 +62,7 @@ class BusyPort : private MailCheckView {
   void ShowProgress(const ProgressChanges&) override {}
   void AddDeleted(std::uint32_t) override {}
   void ShowLoginResult(const LoginProblem&) override {}
+  void ShowTrouble(const MailTrouble&) override {}
 
   test::TestProgram one_;
   UiQueue queue_;

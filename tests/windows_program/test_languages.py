@@ -9,8 +9,8 @@ import languages
 from driver import IDCANCEL, IDNO, IDOK
 from messages import ham, spam
 from program import PORT_IN_USE, WRONG_USER_NAME, eventually
-from scripted_server import then_silence
-from test_mail_check import ACTIVITY, CANCEL, SPAM_COUNT, Held
+from scripted_server import reply, then_silence
+from test_mail_check import ACTIVITY, CANCEL, SPAM_COUNT, STATUS, Held
 from test_menu import MENU, QUIT_QUESTION, items, open_menu, press, VK_ESCAPE
 from windows_program import COMMAND_EXIT, COMMAND_SWITCH_FILTER
 
@@ -174,8 +174,26 @@ def test_the_time_out_question_in_every_language(translated, client, server, pic
     raw.send(b"STAT\r\n")
     box = one.driver.dialog(texts["dialog 143"].get("caption", "Timeout"), process=one.main.process)
     shown = {c["id"]: c["text"] for c in box.controls()}
-    assert shown == {1024: texts["texts"]["204"], IDOK: texts["texts"]["205"], IDCANCEL: texts["texts"]["206"]}
+    names = texts["texts"]["602"].replace("%s", f"127.0.0.1:{upstream.port}", 1).replace("%s", "jane @ 127.0.0.1")
+    assert shown == {1024: texts["texts"]["204"], 1300: names, IDOK: texts["texts"]["205"],
+                     IDCANCEL: texts["texts"]["206"]}
     assert_parts_fit(box)
     picture(name + "-timeout-question", box.place)
     box.click(IDOK)
     raw.line()
+
+
+def test_a_refused_message_in_every_language(translated, client, server, picture):
+    name, one, texts = translated
+    words = b"-ERR [SYS/TEMP] The mailbox is locked by another session"
+    upstream = server(ham(1))
+    upstream.when("RETR", reply(words + b"\r\n"))
+    raw = client(one).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    bubble = one.driver.dialog("Quillbeaker", containing=texts["dialog 119"][str(CANCEL)], process=one.main.process)
+    told = texts["texts"]["207"].replace("%i", "1").replace("%s", words.decode())
+    eventually(lambda: bubble.control(STATUS)["text"] == (told if len(told) < 100 else told[:96] + "..."),
+               what="the words")
+    picture(name + "-bubble-refused", bubble.place)
+    raw.line()
+    raw.quit()
