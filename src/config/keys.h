@@ -48,6 +48,8 @@ inline constexpr IntegerKey kFilterLearningAutoFriends{sections::kMain, "FilterL
 inline constexpr IntegerKey kFilterLearningAutoBlocked{sections::kMain, "FilterLearningAutoBlocked", 1};
 inline constexpr IntegerKey kUidChecking{sections::kMain, "UIDChecking", 1};
 inline constexpr IntegerKey kRecycleBinMaxDays{sections::kMain, "RecycleBinMaxDays", 30};
+// From which day those are counted: "mail", the mail's own Date, or "filing".
+inline constexpr TextKey kRecycleBinDaysFrom{sections::kMain, "RecycleBinDaysFrom", "mail", 16};
 inline constexpr IntegerKey kRecycleOldMessagesLast{sections::kMain, "RecycleOldMessagesLast", 0};
 // Kilobytes for both learnt word lists together.
 inline constexpr IntegerKey kTrainingAreaMaxMemory{sections::kMain, "TrainingAreaMaxMemory", 2048};

@@ -152,6 +152,28 @@ int Empty(RecycleBin& bin) {
   return entries->empty() || bin.Empty() ? kExitDone : Fail(Text::kNotSaved);
 }
 
+int Repair(RecycleBin& bin) {
+  const RepairReport report = bin.Repair();
+  if (!report.done) {
+    return Fail(Format(Text::kBinNotRepaired, {DisplayLine(report.done.Text())}));
+  }
+  std::string text;
+  const auto say = [&text](const std::string& line) { text += line + "\n"; };
+  if (report.index_was_missing) {
+    say(std::string(TextOf(Text::kBinIndexWasMissing)));
+  }
+  if (report.index_was_damaged) {
+    say(std::string(TextOf(Text::kBinIndexWasDamaged)));
+  }
+  say(Format(Text::kBinFilesAdopted, {std::to_string(report.adopted)}));
+  say(Format(Text::kBinEntriesDropped, {std::to_string(report.dropped)}));
+  if (report.unreadable > 0) {
+    say(Format(Text::kBinFilesUnreadable, {std::to_string(report.unreadable)}));
+  }
+  WriteStandardOutput(text);
+  return kExitDone;
+}
+
 using Names = std::vector<std::string>;
 
 }  // namespace
@@ -176,6 +198,8 @@ int ManageBin(Program& program, const BinOptions& options) {
       return Empty(bin);
     case BinOptions::Action::kRebuild:
       return bin.RebuildIndex() ? kExitDone : Fail(Text::kNotRebuilt);
+    case BinOptions::Action::kRepair:
+      return Repair(bin);
   }
   return kExitWrongUsage;
 }

@@ -193,7 +193,8 @@ class CommandLineParser {
     AddBinAction(*bin, "unrestore", "Take a restore back", kUnrestore, true);
     AddBinAction(*bin, "delete", "Delete messages for good", kDelete, true);
     AddBinAction(*bin, "empty", "Delete all messages for good", kEmpty, false);
-    AddBinAction(*bin, "rebuild", "Make a missing index from the message files", kRebuild, false);
+    AddBinAction(*bin, "rebuild", "Make a missing or damaged index from the message files", kRebuild, false);
+    AddBinAction(*bin, "repair", "Bring index and message files together again", kRepair, false);
   }
 
   CLI::App* AddTrainingAction(CLI::App& parent, const char* name, const char* help,

@@ -54,7 +54,16 @@ struct SendersOptions {
 };
 
 struct BinOptions {
-  enum class Action { kList, kView, kRestore, kUnrestore, kDelete, kEmpty, kRebuild } action = Action::kList;
+  enum class Action {
+    kList,
+    kView,
+    kRestore,
+    kUnrestore,
+    kDelete,
+    kEmpty,
+    kRebuild,
+    kRepair
+  } action = Action::kList;
   std::vector<std::string> names;
   bool json = false;
 };

@@ -4,6 +4,7 @@
 #include "filter/spam_words.h"
 #include "stores/recycle_bin.h"
 #include "stores/training_area.h"
+#include "stores/unconfirmed_mail.h"
 
 namespace quillbeaker {
 namespace {
@@ -25,6 +26,7 @@ void PrepareStores(Program& program, const StartUpNotices& notices) {
   RecycleBin recycle_bin(program);
   recycle_bin.TakeInDroppedFiles(notices.taking_in_messages);
   recycle_bin.RebuildIndex();
+  recycle_bin.RemoveUnlisted(UnconfirmedMailStore(program).FilesNotDue());
   ConvertOldSpamWords(program, notices.spam_words_converted);
   TrainingArea{program};  // makes its directory
 }

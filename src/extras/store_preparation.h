@@ -15,8 +15,9 @@ struct StartUpNotices {
   std::function<void()> spam_words_converted;  // shown once in the life of an installation
 };
 
-// Makes the directories, takes dropped message files into the recycle bin, rebuilds a missing index, converts
-// spam words of the older format. In this order.
+// Makes the directories, takes dropped message files into the recycle bin, rebuilds a missing or damaged
+// index, erases message files that a filing left when it was cut off, converts spam words of the older
+// format. In this order.
 void PrepareStores(Program& program, const StartUpNotices& notices);
 
 }  // namespace quillbeaker

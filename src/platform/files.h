@@ -59,6 +59,13 @@ bool DirectoryExists(const std::string& path);
 // Bare names of the regular files (no directories, no links) in `directory` whose name ends in `suffix`,
 // compared without regard to ASCII case, in ascending byte order.
 std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix);
+// The same with the reason when the directory could not be read to its end, for callers that must not take
+// what they did not see for missing.
+struct FileNames {
+  std::vector<std::string> names;
+  FileResult result;
+};
+[[nodiscard]] FileNames ReadFileNames(const std::string& directory, std::string_view suffix);
 
 // Size in bytes, or nothing.
 std::optional<std::uint64_t> FileSize(const std::string& path);

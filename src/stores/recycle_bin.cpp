@@ -2,8 +2,11 @@
 
 #include "stores/recycle_bin.h"
 
+#include <charconv>
+
 #include "config/ascii.h"
 #include "platform/files.h"
+#include "platform/input_file.h"
 #include "stores/index_entries.h"
 #include "stores/recycle_index.h"
 #include "stores/recycle_index_file.h"
@@ -16,9 +19,36 @@ using namespace recycle_index;
 constexpr std::string_view kDirectoryName = "recycle";
 constexpr std::string_view kIndexName = "recyclebin.xml";
 
+// A disk that fails, or too many open files, show in the first bytes already.
+bool IsThereButUnreadable(const std::string& path) {
+  char byte = 0;
+  const std::optional<InputFile> file = InputFile::Open(path);
+  if (file) return file->size() > 0 && !file->ReadAt(0, &byte, 1);
+  return StateOfFile(path).exists;
+}
+
 bool IsMessageName(std::string_view name) {
   return IsBareFileName(name) &&
          (EndsWithIgnoringCase(name, ".recycle") || EndsWithIgnoringCase(name, ".eml"));
+}
+
+// Deliberate: unless the user wants it otherwise, a mail's age is that of its own Date field.
+bool CountsFromFiling(const Program& program) {
+  return EqualsIgnoringCase(program.Read(keys::kRecycleBinDaysFrom), "filing");
+}
+
+std::int64_t DayOfMail(const xmlNode* entry) {
+  return UnsignedAttribute(entry, kDate);
+}
+
+// The day that the name of the message file begins with, as NewName makes it. Of another name no day of
+// filing is known.
+std::int64_t DayOfFiling(const xmlNode* entry) {
+  const std::string name = TextAttribute(entry, kName);
+  std::uint32_t day = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), day);
+  const bool is_ours = error == std::errc() && end != name.data() + name.size() && *end == '_';
+  return is_ours ? day : DayOfMail(entry);
 }
 
 }  // namespace
@@ -46,10 +76,23 @@ bool RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
   return static_cast<bool>(SaveRecycleIndex(index, index_path_));
 }
 
-void RecycleBin::DeleteEntryAndFile(xmlNode* entry) {
-  const std::string path = PathOfMessage(Attribute(entry, kName).value_or(""));
-  if (!path.empty()) EraseFile(path);
-  RemoveElement(entry);
+// `change` removes entries and gives the names of the files to erase.
+bool RecycleBin::ChangeIndexAndErase(
+    const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change) {
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.root == nullptr) return false;
+  std::vector<std::string> names;
+  change(index.root, names);
+  if (!SaveRecycleIndex(index, index_path_)) return false;
+  if (names.empty()) return true;
+  // Without the flush a loss of power could bring back the old index, but not the files.
+  if (!FlushDirectory(directory_)) return false;
+  const std::unordered_set<std::string> listed = NamesIn(index.root);
+  for (const std::string& name : names) {
+    const std::string path = PathOfMessage(name);
+    if (!path.empty() && !listed.contains(name)) EraseFile(path);
+  }
+  return true;
 }
 
 std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
@@ -83,17 +126,20 @@ bool RecycleBin::RemoveEntries(std::span<const std::string> names) {
 
 bool RecycleBin::DeleteMessages(std::span<const std::string> names) {
   const auto held = lock_.Acquire();
-  for (const std::string& name : names) {
-    const std::string path = PathOfMessage(name);
-    if (!path.empty()) EraseFile(path);
-  }
-  return ChangeIndex([&](xmlNode* root) { ForEntriesNamed(root, names, RemoveElement); });
+  return ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
+    ForEntriesNamed(root, names, RemoveElement);
+    to_erase.assign(names.begin(), names.end());
+  });
 }
 
 bool RecycleBin::Empty() {
   const auto held = lock_.Acquire();
-  return ChangeIndex(
-      [&](xmlNode* root) { ForEachEntry(root, [&](xmlNode* entry) { DeleteEntryAndFile(entry); }); });
+  return ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
+    ForEachEntry(root, [&](xmlNode* entry) {
+      to_erase.push_back(TextAttribute(entry, kName));
+      RemoveElement(entry);
+    });
+  });
 }
 
 RestoredList RecycleBin::RestoredFor(std::string_view account, std::size_t capacity) const {
@@ -112,6 +158,7 @@ RestoredList RecycleBin::RestoredFor(std::string_view account, std::size_t capac
     if (!its_account.empty() && its_account != own_account) return;
     std::string name = Attribute(entry, kName).value_or("");
     if (!IsMessageName(name) || name.size() + 1 > free_bytes) return;
+    if (IsThereButUnreadable(directory_ + name)) return;
     free_bytes -= name.size() + 1;
     list.names.push_back(std::move(name));
   });
@@ -126,11 +173,14 @@ void RecycleBin::Purge(std::int32_t max_days) {
   // mail.
   if (!program_.Write(keys::kRecycleOldMessagesLast, today)) return;
   const std::int64_t cutoff = std::int64_t{today} - max_days;
+  const auto day_of = CountsFromFiling(program_) ? DayOfFiling : DayOfMail;
   const auto held = lock_.Acquire();
-  // Deliberate: the age is that of the message's own Date field, and an entry exactly `max_days` old goes.
-  ChangeIndex([&](xmlNode* root) {
+  // Deliberate: an entry exactly `max_days` old goes.
+  ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
     ForEachEntry(root, [&](xmlNode* entry) {
-      if (UnsignedAttribute(entry, kDate) <= cutoff) DeleteEntryAndFile(entry);
+      if (day_of(entry) > cutoff) return;
+      to_erase.push_back(TextAttribute(entry, kName));
+      RemoveElement(entry);
     });
   });
 }

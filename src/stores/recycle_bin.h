@@ -23,6 +23,8 @@
 
 namespace quillbeaker {
 
+struct RecycleIndexFile;
+
 // A row of the index as the window and the terminal show it. Texts are ISO-8859-1. Whether `address` is on
 // the list of known senders is the caller's to look up: that list is the filter's, which the stores do not
 // know.
@@ -54,7 +56,7 @@ struct FilingResult {
   // One per message: its file's bare name, empty when it could not be kept (an empty message has nothing to
   // keep and gives an empty name as well).
   std::vector<std::string> names;
-  // The index is there and cannot be read: nothing was filed.
+  // The index is there and can neither be read nor rebuilt: nothing was filed.
   bool index_unusable = false;
   // True when all could be kept, else the first failure.
   FileResult written;
@@ -64,6 +66,23 @@ struct FilingResult {
 struct FiledMessage {
   std::string_view name;
   const MailMessage* message = nullptr;
+};
+
+// Which of them the bin still holds.
+struct HoldingResult {
+  std::vector<bool> holds;      // one per message
+  bool index_unusable = false;  // nothing is known of any, and filing would be refused as well
+  FileResult why;               // of an index that is unusable
+};
+
+// What a repair found and did.
+struct RepairReport {
+  FileResult done;                 // true when index and files agree now, as far as they could be read
+  bool index_was_missing = false;  // and has been made from the message files
+  bool index_was_damaged = false;  // likewise; the damaged one is kept beside it
+  std::size_t adopted = 0;         // files that had no entry
+  std::size_t dropped = 0;         // entries that had no file
+  std::size_t unreadable = 0;      // files that have no entry and could not be read: they still have none
 };
 
 struct RestoredList {
@@ -84,15 +103,17 @@ class RecycleBin {
   std::vector<std::string> ReserveNames(std::size_t count);
 
   // Files the messages under the account ("user @ server") and adds all entries in one index save. On return
-  // everything filed is on the disk, flushed. No message is kept, and no file left, when the index is there
-  // but cannot be read, when the directory could not be flushed or a readable index not be saved. A missing
-  // or wrong index leaves the files without entries until a rebuild. A reserved name that somebody else has
-  // taken meanwhile is not overwritten: that message is not kept.
+  // everything filed is on the disk, flushed. A damaged index is rebuilt before. No message is kept, and no
+  // file left, when the index is there but cannot be read or rebuilt, when the directory could not be flushed
+  // or a readable index not be saved. Without an index, or with one of another root, the files have no
+  // entries until a rebuild. A reserved name that somebody else has taken meanwhile is not overwritten: that
+  // message is not kept.
   FilingResult File(std::span<const DeletedMessage> messages, std::string_view account);
 
   // For each message: whether its file is there, is listed in a readable index, and holds exactly the bytes
-  // that filing this message would write.
-  std::vector<bool> Holds(std::span<const FiledMessage> filed) const;
+  // that filing this message would write. A damaged index is rebuilt before, as when filing: what it listed
+  // would be filed a second time otherwise.
+  HoldingResult Holds(std::span<const FiledMessage> filed);
 
   // Erases those of these files that a readable index does not list, and gives their number. For start-up:
   // a filing that was cut off leaves them, and their mail is still on the server.
@@ -102,30 +123,40 @@ class RecycleBin {
   std::optional<std::vector<RecycleEntry>> List() const;
 
   // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes
-  // nothing but the index is saved all the same. Several names are done in one save. Of entries of one name
-  // the first is meant.
+  // nothing. Several names are done in one save, and none where it would write the bytes that are there. Of
+  // entries of one name the first is meant.
   bool MarkRestored(std::span<const std::string> names, bool restored);
   bool ClearAccount(std::span<const std::string> names);
   bool RemoveEntries(std::span<const std::string> names);
-  // Files and entries. A file that cannot be deleted is ignored; files go also when the index cannot be
-  // opened.
+  // Entries and their files. The entries are removed first, and the files only when the index without them is
+  // on the disk: a restored entry whose file is gone would hand an empty mail to the client. A file that
+  // another entry names stays, and one that cannot be erased is ignored. A restored message whose file was
+  // missing when it was delivered is for RemoveEntries: the file may only have been away.
   bool DeleteMessages(std::span<const std::string> names);
-  // Everything in the index.
+  // Everything in the index, in the same order.
   bool Empty();
 
   // Messages that the user restored and that belong to this account or to none. `capacity` (bytes) bounds the
   // directory and the names, each with a terminating zero: what does not fit is skipped and later ones are
-  // tried.
+  // tried. One whose file is there but cannot be read is left out until it can; one whose file is missing is
+  // not.
   RestoredList RestoredFor(std::string_view account, std::size_t capacity) const;
 
-  // At most once per calendar day: removes entries whose message is `max_days` days old and older.
+  // At most once per calendar day: removes entries whose message is `max_days` days old and older, and then
+  // their files. The configuration says which day counts, that of the mail or that of its filing.
   void Purge(std::int32_t max_days);
   // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens
   // there), with no lock held. They get no entries here: those come with a rebuild. A file that cannot be
   // renamed stays.
   void TakeInDroppedFiles(const std::function<void()>& on_first = {});
-  // Makes a missing index from the message files; false when there is one already or it could not be saved.
+  // Makes a missing or damaged index from the message files. A damaged one is kept as recyclebin.xml.bad
+  // (.bad2, ..., never overwritten), and what can still be found in it of accounts, marks and words is taken
+  // over. False when there is an index, whatever its root, and when it cannot be read or the new one not be
+  // saved.
   bool RebuildIndex();
+  // Gives every message file its entry, removes entries without a file, and rebuilds the index where
+  // RebuildIndex would.
+  RepairReport Repair();
 
   // The file's path, or empty when the name is none that this store gives (a bare name ending in .recycle or
   // .eml): names come from an index that anybody may have written.
@@ -135,8 +166,10 @@ class RecycleBin {
   std::string NewName(const CalendarTime& local_time);
   FileResult WriteMessage(const DeletedMessage& deleted, std::string& name, const CalendarTime& local_time);
   void TakeBack(FilingResult& filing, FileResult why) const;
+  FileResult MakeIndex(RecycleIndexFile& index) const;
+  RecycleIndexFile IndexForFiling() const;
   bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
-  void DeleteEntryAndFile(xmlNode* entry);
+  bool ChangeIndexAndErase(const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change);
 
   Program& program_;
   std::string directory_;

@@ -60,11 +60,20 @@ FileResult RecycleBin::WriteMessage(const DeletedMessage& deleted, std::string& 
   return written;
 }
 
+// A damaged index is rebuilt here, before new files lie beside those that it listed. When that fails it
+// counts as one that cannot be read, with the reason.
+RecycleIndexFile RecycleBin::IndexForFiling() const {
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.state == RecycleIndexFile::State::kDamaged) index.why = MakeIndex(index);
+  return index;
+}
+
 FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account) {
   FilingResult filing{std::vector<std::string>(messages.size()), false, {}};
+  if (messages.empty()) return filing;
   const auto held = lock_.Acquire();
-  RecycleIndexFile index = ReadRecycleIndex(index_path_);
-  if (index.state == RecycleIndexFile::State::kUnreadable) {
+  RecycleIndexFile index = IndexForFiling();
+  if (index.IsUnusable()) {
     filing.index_unusable = true;
     filing.written = std::move(index.why);
     return filing;
@@ -109,23 +118,28 @@ void RecycleBin::TakeBack(FilingResult& filing, FileResult why) const {
   if (filing.written) filing.written = std::move(why);
 }
 
-std::vector<bool> RecycleBin::Holds(std::span<const FiledMessage> filed) const {
-  std::vector<bool> holds(filed.size());
-  if (filed.empty()) return holds;
+HoldingResult RecycleBin::Holds(std::span<const FiledMessage> filed) {
+  HoldingResult result{std::vector<bool>(filed.size()), false, {}};
+  if (filed.empty()) return result;
   std::unordered_set<std::string> listed;
   {
     const auto held = lock_.Acquire();
-    const RecycleIndexFile index = ReadRecycleIndex(index_path_);
-    if (index.root == nullptr) return holds;
+    RecycleIndexFile index = IndexForFiling();
+    if (index.IsUnusable()) {
+      result.index_unusable = true;
+      result.why = std::move(index.why);
+      return result;
+    }
+    if (index.root == nullptr) return result;
     listed = recycle_index::NamesIn(index.root);
   }
   for (std::size_t i = 0; i < filed.size(); ++i) {
     const std::string path = PathOfMessage(filed[i].name);
     if (path.empty() || filed[i].message == nullptr || !listed.contains(std::string(filed[i].name))) continue;
     const std::optional<std::string> text = filed[i].message->Serialise();
-    holds[i] = text && !text->empty() && ReadWholeFile(path) == text;
+    result.holds[i] = text && !text->empty() && ReadWholeFile(path) == text;
   }
-  return holds;
+  return result;
 }
 
 std::size_t RecycleBin::RemoveUnlisted(std::span<const std::string> names) {

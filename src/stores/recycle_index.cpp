@@ -34,8 +34,8 @@ double ProbabilityOf(std::string_view text) {
 }  // namespace
 
 // The order of the attributes is part of the file's format.
-void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted,
-                 std::string_view account, const CalendarTime& local_time) {
+xmlNode* AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& deleted,
+                     std::string_view account, const CalendarTime& local_time) {
   const MailMessage& message = *deleted.message;
   CalendarTime date;
   if (ReadDate(message, date) == kDateAbsent) date = local_time;
@@ -53,6 +53,25 @@ void AppendEntry(xmlNode* root, std::string_view name, const DeletedMessage& del
   SetAttribute(entry, kSender, sender.name);
   SetAttribute(entry, kAddress, sender.address);
   SetAttribute(entry, kSize, std::to_string(message.size()));
+  return entry;
+}
+
+void AppendEntry(xmlNode* root, const RecycleEntry& row) {
+  CalendarTime time;
+  time.hour = static_cast<decltype(time.hour)>(row.minutes / 60);
+  time.minute = static_cast<decltype(time.minute)>(row.minutes % 60);
+  xmlNode* entry = AddElement(root, kEntry);
+  SetAttribute(entry, kName, row.name);
+  SetAttribute(entry, kDate, std::to_string(row.day));
+  SetAttribute(entry, kTime, TimeText(time));
+  SetAttribute(entry, kSubject, row.subject);
+  if (!row.spam_words.empty()) SetAttribute(entry, kSpamWords, row.spam_words);
+  if (row.probability > 0) SetAttribute(entry, kProbability, ProbabilityText(row.probability));
+  if (!row.account.empty()) SetAttribute(entry, kAccount, row.account);
+  SetAttribute(entry, kSender, row.sender);
+  SetAttribute(entry, kAddress, row.address);
+  SetAttribute(entry, kSize, std::to_string(row.size));
+  if (row.restored) SetAttribute(entry, kRestored, "1");
 }
 
 std::unordered_set<std::string> NamesIn(xmlNode* root) {
@@ -85,6 +104,23 @@ bool IsRestored(const xmlNode* entry) {
 
 void ForEachEntry(xmlNode* root, const std::function<void(xmlNode* entry)>& visit) {
   ForEachElement(root, kEntry, visit);
+}
+
+void ForEachRecoveredEntry(const XmlDocument& document,
+                           const std::function<void(const xmlNode* entry)>& visit) {
+  const xmlNode* node = document ? xmlDocGetRootElement(document.get()) : nullptr;
+  while (node != nullptr) {
+    if (IsElement(node, kEntry)) visit(node);
+    // Only an element's children are its own: those of a reference belong to what it refers to.
+    if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
+      node = node->children;
+      continue;
+    }
+    while (node != nullptr && node->next == nullptr) {
+      node = node->parent != nullptr && node->parent->type == XML_ELEMENT_NODE ? node->parent : nullptr;
+    }
+    if (node != nullptr) node = node->next;
+  }
 }
 
 void ForEntriesNamed(xmlNode* root, std::span<const std::string> names,

@@ -17,14 +17,17 @@ struct RecycleIndexFile {
     kMissing,
     kForeign,     // it parses, and its root is another
     kDamaged,     // it does not parse, or carries a DTD
-    kUnreadable,  // it is there, and the system does not give its bytes: `why` says the reason
+    kUnreadable,  // it is there, and the system does not give its bytes
   };
 
   State state = State::kMissing;
   XmlDocument document;     // when readable
   xmlNode* root = nullptr;  // of the document
   std::string bytes;        // of the file as it stands
-  FileResult why;
+  FileResult why;           // of a file that could not be read
+
+  // Whether it is there and cannot be used, but may be another time.
+  bool IsUnusable() const { return state == State::kUnreadable || state == State::kDamaged; }
 };
 
 [[nodiscard]] RecycleIndexFile ReadRecycleIndex(const std::string& path);

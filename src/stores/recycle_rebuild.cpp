@@ -1,30 +1,131 @@
 // SPDX-License-Identifier: MIT
 
-// An index that was lost is made anew from the message files at start-up.
+// An index that was lost or damaged is made anew from the message files, and one that has come apart from
+// them is brought together again.
+
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
 #include "platform/files.h"
+#include "stores/index_entries.h"
 #include "stores/recycle_bin.h"
 #include "stores/recycle_index.h"
 #include "stores/recycle_index_file.h"
+#include "stores/set_aside.h"
 
 namespace quillbeaker {
+namespace {
 
-// Deliberate: only a missing index is made. One that is damaged or has another root may be somebody's, and
-// can be mended by hand, with the spam words, accounts and marks that no rebuild brings back.
-bool RecycleBin::RebuildIndex() {
-  const auto held = lock_.Acquire();
-  // What is there and cannot be read now is no missing index.
-  if (StateOfFile(index_path_).exists) return false;
-  RecycleIndexFile index;
+using State = RecycleIndexFile::State;
+using RowsByName = std::unordered_map<std::string, RecycleEntry>;
+
+constexpr std::string_view kMessageEnd = ".recycle";
+
+// What a damaged index still says of its files. Of entries of one name the first is meant, as everywhere.
+RowsByName RecoveredRows(std::string_view bytes) {
+  RowsByName rows;
+  recycle_index::ForEachRecoveredEntry(RecoverXml(bytes), [&](const xmlNode* entry) {
+    RecycleEntry row = recycle_index::ReadEntry(entry);
+    std::string name = row.name;
+    rows.try_emplace(std::move(name), std::move(row));
+  });
+  return rows;
+}
+
+// Appends the entry of a message file. What the message itself says is read from it; of the former row count
+// only those attributes that no message holds. A file that cannot be read keeps its former row, if it has
+// one.
+bool AppendMessage(xmlNode* root, const std::string& name, const std::string& path,
+                   const RecycleEntry* former, const CalendarTime& local_time) {
+  MailMessage message;
+  if (message.LoadFromFile(path) != MailMessage::kLoaded) {
+    if (former != nullptr) recycle_index::AppendEntry(root, *former);
+    return former != nullptr;
+  }
+  if (former == nullptr) {
+    recycle_index::AppendEntry(root, name, {&message, {}, 0}, {}, local_time);
+    return true;
+  }
+  xmlNode* entry = recycle_index::AppendEntry(root, name, {&message, former->spam_words, former->probability},
+                                              former->account, local_time);
+  if (former->restored) SetAttribute(entry, recycle_index::kRestored, "1");
+  return true;
+}
+
+}  // namespace
+
+// On success the index is readable; on failure the file is as it was, and `index` must not be used.
+FileResult RecycleBin::MakeIndex(RecycleIndexFile& index) const {
+  const FileNames files = ReadFileNames(directory_, kMessageEnd);
+  // An index of the files that were seen would leave all others without entries.
+  if (!files.result) return files.result;
+  const RowsByName former = RecoveredRows(index.bytes);
   index.document = NewXmlDocument(recycle_index::kRoot);
   index.root = RootNamed(index.document, recycle_index::kRoot);
-  MailMessage message;
-  for (const std::string& name : ListFiles(directory_, ".recycle")) {
+  for (const std::string& name : files.names) {
     const std::string path = PathOfMessage(name);
-    if (path.empty() || message.LoadFromFile(path) != MailMessage::kLoaded) continue;
-    recycle_index::AppendEntry(index.root, name, {&message, {}, 0}, {}, program_.environment.local_time());
+    if (path.empty()) continue;
+    const auto row = former.find(name);
+    AppendMessage(index.root, name, path, row != former.end() ? &row->second : nullptr,
+                  program_.environment.local_time());
   }
-  return static_cast<bool>(SaveRecycleIndex(index, index_path_, true));
+  if (index.state == State::kDamaged) {
+    if (FileResult kept = CopyAside(index_path_, index.bytes); !kept) return kept;
+  }
+  FileResult saved = SaveRecycleIndex(index, index_path_, true);
+  if (saved) index.state = State::kReadable;
+  return saved;
+}
+
+// Deliberate: an index with another root is left alone. It may be somebody's, and can be mended by hand.
+bool RecycleBin::RebuildIndex() {
+  const auto held = lock_.Acquire();
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  if (index.state != State::kMissing && index.state != State::kDamaged) return false;
+  return static_cast<bool>(MakeIndex(index));
+}
+
+RepairReport RecycleBin::Repair() {
+  RepairReport report;
+  const auto held = lock_.Acquire();
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  report.index_was_missing = index.state == State::kMissing;
+  report.index_was_damaged = index.state == State::kDamaged;
+  if (index.state == State::kUnreadable) {
+    report.done = std::move(index.why);
+    return report;
+  }
+  if (index.state == State::kForeign) {
+    report.done = {index_path_, std::make_error_code(std::errc::invalid_argument)};
+    return report;
+  }
+  const FileNames files = ReadFileNames(directory_, kMessageEnd);
+  report.done = files.result;
+  if (report.done && index.state != State::kReadable) report.done = MakeIndex(index);
+  if (!report.done) return report;
+
+  recycle_index::ForEachEntry(index.root, [&](xmlNode* entry) {
+    const std::string path = PathOfMessage(TextAttribute(entry, recycle_index::kName));
+    // What the system does not let us look at is there all the same.
+    if (!path.empty() && StateOfFile(path).exists) return;
+    RemoveElement(entry);
+    ++report.dropped;
+  });
+  const std::unordered_set<std::string> listed = recycle_index::NamesIn(index.root);
+  for (const std::string& name : files.names) {
+    const std::string path = PathOfMessage(name);
+    if (path.empty() || listed.contains(name)) continue;
+    const bool readable = AppendMessage(index.root, name, path, nullptr, program_.environment.local_time());
+    ++(readable ? report.adopted : report.unreadable);
+  }
+  // One that was just made is indented, and saved like that it is not written twice.
+  const bool just_made = report.index_was_missing || report.index_was_damaged;
+  report.done = SaveRecycleIndex(index, index_path_, just_made);
+  return report;
 }
 
 }  // namespace quillbeaker

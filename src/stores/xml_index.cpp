@@ -71,6 +71,31 @@ bool HasCrowdedTag(std::string_view bytes) {
   return false;
 }
 
+// Where a start tag does not end as it should, its last value may be the beginning of one only: the
+// recovering parser keeps what it has read of it. The error is raised while the element is the current node.
+void DropCutValue(void* context, xmlErrorPtr error) {
+  const auto* parser = static_cast<const xmlParserCtxt*>(context);
+  if (error->code != XML_ERR_GT_REQUIRED || parser->node == nullptr) return;
+  xmlAttr* last = parser->node->properties;
+  while (last != nullptr && last->next != nullptr) last = last->next;
+  if (last != nullptr) xmlRemoveProp(last);
+}
+
+XmlDocument Parse(std::string_view bytes, int more_options) {
+  if (bytes.empty() || HasCrowdedTag(bytes)) return nullptr;
+  InitialiseParser();
+  const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
+  if (parser == nullptr || parser->sax == nullptr) return nullptr;
+  bool has_doctype = false;
+  parser->_private = &has_doctype;
+  parser->sax->internalSubset = RefuseDoctype;
+  if ((more_options & XML_PARSE_RECOVER) != 0) parser->sax->serror = DropCutValue;
+  const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | more_options;
+  XmlDocument document(xmlCtxtReadIO(parser.get(), ReadPiece, nullptr, &bytes, nullptr, nullptr, options));
+  if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
+  return document;
+}
+
 // A formatted document is indented by libxml2 only where no text stands between the elements, and an
 // unformatted save would keep the indentation of the file that was read.
 void DropBlanks(xmlNode* parent) {
@@ -126,18 +151,14 @@ void XmlDocumentDeleter::operator()(xmlDoc* document) const {
 }
 
 XmlDocument ParseXml(std::string_view bytes) {
-  if (bytes.empty() || HasCrowdedTag(bytes)) return nullptr;
-  InitialiseParser();
-  const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
-  if (parser == nullptr || parser->sax == nullptr) return nullptr;
-  bool has_doctype = false;
-  parser->_private = &has_doctype;
-  parser->sax->internalSubset = RefuseDoctype;
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  XmlDocument document(xmlCtxtReadIO(parser.get(), ReadPiece, nullptr, &bytes, nullptr, nullptr, kOptions));
-  if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
+  XmlDocument document = Parse(bytes, 0);
+  if (document == nullptr) return nullptr;
   if (xmlNode* root = xmlDocGetRootElement(document.get())) DropBlanks(root);
   return document;
+}
+
+XmlDocument RecoverXml(std::string_view bytes) {
+  return Parse(bytes, XML_PARSE_RECOVER);
 }
 
 XmlDocument ParseXmlFile(const std::string& path) {
@@ -182,6 +203,11 @@ xmlNode* AddElement(xmlNode* parent, const char* name) {
 void RemoveElement(xmlNode* element) {
   xmlUnlinkNode(element);
   xmlFreeNode(element);
+}
+
+bool AddCopy(xmlNode* parent, const xmlNode* element) {
+  xmlNode* copy = xmlDocCopyNode(const_cast<xmlNode*>(element), parent->doc, 1);
+  return copy != nullptr && xmlAddChild(parent, copy) != nullptr;
 }
 
 bool IsElement(const xmlNode* node, const char* name) {

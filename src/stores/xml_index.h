@@ -21,10 +21,13 @@ struct XmlDocumentDeleter {
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 
 // Null when the bytes do not parse, carry a DTD (which no file of ours has) or have a tag of more than 10,000
-// attributes. No network, no entities,
-// libxml2's own limits on nesting and lengths. Blanks between the root's children are dropped, so that a save
-// decides the layout.
+// attributes. No network, no entities, libxml2's own limits on nesting and lengths. Blanks between the root's
+// children are dropped, so that a save decides the layout.
 XmlDocument ParseXml(std::string_view bytes);
+// What libxml2's recovering parser finds in bytes that do not parse. Nothing in it can be relied on: elements
+// may be missing or lie in each other, and what was cut off in the middle is left out. Null when nothing was
+// found, and for a DTD and for a crowded tag as above.
+XmlDocument RecoverXml(std::string_view bytes);
 // The same of a file; null as well when it cannot be read.
 XmlDocument ParseXmlFile(const std::string& path);
 XmlDocument NewXmlDocument(const char* root_name);
@@ -39,6 +42,8 @@ std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
 
 // A new last child.
 xmlNode* AddElement(xmlNode* parent, const char* name);
+// A copy of an element of any document, as a new last child; false without memory.
+bool AddCopy(xmlNode* parent, const xmlNode* element);
 // Unlinks and frees the element.
 void RemoveElement(xmlNode* element);
 bool IsElement(const xmlNode* node, const char* name);

@@ -234,6 +234,42 @@ def test_bin_is_rebuilt_only_without_an_index(recycle):
     assert recycle.home.read("recycle/recyclebin.xml") == index
 
 
+def test_rebuild_takes_over_what_a_damaged_index_still_says(recycle):
+    recycle.home.bin_entry(NAME, KEPT, "jane @ server", restored="1")
+    damaged = recycle.home.read("recycle/recyclebin.xml")[:-3]
+    recycle.home.write("recycle/recyclebin.xml", damaged)
+    assert recycle("list").returncode == 1
+    assert recycle("rebuild").returncode == 0
+    (entry,) = recycle.home.bin_entries()
+    assert (entry["name"], entry["account"], entry["restored"]) == (NAME, "jane @ server", "1")
+    assert recycle.home.read("recycle/recyclebin.xml.bad") == damaged
+
+
+def test_repair_says_what_it_did(recycle):
+    recycle.home.bin_entry(NAME, KEPT, "jane @ server")
+    recycle.home.bin_entry("lost.recycle", None)
+    recycle.home.write("recycle/2452676_231507_2.recycle", KEPT)
+    done = recycle("repair")
+    assert (done.returncode, done.stderr) == (0, b"")
+    assert done.stdout.decode().splitlines() == [
+        "Message files without an entry, added: 1.", "Entries without a message file, removed: 1."]
+    assert [e["name"] for e in recycle.home.bin_entries()] == [NAME, "2452676_231507_2.recycle"]
+    assert recycle.home.bin_entries()[0]["account"] == "jane @ server"
+    recycle.home.write("recycle/recyclebin.xml", "no index")
+    assert recycle("repair").stdout.decode().splitlines()[0].startswith("The index was damaged")
+    assert len(recycle.home.bin_entries()) == 2
+    os.remove(recycle.home.path("recycle/recyclebin.xml"))
+    assert recycle("repair").stdout.decode().splitlines()[0].startswith("The index was missing")
+
+
+def test_repair_leaves_a_foreign_index_alone(recycle):
+    recycle.home.write(f"recycle/{NAME}", KEPT)
+    recycle.home.write("recycle/recyclebin.xml", "<other/>")
+    done = recycle("repair")
+    assert done.returncode == 1 and b"recyclebin.xml" in done.stderr
+    assert recycle.home.read("recycle/recyclebin.xml") == b"<other/>"
+
+
 def test_view_prints_the_message(recycle):
     recycle.home.write(f"recycle/{NAME}", KEPT)
     recycle("rebuild")

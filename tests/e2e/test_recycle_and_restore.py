@@ -128,20 +128,96 @@ def test_account_decides_who_is_offered_it(proxy, session, server, account, offe
     assert session(one, upstream).stat()[0] == (1 if offered else 0)
 
 
-def test_file_that_cannot_be_read_is_not_deleted(proxy, client, server):
-    """A pipe in the file's place: the client gets an empty message, and file and entry wait for another time."""
+def test_file_that_cannot_be_read_is_not_offered(proxy, client, server):
+    """A pipe in the file's place: file and entry wait for another time, and the client gets no empty message."""
     upstream = server()
     one = proxy()
     one.restored_entry("1_000000_1.recycle", b"")
     os.remove(one.path("recycle", "1_000000_1.recycle"))
     os.mkfifo(one.path("recycle", "1_000000_1.recycle"))
     raw = client(one).login(upstream.port)
-    assert raw.stat()[0] == 1
-    assert raw.ask("RETR 1") == b"+OK 0"
-    raw.until(b"\r\n.\r\n")
+    assert raw.stat()[0] == 0
     raw.quit()
     assert os.path.exists(one.path("recycle", "1_000000_1.recycle"))
     assert [entry["name"] for entry in one.bin_entries()] == ["1_000000_1.recycle"]
+
+
+def test_file_that_was_away_while_its_message_was_delivered_is_not_deleted(proxy, session, server):
+    upstream = server()
+    one = proxy()
+    one.restored_entry(NAME, None, ACCOUNT)
+    raw = session(one, upstream)
+    assert raw.stat()[0] == 1
+    raw.send(b"RETR 1\r\n")
+    assert raw.until(b".\r\n") == b"+OK 0\r\n\r\n.\r\n"
+    one.write(f"recycle/{NAME}", kept("back again"))
+    raw.quit()
+    assert one.bin_entries() == []
+    assert one.read(f"recycle/{NAME}") == kept("back again")
+
+
+@pytest.mark.parametrize("ask", ["retrieved", "deleted"])
+def test_delivered_message_that_cannot_leave_the_index_comes_again_whole(proxy, session, server, ask):
+    """An index that cannot be written, as on a full disk: its message file stays too."""
+    upstream = server()
+    one = proxy()
+    one.restored_entry(NAME, kept("back"), ACCOUNT)
+    os.chmod(one.path("recycle/recyclebin.xml"), 0o444)
+    for _ in range(2):
+        raw = session(one, upstream)
+        assert raw.stat() == (1, len(kept("back")))
+        if ask == "retrieved":
+            assert raw.retr(1)[1] == kept("back") + b"\r\n"
+        else:
+            assert raw.ask("DELE 1") == b"+OK Message deleted"
+        raw.quit()
+        assert one.bin_files() == [NAME] and len(one.bin_entries()) == 1
+    os.chmod(one.path("recycle/recyclebin.xml"), 0o644)
+    raw = session(one, upstream)
+    assert raw.retr(1)[1] == kept("back") + b"\r\n"
+    raw.quit()
+    assert one.bin_files() == [] and one.bin_entries() == []
+
+
+def test_spam_stays_on_the_server_while_the_index_cannot_be_read(proxy, session, server):
+    upstream = server(spam(1), ham(1), spam(2), ham(2))
+    one = proxy()
+    index = one.path("recycle/recyclebin.xml")
+    os.rename(index, index + ".away")
+    os.mkdir(index)
+    raw = session(one, upstream)
+    assert raw.stat()[0] == 2
+    assert raw.ask("DELE 4") == b"+OK Message deleted"
+    raw.quit()
+    upstream.wait_for_end()
+    assert upstream.numbers() == [1, 2, 3]
+    assert one.bin_files() == []
+    os.rmdir(index)
+    os.rename(index + ".away", index)
+    raw = session(one, upstream)
+    raw.stat()
+    raw.quit()
+    upstream.wait_for_end()
+    assert len(one.bin_entries()) == 2 and len(one.bin_files()) == 2
+
+
+def test_damaged_index_is_made_anew_when_spam_is_filed(proxy, session, server):
+    upstream = server(spam(1), spam(2))
+    one = proxy()
+    one.restored_entry(NAME, kept("back"), ACCOUNT, spamwords="zork")
+    damaged = one.read("recycle/recyclebin.xml")[:-10]
+    one.write("recycle/recyclebin.xml", damaged)
+    raw = session(one, upstream)
+    assert raw.stat()[0] == 0
+    raw.quit()
+    upstream.wait_for_end()
+    assert upstream.numbers() == []
+    entries = one.bin_entries()
+    assert [entry["name"] for entry in entries] == one.bin_files() and len(entries) == 3
+    assert (entries[0]["account"], entries[0]["restored"], entries[0]["spamwords"]) == (ACCOUNT, "1", "zork")
+    assert one.read("recycle/recyclebin.xml.bad") == damaged
+    raw = session(one, upstream)
+    assert raw.retr(1)[1] == kept("back") + b"\r\n"
 
 
 def test_lost_file_blocks_nothing(proxy, session, server):
@@ -303,18 +379,6 @@ def test_what_only_looks_like_a_dropped_file_is_left(program_directory):
     one.start()
     assert one.bin_files() == []
     assert os.path.isdir(one.path("recycle/directory.eml")) and os.path.exists(one.path("recycle/longer.emlx"))
-
-
-def test_damaged_index_is_not_made_worse(proxy, client, server):
-    upstream = server(spam(1))
-    one = proxy()
-    text = b'<?xml version="1.0"?>\n<recyclebin><recyclefile name="'
-    one.write("recycle/recyclebin.xml", text)
-    raw = client(one).login(upstream.port)
-    raw.stat()
-    raw.quit()
-    assert one.read("recycle/recyclebin.xml") == text
-    assert len(one.bin_files()) == 1
 
 
 def test_entry_is_written_without_indentation(proxy, client, server):

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 // Any bytes as an XML index: reading never fails badly, and what was read and changed can be saved, read
-// again and saved to the same bytes.
+// again and saved to the same bytes. What a damaged one still says can be put into a new one.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "stores/recycle_index.h"
 #include "stores/xml_index.h"
 
 namespace {
@@ -32,10 +33,22 @@ std::string AllAttributes(const xmlNode* parent) {
   return all;
 }
 
+void RecoverDamaged(std::string_view bytes) {
+  const XmlDocument rebuilt = NewXmlDocument("recyclebin");
+  xmlNode* root = RootNamed(rebuilt, "recyclebin");
+  recycle_index::ForEachRecoveredEntry(RecoverXml(bytes), [&](const xmlNode* entry) {
+    recycle_index::AppendEntry(root, recycle_index::ReadEntry(entry));
+  });
+  const std::optional<std::string> saved = DumpXml(rebuilt, true);
+  Require(saved.has_value());
+  Require(ParseXml(*saved) != nullptr);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  RecoverDamaged(bytes);
   const XmlDocument document = ParseXml(bytes);
   if (document == nullptr) return 0;
   xmlNode* root = RootNamed(document, "recyclebin");

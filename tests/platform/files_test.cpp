@@ -217,6 +217,10 @@ TEST(ListFiles, TakesRegularFilesBySuffixInByteOrder) {
             (std::vector<std::string>{".eml", "C.eml", "a.EML", "b.eml", "caf\xC3\xA9.eml"}));
   EXPECT_EQ(ListFiles(directory.utf8(), ".none"), std::vector<std::string>{});
   EXPECT_EQ(ListFiles(directory.PathOf("missing"), ""), std::vector<std::string>{});
+  const FileNames none = ReadFileNames(directory.utf8(), ".none");
+  EXPECT_TRUE(none.result);
+  EXPECT_TRUE(none.names.empty());
+  EXPECT_TRUE(ReadFileNames(directory.PathOf("missing"), "").result.IsMissing());
 }
 
 TEST(FileSize, CountsBytes) {

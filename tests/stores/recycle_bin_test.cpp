@@ -115,7 +115,20 @@ TEST_F(RecycleBinTest, MarksAndUnmarksAnEntryAsRestored) {
   EXPECT_TRUE(HasFile(names[0]));
 }
 
-TEST_F(RecycleBinTest, MarkingAMissingEntryChangesNothingButSavesAllTheSame) {
+TEST_F(RecycleBinTest, AnIndexIsNotReplacedByTheSameBytes) {
+  ASSERT_TRUE(PutIndex("<recyclefile name=\"a.recycle\" account=\"\" restored=\"1\"/>"));
+  const FileState before = StateOfFile(bin().index_path());
+  EXPECT_TRUE(bin().MarkRestored(Names({"a.recycle"}), true));
+  EXPECT_TRUE(bin().MarkRestored(Names({"b.recycle"}), true));
+  EXPECT_TRUE(bin().ClearAccount(Names({"a.recycle"})));
+  EXPECT_TRUE(bin().RemoveEntries(Names({"b.recycle"})));
+  EXPECT_TRUE(bin().DeleteMessages(Names({"b.recycle"})));
+  EXPECT_EQ(StateOfFile(bin().index_path()), before);
+  EXPECT_TRUE(bin().MarkRestored(Names({"a.recycle"}), false));
+  EXPECT_NE(StateOfFile(bin().index_path()), before);
+}
+
+TEST_F(RecycleBinTest, AnyChangeBringsTheIndexIntoItsOwnForm) {
   // Written by another hand: a save is seen by its form.
   ASSERT_TRUE(PutFile("recyclebin.xml",
                       "<recyclebin><recyclefile name='a.recycle' date='5'></recyclefile></recyclebin>"));

@@ -72,18 +72,81 @@ TEST_F(RecycleFaultsTest, AnIndexWithAnotherRootIsLeftAloneByEverything) {
   EXPECT_TRUE(HasFile("a.recycle"));
 }
 
-TEST_F(RecycleFaultsTest, AnUnreadableIndexIsLeftAloneByEverything) {
+// Of a damaged index it is not known what it lists, so nothing is changed by it and no file goes.
+TEST_F(RecycleFaultsTest, ADamagedIndexIsLeftAloneByAllThatDoesNotRebuildIt) {
+  ASSERT_TRUE(PutFile("a.recycle"));
   for (const std::string text :
        {"", "<recyclebin><recyclefile name=\"a.recycle\"", "<recyclebin>\x01</recyclebin>",
         "<!DOCTYPE recyclebin [<!ENTITY a \"b\">]><recyclebin><recyclefile "
-        "name=\"a.recycle\"/></recyclebin>"}) {
+        "name=\"a.recycle\" restored=\"1\"/></recyclebin>"}) {
     ASSERT_TRUE(PutFile("recyclebin.xml", text));
-    EXPECT_NE(File(kSpam), "");
     EXPECT_FALSE(bin().List().has_value()) << text;
     EXPECT_FALSE(bin().MarkRestored(Names({"a.recycle"}), true));
-    EXPECT_FALSE(bin().RebuildIndex());
+    EXPECT_FALSE(bin().ClearAccount(Names({"a.recycle"})));
+    EXPECT_FALSE(bin().RemoveEntries(Names({"a.recycle"})));
+    EXPECT_FALSE(bin().DeleteMessages(Names({"a.recycle"})));
+    EXPECT_FALSE(bin().Empty());
+    EXPECT_TRUE(bin().RestoredFor("x", 2000).names.empty());
+    bin().Purge(0);
+    EXPECT_TRUE(program().Write(keys::kRecycleOldMessagesLast, 0));
+    EXPECT_TRUE(bin().File({}, "ann @ mailserver").written);
     EXPECT_EQ(Index(), text);
   }
+  EXPECT_TRUE(HasFile("a.recycle"));
+  EXPECT_FALSE(HasFile("recyclebin.xml.bad"));
+}
+
+TEST_F(RecycleFaultsTest, FilingRebuildsADamagedIndexBeforeItAddsToIt) {
+  const std::string damaged =
+      "<recyclebin><recyclefile name=\"2453796_130405_1.recycle\" account=\"bob @ srv\" restored=\"1\"/><rec";
+  ASSERT_TRUE(PutFile("recyclebin.xml", damaged));
+  ASSERT_TRUE(PutFile("2453796_130405_1.recycle"));
+  const std::string name = File(kSpam, "cheap", 0.9);
+  EXPECT_EQ(GetFile("recyclebin.xml.bad"), damaged);
+  ASSERT_EQ(EntryNames(), "2453796_130405_1.recycle " + name + " ");
+  EXPECT_EQ(Entries()[0]["account"], "bob @ srv");
+  EXPECT_EQ(Entries()[0]["restored"], "1");
+  EXPECT_EQ(Entries()[1]["spamwords"], "cheap");
+  EXPECT_TRUE(Index().starts_with(std::string(test::kIndexHeader) + "<recyclebin><recyclefile "));
+}
+
+TEST_F(RecycleFaultsTest, ADamagedIndexThatCannotBeReplacedStopsTheFiling) {
+  ASSERT_TRUE(PutFile("recyclebin.xml", "<recyclebin"));
+  ASSERT_TRUE(PutFile("old.recycle"));
+  MailMessage message;
+  message.ParseText(kSpam);
+  const DeletedMessage spam{&message, "a", 0.9};
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", true);
+  const FilingResult filing = bin().File(std::span(&spam, 1), "ann @ mailserver");
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", false);
+  EXPECT_TRUE(filing.index_unusable);
+  EXPECT_EQ(filing.names, std::vector<std::string>{""});
+  EXPECT_EQ(filing.written.path, bin().index_path());
+  EXPECT_EQ(MessageFiles(), std::vector<std::string>{"old.recycle"});
+  EXPECT_EQ(Index(), "<recyclebin");
+}
+
+TEST_F(RecycleFaultsTest, NoFileGoesWhileTheIndexCannotBeReadOrSaved) {
+  const std::string elements = "<recyclefile name=\"a.recycle\" date=\"1\" restored=\"1\"/>";
+  const auto delete_all = [this] {
+    EXPECT_FALSE(bin().DeleteMessages(Names({"a.recycle"})));
+    EXPECT_FALSE(bin().Empty());
+    EXPECT_TRUE(program().Write(keys::kRecycleOldMessagesLast, 0));
+    bin().Purge(30);
+    EXPECT_TRUE(HasFile("a.recycle"));
+  };
+  ASSERT_TRUE(PutFile("a.recycle"));
+  ASSERT_TRUE(PutIndex(elements));
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", true);
+  delete_all();
+  surroundings.directory.SetReadOnly("recycle/recyclebin.xml", false);
+  EXPECT_EQ(EntryNames(), "a.recycle ");
+  ASSERT_TRUE(PutFile("recyclebin.xml", "<other>" + elements + "</other>"));
+  delete_all();
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  delete_all();
+  ASSERT_TRUE(surroundings.directory.MakeFolder("recycle/recyclebin.xml"));
+  delete_all();
 }
 
 // A folder is there and gives no bytes, as a file does on a failing disk or with too many files open.

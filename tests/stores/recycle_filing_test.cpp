@@ -268,11 +268,34 @@ TEST_F(RecycleFilingTest, HoldsWhatIsThereListedAndTheSameMail) {
   const FiledMessage filed[] = {
       {kept, &message}, {gone, &message}, {changed, &message}, {"unlisted.recycle", &message}, {kept, &other},
       {kept, nullptr},  {kept, &empty},   {"", &message},      {"../recyclebin.xml", &message}};
-  EXPECT_EQ(bin().Holds(filed),
+  EXPECT_EQ(bin().Holds(filed).holds,
             (std::vector<bool>{true, false, false, false, false, false, false, false, false}));
   ASSERT_TRUE(PutFile("recyclebin.xml", "<other/>"));
-  EXPECT_EQ(bin().Holds(std::span(filed, 1)), std::vector<bool>{false});
-  EXPECT_TRUE(bin().Holds({}).empty());
+  EXPECT_EQ(bin().Holds(std::span(filed, 1)).holds, std::vector<bool>{false});
+  EXPECT_FALSE(bin().Holds(std::span(filed, 1)).index_unusable);
+  EXPECT_TRUE(bin().Holds({}).holds.empty());
+}
+
+// Were it taken for one that is not held, it would be filed a second time.
+TEST_F(RecycleFilingTest, OfAnIndexThatCannotBeReadItIsNotKnownWhatItHolds) {
+  MailMessage message;
+  message.ParseText(kSpam);
+  const std::string name = File(kSpam);
+  const FiledMessage filed{name, &message};
+  const std::string index = Index();
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  ASSERT_TRUE(surroundings.directory.MakeFolder("recycle/recyclebin.xml"));
+  const HoldingResult unknown = bin().Holds(std::span(&filed, 1));
+  EXPECT_TRUE(unknown.index_unusable);
+  EXPECT_EQ(unknown.why.path, bin().index_path());
+  EXPECT_EQ(unknown.holds, std::vector<bool>{false});
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  ASSERT_TRUE(PutFile("recyclebin.xml", index.substr(0, index.size() - 4)));
+  const HoldingResult rebuilt = bin().Holds(std::span(&filed, 1));
+  EXPECT_FALSE(rebuilt.index_unusable);
+  EXPECT_EQ(rebuilt.holds, std::vector<bool>{true});
+  EXPECT_EQ(EntryNames(), name + " ");
+  EXPECT_TRUE(HasFile("recyclebin.xml.bad"));
 }
 
 TEST_F(RecycleFilingTest, HoldsAMailThatItsFilingWroteOtherwiseThanItCame) {
@@ -282,7 +305,7 @@ TEST_F(RecycleFilingTest, HoldsAMailThatItsFilingWroteOtherwiseThanItCame) {
   const std::string name = File(text);
   EXPECT_NE(GetFile(name), text);
   const FiledMessage filed{name, &message};
-  EXPECT_EQ(bin().Holds(std::span(&filed, 1)), std::vector<bool>{true});
+  EXPECT_EQ(bin().Holds(std::span(&filed, 1)).holds, std::vector<bool>{true});
 }
 
 TEST_F(RecycleFilingTest, FilesOfACutOffFilingAreRemovedOnlyWhenAReadableIndexLacksThem) {

@@ -39,6 +39,49 @@ TEST_F(RecyclePurgeTest, AnEntryExactlyThirtyDaysOldGoesAndAYoungerOneStays) {
   EXPECT_EQ(MessageFiles(), (std::vector<std::string>{"2453768.recycle", "2453797.recycle"}));
 }
 
+// Names of the bin's own begin with the day of filing. The odd date of the first is that of a mail without a
+// year that can be read.
+TEST_F(RecyclePurgeTest, CountsFromTheDayOfFilingWhenToldTo) {
+  const std::string elements = Element("2453797_130405_1.recycle", "2451513") +
+                               Element("2453768_130405_1.recycle", "1") +
+                               Element("2453767_130405_1.recycle", "2453797") +
+                               // Of these no day of filing is known: the mail's counts.
+                               Element("dropped.recycle", "2453767") + Element("2453767.recycle", "2453768") +
+                               Element("-5_130405_1.recycle", "2453768") +
+                               Element("99999999999_1.recycle", "2453767") + "<recyclefile date=\"1\"/>";
+  ASSERT_TRUE(PutIndex(elements));
+  ASSERT_TRUE(surroundings.Configure("RecycleBinDaysFrom=Filing"));
+  bin().Purge(30);
+  EXPECT_EQ(EntryNames(),
+            "2453797_130405_1.recycle 2453768_130405_1.recycle 2453767.recycle -5_130405_1.recycle ");
+}
+
+TEST_F(RecyclePurgeTest, AnyOtherWordCountsFromTheMailsOwnDate) {
+  for (const char* word : {"", "mail", "filin", "filings", "1"}) {
+    ASSERT_TRUE(
+        PutIndex(Element("2453797_130405_1.recycle", "1") + Element("1_130405_1.recycle", "2453797")));
+    ASSERT_TRUE(surroundings.Configure("RecycleBinDaysFrom=" + std::string(word)));
+    bin().Purge(30);
+    EXPECT_EQ(EntryNames(), "1_130405_1.recycle ") << word;
+  }
+}
+
+TEST_F(RecyclePurgeTest, WithNothingToRemoveTheIndexIsNotWritten) {
+  ASSERT_TRUE(PutEntries({"2453797"}));
+  const FileState before = StateOfFile(bin().index_path());
+  bin().Purge(30);
+  EXPECT_EQ(Last(), 2453797);
+  EXPECT_EQ(StateOfFile(bin().index_path()), before);
+}
+
+TEST_F(RecyclePurgeTest, AFileThatAYoungerEntryNamesStays) {
+  ASSERT_TRUE(PutFile("a.recycle"));
+  ASSERT_TRUE(PutIndex(Element("a.recycle", "1") + Element("a.recycle", "2453797")));
+  bin().Purge(30);
+  EXPECT_EQ(EntryNames(), "a.recycle ");
+  EXPECT_TRUE(HasFile("a.recycle"));
+}
+
 TEST_F(RecyclePurgeTest, SavesUnindentedAndKeepsWhatItDoesNotKnow) {
   ASSERT_TRUE(PutIndex("<note date=\"1\"/>" + Element("a.recycle", "1") + Element("b.recycle", "2453797")));
   bin().Purge(30);

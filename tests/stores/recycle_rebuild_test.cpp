@@ -229,13 +229,160 @@ TEST_F(RecycleRebuildTest, MessagesFiledWithoutAnIndexComeBackWithTheRebuild) {
   EXPECT_FALSE(row.restored);
 }
 
-TEST_F(RecycleRebuildTest, AnIndexThatIsThereIsNotMadeAnewHoweverWrongItIs) {
+TEST_F(RecycleRebuildTest, AnIndexThatParsesIsNotMadeAnewHoweverWrongItIs) {
   ASSERT_TRUE(PutFile("1_000000_1.recycle"));
-  for (const std::string text : {"", "<other/>", "no index at all", "<recyclebin/>"}) {
+  for (const std::string text : {"<other/>", "<recyclebin/>"}) {
     ASSERT_TRUE(PutFile("recyclebin.xml", text));
     EXPECT_FALSE(bin().RebuildIndex());
     EXPECT_EQ(Index(), text);
   }
+  EXPECT_FALSE(HasFile("recyclebin.xml.bad"));
+}
+
+TEST_F(RecycleRebuildTest, ADamagedIndexIsKeptBesideTheNewOneAndNeverOverwritten) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  const std::string damaged[] = {"", "no index at all", "<recyclebin>"};
+  for (const std::string& text : damaged) {
+    ASSERT_TRUE(PutFile("recyclebin.xml", text));
+    EXPECT_TRUE(bin().RebuildIndex());
+    EXPECT_EQ(EntryNames(), "1_000000_1.recycle ");
+  }
+  EXPECT_EQ(GetFile("recyclebin.xml.bad"), damaged[0]);
+  EXPECT_EQ(GetFile("recyclebin.xml.bad2"), damaged[1]);
+  EXPECT_EQ(GetFile("recyclebin.xml.bad3"), damaged[2]);
+}
+
+// What an index of two entries keeps, cut off after every byte: of a file that the cut left whole all that
+// only the mail check knew, of every other one the message's own words.
+TEST_F(RecycleRebuildTest, WhatADamagedIndexStillSaysIsTakenOver) {
+  const std::string first =
+      "<recyclefile name=\"1_000000_1.recycle\" date=\"7\" time=\"01:02\" subject=\"old\" "
+      "spamwords=\"ch&amp;ap, \xE4\" probability=\"0.9871\" account=\"ann \xF6 @ srv\" sender=\"x\" "
+      "address=\"y\" size=\"1\" restored=\"1\"/>";
+  const std::string whole = kIndexHeader + std::string("<recyclebin>") + first +
+                            "<recyclefile name=\"2_000000_2.recycle\" account=\"bob @ srv\"/></recyclebin>";
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  ASSERT_TRUE(PutFile("2_000000_2.recycle"));
+  const std::size_t end_of_first = whole.find(first) + first.size();
+  const std::size_t end_of_second = whole.find("</recyclebin>");
+  for (std::size_t cut = 0; cut < whole.size() - 1; ++cut) {
+    SCOPED_TRACE(whole.substr(0, cut));
+    ASSERT_TRUE(PutFile("recyclebin.xml", whole.substr(0, cut)));
+    ASSERT_TRUE(bin().RebuildIndex());
+    const auto rows = bin().List();
+    ASSERT_TRUE(rows && rows->size() == 2);
+    const RecycleEntry& one = rows->front();
+    EXPECT_EQ(one.subject, "Cheap offer");
+    EXPECT_EQ(one.day, 2452676);
+    EXPECT_EQ(one.size, sizeof(kSpam) - 1);
+    if (cut >= end_of_first) {
+      EXPECT_EQ(one.account, "ann \xF6 @ srv");
+      EXPECT_EQ(one.spam_words, "ch&ap, \xE4");
+      EXPECT_DOUBLE_EQ(one.probability, 0.9871);
+      EXPECT_TRUE(one.restored);
+    } else {
+      // An attribute is there whole or not at all.
+      EXPECT_TRUE(one.account.empty() || one.account == "ann \xF6 @ srv") << one.account;
+      EXPECT_TRUE(one.spam_words.empty() || one.spam_words == "ch&ap, \xE4") << one.spam_words;
+    }
+    EXPECT_EQ(rows->back().account, cut >= end_of_second ? "bob @ srv" : rows->back().account);
+    EXPECT_TRUE(rows->back().account.empty() || rows->back().account == "bob @ srv");
+    ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml.bad"));
+  }
+}
+
+TEST_F(RecycleRebuildTest, EntriesAreFoundWhereverTheDamageLeftThem) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  ASSERT_TRUE(PutFile("2_000000_2.recycle"));
+  ASSERT_TRUE(PutFile("3_000000_3.recycle"));
+  // The first tag is not closed, so that the parser takes the second entry for its child; the third has a
+  // root of its own. Of the second there are two, and of a fourth no file.
+  ASSERT_TRUE(PutFile("recyclebin.xml",
+                      "<recyclebin><recyclefile name=\"1_000000_1.recycle\" account=\"a\">"
+                      "<recyclefile name=\"2_000000_2.recycle\" account=\"b\"/>"
+                      "<recyclefile name=\"2_000000_2.recycle\" account=\"c\"/>"
+                      "<recyclefile name=\"4_000000_4.recycle\" account=\"d\"/>"
+                      "<x><recyclefile name=\"3_000000_3.recycle\" restored=\"1\"/></x></recyclebin>"));
+  EXPECT_TRUE(bin().RebuildIndex());
+  const std::vector<test::IndexElement> entries = Entries();
+  ASSERT_EQ(EntryNames(), "1_000000_1.recycle 2_000000_2.recycle 3_000000_3.recycle ");
+  EXPECT_EQ(entries[0]["account"], "a");
+  EXPECT_EQ(entries[1]["account"], "b");
+  EXPECT_EQ(entries[2]["restored"], "1");
+}
+
+TEST_F(RecycleRebuildTest, AnIndexWithADocumentTypeIsRebuiltBare) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  const std::string text =
+      "<!DOCTYPE recyclebin [<!ENTITY a \"b\">]><recyclebin><recyclefile name=\"1_000000_1.recycle\" "
+      "account=\"&a;\" restored=\"1\"/></recyclebin>";
+  ASSERT_TRUE(PutFile("recyclebin.xml", text));
+  EXPECT_TRUE(bin().RebuildIndex());
+  ASSERT_EQ(EntryNames(), "1_000000_1.recycle ");
+  EXPECT_EQ(Entries()[0].Order(), "name date time subject sender address size ");
+  EXPECT_EQ(GetFile("recyclebin.xml.bad"), text);
+}
+
+TEST_F(RecycleRebuildTest, RepairAdoptsFilesAndDropsEntriesAndKeepsTheRest) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  ASSERT_TRUE(PutFile("2_000000_2.recycle"));
+  ASSERT_TRUE(PutFile("old.eml"));
+  ASSERT_TRUE(PutFile("unlisted.eml"));
+  ASSERT_TRUE(
+      PutIndex("<recyclefile name=\"2_000000_2.recycle\" account=\"ann @ srv\"/><note/>"
+               "<recyclefile name=\"lost.recycle\" restored=\"1\"/><recyclefile name=\"old.eml\"/>"
+               "<recyclefile name=\"../recyclebin.xml\"/><recyclefile/>"));
+  const RepairReport report = bin().Repair();
+  EXPECT_TRUE(report.done);
+  EXPECT_FALSE(report.index_was_missing || report.index_was_damaged);
+  EXPECT_EQ(report.adopted, 1U);
+  EXPECT_EQ(report.dropped, 3U);
+  EXPECT_EQ(report.unreadable, 0U);
+  EXPECT_EQ(EntryNames(), "2_000000_2.recycle old.eml 1_000000_1.recycle ");
+  EXPECT_EQ(Entries()[0]["account"], "ann @ srv");
+  EXPECT_EQ(Entries()[2]["subject"], "Cheap offer");
+  EXPECT_NE(Index().find("<note/>"), std::string::npos);
+  EXPECT_TRUE(HasFile("unlisted.eml"));
+}
+
+TEST_F(RecycleRebuildTest, RepairOfWhatIsInOrderWritesNothing) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  ASSERT_TRUE(PutIndex("<recyclefile name=\"1_000000_1.recycle\"/>"));
+  const FileState before = StateOfFile(bin().index_path());
+  const RepairReport report = bin().Repair();
+  EXPECT_TRUE(report.done);
+  EXPECT_EQ(report.adopted + report.dropped + report.unreadable, 0U);
+  EXPECT_EQ(StateOfFile(bin().index_path()), before);
+}
+
+TEST_F(RecycleRebuildTest, RepairRebuildsAMissingOrDamagedIndex) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  RepairReport report = bin().Repair();
+  EXPECT_TRUE(report.done);
+  EXPECT_TRUE(report.index_was_missing);
+  EXPECT_EQ(report.adopted, 0U);
+  EXPECT_EQ(EntryNames(), "1_000000_1.recycle ");
+  EXPECT_NE(Index().find("\n  <recyclefile "), std::string::npos);
+  ASSERT_TRUE(PutFile("recyclebin.xml", "<recyclebin"));
+  report = bin().Repair();
+  EXPECT_TRUE(report.done);
+  EXPECT_TRUE(report.index_was_damaged);
+  EXPECT_EQ(EntryNames(), "1_000000_1.recycle ");
+  EXPECT_EQ(GetFile("recyclebin.xml.bad"), "<recyclebin");
+}
+
+TEST_F(RecycleRebuildTest, RepairLeavesAForeignOrUnreadableIndexAlone) {
+  ASSERT_TRUE(PutFile("1_000000_1.recycle"));
+  ASSERT_TRUE(PutFile("recyclebin.xml", "<other/>"));
+  RepairReport report = bin().Repair();
+  EXPECT_FALSE(report.done);
+  EXPECT_EQ(report.done.path, bin().index_path());
+  EXPECT_EQ(Index(), "<other/>");
+  ASSERT_TRUE(surroundings.directory.Remove("recycle/recyclebin.xml"));
+  ASSERT_TRUE(surroundings.directory.MakeFolder("recycle/recyclebin.xml"));
+  report = bin().Repair();
+  EXPECT_FALSE(report.done);
+  EXPECT_FALSE(report.done.IsMissing());
 }
 
 }  // namespace

@@ -62,6 +62,17 @@ TEST_F(RecycleRestoredTest, OnlyAMarkThatBeginsWithOneCounts) {
   EXPECT_EQ(Offered("ann @ srv"), "a.recycle e.recycle ");
 }
 
+TEST_F(RecycleRestoredTest, OneWhoseFileIsMissingIsOfferedOneWhoseFileCannotBeReadIsNot) {
+  ASSERT_TRUE(
+      PutIndex(Element("there.recycle", "restored=\"1\"") + Element("empty.recycle", "restored=\"1\"") +
+               Element("missing.recycle", "restored=\"1\"") + Element("folder.recycle", "restored=\"1\"")));
+  ASSERT_TRUE(PutFile("there.recycle"));
+  ASSERT_TRUE(PutFile("empty.recycle", ""));
+  ASSERT_TRUE(surroundings.directory.MakeFolder("recycle/folder.recycle"));
+  EXPECT_EQ(Offered("ann @ srv"), "there.recycle empty.recycle missing.recycle ");
+  EXPECT_EQ(Entries().size(), 4U);
+}
+
 TEST_F(RecycleRestoredTest, AMessageTakenBackIsNoLongerOffered) {
   ASSERT_TRUE(PutIndex(Element("a.recycle", "account=\"ann @ srv\"")));
   EXPECT_EQ(Offered("ann @ srv"), "");

@@ -39,5 +39,31 @@ TEST(SetAsideTest, AMissingFileCanNotBeSetAside) {
   EXPECT_TRUE(directory.Names().empty());
 }
 
+TEST(CopyAsideTest, NoFileThatWasKeptIsOverwritten) {
+  const test::TestDirectory directory;
+  const std::string path = directory.PathOf("index.xml");
+  ASSERT_TRUE(directory.Put("index.xml", "in its place"));
+  ASSERT_TRUE(directory.MakeFolder("index.xml.bad2"));
+  EXPECT_TRUE(CopyAside(path, "first"));
+  EXPECT_TRUE(CopyAside(path, "other"));
+  EXPECT_EQ(directory.Get("index.xml.bad"), "first");
+  EXPECT_EQ(directory.Get("index.xml.bad3"), "other");
+  EXPECT_EQ(directory.Get("index.xml"), "in its place");
+}
+
+TEST(CopyAsideTest, TheSameBytesAreKeptOnce) {
+  const test::TestDirectory directory;
+  const std::string path = directory.PathOf("index.xml");
+  for (const char* content : {"first", "other", "first", "other"}) EXPECT_TRUE(CopyAside(path, content));
+  EXPECT_EQ(directory.Names(), (std::vector<std::string>{"index.xml.bad", "index.xml.bad2"}));
+}
+
+TEST(CopyAsideTest, SaysWhyNothingCouldBeKept) {
+  const test::TestDirectory directory;
+  const FileResult copied = CopyAside(directory.PathOf("missing/index.xml"), "x");
+  EXPECT_FALSE(copied);
+  EXPECT_TRUE(copied.IsMissing());
+}
+
 }  // namespace
 }  // namespace quillbeaker

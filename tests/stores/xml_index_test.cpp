@@ -6,6 +6,7 @@
 #include <libxml/xmlerror.h>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -94,6 +95,44 @@ TEST(XmlIndexTest, AnElementAddedToAnIndentedOrEmptyFileIsIndentedToo) {
     const std::string bytes = DumpXml(document, true).value_or("");
     EXPECT_NE(bytes.find("\n  <added/>\n</root>\n"), std::string::npos) << bytes;
   }
+}
+
+// The values of "a" and "b" of every element that is recovered, wherever it lies; "-" where there is none.
+std::string Recovered(std::string_view content) {
+  const XmlDocument document = RecoverXml(Latin1File(content));
+  std::string values;
+  const std::function<void(const xmlNode*)> visit = [&](const xmlNode* node) {
+    for (; node != nullptr; node = node->next) {
+      if (IsElement(node, "row")) {
+        values += Attribute(node, "a").value_or("-") + " " + Attribute(node, "b").value_or("-") + "; ";
+      }
+      if (node->type == XML_ELEMENT_NODE) visit(node->children);
+    }
+  };
+  visit(document != nullptr ? xmlDocGetRootElement(document.get()) : nullptr);
+  return values;
+}
+
+TEST(XmlIndexTest, RecoveryGivesNoValueThatIsOnlyTheBeginningOfOne) {
+  EXPECT_EQ(Recovered("<root><row a=\"\xE4\" b=\"2\"/><row a=\"3\" b=\"cu"), "\xE4 2; 3 -; ");
+  EXPECT_EQ(Recovered("<root><row a=\"1\" b=\"cu<row a=\"3\" b=\"4\"/></root>"), "1 -; 3 4; ");
+  EXPECT_EQ(Recovered("<root><row a=\"1\" b=\"cu\x01t\"/><row a=\"3\" b=\"4\"/></root>"), "1 -; 3 4; ");
+  EXPECT_EQ(Recovered("<root><row a=\"1\" b=\"cu" + std::string(4, '\0')), "1 -; ");
+}
+
+TEST(XmlIndexTest, RecoveryGoesOnBehindADamageWhereItCan) {
+  EXPECT_EQ(Recovered("<root><row a=\"1\" b=\"2\"><row a=\"3\" b=\"4\"/></root>"), "1 2; 3 4; ");
+  EXPECT_EQ(Recovered("<root>x & y<row a=\"1\" b=\"2\"/>& <row a=\"3\" b=\"4\"/></root>"), "1 2; 3 4; ");
+  EXPECT_EQ(Recovered("<root><row a=\"1\" c=\"x & y\" b=\"2\"/></root>"), "1 2; ");
+  EXPECT_EQ(Recovered("no index at all"), "");
+}
+
+TEST(XmlIndexTest, NothingIsRecoveredThroughADocumentTypeOrACrowdedTag) {
+  EXPECT_EQ(RecoverXml(""), nullptr);
+  EXPECT_EQ(RecoverXml("<!DOCTYPE root [<!ENTITY a \"b\">]><root><row text=\"&a;\"/></ro"), nullptr);
+  std::string crowded = "<root><row";
+  for (int i = 0; i < 20'000; ++i) crowded += " a" + std::to_string(i) + "=\"\"";
+  EXPECT_EQ(RecoverXml(crowded + "/>"), nullptr);
 }
 
 TEST(XmlIndexTest, ADocumentTypeMakesAFileUnparsable) {

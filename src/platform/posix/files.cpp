@@ -206,11 +206,20 @@ bool DirectoryExists(const std::string& path) {
   return StatusOf(path, status) && S_ISDIR(status.st_mode);
 }
 
-std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix) {
-  std::vector<std::string> names;
+FileNames ReadFileNames(const std::string& directory, std::string_view suffix) {
+  FileNames files;
   const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory.c_str()));
-  if (!stream) return names;
-  while (const dirent* entry = readdir(stream.get())) {
+  if (!stream) {
+    files.result = Failed(directory);
+    return files;
+  }
+  for (;;) {
+    errno = 0;  // the only sign that tells an error of readdir(3) from the end
+    const dirent* entry = readdir(stream.get());
+    if (entry == nullptr) {
+      if (errno != 0) files.result = Failed(directory);
+      break;
+    }
     if (!EndsWithIgnoringCase(entry->d_name, suffix)) continue;
     bool regular = entry->d_type == DT_REG;
     if (entry->d_type == DT_UNKNOWN) {
@@ -218,10 +227,14 @@ std::vector<std::string> ListFiles(const std::string& directory, std::string_vie
       regular = fstatat(dirfd(stream.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
                 S_ISREG(status.st_mode);
     }
-    if (regular) names.emplace_back(entry->d_name);
+    if (regular) files.names.emplace_back(entry->d_name);
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  std::sort(files.names.begin(), files.names.end());
+  return files;
+}
+
+std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix) {
+  return ReadFileNames(directory, suffix).names;
 }
 
 std::optional<std::uint64_t> FileSize(const std::string& path) {

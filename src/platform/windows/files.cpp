@@ -215,21 +215,30 @@ bool DirectoryExists(const std::string& path) {
   return IsDirectory(AttributesOf(WidePath(path)));
 }
 
-std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix) {
-  std::vector<std::string> names;
+FileNames ReadFileNames(const std::string& directory, std::string_view suffix) {
+  FileNames files;
   std::string pattern = directory;
   if (!pattern.ends_with('\\') && !pattern.ends_with('/')) pattern += kPathSeparator;
   WIN32_FIND_DATAW entry;
   const HANDLE search = FindFirstFileW(WidePath(pattern + '*').c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return names;
+  if (search == INVALID_HANDLE_VALUE) {
+    // The root of an empty drive has not even "." in it.
+    if (GetLastError() != ERROR_FILE_NOT_FOUND) files.result = Failed(directory);
+    return files;
+  }
   do {
     if ((entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != 0) continue;
     std::string name = Utf8FromWide(entry.cFileName);
-    if (EndsWithIgnoringCase(name, suffix)) names.push_back(std::move(name));
+    if (EndsWithIgnoringCase(name, suffix)) files.names.push_back(std::move(name));
   } while (FindNextFileW(search, &entry));
+  if (GetLastError() != ERROR_NO_MORE_FILES) files.result = Failed(directory);
   FindClose(search);
-  std::sort(names.begin(), names.end());
-  return names;
+  std::sort(files.names.begin(), files.names.end());
+  return files;
+}
+
+std::vector<std::string> ListFiles(const std::string& directory, std::string_view suffix) {
+  return ReadFileNames(directory, suffix).names;
 }
 
 std::optional<std::uint64_t> FileSize(const std::string& path) {

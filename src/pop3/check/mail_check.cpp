@@ -320,14 +320,17 @@ void MailCheck::CarryOutDeletions() {
 }
 
 // Restored messages that the client retrieved or deleted leave the recycle bin, entry first, file after it.
+// Of one whose file was missing only the entry leaves: the file may have been away for a moment.
 void MailCheck::RemoveDelivered() {
   std::vector<std::string> delivered;
+  std::vector<std::string> without_file;
   for (const MessageEntry& entry : mailbox_) {
-    if (entry.is_restored() && entry.done && !entry.file_unreadable) {
-      delivered.push_back(RestoredFileName(entry));
-    }
+    if (!entry.is_restored() || !entry.done || entry.file_unreadable) continue;
+    (entry.file_missing ? without_file : delivered).push_back(RestoredFileName(entry));
   }
-  if (!delivered.empty()) RecycleBin(program_).DeleteMessages(delivered);
+  RecycleBin recycle_bin(program_);
+  if (!delivered.empty()) recycle_bin.DeleteMessages(delivered);
+  if (!without_file.empty()) recycle_bin.RemoveEntries(without_file);
 }
 
 // Of messages that were neither known nor fetched nothing is stored: they would never be judged.

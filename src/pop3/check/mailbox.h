@@ -41,6 +41,7 @@ struct MessageEntry {
   bool done = false;              // retrieved or deleted by the client
   std::string file_path;          // of a restored message
   bool file_unreadable = false;   // it is there, but could not be read: it must not be deleted
+  bool file_missing = false;      // it was not there: should it come back, it must not be deleted either
   std::uint32_t listed_size = 0;  // bytes, as the server says
   std::uint32_t size = 0;         // bytes: as listed, then of the parsed message
   std::optional<std::string> unique_id;

@@ -35,6 +35,7 @@ void AddRestoredMail(Program& program, Mailbox& mailbox) {
     entry.server_number = ++number;
     entry.client_number = number;
     entry.file_path = restored.directory + name;
+    entry.file_missing = !StateOfFile(entry.file_path).exists;
     const std::uint64_t size = FileSize(entry.file_path).value_or(0);
     entry.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(size, UINT32_MAX));
     mailbox.Insert(std::move(entry));
@@ -43,11 +44,10 @@ void AddRestoredMail(Program& program, Mailbox& mailbox) {
 
 void ReadRestoredMail(MessageEntry& entry) {
   auto message = std::make_shared<MailMessage>();
-  if (auto text = ReadWholeFile(entry.file_path)) {
-    message->ParseText(FitToSend(std::move(*text)));
-  } else {
-    entry.file_unreadable = FileExists(entry.file_path);
-  }
+  FileContents contents = ReadContents(entry.file_path);
+  entry.file_missing = contents.result.IsMissing();
+  entry.file_unreadable = !contents.result && !entry.file_missing;
+  if (contents.bytes) message->ParseText(FitToSend(std::move(*contents.bytes)));
   entry.size = message->size();
   entry.message = std::move(message);
 }

@@ -60,9 +60,15 @@ std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<Mess
       messages.push_back(fetched_.MessageOf(*candidates[i]));
       filed.push_back({candidates[i]->unconfirmed->bin_file, messages.back().get()});
     }
-    const std::vector<bool> holds = recycle_bin_.Holds(filed);
-    for (std::size_t i = 0; i < holds.size(); ++i) {
-      if (!holds[i]) others.push_back(candidates[batch.first + i]);
+    const HoldingResult held = recycle_bin_.Holds(filed);
+    if (held.index_unusable) {
+      // Were their rows given new files now, they would be filed a second time.
+      why_ = held.why.Text();
+      KeepAllOnServer();
+      return {};
+    }
+    for (std::size_t i = 0; i < held.holds.size(); ++i) {
+      if (!held.holds[i]) others.push_back(candidates[batch.first + i]);
     }
   }
   return others;
@@ -89,6 +95,7 @@ void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::
   for (std::size_t i = 0; i < spam.size(); ++i) {
     if (filing.names[i].empty()) unfiled_.insert(spam[i]);
   }
+  if (filing.index_unusable) KeepAllOnServer();
   if (why_.empty() && !filing.written) why_ = filing.written.Text();
 }
 

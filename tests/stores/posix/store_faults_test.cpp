@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -17,6 +18,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "message/mail_message.h"
@@ -158,32 +160,17 @@ TEST_F(StoreFaultsTest, KilledWhileMarkingLeavesTheOldIndexOrTheNewOne) {
   EXPECT_EQ(restored, (std::set<int>{0, 2}));
 }
 
-TEST_F(StoreFaultsTest, KilledWhileDeletingLeavesAnIndexThatParses) {
-  KillAtEveryCall([](Bin& bin) { RecycleBin(bin.surroundings.program()).DeleteMessages(bin.old_names); },
-                  [](Bin& bin, const std::string& old_index, bool finished) {
-                    const auto rows = bin.List();
-                    ASSERT_TRUE(rows.has_value());
-                    if (!rows->empty()) {
-                      EXPECT_EQ(bin.Index(), old_index);
-                    }
-                    if (finished) {
-                      EXPECT_TRUE(rows->empty());
-                    }
-                  });
-}
+struct Change {
+  const char* name;
+  std::function<void(RecycleBin&, const std::vector<std::string>&)> work;
+};
 
 TEST_F(StoreFaultsTest, KilledWhileChangingLeavesTheOldIndexOrTheNewOne) {
-  struct Change {
-    const char* name;
-    std::function<void(RecycleBin&, const std::vector<std::string>&)> work;
-  };
   const Change changes[] = {
       {"ClearAccount",
        [](RecycleBin& bin, const std::vector<std::string>& names) { bin.ClearAccount(names); }},
       {"RemoveEntries",
        [](RecycleBin& bin, const std::vector<std::string>& names) { bin.RemoveEntries(names); }},
-      {"Empty", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Empty(); }},
-      {"Purge", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Purge(0); }},
   };
   for (const Change& change : changes) {
     SCOPED_TRACE(change.name);
@@ -208,6 +195,117 @@ TEST_F(StoreFaultsTest, KilledWhileChangingLeavesTheOldIndexOrTheNewOne) {
     EXPECT_EQ(indexes.size(), 2U);
     EXPECT_EQ(indexes.count("old"), 1U);
   }
+}
+
+const Change kDeletions[] = {
+    {"DeleteMessages",
+     [](RecycleBin& bin, const std::vector<std::string>& names) { bin.DeleteMessages(names); }},
+    {"Empty", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Empty(); }},
+    {"Purge", [](RecycleBin& bin, const std::vector<std::string>&) { bin.Purge(0); }},
+};
+
+// A restored entry without its file is an empty mail at the client, once more at every check.
+TEST_F(StoreFaultsTest, KilledWhileDeletingLeavesNoEntryWithoutItsFile) {
+  for (const Change& change : kDeletions) {
+    SCOPED_TRACE(change.name);
+    std::set<std::size_t> entries;
+    std::set<std::size_t> files;
+    KillAtEveryCall(
+        [&](Bin& bin) {
+          RecycleBin store(bin.surroundings.program());
+          change.work(store, bin.old_names);
+        },
+        [&](Bin& bin, const std::string& old_index, bool finished) {
+          const auto rows = bin.List();
+          ASSERT_TRUE(rows.has_value());
+          ASSERT_TRUE(rows->empty() || bin.Index() == old_index);
+          EXPECT_TRUE(bin.EveryEntryHasItsFile());
+          const std::size_t left =
+              ListFiles(bin.surroundings.directory.PathOf("recycle/"), ".recycle").size();
+          entries.insert(rows->size());
+          files.insert(left);
+          if (finished) {
+            EXPECT_TRUE(rows->empty());
+            EXPECT_EQ(left, 0U);
+          }
+          EXPECT_NE(bin.FileOne("next"), "");
+        });
+    EXPECT_EQ(entries, (std::set<std::size_t>{0, 2}));
+    EXPECT_EQ(files, (std::set<std::size_t>{0, 1, 2}));
+  }
+}
+
+TEST_F(StoreFaultsTest, AFullDiskLetsNoFileGoThatIsStillListed) {
+  for (const Change& change : kDeletions) {
+    SCOPED_TRACE(change.name);
+    const std::unique_ptr<Bin> bin = MakeBin();
+    const std::string old_index = bin->Index();
+    // Noting the day of the purge would fail first.
+    ASSERT_TRUE(bin->surroundings.program().Write(keys::kRecycleOldMessagesLast, 1));
+    const pid_t child = fork();
+    if (child == 0) {
+      std::signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{52, 52};  // room for the configuration, none for an index
+      if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(1);
+      RecycleBin store(bin->surroundings.program());
+      change.work(store, bin->old_names);
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(bin->Index(), old_index);
+    EXPECT_TRUE(bin->EveryEntryHasItsFile());
+    EXPECT_EQ(bin->List()->size(), 2U);
+  }
+}
+
+TEST_F(StoreFaultsTest, DeletingPutsTheIndexOnTheDiskBeforeAFileGoes) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  std::string calls;
+  const TracedEnd end =
+      test::RunTraced([&] { RecycleBin(bin->surroundings.program()).DeleteMessages(bin->old_names); },
+                      [&](std::uint64_t number) {
+                        if (number == SYS_fsync || number == SYS_fdatasync) calls += "flush ";
+                        if (number == SYS_renameat || number == SYS_renameat2) calls += "rename ";
+                        if (number == SYS_unlinkat) calls += "erase ";
+#ifdef SYS_rename
+                        if (number == SYS_rename) calls += "rename ";
+#endif
+#ifdef SYS_unlink
+                        if (number == SYS_unlink) calls += "erase ";
+#endif
+                        return true;
+                      });
+  if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+  EXPECT_EQ(calls, "flush rename flush erase erase ");
+}
+
+// The start that rebuilds a damaged index may itself be killed, and the next one, until one gets through.
+TEST_F(StoreFaultsTest, KilledWhileRebuildingADamagedIndexLosesNothingThatItStillSaid) {
+  bool rebuilt = false;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !rebuilt; ++call) {
+    SCOPED_TRACE("killed at system call " + std::to_string(call));
+    const std::unique_ptr<Bin> bin = MakeBin();
+    const std::vector<std::string> marked{bin->FileOne("marked")};
+    ASSERT_TRUE(RecycleBin(bin->surroundings.program()).MarkRestored(marked, true));
+    const std::string damaged = bin->Index().substr(0, bin->Index().size() - 5);
+    ASSERT_TRUE(bin->surroundings.directory.Put(kIndex, damaged));
+    const auto rebuild = [&] { RecycleBin(bin->surroundings.program()).RebuildIndex(); };
+    const TracedEnd end = RunKilledAt(call, rebuild);
+    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+    rebuilt = end == TracedEnd::kFinished;
+    ASSERT_TRUE(bin->surroundings.directory.Has(kIndex));
+    rebuild();
+    const auto rows = bin->List();
+    ASSERT_TRUE(rows && rows->size() == 3);
+    EXPECT_TRUE(rows->back().restored);
+    EXPECT_EQ(rows->back().account, "ann @ server");
+    EXPECT_EQ(rows->back().spam_words, "cheap");
+    EXPECT_EQ(bin->surroundings.directory.Get(std::string(kIndex) + ".bad"), damaged);
+    EXPECT_FALSE(bin->surroundings.directory.Has(std::string(kIndex) + ".bad2"));
+  }
+  EXPECT_TRUE(rebuilt);
 }
 
 TEST_F(StoreFaultsTest, KilledWhileRebuildingLeavesNoIndexOrAWholeOne) {
@@ -388,6 +486,93 @@ TEST_F(StoreFaultsTest, InADirectoryThatCannotBeFlushedNothingIsFiled) {
   EXPECT_TRUE(bin->surroundings.directory.Has("recycle/witness"));  // a file can be made there
   EXPECT_EQ(bin->Index(), old_index);
   EXPECT_EQ(ListFiles(directory + "/", ".recycle").size(), 2U);
+}
+
+TEST_F(StoreFaultsTest, WithAnIndexThatMayNotBeReadNothingIsFiledAndNoFileGoes) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  const std::string old_index = bin->Index();
+  const std::string directory = bin->surroundings.directory.PathOf("recycle");
+  ASSERT_EQ(chmod(bin->surroundings.directory.PathOf(".").c_str(), 0777), 0);
+  for (const std::string& name : ListFiles(directory + "/", "")) {
+    ASSERT_EQ(chmod((directory + "/" + name).c_str(), 0666), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+  const std::string index = bin->surroundings.directory.PathOf(kIndex);
+  ASSERT_EQ(chmod(index.c_str(), 0222), 0);
+  const auto result = AsAStranger([&] {
+    RecycleBin store(bin->surroundings.program());
+    MailMessage message;
+    message.ParseText(MailText("new", kSmallBody));
+    const DeletedMessage spam{&message, "cheap", 0.9};
+    const FilingResult filing = store.File({&spam, 1}, "ann @ server");
+    bool as_expected = filing.index_unusable && filing.names.front().empty();
+    as_expected = as_expected && filing.written.code == std::errc::permission_denied;
+    as_expected = as_expected && filing.written.path == index;
+    as_expected = as_expected && !store.DeleteMessages(bin->old_names) && !store.Empty();
+    store.Purge(0);
+    as_expected = as_expected && !store.RebuildIndex() && !store.Repair().done;
+    return as_expected;
+  });
+  ASSERT_EQ(chmod(index.c_str(), 0644), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
+  EXPECT_EQ(bin->Index(), old_index);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
+  EXPECT_EQ(ListFiles(directory + "/", ".recycle").size(), 2U);
+}
+
+// As too many open files take the index away for a moment, of all files of a session perhaps this one alone.
+TEST_F(StoreFaultsTest, WithoutAFileHandleForTheIndexNothingIsFiled) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  const pid_t child = fork();
+  if (child == 0) {
+    RecycleBin store(bin->surroundings.program());
+    // UndefinedBehaviorSanitizer needs a file handle when it first looks at a virtual call.
+    const bool missing = FileResult{"x", {EMFILE, std::system_category()}}.IsMissing();
+    const rlimit limit{0, 0};
+    if (missing || setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(2);
+    MailMessage message;
+    message.ParseText(MailText("new", kSmallBody));
+    const DeletedMessage spam{&message, "cheap", 0.9};
+    const FilingResult filing = store.File({&spam, 1}, "ann @ server");
+    // By its number: UndefinedBehaviorSanitizer opens a file to look at a virtual call.
+    const bool told =
+        filing.index_unusable && filing.names.front().empty() && filing.written.code.value() == EMFILE;
+    _exit(told && store.RestoredFor("ann @ server", 2000).names.empty() && !store.Empty() ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
+  EXPECT_EQ(bin->List()->size(), 2U);
+}
+
+TEST_F(StoreFaultsTest, AMessageFileThatMayNotBeReadIsNotOfferedAndKeepsItsEntry) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  ASSERT_TRUE(RecycleBin(bin->surroundings.program()).MarkRestored(bin->old_names, true));
+  const std::string directory = bin->surroundings.directory.PathOf("recycle");
+  ASSERT_EQ(chmod(bin->surroundings.directory.PathOf(".").c_str(), 0777), 0);
+  for (const std::string& name : ListFiles(directory + "/", "")) {
+    ASSERT_EQ(chmod((directory + "/" + name).c_str(), 0666), 0);
+  }
+  ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+  ASSERT_EQ(chmod((directory + "/" + bin->old_names[0]).c_str(), 0222), 0);
+  // Damaged too: an entry of a file that cannot be read now is taken over as it is.
+  const std::string damaged = bin->Index().substr(0, bin->Index().size() - 5);
+  const auto result = AsAStranger([&] {
+    RecycleBin store(bin->surroundings.program());
+    const auto offered = [&] { return store.RestoredFor("ann @ server", 2000).names; };
+    const std::vector<std::string> readable{bin->old_names[1]};
+    bool as_expected = offered() == readable;
+    as_expected = as_expected && store.Repair().done && store.List()->size() == 2;
+    as_expected = as_expected && ReplaceWholeFile(store.index_path(), damaged) && store.RebuildIndex();
+    as_expected = as_expected && offered() == readable && store.List()->size() == 2;
+    return as_expected && store.List()->front().subject == "first" && store.List()->front().restored;
+  });
+  ASSERT_EQ(chmod((directory + "/" + bin->old_names[0]).c_str(), 0644), 0);
+  if (!result) GTEST_SKIP() << "this user cannot become another one";
+  EXPECT_TRUE(*result);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
 }
 
 TEST_F(StoreFaultsTest, IdsThatCannotBeReadAreLeftAlone) {
