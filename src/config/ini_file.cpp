@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "config/ini_file.h"
 
-#include <charconv>
-#include <limits>
 #include <utility>
 
-#include "config/ascii.h"
+#include "config/leading_integer.h"
 
 namespace quillbeaker {
 
@@ -46,7 +44,7 @@ std::int32_t IniFile::ReadInteger(std::string_view section, std::string_view key
                                   std::int32_t default_value) const {
   const auto document = Read();
   const auto value = document->Find(section, key);
-  return value ? IntegerOf(*value) : default_value;
+  return value ? LeadingInteger<std::int32_t>(*value) : default_value;
 }
 
 std::string IniFile::ReadString(std::string_view section, std::string_view key,
@@ -81,19 +79,6 @@ bool IniFile::Update(const std::function<void(IniDocument&)>& change) {
   const std::string bytes = after.Serialise();
   if (bytes == before->Serialise()) return true;
   return static_cast<bool>(ReplaceWholeFile(path_, bytes));
-}
-
-std::int32_t IntegerOf(std::string_view text) {
-  text = TrimBlanks(text);
-  const bool negative = text.starts_with('-');
-  if (negative) text.remove_prefix(1);
-  std::uint32_t magnitude = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude);
-  if (error == std::errc::result_out_of_range) magnitude = std::numeric_limits<std::uint32_t>::max();
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
-  const std::int64_t value = negative ? -std::int64_t{magnitude} : std::int64_t{magnitude};
-  return static_cast<std::int32_t>(value > kMost ? kMost : value < kLeast ? kLeast : value);
 }
 
 }  // namespace quillbeaker

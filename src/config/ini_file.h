@@ -33,8 +33,7 @@ class IniFile {
   // The same, but null when the file is there and cannot be read: for what must not be taken for unset then.
   std::shared_ptr<const IniDocument> ReadOrNull() const;
 
-  // Leading decimal digits of the value after optional blanks and an optional "-"; no digits (an empty value
-  // too) give 0, a missing key the default. Saturates at the ends of 32 bits.
+  // The value as LeadingInteger reads it (an empty one is 0); the default when the key is missing.
   std::int32_t ReadInteger(std::string_view section, std::string_view key, std::int32_t default_value) const;
   // The value cut to capacity - 1 bytes; the default (cut as well) when the key is missing.
   std::string ReadString(std::string_view section, std::string_view key, std::string_view default_value,
@@ -60,8 +59,5 @@ class IniFile {
   mutable FileState cached_state_;
   mutable std::shared_ptr<const IniDocument> cached_;
 };
-
-// The leading decimal integer of a text, as ReadInteger reads it.
-std::int32_t IntegerOf(std::string_view text);
 
 }  // namespace quillbeaker

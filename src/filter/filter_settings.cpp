@@ -5,13 +5,15 @@
 #include <optional>
 #include <string_view>
 
+#include "config/leading_integer.h"
+
 namespace quillbeaker {
 
 namespace {
 
 std::int32_t ReadKey(const IniDocument& document, const IntegerKey& key) {
   const std::optional<std::string_view> value = document.Find(key.section, key.name);
-  return value ? IntegerOf(*value) : key.default_value;
+  return value ? LeadingInteger<std::int32_t>(*value) : key.default_value;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "filter/tokeniser.h"
+#include "filter/word_list_journal.h"
 #include "platform/file_lock.h"
 
 namespace quillbeaker {
@@ -106,26 +107,17 @@ void LearningBatch::TakeOver(Merged& merged, WordCountTable& list, Base& base) {
   base.certain = false;
 }
 
-// The list that nothing was counted into goes first: when the other one then cannot be written, nothing has
-// changed. Only where both were counted into the first must be brought back.
 bool LearningBatch::SaveBoth(const Merged& good, const Merged& bad) const {
-  const WordCountTable* first = good.fresh ? &*good.fresh : &tables_.good;
-  const WordCountTable* second = bad.fresh ? &*bad.fresh : &tables_.bad;
+  const WordCountTable& good_list = good.fresh ? *good.fresh : tables_.good;
+  const WordCountTable& bad_list = bad.fresh ? *bad.fresh : tables_.bad;
   const bool good_changes = tables_.good.messages != good_.messages;
   const bool bad_changes = tables_.bad.messages != bad_.messages;
-  if (good_changes && !bad_changes) std::swap(first, second);
-  if (!good_changes || !bad_changes) return first->Save() && second->Save();
-
-  const std::optional<std::string> before = ReadWholeFile(first->file_name());
-  if (!before && StateOfFile(first->file_name()).exists) return false;
-  if (!first->Save()) return false;
-  if (second->Save()) return true;
-  if (before) {
-    static_cast<void>(ReplaceWholeFile(first->file_name(), *before));
-  } else {
-    EraseFile(first->file_name());
+  if (good_changes && bad_changes) {
+    return SaveBothWordLists(program_, good_list.Serialise(), bad_list.Serialise());
   }
-  return false;
+  // The list that nothing was counted into goes first: when the other one then cannot be written, nothing has
+  // changed.
+  return bad_changes ? good_list.Save() && bad_list.Save() : bad_list.Save() && good_list.Save();
 }
 
 // On failure nothing of the batch has changed, or a second attempt would count twice.
@@ -135,13 +127,14 @@ bool LearningBatch::Save() {
   if (!MakeDirectory(directory)) return false;
   StoreLock lock(program_.PathOf(kWordListLock));
   const auto held = lock.Acquire();
+  if (!RecoverWordLists(program_)) return false;
   Merged good;
   Merged bad;
   if (!Merge(tables_.good, good_, good) || !Merge(tables_.bad, bad_, bad)) return false;
   if (!SaveBoth(good, bad)) return false;
   TakeOver(good, tables_.good, good_);
   TakeOver(bad, tables_.bad, bad_);
-  // Whoever deletes what was learnt from goes by this.
+  // Callers delete the learnt mail after this returns, so it must be on the disk.
   FlushDirectory(directory);
   counted_ = 0;
   return true;

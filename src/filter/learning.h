@@ -4,7 +4,7 @@
 // Teaching the learnt word lists. A batch works on a copy of both lists; saving adds what it counted to the
 // lists as they are on the disk then, in one step under their lock. So a mail check and a long bulk run, also
 // in two processes, lose none of each other's counts, and nobody waits for a long run. Whatever ends the
-// process, each list is the old or the new one. One thread per batch.
+// process, both lists are the old or both the new ones. One thread per batch.
 
 #include <cstdint>
 #include <optional>
@@ -17,9 +17,6 @@
 #include "platform/files.h"
 
 namespace quillbeaker {
-
-// In the program directory; held while the lists are brought up to date and saved.
-inline constexpr std::string_view kWordListLock = "training/wordlist.lock";
 
 class LearningBatch {
  public:
@@ -40,11 +37,11 @@ class LearningBatch {
   bool empty() const { return counted_ == 0; }
 
   // Adds what was counted since the last Save to the lists on the disk: what becomes of them is, to the byte,
-  // what loading, counting and saving in one step would make. Both are written, whichever was counted into,
-  // and have reached the disk when it returns. False when they could not be written, or one of them not read:
-  // the counts are then kept and Save may be called again. With nothing counted no file is touched. Each list
-  // is read and written once, whatever the number of messages; again only where somebody else saved it since
-  // it was loaded.
+  // what loading, counting and saving in one step would make. A list that would get the bytes that it has is
+  // not written. Both have reached the disk when it returns. False when they could not be written, or one of
+  // them not read: the counts are then kept and Save may be called again. With nothing counted no file is
+  // touched. Each list is read and written once, whatever the number of messages; again only where somebody
+  // else saved it since it was loaded.
   bool Save();
 
  private:

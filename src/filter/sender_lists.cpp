@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "config/ascii.h"
+#include "config/leading_integer.h"
 #include "message/mail_date.h"
 #include "message/mail_sender.h"
 
@@ -22,7 +23,8 @@ constexpr std::uint32_t kNoLine = UINT32_MAX;
 void ReadValue(std::string_view value, SenderRecord& record) {
   record.name = value.substr(0, std::min(value.find(','), kMaxSenderName));
   const std::size_t comma = value.rfind(',');
-  record.kind = comma == std::string_view::npos ? kSenderNone : IntegerOf(value.substr(comma + 1));
+  record.kind =
+      comma == std::string_view::npos ? kSenderNone : LeadingInteger<std::int32_t>(value.substr(comma + 1));
 }
 
 std::string ValueOf(const SenderRecord& record) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "config/ascii.h"
+#include "config/leading_integer.h"
 
 namespace quillbeaker {
 
@@ -18,7 +19,8 @@ std::vector<SpamWord> ReadSection(const IniFile& file, bool predefined) {
   std::vector<SpamWord> words;
   for (const IniEntry& entry : document->Section(sections::kProbabilities)) {
     if (entry.has_value) {
-      words.push_back({std::string(entry.key.substr(0, kMaxSpamWord)), IntegerOf(entry.value), predefined});
+      words.push_back({std::string(entry.key.substr(0, kMaxSpamWord)),
+                       LeadingInteger<std::int32_t>(entry.value), predefined});
     } else if (!words.empty()) {
       // Deliberate: a line without "=" repeats the word above it with 0 percent.
       words.push_back({words.back().word, 0, predefined});
@@ -40,7 +42,7 @@ bool ConvertFile(IniFile& file) {
   for (const IniEntry& entry : document->Section(sections::kPoints)) {
     // A line without "=" holds no points and cannot be taken out by its key: it would come back at every
     // start.
-    if (entry.has_value) old_words.emplace_back(entry.key, IntegerOf(entry.value));
+    if (entry.has_value) old_words.emplace_back(entry.key, LeadingInteger<std::int32_t>(entry.value));
   }
   if (old_words.empty()) return false;
   file.Update([&old_words](IniDocument& changed) {

@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 
+#include "filter/little_endian.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -21,16 +22,6 @@ constexpr std::uint32_t kFormatVersion = 1;
 // A damaged record count must not reserve memory for words that are not there.
 constexpr std::size_t kMostReservedEntries = 1U << 17;
 
-std::uint32_t LittleEndian32(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = (value << 8) | static_cast<unsigned char>(bytes[i]);
-  return value;
-}
-
-void AppendLittleEndian32(std::string& out, std::uint32_t value) {
-  for (int i = 0; i < 4; ++i, value >>= 8) out += static_cast<char>(value & 0xFF);
-}
-
 // Odd, so that it visits every slot of a table whose size is a power of two.
 std::size_t ProbeStep(std::uint32_t hash, std::size_t slot_count) {
   return (hash % (slot_count - 1)) | 1;
@@ -42,6 +33,10 @@ std::uint32_t CappedSum(std::uint32_t a, std::uint32_t b) {
 
 std::string_view CutWord(std::string_view word) {
   return word.substr(0, kMaxWordLength);
+}
+
+bool HoldsAlready(const std::string& path, const std::string& bytes) {
+  return FileSize(path) == bytes.size() && ReadWholeFile(path) == bytes;
 }
 
 }  // namespace
@@ -184,7 +179,9 @@ std::string WordCountTable::Serialise() const {
 }
 
 bool WordCountTable::Save() const {
-  return !file_name_.empty() && ReplaceWholeFile(file_name_, Serialise());
+  if (file_name_.empty()) return false;
+  const std::string bytes = Serialise();
+  return HoldsAlready(file_name_, bytes) || ReplaceWholeFile(file_name_, bytes);
 }
 
 }  // namespace quillbeaker

@@ -52,7 +52,8 @@ class WordCountTable {
   bool Load(const std::string& path);
   // The file's bytes: records in slot order.
   std::string Serialise() const;
-  // Atomically replaces the file that Load named. False when there is none or it cannot be written.
+  // Atomically replaces the file that Load named, unless it holds these very bytes. False when there is none
+  // or it cannot be written.
   bool Save() const;
 
   // In the order of their creation. The probability may be written.

@@ -18,12 +18,16 @@ namespace quillbeaker {
 inline constexpr std::string_view kGoodWordList = "training/good.Quillbeaker.wordlist";
 inline constexpr std::string_view kBadWordList = "training/bad.Quillbeaker.wordlist";
 
+// Held while the lists are brought up to date and saved.
+inline constexpr std::string_view kWordListLock = "training/wordlist.lock";
+
 enum class LearnKind { kGood = 0, kSpam = 1 };
 
 struct WordTables {
   // Sets the budgets from the configuration (each list gets half of the kilobytes), loads both lists and,
   // when asked, the spam words. Missing files are empty tables; false when a list is there and cannot be
-  // read.
+  // read. Both lists are of one state: what a crash left half saved is finished first, and somebody who saves
+  // at this moment is waited for.
   bool Load(const Program& program, bool load_spam_words);
   // Writes both lists back to the files they were loaded from. True when both were written.
   bool Save() const;
@@ -33,6 +37,9 @@ struct WordTables {
   std::vector<SpamWord> spam_words;
   WordCountTable good;
   WordCountTable bad;
+
+ private:
+  bool LoadLists(const Program& program);
 };
 
 }  // namespace quillbeaker

@@ -21,7 +21,8 @@ struct Environment {
   std::function<std::uint32_t()> tick_count;
 };
 
-// The real clock of this machine. `program_directory` gets a separator at its end when it has none.
+// The real clock of this machine. `program_directory` gets a separator at its end when it has none. From this
+// call on a file-size limit of the process is a failed write, where the system would end the program for it.
 Environment SystemEnvironment(std::string program_directory);
 
 // Directory of the running executable, UTF-8, ends in kPathSeparator; empty when the system does not tell.

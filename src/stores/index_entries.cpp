@@ -9,22 +9,10 @@
 #include <optional>
 #include <unordered_map>
 
+#include "config/leading_integer.h"
 #include "stores/xml_index.h"
 
 namespace quillbeaker {
-namespace {
-
-int TwoDigits(std::string_view text) {
-  int value = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') break;
-    value = value * 10 + (c - '0');
-  }
-  return value;
-}
-
-}  // namespace
-
 bool IsBareFileName(std::string_view name) {
   if (name.find("..") != std::string_view::npos) return false;
   return std::none_of(name.begin(), name.end(), [](char c) {
@@ -42,7 +30,9 @@ std::string TimeText(const CalendarTime& time) {
 }
 
 int MinutesOf(std::string_view time) {
-  return time.size() == 5 ? TwoDigits(time.substr(0, 2)) * 60 + TwoDigits(time.substr(3, 2)) : 0;
+  if (time.size() != 5) return 0;
+  return static_cast<int>(LeadingInteger<unsigned>(time.substr(0, 2)) * 60 +
+                          LeadingInteger<unsigned>(time.substr(3, 2)));
 }
 
 std::string TextAttribute(const xmlNode* entry, const char* name) {

@@ -3,13 +3,15 @@
 #include "stores/statistics.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
-#include <memory>
+#include <map>
 #include <numeric>
 #include <string>
 #include <string_view>
 
 #include "config/day_number.h"
+#include "config/leading_integer.h"
 
 namespace quillbeaker {
 namespace {
@@ -27,16 +29,42 @@ std::string_view NextToken(std::string_view& list) {
   return token;
 }
 
-// The leading digits after optional blanks, at most 2^32 - 1; 0 without any. Counts use all 32 bits, which
-// the integers of other keys do not.
-std::uint32_t NumberOf(std::string_view token) {
-  std::size_t at = std::min(token.find_first_not_of(" \t"), token.size());
-  std::uint64_t value = 0;
-  for (; at < token.size() && token[at] >= '0' && token[at] <= '9'; ++at) {
-    value = value * 10 + static_cast<unsigned>(token[at] - '0');
-    if (value > std::numeric_limits<std::uint32_t>::max()) return std::numeric_limits<std::uint32_t>::max();
+// Calls `visit` with day and count of each pair of the file. A day in the future has a great age, since the
+// subtraction wraps.
+template <typename Visit>
+void ForEachStored(const IniDocument& document, Visit visit) {
+  std::string_view days = ListOf(document, keys::kStatisticsDays);
+  std::string_view mails = ListOf(document, keys::kStatisticsMails);
+  while (!days.empty()) {
+    const std::uint32_t day = LeadingInteger<std::uint32_t>(NextToken(days));
+    const std::uint32_t count = LeadingInteger<std::uint32_t>(NextToken(mails));
+    visit(day, count);
   }
-  return static_cast<std::uint32_t>(value);
+}
+
+using CountsByDay = std::map<std::uint32_t, std::uint32_t, std::greater<>>;  // newest first
+
+void WriteNewest(const CountsByDay& counts, IniDocument& document) {
+  std::string days;
+  std::string mails;
+  std::size_t number = 0;
+  for (const auto& [day, count] : counts) {
+    if (count == 0) continue;
+    if (++number > kStatisticDays) break;
+    days += std::to_string(day) + ",";
+    mails += std::to_string(count) + ",";
+  }
+  document.Set(sections::kStatistics, keys::kStatisticsDays.name, days);
+  document.Set(sections::kStatistics, keys::kStatisticsMails.name, mails);
+}
+
+std::uint32_t CappedSum(std::uint32_t a, std::uint32_t b) {
+  constexpr std::uint32_t kMost = std::numeric_limits<std::uint32_t>::max();
+  return a > kMost - b ? kMost : a + b;
+}
+
+std::uint32_t TodayOf(const Program& program) {
+  return static_cast<std::uint32_t>(DayNumber(program.environment.utc_time()));
 }
 
 }  // namespace
@@ -44,43 +72,47 @@ std::uint32_t NumberOf(std::string_view token) {
 Statistics::Statistics(Program& program) : program_(program) {}
 
 void Statistics::Load() {
-  if (loaded_) Save();
-  loaded_ = false;
-  today_ = static_cast<std::uint32_t>(DayNumber(program_.environment.utc_time()));
+  if (loaded_) static_cast<void>(Save());
+  unsaved_ = {};
+  today_ = TodayOf(program_);
   for (std::size_t slot = 0; slot < kStatisticDays; ++slot) {
     days_[slot] = today_ - static_cast<std::uint32_t>(slot);
   }
-  const std::shared_ptr<const IniDocument> document = program_.configuration.Read();
-  std::string_view days = ListOf(*document, keys::kStatisticsDays);
-  std::string_view mails = ListOf(*document, keys::kStatisticsMails);
-  while (!days.empty()) {
-    const std::uint32_t day = NumberOf(NextToken(days));
-    const std::uint32_t count = NumberOf(NextToken(mails));
-    // A day in the future wraps to a great age.
-    const std::uint32_t age = today_ - day;
-    if (age < kStatisticDays) counts_[age] = count;
-  }
+  ForEachStored(*program_.configuration.Read(), [this](std::uint32_t day, std::uint32_t count) {
+    if (const std::uint32_t age = today_ - day; age < kStatisticDays) counts_[age] = count;
+  });
   loaded_ = true;
 }
 
 void Statistics::Count(std::uint32_t day) {
   const std::uint32_t age = today_ - day;
-  if (age < kStatisticDays) ++counts_[age];
+  if (age >= kStatisticDays) return;
+  ++counts_[age];
+  ++unsaved_[age];
 }
 
+// Somebody who loaded after the next midnight may have counted for a day that is new to this object. Its
+// count stays: of both windows the newest 30 days are kept.
 bool Statistics::Save() {
   if (!loaded_) return true;
-  std::string days;
-  std::string mails;
-  for (std::size_t slot = 0; slot < kStatisticDays; ++slot) {
-    if (counts_[slot] == 0) continue;
-    days += std::to_string(days_[slot]) + ",";
-    mails += std::to_string(counts_[slot]) + ",";
-  }
-  return program_.configuration.Update([&](IniDocument& document) {
-    document.Set(sections::kStatistics, keys::kStatisticsDays.name, days);
-    document.Set(sections::kStatistics, keys::kStatisticsMails.name, mails);
+  CountsByDay counts;
+  const bool saved = program_.configuration.Update([&](IniDocument& document) {
+    const std::uint32_t now = TodayOf(program_);
+    ForEachStored(document, [&](std::uint32_t day, std::uint32_t count) {
+      if (today_ - day < kStatisticDays || now - day < kStatisticDays) counts[day] = count;
+    });
+    for (std::size_t slot = 0; slot < kStatisticDays; ++slot) {
+      if (unsaved_[slot] != 0) counts[days_[slot]] = CappedSum(counts[days_[slot]], unsaved_[slot]);
+    }
+    WriteNewest(counts, document);
   });
+  if (!saved) return false;
+  unsaved_ = {};
+  for (std::size_t slot = 0; slot < kStatisticDays; ++slot) {
+    const auto found = counts.find(days_[slot]);
+    counts_[slot] = found == counts.end() ? 0 : found->second;
+  }
+  return true;
 }
 
 std::uint32_t Statistics::Highest(std::uint32_t* day) const {

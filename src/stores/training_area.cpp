@@ -37,12 +37,12 @@ std::string TrainingArea::PathOfMessage(std::string_view name) const {
 
 TrainingArea::Index TrainingArea::OpenIndex() const {
   Index index;
-  std::optional<std::string> bytes = ReadWholeFile(index_path_);
+  FileContents file = ReadContents(index_path_);
   // What is there but cannot be read now is not replaced: its entries would be lost.
-  if (!bytes && (FileExists(index_path_) || DirectoryExists(index_path_))) return index;
-  if (bytes) {
-    index.document = ParseXml(*bytes);
-    index.bytes = std::move(*bytes);
+  if (!file.result && !file.result.IsMissing()) return index;
+  if (file.bytes) {
+    index.document = ParseXml(*file.bytes);
+    index.bytes = *std::move(file.bytes);
     if (index.document != nullptr && xmlDocGetRootElement(index.document.get()) == nullptr) return index;
   }
   if (RootNamed(index.document, kRoot) == nullptr) {

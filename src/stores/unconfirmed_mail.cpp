@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "config/ascii.h"
+#include "config/leading_integer.h"
 #include "platform/files.h"
 #include "stores/index_entries.h"
 #include "stores/set_aside.h"
@@ -105,11 +106,8 @@ void AppendRow(xmlNode* root, const MailboxName& mailbox, const UnconfirmedMail&
 }
 
 bool IsOf(const xmlNode* element, const MailboxName& mailbox) {
-  const std::string port_text = TextAttribute(element, kPort);
-  std::int32_t port = 0;
-  std::from_chars(port_text.data(), port_text.data() + port_text.size(), port);
-  return port == mailbox.port && Column(element, kServer) == mailbox.server &&
-         Column(element, kUser) == mailbox.user;
+  return LeadingInteger<std::int32_t>(TextAttribute(element, kPort)) == mailbox.port &&
+         Column(element, kServer) == mailbox.server && Column(element, kUser) == mailbox.user;
 }
 
 std::vector<UnconfirmedMail> RowsOf(const XmlDocument& document, const MailboxName& mailbox) {
@@ -134,8 +132,9 @@ UnconfirmedMailStore::UnconfirmedMailStore(Program& program)
 
 UnconfirmedMailStore::Contents UnconfirmedMailStore::Open() const {
   Contents contents;
-  contents.bytes = ReadWholeFile(path_);
-  if (!contents.bytes && StateOfFile(path_).exists) return contents;
+  FileContents file = ReadContents(path_);
+  if (!file.result && !file.result.IsMissing()) return contents;
+  contents.bytes = std::move(file.bytes);
   if (contents.bytes) {
     contents.document = ParseXml(*contents.bytes);
     if (RootNamed(contents.document, kRoot) != nullptr) return contents;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/files.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -28,13 +30,16 @@ std::unique_ptr<UniqueIdStore> UniqueIdStore::Open(Program& program) {
   store->program_ = &program;
   store->store_lock_ = std::make_unique<StoreLock>(path + ".lock");
   store->lock_ = store->store_lock_->Acquire();
-  store->document_ = ParseXmlFile(path);
+  FileContents file = ReadContents(path);
+  // What is there but cannot be read now is not replaced: the ids in it would be forgotten.
+  if (!file.result && !file.result.IsMissing()) return nullptr;
+  store->present_ = std::move(file.bytes);
+  if (store->present_) store->document_ = ParseXml(*store->present_);
   if (store->document_ == nullptr) {
-    // What is there but cannot be read now is not replaced: the ids in it would be forgotten.
-    if (FileExists(path) && !ReadWholeFile(path)) return nullptr;
     store->document_ = NewXmlDocument(kRoot);
     // A store that cannot be saved still serves this pass: its ids are then learnt again by the next.
-    static_cast<void>(SaveXmlFile(store->document_, path, true));
+    const std::optional<std::string> bytes = DumpXml(store->document_, true);
+    if (bytes && ReplaceWholeFile(path, *bytes)) store->present_ = bytes;
   }
   const xmlNode* root = RootNamed(store->document_, kRoot);
   if (root == nullptr) return nullptr;
@@ -71,7 +76,7 @@ bool UniqueIdStore::PurgeAndClose() {
   first_by_uid_.clear();
   RemoveOldElements(root);
   RemoveSurplusElements(root);
-  const bool saved = SaveXmlFile(document_, PathOfStore(*program_), true);
+  const bool saved = SaveXmlFile(document_, PathOfStore(*program_), true, present_);
   document_.reset();
   lock_.reset();
   return saved;

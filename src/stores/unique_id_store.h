@@ -20,8 +20,8 @@ namespace quillbeaker {
 
 class UniqueIdStore {
  public:
-  // Nothing when the file has another root: the store is then not used and the file stays as it is. A missing
-  // or unparsable file is replaced at once by an empty one.
+  // Nothing when the file has another root, or is there and cannot be read: the store is then not used and
+  // the file stays as it is. A missing or unparsable file is replaced at once by an empty one.
   static std::unique_ptr<UniqueIdStore> Open(Program& program);
   // Without PurgeAndClose nothing is saved.
   ~UniqueIdStore();
@@ -32,8 +32,8 @@ class UniqueIdStore {
   void Add(std::string_view uid);
   // Dates the first element of that id today; nothing when there is none.
   void Refresh(std::string_view uid);
-  // Removes elements older than RecycleBinMaxDays and, of each id, all but the first and the last; saves. The
-  // object is of no further use. False when saving failed.
+  // Removes elements older than RecycleBinMaxDays and, of each id, all but the first and the last; saves
+  // unless the file has these very bytes. The object is of no further use. False when saving failed.
   bool PurgeAndClose();
 
  private:
@@ -44,6 +44,7 @@ class UniqueIdStore {
   Program* program_ = nullptr;
   std::unique_ptr<StoreLock> store_lock_;
   std::unique_ptr<StoreLockGuard> lock_;
+  std::optional<std::string> present_;  // the file's bytes, read once; nothing when there is none
   XmlDocument document_;
   std::unordered_map<std::string, xmlNode*> first_by_uid_;
 };

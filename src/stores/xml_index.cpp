@@ -2,11 +2,13 @@
 
 #include "stores/xml_index.h"
 
+#include <libxml/encoding.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
 #include <mutex>
 
+#include "config/leading_integer.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -106,35 +108,44 @@ void DropBlanks(xmlNode* parent) {
   }
 }
 
+// libxml2 counts in int, and a text may be longer.
+constexpr std::size_t kPiece = 1U << 20;
+
+const unsigned char* AsBytes(std::string_view text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+// Adds one piece of `rest`, converted by `convert` (isolat1ToUTF8, UTF8Toisolat1), to `out` and takes it off
+// `rest`. False when a character stopped it that `convert` does not know.
+template <typename Convert>
+bool ConvertPiece(Convert convert, std::string_view& rest, std::string& out) {
+  const std::size_t size = out.size();
+  int taken = static_cast<int>(std::min(rest.size(), kPiece));
+  int given = 2 * taken;  // a byte of ISO-8859-1 is two of UTF-8 at most
+  out.resize(size + static_cast<std::size_t>(given));
+  const int result =
+      convert(reinterpret_cast<unsigned char*>(out.data() + size), &given, AsBytes(rest), &taken);
+  out.resize(size + static_cast<std::size_t>(given));
+  rest.remove_prefix(static_cast<std::size_t>(taken));
+  return result >= 0 && taken > 0;
+}
+
 std::string Utf8FromLatin1(std::string_view latin1) {
   std::string utf8;
-  utf8.reserve(latin1.size() + latin1.size() / 8);
-  for (const char c : latin1) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      utf8 += c;
-    } else {
-      utf8 += static_cast<char>(0xC0 | (byte >> 6));
-      utf8 += static_cast<char>(0x80 | (byte & 0x3F));
-    }
+  while (!latin1.empty() && ConvertPiece(isolat1ToUTF8, latin1, utf8)) {
   }
   return utf8;
 }
 
-// `utf8` is well-formed: libxml2 checked or made it.
-std::string Latin1FromUtf8(const xmlChar* utf8) {
+// `utf8` is well-formed: libxml2 checked or made it. What stops its conversion is a character beyond U+00FF.
+std::string Latin1FromUtf8(std::string_view utf8) {
   std::string latin1;
-  for (; *utf8 != 0; ++utf8) {
-    const unsigned byte = *utf8;
-    const unsigned next = utf8[1];
-    if (byte < 0x80) {
-      latin1 += static_cast<char>(byte);
-    } else if ((byte == 0xC2 || byte == 0xC3) && (next & 0xC0U) == 0x80) {
-      latin1 += static_cast<char>(((byte & 3U) << 6) | (next & 0x3FU));
-      ++utf8;
-    } else if ((byte & 0xC0U) != 0x80) {
-      latin1 += '?';  // first byte of a character beyond U+00FF; the bytes that continue it add nothing
-    }
+  while (!utf8.empty()) {
+    if (ConvertPiece(UTF8Toisolat1, utf8, latin1) || utf8.empty()) continue;
+    latin1 += '?';
+    do {
+      utf8.remove_prefix(1);
+    } while (!utf8.empty() && (static_cast<unsigned char>(utf8.front()) & 0xC0U) == 0x80);
   }
   return latin1;
 }
@@ -159,11 +170,6 @@ XmlDocument ParseXml(std::string_view bytes) {
 
 XmlDocument RecoverXml(std::string_view bytes) {
   return Parse(bytes, XML_PARSE_RECOVER);
-}
-
-XmlDocument ParseXmlFile(const std::string& path) {
-  const std::optional<std::string> bytes = ReadWholeFile(path);
-  return bytes ? ParseXml(*bytes) : nullptr;
 }
 
 XmlDocument NewXmlDocument(const char* root_name) {
@@ -191,9 +197,10 @@ std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted) 
   return text;
 }
 
-bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted) {
+bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted,
+                 const std::optional<std::string>& present) {
   const std::optional<std::string> bytes = DumpXml(document, formatted);
-  return bytes && ReplaceWholeFile(path, *bytes);
+  return bytes && (bytes == present || ReplaceWholeFile(path, *bytes));
 }
 
 xmlNode* AddElement(xmlNode* parent, const char* name) {
@@ -217,18 +224,11 @@ bool IsElement(const xmlNode* node, const char* name) {
 std::optional<std::string> Attribute(const xmlNode* element, const char* name) {
   const XmlString value(xmlGetNoNsProp(element, AsXml(name)));
   if (value == nullptr) return std::nullopt;
-  return Latin1FromUtf8(value.get());
+  return Latin1FromUtf8(reinterpret_cast<const char*>(value.get()));
 }
 
 std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name) {
-  const std::string text = Attribute(element, name).value_or("");
-  std::size_t at = text.find_first_not_of(" \t");
-  std::uint64_t value = 0;
-  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-    value = value * 10 + static_cast<unsigned>(text[at] - '0');
-    if (value > UINT32_MAX) return UINT32_MAX;
-  }
-  return static_cast<std::uint32_t>(value);
+  return LeadingInteger<std::uint32_t>(Attribute(element, name).value_or(""));
 }
 
 void SetAttribute(xmlNode* element, const char* name, std::string_view latin1) {

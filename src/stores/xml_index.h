@@ -28,8 +28,6 @@ XmlDocument ParseXml(std::string_view bytes);
 // may be missing or lie in each other, and what was cut off in the middle is left out. Null when nothing was
 // found, and for a DTD and for a crowded tag as above.
 XmlDocument RecoverXml(std::string_view bytes);
-// The same of a file; null as well when it cannot be read.
-XmlDocument ParseXmlFile(const std::string& path);
 XmlDocument NewXmlDocument(const char* root_name);
 // The root when it has that name, else null.
 xmlNode* RootNamed(const XmlDocument& document, const char* name);
@@ -37,8 +35,10 @@ xmlNode* RootNamed(const XmlDocument& document, const char* name);
 // The document as the bytes of an ISO-8859-1 file, or nothing when it cannot be written as one that parses
 // again.
 std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
-// Dumps to memory first, then replaces the file; on any failure the old file stays.
-[[nodiscard]] bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted);
+// Dumps to memory first, then replaces the file, whose present bytes are known (nothing: it is missing); one
+// that would get the bytes that it has is left alone. On any failure the old file stays.
+[[nodiscard]] bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool formatted,
+                               const std::optional<std::string>& present);
 
 // A new last child.
 xmlNode* AddElement(xmlNode* parent, const char* name);
@@ -51,7 +51,7 @@ bool IsElement(const xmlNode* node, const char* name);
 // The value of an attribute; a character beyond ISO-8859-1 reads as "?". Nothing when there is no such
 // attribute.
 std::optional<std::string> Attribute(const xmlNode* element, const char* name);
-// The leading decimal digits of an attribute after optional blanks, at most 2^32 - 1; 0 without any.
+// The attribute as LeadingInteger reads it; 0 when it is missing.
 std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name);
 // Sets the attribute, a new one behind the others. Bytes that XML cannot hold (control bytes) become blanks.
 void SetAttribute(xmlNode* element, const char* name, std::string_view latin1);

@@ -38,39 +38,6 @@ class IniFileTest : public testing::Test {
   IniFile file{directory.PathOf("Quillbeaker.ini")};
 };
 
-TEST(IntegerOf, ReadsLeadingDecimalDigits) {
-  EXPECT_EQ(IntegerOf("12"), 12);
-  EXPECT_EQ(IntegerOf("12x"), 12);
-  EXPECT_EQ(IntegerOf("010"), 10);
-  EXPECT_EQ(IntegerOf("0x10"), 0);
-  EXPECT_EQ(IntegerOf("7 8"), 7);
-  EXPECT_EQ(IntegerOf("3.9"), 3);
-}
-
-TEST(IntegerOf, TakesBlanksAndAMinusBeforeTheDigits) {
-  EXPECT_EQ(IntegerOf("-1"), -1);
-  EXPECT_EQ(IntegerOf("  42"), 42);
-  EXPECT_EQ(IntegerOf("  -42"), -42);
-  EXPECT_EQ(IntegerOf("-0"), 0);
-}
-
-TEST(IntegerOf, IsZeroWithoutDigits) {
-  for (const std::string_view text : {"", "abc", "-", "--1", "- 1", "+5", "x12", "   ", ".5"}) {
-    EXPECT_EQ(IntegerOf(text), 0) << text;
-  }
-}
-
-TEST(IntegerOf, SaturatesAtTheEndsOfThirtyTwoBits) {
-  EXPECT_EQ(IntegerOf("2147483647"), kMax);
-  EXPECT_EQ(IntegerOf("2147483648"), kMax);
-  EXPECT_EQ(IntegerOf("4294967296"), kMax);
-  EXPECT_EQ(IntegerOf("99999999999999999999999999999999"), kMax);
-  EXPECT_EQ(IntegerOf("-2147483648"), kMin);
-  EXPECT_EQ(IntegerOf("-2147483649"), kMin);
-  EXPECT_EQ(IntegerOf("-99999999999999999999999999999999"), kMin);
-  EXPECT_EQ(IntegerOf("00000000000000000000000000000012"), 12);
-}
-
 TEST_F(IniFileTest, IntegerKeysFollowTheTextOfTheirValue) {
   Put("[QUILLBEAKER]\r\nword=abc\r\nempty=\r\ndigits=12x\r\nminus=-1\r\nhex=0x10\r\noctal=010\r\nspaced=   7 "
       " \r\n"

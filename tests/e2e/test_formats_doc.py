@@ -270,6 +270,24 @@ def test_word_lists_are_read_byte_by_byte(home, printed):
     assert printed("classify", "--json", "offer.eml")[1] == text
 
 
+def test_half_saved_word_lists_are_finished_as_shown(home, printed):
+    home.write("training/good.Quillbeaker.wordlist", list_bytes("good.Quillbeaker.wordlist"))
+    home.write("training/wordlist.journal", list_bytes("wordlist.journal"))
+    code, text = printed("classify", "--json", "offer.eml")
+    assert code == 0 and in_order(text) == in_order(examples()["classify --json offer.eml, learnt"])
+    assert home.read("training/bad.Quillbeaker.wordlist") == list_bytes("bad.Quillbeaker.wordlist")
+    assert not os.path.exists(home.path("training/wordlist.journal"))
+
+
+def test_a_torn_journal_of_word_lists_is_ignored(home, printed):
+    home.write("training/good.Quillbeaker.wordlist", list_bytes("good.Quillbeaker.wordlist"))
+    before = printed("classify", "--json", "offer.eml")
+    home.write("training/wordlist.journal", list_bytes("wordlist.journal")[:-1])
+    assert printed("classify", "--json", "offer.eml") == before
+    assert not os.path.exists(home.path("training/bad.Quillbeaker.wordlist"))
+    assert not os.path.exists(home.path("training/wordlist.journal"))
+
+
 # -- how a server is reached ---------------------------------------------------------------------
 @pytest.mark.parametrize("name, port, secured", [
     ("2001:db8::7", "1995", "plain"), ("pop.example.net", "110", "starttls"), ("pop.example.net", "1110", "plain"),

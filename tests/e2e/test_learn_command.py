@@ -3,6 +3,7 @@
 
 import json
 import os
+import resource
 import signal
 import subprocess
 import sys
@@ -235,3 +236,17 @@ def test_memory_does_not_grow_with_the_mailbox(home):
     small_size, small = run("small", 1000)
     large_size, large = run("large", 60000)
     assert large - small < (large_size - small_size) / 4
+
+
+def test_a_file_size_limit_is_a_failure_and_not_the_end(home):
+    boxes = put_boxes(home, 20, 10)
+    assert learn(home, "--yes", *boxes).returncode == 0
+    before = messages_of(home)
+
+    def limit():
+        resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
+
+    done = run_cli("learn", "--directory", home.directory, "--yes", *boxes, preexec_fn=limit)
+    assert done.returncode == 1, done
+    assert done.stderr == b"The word lists could not be saved. Nothing was learnt.\n"
+    assert messages_of(home) == before

@@ -196,8 +196,9 @@ TEST_F(StatisticsContractTest, ThirtySlotsReadBack) {
   Statistics statistics(program());
   statistics.Load();
   for (std::uint32_t age = 0; age < kStatisticDays; ++age) EXPECT_EQ(statistics.CountOf(age), age + 1);
-  ASSERT_TRUE(Store("", ""));
+  statistics.Count(kToday);
   EXPECT_TRUE(statistics.Save());
+  mails[0] = '2';
   EXPECT_EQ(Stored("Days").size(), 240U);
   EXPECT_EQ(Stored("Days"), days);
   EXPECT_EQ(Stored("Mails"), mails);
@@ -320,6 +321,83 @@ TEST_F(StatisticsContractTest, WhatHasAgedPastTheWindowIsGoneAtTheNextSave) {
   EXPECT_TRUE(statistics.Save());
   EXPECT_EQ(Stored("Days"), "2452676,");
   EXPECT_EQ(Stored("Mails"), "1,");
+}
+
+TEST_F(StatisticsContractTest, WhatOthersCountedMeanwhileIsKept) {
+  ASSERT_TRUE(Store("2452676,2452670,", "5,2,"));
+  Statistics first(program());
+  first.Load();
+  Statistics second(program());
+  second.Load();
+  first.Count(kToday);
+  second.Count(kToday);
+  second.Count(kToday - 3);
+  EXPECT_TRUE(second.Save());
+  EXPECT_TRUE(first.Save());
+  EXPECT_EQ(Stored("Days"), "2452676,2452673,2452670,");
+  EXPECT_EQ(Stored("Mails"), "7,1,2,");
+  // What is saved is not added once more.
+  EXPECT_TRUE(first.Save());
+  EXPECT_TRUE(second.Save());
+  EXPECT_EQ(Stored("Mails"), "7,1,2,");
+  EXPECT_EQ(Counts(first), "0:7 3:1 6:2 ");
+}
+
+TEST_F(StatisticsContractTest, WhatSomebodyCountedAfterMidnightIsKept) {
+  Statistics before_midnight(program());
+  before_midnight.Load();
+  surroundings.clock.utc = CalendarTime{2003, 2, 4, 6, 0, 0, 1, 0};
+  Statistics after_midnight(program());
+  after_midnight.Load();
+  after_midnight.Count(kToday + 1);
+  after_midnight.Count(kToday);
+  EXPECT_TRUE(after_midnight.Save());
+  before_midnight.Count(kToday);
+  before_midnight.Count(kToday - 29);
+  EXPECT_TRUE(before_midnight.Save());
+  EXPECT_EQ(Stored("Days"), "2452677,2452676,2452647,");
+  EXPECT_EQ(Stored("Mails"), "1,2,1,");
+}
+
+TEST_F(StatisticsContractTest, NoMoreThanThirtyDaysAreWritten) {
+  Statistics statistics(program());
+  statistics.Load();
+  for (std::uint32_t age = 0; age < kStatisticDays; ++age) statistics.Count(kToday - age);
+  ASSERT_TRUE(Store("2452677,", "1,"));
+  surroundings.clock.utc = CalendarTime{2003, 2, 4, 6, 0, 0, 1, 0};
+  EXPECT_TRUE(statistics.Save());
+  EXPECT_EQ(Stored("Days").size(), 240U);
+  EXPECT_TRUE(Stored("Days").starts_with("2452677,2452676,"));
+  EXPECT_TRUE(Stored("Days").ends_with(",2452648,"));
+}
+
+TEST_F(StatisticsContractTest, CountsThatCouldNotBeSavedAreSavedLater) {
+  ASSERT_TRUE(Store("2452676,", "3,"));
+  Statistics statistics(program());
+  statistics.Load();
+  statistics.Count(kToday);
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", true);
+  EXPECT_FALSE(statistics.Save());
+  surroundings.directory.SetReadOnly("Quillbeaker.ini", false);
+  ASSERT_TRUE(Store("2452676,", "10,"));
+  EXPECT_TRUE(statistics.Save());
+  EXPECT_EQ(Stored("Mails"), "11,");
+}
+
+TEST_F(StatisticsContractTest, AFileThatWouldGetItsOwnBytesIsLeftAlone) {
+  ASSERT_TRUE(Store("2452676,", "3,"));
+  const std::string path = surroundings.directory.PathOf("Quillbeaker.ini");
+  const FileState before = StateOfFile(path);
+  Statistics statistics(program());
+  statistics.Load();
+  EXPECT_TRUE(statistics.Save());
+  EXPECT_EQ(StateOfFile(path), before);
+  // A key that is missing is written all the same.
+  ASSERT_TRUE(surroundings.directory.Put("Quillbeaker.ini", "[STATS]\r\nDays=\r\n"));
+  Statistics empty(program());
+  empty.Load();
+  EXPECT_TRUE(empty.Save());
+  EXPECT_EQ(Stored("Mails"), "");
 }
 
 TEST_F(StatisticsContractTest, WhoOnlyShowsTakesNoCountsBack) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -319,12 +320,38 @@ TEST_F(UniqueIdStoreTest, AnIdOfAnyBytesIsFoundAgainAndTheFileStaysReadable) {
   EXPECT_EQ(mails[7]["uid"], "n l");
 }
 
-TEST_F(UniqueIdStoreTest, EveryRunRewritesTheFileEvenWhenNothingChanged) {
+TEST_F(UniqueIdStoreTest, AFileInAnotherLayoutIsRewritten) {
   ASSERT_TRUE(
       surroundings.directory.Put("uniqueid.xml", "<uniqueid><mail date='2453797' uid='a'/></uniqueid>"));
   Purge();
   EXPECT_EQ(Get().substr(0, sizeof(kHeader) - 1), kHeader);
   EXPECT_EQ(Entries(), "a 2453797|");
+}
+
+TEST_F(UniqueIdStoreTest, AFileThatWouldGetItsOwnBytesIsLeftAlone) {
+  const std::string path = surroundings.directory.PathOf("uniqueid.xml");
+  Purge();
+  FileState before = StateOfFile(path);
+  Purge();
+  EXPECT_EQ(StateOfFile(path), before);
+  const auto store = UniqueIdStore::Open(program());
+  ASSERT_NE(store, nullptr);
+  store->Add("a");
+  EXPECT_TRUE(store->PurgeAndClose());
+  EXPECT_NE(StateOfFile(path), before);
+  before = StateOfFile(path);
+  const auto again = UniqueIdStore::Open(program());
+  ASSERT_NE(again, nullptr);
+  again->Refresh("a");
+  EXPECT_TRUE(again->PurgeAndClose());
+  EXPECT_EQ(StateOfFile(path), before);
+}
+
+TEST_F(UniqueIdStoreTest, AFileThatCanNotBeReadIsLeftAlone) {
+  // What cannot be read as a file: the same as one whose reading fails.
+  ASSERT_TRUE(surroundings.directory.MakeFolder("uniqueid.xml"));
+  EXPECT_EQ(UniqueIdStore::Open(program()), nullptr);
+  EXPECT_TRUE(std::filesystem::is_directory(surroundings.directory.PathOf("uniqueid.xml")));
 }
 
 TEST_F(UniqueIdStoreTest, ASecondRunReadsWhatTheFirstWrote) {

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <ctime>
 #include <utility>
 
@@ -21,6 +22,9 @@ timespec Now(clockid_t clock) {
 }  // namespace
 
 Environment SystemEnvironment(std::string program_directory) {
+  // The system's default is to kill a program whose file reaches RLIMIT_FSIZE. Ignored, write(2) fails with
+  // EFBIG, and that is handled like a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
   if (!program_directory.ends_with(kPathSeparator)) program_directory += kPathSeparator;
   Environment environment;
   environment.program_directory = std::move(program_directory);

@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "config/ini_file.h"
+#include "config/leading_integer.h"
 
 namespace quillbeaker {
 namespace {
@@ -117,7 +117,7 @@ std::optional<AccountName> SplitAccountName(std::string_view text) {
   }
   AccountName account{std::move(fields[0]), std::move(fields[1]), std::nullopt};
   if (fields.size() == 3 && !fields[2].empty()) {
-    account.port = IntegerOf(std::string_view(fields[2]).substr(0, kMaxPortDigits));
+    account.port = LeadingInteger<std::int32_t>(std::string_view(fields[2]).substr(0, kMaxPortDigits));
   }
   return account;
 }

@@ -17,6 +17,7 @@
 
 #include "config/ini_document.h"
 #include "config/ini_file.h"
+#include "config/leading_integer.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -98,7 +99,8 @@ void Compare(const std::string& text, const std::vector<std::string>& sections,
       if (!our_string) continue;
       ++done.found;
       if (!IsPlainInteger(their_string)) continue;
-      EXPECT_EQ(IntegerOf(*our_string), TheirInteger(path, section, key)) << section << " / " << key;
+      EXPECT_EQ(LeadingInteger<std::int32_t>(*our_string), TheirInteger(path, section, key))
+          << section << " / " << key;
       ++done.integers;
     }
   }

@@ -40,50 +40,113 @@ std::optional<ListedWords> ListOf(const test::TestProgram& one, const char* file
   return test::ParseWordList(*bytes);
 }
 
-TEST(LearningFaults, KilledAnywhereEachListIsTheOldOrTheNewOne) {
-  std::set<std::pair<std::uint32_t, std::uint32_t>> seen;
+const ListedWords kOldList{1, {{"old", 1}, {"words", 1}}};
+const ListedWords kNewGood{2, {{"old", 2}, {"words", 2}, {"and", 1}, {"new", 1}}};
+const ListedWords kNewBad{3, {{"old", 3}, {"words", 3}, {"and", 2}, {"new", 2}}};
+
+void PutOldLists(test::TestProgram& one) {
+  ASSERT_TRUE(LearnText(one.program(), "old words \r\n", LearnKind::kGood));
+  ASSERT_TRUE(LearnText(one.program(), "old words \r\n", LearnKind::kSpam));
+}
+
+bool LearnBoth(test::TestProgram& one) {
+  LearningBatch batch(one.program());
+  MailMessage message;
+  message.ParseText("Subject: x\r\n\r\nold and new words \r\n");
+  batch.Count(message, LearnKind::kGood);
+  batch.Count(message, LearnKind::kSpam, 2);
+  return batch.Save();
+}
+
+// Kills learning into both lists at one call after another and looks at what the next load finds.
+TEST(LearningFaults, KilledAnywhereBothListsAreTheOldOrTheNewOnes) {
+  std::set<bool> learnt;
+  std::set<std::pair<std::uint32_t, std::uint32_t>> on_the_disk;
   bool finished = false;
   for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !finished; ++call) {
     SCOPED_TRACE("killed at system call " + std::to_string(call));
     test::TestProgram one;
-    ASSERT_TRUE(LearnText(one.program(), "old words \r\n", LearnKind::kGood));
-    ASSERT_TRUE(LearnText(one.program(), "old words \r\n", LearnKind::kSpam));
+    PutOldLists(one);
     const TracedEnd end = test::RunKilledAt(call, [&] {
-      LearningBatch batch(one.program());
-      MailMessage message;
-      message.ParseText("Subject: x\r\n\r\nold and new words \r\n");
-      batch.Count(message, LearnKind::kGood);
-      batch.Count(message, LearnKind::kSpam, 2);
-      if (!batch.Save()) _exit(1);
+      if (!LearnBoth(one)) _exit(1);
     });
     if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
     finished = end == TracedEnd::kFinished;
-    const auto good = ListOf(one, test::kGoodListFile);
-    const auto bad = ListOf(one, test::kBadListFile);
-    ASSERT_TRUE(good.has_value());
-    ASSERT_TRUE(bad.has_value());
-    if (good->messages == 1) {
-      EXPECT_EQ(*good, (ListedWords{1, {{"old", 1}, {"words", 1}}}));
-    } else {
-      EXPECT_EQ(*good, (ListedWords{2, {{"old", 2}, {"words", 2}, {"and", 1}, {"new", 1}}}));
-    }
-    if (bad->messages == 1) {
-      EXPECT_EQ(*bad, (ListedWords{1, {{"old", 1}, {"words", 1}}}));
-    } else {
-      EXPECT_EQ(*bad, (ListedWords{3, {{"old", 3}, {"words", 3}, {"and", 2}, {"new", 2}}}));
-    }
-    seen.emplace(good->messages, bad->messages);
+    const auto good_before = ListOf(one, test::kGoodListFile);
+    const auto bad_before = ListOf(one, test::kBadListFile);
+    ASSERT_TRUE(good_before.has_value() && bad_before.has_value());
+    on_the_disk.emplace(good_before->messages, bad_before->messages);
+
+    WordTables tables;
+    ASSERT_TRUE(tables.Load(one.program(), false));
+    learnt.insert(tables.good.messages == 2);
+    const bool is_new = tables.good.messages == 2;
+    ASSERT_EQ(tables.bad.messages, is_new ? 3U : 1U);
+    ASSERT_EQ(ListOf(one, test::kGoodListFile), is_new ? kNewGood : kOldList);
+    ASSERT_EQ(ListOf(one, test::kBadListFile), is_new ? kNewBad : kOldList);
+    ASSERT_FALSE(one.directory.Has("training/wordlist.journal"));
     // Neither a lock nor a leftover is in the way of the next.
-    ASSERT_TRUE(LearnText(one.program(), "next \r\n", LearnKind::kGood));
-    EXPECT_EQ(ListOf(one, test::kGoodListFile)->messages, good->messages + 1);
-    if (testing::Test::HasFailure()) return;
+    ASSERT_TRUE(LearnBoth(one));
+    ASSERT_EQ(ListOf(one, test::kGoodListFile)->messages, is_new ? 3U : 2U);
   }
   EXPECT_TRUE(finished);
-  EXPECT_EQ(seen.count({1, 1}), 1U);
-  EXPECT_EQ(seen.count({2, 3}), 1U);
+  EXPECT_EQ(learnt, (std::set<bool>{false, true}));
+  // The moment between the two was among them.
+  EXPECT_EQ(on_the_disk.count({2, 1}), 1U);
 }
 
-TEST(LearningFaults, AFullDiskLeavesTheOldLists) {
+TEST(LearningFaults, KilledWhileFinishingWhatWasHalfSavedItIsFinishedLater) {
+  // The call at which the good list is new and the bad one old.
+  int between = -1;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && between < 0; ++call) {
+    test::TestProgram one;
+    PutOldLists(one);
+    const TracedEnd end = test::RunKilledAt(call, [&] { static_cast<void>(LearnBoth(one)); });
+    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+    ASSERT_EQ(end, TracedEnd::kKilled);
+    if (ListOf(one, test::kGoodListFile)->messages == 2 && ListOf(one, test::kBadListFile)->messages == 1)
+      between = call;
+  }
+  ASSERT_GE(between, 0);
+  bool finished = false;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !finished; ++call) {
+    SCOPED_TRACE("finishing killed at system call " + std::to_string(call));
+    test::TestProgram one;
+    PutOldLists(one);
+    test::RunKilledAt(between, [&] { static_cast<void>(LearnBoth(one)); });
+    const TracedEnd end = test::RunKilledAt(call, [&] { WordTables().Load(one.program(), false); });
+    finished = end == TracedEnd::kFinished;
+    ASSERT_TRUE(WordTables().Load(one.program(), false));
+    ASSERT_EQ(ListOf(one, test::kGoodListFile), kNewGood);
+    ASSERT_EQ(ListOf(one, test::kBadListFile), kNewBad);
+  }
+  EXPECT_TRUE(finished);
+}
+
+TEST(LearningFaults, AFullDiskLeavesBothOldListsOrBothNewOnes) {
+  test::TestProgram one;
+  std::string body;
+  for (int i = 0; i < 300; ++i) body += "word" + std::to_string(i) + " ";
+  ASSERT_TRUE(LearnText(one.program(), body, LearnKind::kSpam));
+  // The good list is small and the bad one large: the limit falls between them, and into the journal.
+  for (const std::size_t bytes : {0U, 10U, 100U, 1000U, 3000U, 3500U, 3900U}) {
+    const auto good = one.directory.Get(test::kGoodListFile);
+    const auto bad = one.directory.Get(test::kBadListFile);
+    bool learnt = true;
+    {
+      const test::FullDisk full(bytes);
+      if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
+      learnt = LearnBoth(one);
+    }
+    WordTables tables;
+    ASSERT_TRUE(tables.Load(one.program(), false));
+    EXPECT_EQ(learnt, one.directory.Get(test::kGoodListFile) != good) << bytes;
+    EXPECT_EQ(learnt, one.directory.Get(test::kBadListFile) != bad) << bytes;
+    EXPECT_FALSE(one.directory.Has("training/wordlist.journal"));
+  }
+}
+
+TEST(LearningFaults, AFullDiskLeavesTheOldListsAndTheCountsForLater) {
   test::TestProgram one;
   std::string body;
   for (int i = 0; i < 1000; ++i) body += "word" + std::to_string(i) + " ";
@@ -91,15 +154,24 @@ TEST(LearningFaults, AFullDiskLeavesTheOldLists) {
   ASSERT_TRUE(LearnText(one.program(), body, LearnKind::kSpam));
   const auto good = one.directory.Get(test::kGoodListFile);
   const auto bad = one.directory.Get(test::kBadListFile);
-  bool learnt = true;
-  {
-    const test::FullDisk full(5000);
-    if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
-    learnt = LearnText(one.program(), "more \r\n", LearnKind::kGood);
+  for (const std::size_t bytes : {20U, 5000U}) {
+    LearningBatch batch(one.program());
+    MailMessage message;
+    message.ParseText("Subject: x\r\n\r\nmore \r\n");
+    batch.Count(message, LearnKind::kGood);
+    bool saved = true;
+    {
+      const test::FullDisk full(bytes);
+      if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
+      saved = batch.Save();
+    }
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(one.directory.Get(test::kGoodListFile), good);
+    EXPECT_EQ(one.directory.Get(test::kBadListFile), bad);
+    if (bytes == 20) continue;
+    EXPECT_TRUE(batch.Save());
+    EXPECT_EQ(ListOf(one, test::kGoodListFile)->messages, 2U);
   }
-  EXPECT_FALSE(learnt);
-  EXPECT_EQ(one.directory.Get(test::kGoodListFile), good);
-  EXPECT_EQ(one.directory.Get(test::kBadListFile), bad);
 }
 
 TEST(LearningFaults, SeveralProcessesLoseNoCount) {

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,6 +25,7 @@
 #include "message/mail_message.h"
 #include "stores/posix/traced_process.h"
 #include "stores/recycle_bin.h"
+#include "stores/statistics.h"
 #include "stores/unique_id_store.h"
 #include "stores/xml_index.h"
 #include "support/test_program.h"
@@ -36,6 +38,7 @@ using test::TestProgram;
 using test::TracedEnd;
 
 constexpr std::string_view kIndex = "recycle/recyclebin.xml";
+constexpr std::uint32_t kToday = 2453797;  // of the clock in UTC
 constexpr int kMoreCallsThanAnyWorkMakes = 5000;
 
 // A message larger than the index of a few, and one smaller than it.
@@ -344,7 +347,7 @@ TEST_F(StoreFaultsTest, KilledWhileRememberingIdsLeavesTheOldFileOrTheNewOne) {
     const TracedEnd end = RunKilledAt(call, [&] { pass("new"); });
     if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
     finished = end == TracedEnd::kFinished;
-    ASSERT_NE(ParseXmlFile(surroundings.directory.PathOf("uniqueid.xml")), nullptr);
+    ASSERT_NE(ParseXml(surroundings.directory.Get("uniqueid.xml").value_or("")), nullptr);
     const auto store = UniqueIdStore::Open(surroundings.program());
     ASSERT_NE(store, nullptr);
     ASSERT_TRUE(store->Contains("old"));
@@ -352,6 +355,69 @@ TEST_F(StoreFaultsTest, KilledWhileRememberingIdsLeavesTheOldFileOrTheNewOne) {
   }
   EXPECT_TRUE(finished);
   EXPECT_EQ(remembered, (std::set<bool>{false, true}));
+}
+
+TEST_F(StoreFaultsTest, AFileThatCanNotBeOpenedAtAnyMomentForgetsNoId) {
+  std::set<bool> used;
+  bool finished = false;
+  int failures = 0;
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !finished; ++call) {
+    SCOPED_TRACE("system call " + std::to_string(call));
+    TestProgram surroundings;
+    const auto pass = [&](std::string_view uid) {
+      const auto store = UniqueIdStore::Open(surroundings.program());
+      if (store == nullptr) return false;
+      store->Add(uid);
+      return store->PurgeAndClose();
+    };
+    ASSERT_TRUE(pass("old"));
+    bool failed = false;
+    const TracedEnd end = test::RunFailingToOpenAt(
+        call, [&] { pass("new"); }, failed);
+    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+    failures += failed ? 1 : 0;
+    finished = !failed && call > 50;
+    const auto store = UniqueIdStore::Open(surroundings.program());
+    ASSERT_NE(store, nullptr);
+    ASSERT_TRUE(store->Contains("old"));
+    used.insert(store->Contains("new"));
+  }
+  EXPECT_GE(failures, 3);  // the lock, the file, its new state
+  EXPECT_EQ(used, (std::set<bool>{false, true}));
+}
+
+TEST_F(StoreFaultsTest, StatisticsOfSeveralProcessesLoseNoCount) {
+  constexpr std::uint32_t kProcesses = 4;
+  constexpr std::uint32_t kRounds = 20;
+  TestProgram surroundings;
+  surroundings.program();
+  std::vector<pid_t> children;
+  for (std::uint32_t process = 0; process < kProcesses; ++process) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      Program program(surroundings.MakeEnvironment());
+      Statistics statistics(program);
+      for (std::uint32_t round = 0; round < kRounds; ++round) {
+        statistics.Load();
+        statistics.Count(kToday);
+        statistics.Count(kToday - process);
+        if (!statistics.Save()) _exit(1);
+      }
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  Statistics statistics(surroundings.program());
+  statistics.Load();
+  EXPECT_EQ(statistics.CountOf(0), (kProcesses + 1) * kRounds);
+  for (std::uint32_t process = 1; process < kProcesses; ++process)
+    EXPECT_EQ(statistics.CountOf(process), kRounds);
 }
 
 TEST_F(StoreFaultsTest, FilingFlushesEveryMessageThenTheirNamesThenTheIndex) {
