@@ -34,7 +34,7 @@ TEST(PrepareStores, ADamagedIndexIsMadeAnew) {
 // A filing that was killed before its index: its mail is still on the server, and will be filed again.
 TEST(PrepareStores, FilesThatAFilingLeftGoUnlessTheirDeletionWasDue) {
   test::TestProgram world;
-  const Mailbox mailbox{"pop.example.org", 110, "ann"};
+  const MailboxName mailbox{"pop.example.org", 110, "ann"};
   const auto row = [](const char* id, const char* file, bool due) {
     UnconfirmedMail mail;
     mail.unique_id = id;

@@ -25,12 +25,12 @@ struct ScratchFile {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quillbeaker;
   static const ScratchFile file;
-  Check(WriteWholeFile(file.path, TextOf(data, size), false), "the scratch file can be written");
+  Check(bool{WriteWholeFile(file.path, TextOf(data, size), false)}, "the scratch file can be written");
   WordCountTable table;
   table.Load(file.path);
   Check(table.entries().size() <= size / 5, "no more words than the file has room for");
 
-  Check(WriteWholeFile(file.path, table.Serialise(), false), "the scratch file can be written");
+  Check(bool{WriteWholeFile(file.path, table.Serialise(), false)}, "the scratch file can be written");
   WordCountTable again;
   again.Load(file.path);
   Check(again.messages == table.messages, "the number of messages is kept");

@@ -10,11 +10,7 @@ namespace quillbeaker {
 
 SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fetched,
                        UnconfirmedRows& unconfirmed)
-    : program_(program),
-      mailbox_(mailbox),
-      fetched_(fetched),
-      unconfirmed_(unconfirmed),
-      recycle_bin_(program) {}
+    : mailbox_(mailbox), fetched_(fetched), unconfirmed_(unconfirmed), recycle_bin_(program) {}
 
 void SpamFiling::Run() {
   const std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());

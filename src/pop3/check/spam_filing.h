@@ -40,7 +40,6 @@ class SpamFiling {
   bool SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
   void File(std::span<MessageEntry* const> spam, std::span<const std::string> names);
 
-  Program& program_;
   Mailbox& mailbox_;
   const FetchedMail& fetched_;
   UnconfirmedRows& unconfirmed_;
