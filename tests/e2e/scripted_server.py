@@ -110,7 +110,7 @@ class Session:
                 return True
             if not data:
                 return True
-            self._record(data)
+            self.record(data)
         return False
 
     def start_tls(self, context):
@@ -155,7 +155,7 @@ class Session:
         else:
             action(self, text.encode("latin-1"))
 
-    def _record(self, data):
+    def record(self, data):
         self.server._record(Received(time.monotonic(), self.index, data))
 
     def _receive(self):
@@ -171,7 +171,7 @@ class Session:
                 raise Gone from error
             if not data:
                 raise Gone
-            self._record(data)
+            self.record(data)
             return data
 
     def _line(self):
@@ -245,6 +245,8 @@ class Session:
 
 class ScriptedServer:
     """Listens on loopback at a port of its own; `with` stops it."""
+
+    session_type = Session
 
     def __init__(self, messages=(), host="127.0.0.1", port=0, password=b"secret",
                  uid_prefix=b"uid", tls=None):
@@ -421,7 +423,7 @@ class ScriptedServer:
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
             with self.changed:
                 self.connections += 1
-                session = Session(self, sock, self.connections)
+                session = self.session_type(self, sock, self.connections)
                 self.sessions.append(session)
                 thread = threading.Thread(target=session.run, daemon=True)
                 self._threads.append(thread)
