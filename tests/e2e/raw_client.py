@@ -24,8 +24,7 @@ class Silent(AssertionError):
 class RawClient:
     def __init__(self, port, host="127.0.0.1", greeting=True, deadline=DEADLINE):
         self.deadline = deadline
-        self.buffer = b""
-        self.transcript = b""
+        self.buffer = bytearray()  # grows in place: a message of many megabytes comes in small pieces
         self.sock = socket.create_connection((host, port), timeout=deadline)
         self.sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         if greeting:
@@ -62,11 +61,11 @@ class RawClient:
         except ConnectionError:
             data = b""
         self.buffer += data
-        self.transcript += data
         return bool(data)
 
     def _take(self, count):
-        taken, self.buffer = self.buffer[:count], self.buffer[count:]
+        taken = bytes(self.buffer[:count])
+        del self.buffer[:count]
         return taken
 
     def until(self, terminator, timeout=None):
@@ -151,7 +150,7 @@ class RawClient:
         while len(self.buffer) < count:
             if not self._more(end):
                 raise Closed(f"closed; have {self.buffer!r}")
-        return self.buffer[:count]
+        return bytes(self.buffer[:count])
 
     def user(self, port, name="jane", host="127.0.0.1"):
         return self.ask(f"USER {host}&{name}&{port}")

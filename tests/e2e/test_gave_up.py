@@ -9,7 +9,7 @@ import pytest
 
 from messages import ham, message, on_the_wire, spam
 from program import sanitized
-from scripted_server import after
+from scripted_server import after, then_silence
 
 KEPT = b"         C: (message kept from an earlier session)"
 
@@ -42,6 +42,14 @@ def test_what_was_fetched_for_a_client_that_went_is_not_fetched_again(proxy, cli
     assert upstream.count("RETR") == 5
     assert one.server_log().count(KEPT) == 3
     assert len(one.bin_entries()) == 1
+
+
+def test_the_person_is_told_how_much_is_ready(proxy, client, server):
+    upstream = server(ham(1), ham(2), ham(3))
+    upstream.when("RETR 1", then_silence(), times=1)
+    one = proxy(server={"KeepWaitingSeconds": 0})
+    give_up_during(client, one, upstream, "RETR 1")
+    one.wait_for_output(r"2 of 3")
 
 
 def test_kept_mail_is_judged_anew(proxy, client, server):

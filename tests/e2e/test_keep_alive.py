@@ -8,7 +8,7 @@ import pytest
 from messages import ham, message, on_the_wire, spam
 from scripted_server import Gone, ScriptedServer, Session, after, reply, then_silence
 
-AUTOLOGOUT = 4.0
+AUTOLOGOUT = 3.0
 
 
 class ImpatientSession(Session):
@@ -52,7 +52,7 @@ def test_session_outlives_an_autologout(proxy, client):
         raw = client(proxy(server={"KeepAliveSeconds": 1})).login(upstream.port)
         assert raw.stat()[0] == 2
         assert raw.retr(1)[1] == on_the_wire(ham(3))
-        upstream.wait_for_command("NOOP", 6)
+        upstream.wait_for_command("NOOP", 4)  # more seconds than the server has patience
         assert raw.retr(2)[1] == on_the_wire(ham(1))
         assert raw.ask("DELE 1").startswith(b"+OK")
         raw.quit()
@@ -76,7 +76,7 @@ def test_client_that_takes_its_time_with_one_message(proxy, client):
         raw = client(one).login(upstream.port)
         assert raw.stat()[0] == 1
         raw.send(b"RETR 1\r\n")
-        upstream.wait_for_command("NOOP", 6)
+        upstream.wait_for_command("NOOP", 4)  # more seconds than the server has patience
         assert raw.line().startswith(b"+OK")
         assert raw.until(b"\r\n.\r\n")[:-3] == on_the_wire(data)
         assert raw.ask("DELE 1").startswith(b"+OK")
@@ -87,7 +87,7 @@ def test_client_that_takes_its_time_with_one_message(proxy, client):
 def test_only_a_listed_mailbox_is_kept(proxy, client, server):
     upstream = server(ham(1))
     raw = client(proxy(server={"KeepAliveSeconds": 1})).login(upstream.port)
-    raw.nothing(2.5)
+    raw.nothing(1.8)
     assert upstream.count("NOOP") == 0
     assert raw.stat()[0] == 1
     upstream.wait_for_command("NOOP", 2)
@@ -123,7 +123,8 @@ def test_noop_that_is_not_answered_is_not_asked_about(on_terminal, client, serve
     one.spam_words({"zorkmoney": 120})
     raw = client(one).login(upstream.port)
     assert raw.stat()[0] == 1
-    time.sleep(3.5)  # the time-out of the answer itself
+    upstream.wait_for_command("NOOP")
+    raw.nothing(2.8)  # the answer's time-out shows nowhere
     assert raw.retr(1)[1] == on_the_wire(ham(1))
     begun = time.monotonic()
     raw.quit()
