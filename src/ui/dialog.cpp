@@ -14,6 +14,10 @@ namespace {
 // Every thread that shows dialogs has a message loop of its own.
 thread_local std::vector<HWND> modeless_dialogs;
 
+// The object whose window is being made on this thread. WM_INITDIALOG could carry it, but any program of the
+// user may send that message, with an lParam of its own.
+thread_local Dialog* being_made = nullptr;
+
 // In the title, and in the taskbar, where a dialog without an owner has a button.
 void ShowProgramIcon(HWND window) {
   for (const auto& [kind, metric] : {std::pair{ICON_SMALL, SM_CXSMICON}, std::pair{ICON_BIG, SM_CXICON}}) {
@@ -46,14 +50,20 @@ void Dialog::Forget() {
 
 INT_PTR Dialog::RunModal(HWND owner) {
   modal_ = true;
-  return DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure,
-                         reinterpret_cast<LPARAM>(this));
+  being_made = this;
+  const INT_PTR result =
+      DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
+  being_made = nullptr;  // when no window was made
+  return result;
 }
 
 bool Dialog::CreateModeless(HWND owner) {
   modal_ = false;
-  return CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure,
-                            reinterpret_cast<LPARAM>(this)) != nullptr;
+  being_made = this;
+  const HWND made =
+      CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
+  being_made = nullptr;
+  return made != nullptr;
 }
 
 void Dialog::Destroy() {
@@ -78,15 +88,18 @@ bool Dialog::TakeMessage(MSG& message) {
 }
 
 INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  auto* dialog = reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
   if (message == WM_INITDIALOG) {
-    SetWindowLongPtrW(window, DWLP_USER, lparam);
-    auto* const created = reinterpret_cast<Dialog*>(lparam);
-    created->window_ = window;
-    if (!created->modal_) {
+    if (dialog != nullptr || being_made == nullptr) {
+      return FALSE;  // not the system's
+    }
+    dialog = std::exchange(being_made, nullptr);
+    SetWindowLongPtrW(window, DWLP_USER, reinterpret_cast<LONG_PTR>(dialog));
+    dialog->window_ = window;
+    if (!dialog->modal_) {
       modeless_dialogs.push_back(window);
     }
   }
-  auto* const dialog = reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
   return dialog == nullptr ? FALSE : dialog->Handle(message, wparam, lparam);
 }
 

@@ -14,8 +14,13 @@ class Recorder : public Dialog {
  public:
   explicit Recorder(int& commands) : Dialog(DIALOG_TIMEOUT), commands_(commands) {}
   int destroyed = 0;
+  int begun = 0;
 
  private:
+  bool OnInit() override {
+    ++begun;
+    return true;
+  }
   bool OnCommand(int, int) override {
     ++commands_;
     return true;
@@ -32,6 +37,19 @@ TEST(Dialog, TheWindowThatGoesIsTold) {
   dialog.Destroy();
   EXPECT_EQ(dialog.window(), nullptr);
   EXPECT_EQ(dialog.destroyed, 1);
+}
+
+TEST(Dialog, AMadeUpBeginningChangesNothing) {
+  int commands = 0;
+  Recorder dialog(commands);
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  const HWND window = dialog.window();
+  SendMessageW(window, WM_INITDIALOG, 0, 1);
+  SendMessageW(window, WM_INITDIALOG, 0, 0);
+  EXPECT_EQ(dialog.begun, 1);
+  EXPECT_EQ(dialog.window(), window);
+  SendMessageW(window, WM_COMMAND, IDOK, 0);
+  EXPECT_EQ(commands, 1);
 }
 
 TEST(Dialog, CarriesTheProgramsIcon) {

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A mail check as a person sees it: the icon that moves, the bubble, the number of deleted messages."""
 
+import select
 import threading
 import time
 
@@ -9,7 +10,8 @@ import pytest
 import mail_clients
 from desktop import SCREEN, TRAY_HEIGHT
 from dovecot import PASSWORD
-from driver import IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_KEYDOWN, WM_USER, WS_EX_TOPMOST
+from driver import (IDCANCEL, PBM_GETPOS, VK_ESCAPE, WM_CLOSE, WM_COMMAND, WM_INITDIALOG, WM_KEYDOWN, WM_USER,
+                    WS_EX_TOPMOST)
 from icons import ANIMATION, PLAIN, Tray, click_at
 from messages import ham, message, spam
 from program import day_number, eventually
@@ -344,6 +346,8 @@ def test_made_up_messages_do_no_harm(program, client, server, session):
     made_up_messages(one)
     eventually(lambda: not one.has_bubble(), what="the end of the session that there was none")
     raw, held = session(one, ham(1), spam(2))
+    for parameter in (0, 1):
+        assert one.bubble().send(WM_INITDIALOG, 0, parameter) == 0
     made_up_messages(one)
     held.go()
     assert raw.line().startswith(b"+OK 1 ")
@@ -386,6 +390,28 @@ def test_old_messages_go_once_a_day(program, client, server):
     add_old("old2.recycle")
     check(client, server, one, ham(2), prefix=b"b")
     assert one.bin_files() == ["old2.recycle"]
+
+
+def test_the_bubble_tells_of_the_purge(directory, client):
+    """While it lasts: the listener's thread does it, and the windows' thread is free."""
+    one = directory()
+    one.configure({"RecycleBinMaxDays": 10})
+    names = [f"{number}.recycle" for number in range(3000)]
+    for name in names:
+        one.write("recycle/" + name, b"Subject: old\r\n\r\nold\r\n")
+    one.write("recycle/recyclebin.xml", '<?xml version="1.0" encoding="ISO-8859-1"?>\n<recyclebin>' + "".join(
+        f'<recyclefile name="{name}" date="{day_number() - 20}" time="10:00" subject="old" sender="" address="" '
+        'size="19"/>' for name in names) + "</recyclebin>")
+    one.start()
+    raw = client(one, greeting=False)
+    bubble = one.bubble()
+    seen = set()
+    while not select.select([raw.sock], [], [], 0)[0]:
+        seen.add(bubble.control(STATUS)["text"])
+    assert "Deleting old messages from recycle bin..." in seen
+    assert raw.line().startswith(b"+OK")
+    eventually(lambda: bubble.control(STATUS)["text"] == "", what="an empty status")
+    assert one.bin_files() == []
 
 
 def test_greeting_waits_for_the_purge(program, client):
