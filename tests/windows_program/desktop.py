@@ -71,9 +71,11 @@ class Desktop:
         assert number, "the virtual screen does not start"
         self.environment["DISPLAY"] = ":" + number
         # Without a window manager every window that goes costs two seconds under Wine.
-        self._start(need("openbox", "openbox"), "--sm-disable")
-        # What comes before it is ready gets no place of its own.
-        self._wait_for_property("_NET_SUPPORTING_WM_CHECK", "window id")
+        # It runs the command once it manages windows. Those that come a moment before, when it is already listed as
+        # the window manager, it never takes note of.
+        self._start(need("openbox", "openbox"), "--sm-disable", "--startup",
+                    need("xprop", "x11-utils") + " -root -f DESKTOP_READY 8u -set DESKTOP_READY yes")
+        self._wait_for_property("DESKTOP_READY", '"yes"')
         # Not black: a picture shall show where a window ends.
         subprocess.run([need("xsetroot", "x11-xserver-utils"), "-solid", "#4a7a8c"], env=self.environment,
                        stdin=subprocess.DEVNULL, check=True, timeout=60)
