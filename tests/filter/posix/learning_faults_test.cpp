@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "filter/learning.h"
+#include "filter/word_list_journal.h"
 #include "stores/posix/traced_process.h"
 #include "support/full_disk.h"
 #include "support/test_program.h"
@@ -95,25 +96,39 @@ TEST(LearningFaults, KilledAnywhereBothListsAreTheOldOrTheNewOnes) {
   EXPECT_EQ(on_the_disk.count({2, 1}), 1U);
 }
 
-TEST(LearningFaults, KilledWhileFinishingWhatWasHalfSavedItIsFinishedLater) {
-  // The call at which the good list is new and the bad one old.
-  int between = -1;
-  for (int call = 0; call < kMoreCallsThanAnyWorkMakes && between < 0; ++call) {
+// What a kill between the two lists leaves in training/: the good list new, the bad one old, and the journal.
+struct HalfSaved {
+  std::string good;
+  std::string bad;
+  std::string journal;
+};
+
+// Nothing where no process may be traced.
+std::optional<HalfSaved> KilledBetweenTheLists() {
+  for (int call = 0; call < kMoreCallsThanAnyWorkMakes; ++call) {
     test::TestProgram one;
     PutOldLists(one);
     const TracedEnd end = test::RunKilledAt(call, [&] { static_cast<void>(LearnBoth(one)); });
-    if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
-    ASSERT_EQ(end, TracedEnd::kKilled);
+    if (end != TracedEnd::kKilled) return std::nullopt;
     if (ListOf(one, test::kGoodListFile)->messages == 2 && ListOf(one, test::kBadListFile)->messages == 1)
-      between = call;
+      return HalfSaved{one.directory.Get(test::kGoodListFile).value_or(""),
+                       one.directory.Get(test::kBadListFile).value_or(""),
+                       one.directory.Get(kWordListJournal).value_or("")};
   }
-  ASSERT_GE(between, 0);
+  return std::nullopt;
+}
+
+TEST(LearningFaults, KilledWhileFinishingWhatWasHalfSavedItIsFinishedLater) {
+  if (test::RunKilledAt(0, [] {}) == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+  const std::optional<HalfSaved> half = KilledBetweenTheLists();
+  ASSERT_TRUE(half.has_value());
   bool finished = false;
   for (int call = 0; call < kMoreCallsThanAnyWorkMakes && !finished; ++call) {
     SCOPED_TRACE("finishing killed at system call " + std::to_string(call));
     test::TestProgram one;
-    PutOldLists(one);
-    test::RunKilledAt(between, [&] { static_cast<void>(LearnBoth(one)); });
+    ASSERT_TRUE(one.directory.Put(test::kGoodListFile, half->good));
+    ASSERT_TRUE(one.directory.Put(test::kBadListFile, half->bad));
+    ASSERT_TRUE(one.directory.Put(kWordListJournal, half->journal));
     const TracedEnd end = test::RunKilledAt(call, [&] { WordTables().Load(one.program(), false); });
     finished = end == TracedEnd::kFinished;
     ASSERT_TRUE(WordTables().Load(one.program(), false));
