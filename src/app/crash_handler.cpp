@@ -11,6 +11,9 @@ namespace quillbeaker {
 namespace {
 
 constexpr std::size_t kLongestPath = 32768;  // characters, what a long path may have
+// Of every thread's stack, for what is done after it has overflowed; the question needs the most of it.
+constexpr ULONG kReservedStack = 64 * 1024;  // bytes
+constexpr ULONG_PTR kSmallestStack = 4 * kReservedStack;
 
 struct CrashState {
   std::wstring question;
@@ -27,6 +30,28 @@ Step begun = Step::kNone;
 // Of the first fault. Not on the stack, of which a thread that overflowed it has little left.
 std::uint32_t failed_with = 0;
 CONTEXT failed_at;
+
+void ReserveStack() {
+  ULONG_PTR low = 0;
+  ULONG_PTR high = 0;
+  GetCurrentThreadStackLimits(&low, &high);
+  ULONG bytes = kReservedStack;
+  if (high - low < kSmallestStack || !SetThreadStackGuarantee(&bytes)) {
+    return;
+  }
+  // Windows commits a stack as it grows, and stops in time for the guarantee. Wine 8 commits all of it, with
+  // a guard page at its very end that the guarantee does not move, so that a thread which meets it is ended
+  // without a word. A guard page where the guarantee begins has it raise the exception there. On Windows that
+  // page is not committed yet, and the call fails.
+  DWORD former = 0;
+  VirtualProtect(reinterpret_cast<void*>(low + kReservedStack), 1, PAGE_READWRITE | PAGE_GUARD, &former);
+}
+
+// Called by the loader on every thread that begins, also on those that a library starts.
+void NTAPI OnThread(void*, DWORD reason, void*) {
+  if (reason == DLL_THREAD_ATTACH) ReserveStack();
+}
+[[gnu::section(".CRT$XLE"), gnu::used]] const PIMAGE_TLS_CALLBACK on_thread = OnThread;
 
 std::wstring ExecutablePath() {
   std::wstring path(kLongestPath, L'\0');
@@ -91,6 +116,7 @@ LONG WINAPI OnFault(EXCEPTION_POINTERS* fault) {
 
 void InstallCrashHandler(std::wstring question, std::wstring caption, CrashActions actions) {
   state = new CrashState{std::move(question), std::move(caption), ExecutablePath(), std::move(actions)};
+  ReserveStack();
   SetUnhandledExceptionFilter(OnFault);
   std::set_terminate(OnUncaughtException);
 }

@@ -29,8 +29,9 @@ struct CrashActions {
   std::function<void()> shut_down;
 };
 
-// Takes effect for the whole process. `question` and `caption` are kept, so that nothing has to be loaded
-// when it is too late for that.
+// Takes effect for the whole process, a stack overflow included: the calling thread, and every thread that
+// begins later or began since the process did, keeps some of its stack for it. `question` and `caption` are
+// kept, so that nothing has to be loaded when it is too late for that.
 void InstallCrashHandler(std::wstring question, std::wstring caption, CrashActions actions);
 
 }  // namespace quillbeaker

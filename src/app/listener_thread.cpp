@@ -11,8 +11,6 @@ namespace {
 
 constexpr DWORD kMillisecondsToEndByItself = 1000;
 constexpr DWORD kMillisecondsAfterTermination = 5000;
-// Kept free so that the crash question can still be asked after a stack overflow.
-constexpr ULONG kReservedStack = 64 * 1024;  // bytes
 
 // Before all other windows: nobody else would say why no mail comes.
 void TellPortInUse(HWND main_window, std::int32_t port) {
@@ -44,8 +42,6 @@ bool ListenerThread::Start(HWND main_window) {
 }
 
 DWORD WINAPI ListenerThread::Procedure(void* self) {
-  ULONG reserved = kReservedStack;
-  SetThreadStackGuarantee(&reserved);
   NameThisThread("listener");
   static_cast<ListenerThread*>(self)->Serve();
   return 0;

@@ -21,8 +21,6 @@ namespace quillbeaker {
 namespace {
 
 constexpr int kExitOtherInstance = 1;
-// Kept free so that the crash question can still be asked after a stack overflow.
-constexpr ULONG kReservedStack = 64 * 1024;  // bytes
 
 void PrepareSystemLibraries() {
   const INITCOMMONCONTROLSEX controls{sizeof controls, 0xFF};
@@ -50,8 +48,6 @@ int Main(HINSTANCE instance) {
                                                   CONTEXT& context) { (void)recorder->Write(code, context); },
                        .stop_listener = [app] { app->StopListenerAfterCrash(); },
                        .shut_down = [app] { app->ShutDownAfterCrash(); }});
-  ULONG reserved = kReservedStack;
-  SetThreadStackGuarantee(&reserved);
   app->StartListener();
   app->WarnOfReadOnlyDirectory();
   const int exit_code = app->Run();

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Installs the program's crash handler and then fails, in the way that its argument names: "exception"
-// (nobody catches it), "exception-in-thread", "fault", "jump" (to what is no code), or one of
+// (nobody catches it), "exception-in-thread", "fault", "jump" (to what is no code), "overflow" of the stack,
+// "overflow-in-thread", or one of
 // "exception-in-clean-up", "fault-in-clean-up" and "fault-in-report", where the handler's own work fails as
 // well. "held-locks" is a fault while another thread holds the locks of the heap and of the loader for ever:
 // nobody can be asked then, but there is a report. What the handler does first is told by files beside the
@@ -43,6 +44,14 @@ void Note(const wchar_t* name) {
   int (*volatile nowhere)() = nullptr;
   return nowhere() + 1;  // so that it is a call, which returns here
 }
+
+// A kilobyte per call: many calls use up any stack.
+[[gnu::noinline]] int Recurse(int calls) {
+  volatile char used[1024];
+  used[0] = static_cast<char>(calls);
+  return calls == 0 ? 0 : Recurse(calls - 1) + used[0];
+}
+constexpr int kTooDeep = 1 << 30;
 
 // On a thread of its own: what it holds is held when this returns, and never let go.
 void HoldLocks() {
@@ -86,6 +95,8 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR arguments, int) {
                                     .stop_listener = stop,
                                     .shut_down = [] { Note(L"shut_down"); }});
   if (how == L"exception-in-thread") std::thread(Fail).join();
+  if (how == L"overflow") Recurse(kTooDeep);
+  if (how == L"overflow-in-thread") std::thread(Recurse, kTooDeep).join();
   if (how.starts_with(L"fault")) WriteToNowhere();
   if (how == L"held-locks") {
     HoldLocks();

@@ -19,7 +19,7 @@ from scripted_server import then_silence
 from windows_program import COMMAND_EXIT, TITLE
 
 IMAGE_BASE = 0x140000000  # where the linker places every 64-bit program
-ACCESS_VIOLATION, UNCAUGHT = 0xC0000005, 0x20474343
+ACCESS_VIOLATION, STACK_OVERFLOW, UNCAUGHT = 0xC0000005, 0xC00000FD, 0x20474343
 QUESTION = "Quillbeaker crashed!\nDo you want to restart it?"
 
 
@@ -163,7 +163,7 @@ def failing(desktop):
     shutil.rmtree(directory)
 
 
-@pytest.mark.parametrize("where", ["exception", "exception-in-thread", "fault", "jump",
+@pytest.mark.parametrize("where", ["exception", "exception-in-thread", "fault", "jump", "overflow", "overflow-in-thread",
                                    "exception-in-clean-up", "fault-in-clean-up", "fault-in-report"])
 def test_an_exception_that_nobody_catches(driver, failing, where):
     """The same handler in a small program that fails on command."""
@@ -198,6 +198,20 @@ def test_a_crash_leaves_evidence(driver, failing, where, thread, code, functions
         assert frames[0] == (None, 0)
     if where != "held-locks":  # where nothing more can be done
         driver.dialog("Fatal error").click(IDNO)
+
+
+@pytest.mark.parametrize("where, thread", [("overflow", "main"), ("overflow-in-thread", "another")])
+def test_a_stack_overflow_leaves_evidence(driver, failing, where, thread):
+    """The innermost frames are all that the report has room for, and they are what runs in circles."""
+    directory, process = failing(where)
+    driver.dialog("Fatal error").click(IDNO)
+    assert process.wait(20) == 0
+    (_, thread_told, code, frames), = reports(directory)
+    assert (thread_told, code) == (thread, STACK_OVERFLOW)
+    called = Functions(os.path.join(directory, "throwing_program.exe")).of(frames)
+    assert len(frames) == 64
+    # A call of something else may be what had no more room.
+    assert [name.removeprefix("(anonymous namespace)::") for name in called[1:]] == ["Recurse(int)"] * (len(called) - 1)
 
 
 def test_the_last_three_crashes_are_kept(driver, failing):
