@@ -80,7 +80,7 @@ struct RepairReport {
   FileResult done;                 // true when index and files agree now, as far as they could be read
   bool index_was_missing = false;  // and has been made from the message files
   bool index_was_damaged = false;  // likewise; the damaged one is kept beside it
-  std::size_t adopted = 0;         // files that had no entry
+  std::size_t adopted = 0;         // files that had no entry, but for empty ones
   std::size_t dropped = 0;         // entries that had no file
   std::size_t unreadable = 0;      // files that have no entry and could not be read: they still have none
 };

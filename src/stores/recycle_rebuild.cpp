@@ -36,24 +36,29 @@ RowsByName RecoveredRows(std::string_view bytes) {
   return rows;
 }
 
+enum class Adoption { kListed, kUnreadable, kEmpty };
+
 // Appends the entry of a message file. What the message itself says is read from it; of the former row count
 // only those attributes that no message holds. A file that cannot be read keeps its former row, if it has
-// one.
-bool AppendMessage(xmlNode* root, const std::string& name, const std::string& path,
-                   const RecycleEntry* former, const CalendarTime& local_time) {
+// one. An empty file without a row is what a process left that was killed before it wrote the mail: listed,
+// it could be restored and would reach a mail client as an empty message.
+Adoption AppendMessage(xmlNode* root, const std::string& name, const std::string& path,
+                       const RecycleEntry* former, const CalendarTime& local_time) {
   MailMessage message;
   if (message.LoadFromFile(path) != MailMessage::kLoaded) {
-    if (former != nullptr) recycle_index::AppendEntry(root, *former);
-    return former != nullptr;
+    if (former == nullptr) return Adoption::kUnreadable;
+    recycle_index::AppendEntry(root, *former);
+    return Adoption::kListed;
   }
   if (former == nullptr) {
+    if (message.size() == 0) return Adoption::kEmpty;
     recycle_index::AppendEntry(root, name, {&message, {}, 0}, {}, local_time);
-    return true;
+    return Adoption::kListed;
   }
   xmlNode* entry = recycle_index::AppendEntry(root, name, {&message, former->spam_words, former->probability},
                                               former->account, local_time);
   if (former->restored) SetAttribute(entry, recycle_index::kRestored, "1");
-  return true;
+  return Adoption::kListed;
 }
 
 }  // namespace
@@ -119,8 +124,16 @@ RepairReport RecycleBin::Repair() {
   for (const std::string& name : files.names) {
     const std::string path = PathOfMessage(name);
     if (path.empty() || listed.contains(name)) continue;
-    const bool readable = AppendMessage(index.root, name, path, nullptr, program_.environment.local_time());
-    ++(readable ? report.adopted : report.unreadable);
+    switch (AppendMessage(index.root, name, path, nullptr, program_.environment.local_time())) {
+      case Adoption::kListed:
+        ++report.adopted;
+        break;
+      case Adoption::kUnreadable:
+        ++report.unreadable;
+        break;
+      case Adoption::kEmpty:
+        break;
+    }
   }
   // One that was just made is indented, and saved like that it is not written twice.
   const bool just_made = report.index_was_missing || report.index_was_damaged;

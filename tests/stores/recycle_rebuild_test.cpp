@@ -176,6 +176,19 @@ TEST_F(RecycleRebuildTest, ATakenInFileIsListedOnlyAfterTheIndexWasLostAndMadeAn
   EXPECT_EQ(RowNames(), NameOf(kDropped, "3e8") + " ");
 }
 
+// A filing that was killed leaves such files. Restored, one of them would reach a client as an empty mail.
+TEST_F(RecycleRebuildTest, AnEmptyFileGetsNoEntry) {
+  ASSERT_TRUE(PutFile("2452676_231507_1.recycle", ""));
+  ASSERT_TRUE(PutFile("2452676_231507_2.recycle"));
+  EXPECT_TRUE(bin().RebuildIndex());
+  EXPECT_EQ(RowNames(), "2452676_231507_2.recycle ");
+  const RepairReport report = bin().Repair();
+  EXPECT_TRUE(report.done);
+  EXPECT_EQ(report.adopted + report.unreadable, 0u);
+  EXPECT_EQ(RowNames(), "2452676_231507_2.recycle ");
+  EXPECT_TRUE(HasFile("2452676_231507_1.recycle"));
+}
+
 TEST_F(RecycleRebuildTest, WithoutMessagesTheNewIndexIsEmpty) {
   EXPECT_TRUE(bin().RebuildIndex());
   EXPECT_EQ(Index(), std::string(kIndexHeader) + "<recyclebin/>\n");
