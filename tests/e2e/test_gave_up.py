@@ -64,6 +64,22 @@ def test_kept_mail_is_judged_anew(proxy, client, server):
     assert one.bin_entries() == []
 
 
+def test_what_was_kept_is_not_fetched_again_after_a_session_without_quit(proxy, client, server):
+    upstream = server(ham(1), ham(2), ham(3))
+    upstream.when("RETR 1", after(3), times=1)
+    one = proxy(server={"KeepWaitingSeconds": 0})
+    give_up_during(client, one, upstream, "RETR 1")
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 3
+    raw.close()
+    upstream.wait_for_end(2)
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 3
+    raw.quit()
+    # Mails 2 and 3 once; the first never came for the client that gave up, and each later one waited for it.
+    assert upstream.count("RETR 2") == upstream.count("RETR 3") == 1
+
+
 def test_quit_clears_what_was_kept(proxy, client, server):
     upstream = server(ham(1), ham(2))
     upstream.when("RETR 1", after(3), times=1)

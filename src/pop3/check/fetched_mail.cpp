@@ -31,7 +31,6 @@ bool FetchedMail::Hold(MessageEntry& entry, std::string text) {
 }
 
 void FetchedMail::Hold(MessageEntry& entry, std::shared_ptr<const MailMessage> message) {
-  held_ += message->size();
   entry.size = message->size();
   entry.message = std::move(message);
 }

@@ -23,7 +23,7 @@ class FetchedMail {
   // Parses the text and gives it to the entry, with its size. False when it has to go to the file and that
   // cannot be written; `why()` then says why.
   [[nodiscard]] bool Hold(MessageEntry& entry, std::string text);
-  // The same for a message that was parsed before; it is held in memory.
+  // The same for a message that is held in memory elsewhere.
   void Hold(MessageEntry& entry, std::shared_ptr<const MailMessage> message);
   // The entry was judged: what is in the file as well leaves the memory.
   static void Settle(MessageEntry& entry);

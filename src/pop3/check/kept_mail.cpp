@@ -34,14 +34,12 @@ bool KeptMail::Has(const MailboxName& mailbox, const std::string& unique_id, std
   return account != accounts_.end() && account->messages.contains({unique_id, listed_size});
 }
 
-std::shared_ptr<const MailMessage> KeptMail::Take(const MailboxName& mailbox, const std::string& unique_id,
-                                                  std::uint32_t listed_size) {
+std::shared_ptr<const MailMessage> KeptMail::Share(const MailboxName& mailbox, const std::string& unique_id,
+                                                   std::uint32_t listed_size) {
   const auto account = Find(mailbox);
   if (account == accounts_.end()) return nullptr;
-  auto kept = account->messages.extract({unique_id, listed_size});
-  if (kept.empty()) return nullptr;
-  bytes_ -= kept.mapped()->size();
-  return std::move(kept.mapped());
+  const auto kept = account->messages.find({unique_id, listed_size});
+  return kept != account->messages.end() ? kept->second : nullptr;
 }
 
 void KeptMail::Forget(const MailboxName& mailbox) {

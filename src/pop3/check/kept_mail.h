@@ -30,9 +30,9 @@ class KeptMail {
   bool Keep(const MailboxName& mailbox, const std::string& unique_id, std::uint32_t listed_size,
             std::shared_ptr<const MailMessage> message, std::uint64_t limit);
   bool Has(const MailboxName& mailbox, const std::string& unique_id, std::uint32_t listed_size);
-  // Hands the message out; null when there is none.
-  std::shared_ptr<const MailMessage> Take(const MailboxName& mailbox, const std::string& unique_id,
-                                          std::uint32_t listed_size);
+  // The message; null when there is none. It stays kept: only a QUIT says that the mail program has it.
+  std::shared_ptr<const MailMessage> Share(const MailboxName& mailbox, const std::string& unique_id,
+                                           std::uint32_t listed_size);
   void Forget(const MailboxName& mailbox);
 
   std::uint64_t bytes() const { return bytes_; }

@@ -47,7 +47,7 @@ void MessageFetch::DropPlan() {
 
 FetchResult MessageFetch::Fetch(const MailboxName& mailbox, MessageEntry& entry) {
   words_.clear();
-  if (entry.unique_id_is_its_own && TakeKept(mailbox, entry)) return FetchResult::kFetched;
+  if (entry.unique_id_is_its_own && ShareKept(mailbox, entry)) return FetchResult::kFetched;
   if (requested_.empty() || requested_.front() != &entry) {
     const bool planned = !planned_.empty() && planned_.front() == &entry && requested_.empty();
     if (!planned) DropPlan();
@@ -56,8 +56,8 @@ FetchResult MessageFetch::Fetch(const MailboxName& mailbox, MessageEntry& entry)
   return Read(entry);
 }
 
-bool MessageFetch::TakeKept(const MailboxName& mailbox, MessageEntry& entry) {
-  auto message = kept_.Take(mailbox, *entry.unique_id, entry.listed_size);
+bool MessageFetch::ShareKept(const MailboxName& mailbox, MessageEntry& entry) {
+  auto message = kept_.Share(mailbox, *entry.unique_id, entry.listed_size);
   if (message == nullptr) return false;
   fetched_.Hold(entry, std::move(message));
   client_.LogMarker('C', "(message kept from an earlier session)");

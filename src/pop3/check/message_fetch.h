@@ -46,7 +46,7 @@ class MessageFetch {
   const std::string& words() const { return words_; }
 
  private:
-  bool TakeKept(const MailboxName& mailbox, MessageEntry& entry);
+  bool ShareKept(const MailboxName& mailbox, MessageEntry& entry);
   bool Request(const MessageEntry& entry);
   bool RequestAhead();
   FetchResult Read(MessageEntry& entry);
