@@ -31,6 +31,9 @@ fetchmail                    mail client of the end-to-end tests
 python3-pytest               runs the end-to-end tests
 python3-pytest-xdist         the same on all cores
 '
+packages_torture='
+openssl                      makes the certificate for the mail server of the torture
+'
 packages_windows='
 g++-mingw-w64-x86-64-posix   compiles the Windows program
 binutils-mingw-w64-x86-64    links it
@@ -66,6 +69,11 @@ packages_fuzz='
 clang                        compiles the fuzz targets
 libclang-rt-14-dev           libFuzzer itself
 '
+packages_coverage='
+clang                        compiles the programs that count
+libclang-rt-14-dev           the counting itself
+llvm                         sums the counts
+'
 
 package_is_installed() {
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -94,7 +102,8 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, unit, test, windows, fuzz, bench, derive).
+# ensure_packages GROUP...: installs the missing packages of the groups (build, demo, unit, test, torture, windows, fuzz,
+# coverage, bench, derive).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do

@@ -125,6 +125,23 @@ class LedgerTest(unittest.TestCase):
         self.mail.erase_allowed = True
         self.assertEqual(self._audit(), [])
 
+    def test_only_a_filing_without_rows_may_leave_a_file_when_it_is_killed(self):
+        self.mail.no_row = True
+        other = self._mail(2)
+
+        class Session:
+            listed = [self.mail, other]
+        self._file("1.recycle")
+        self._write("recycle/2.recycle", self.mail.kept[:40])
+        self._index()
+        self.ledger.filing_was_cut_off(Session)
+        self.assertEqual(self._audit(), [])
+        self._file("3.recycle")  # came later
+        self._write("recycle/2.recycle", self.mail.kept[:50])
+        self._file("4.recycle", other)
+        self.assertEqual(self._audit(), ["EveryFileIsListed"])
+        self.assertEqual(len(self.ledger.failures), 3)
+
     def test_half_an_index(self):
         self._write("recycle/recyclebin.xml", b"<recyclebin><recyclefi")
         self._write("uniqueid.xml", b"")

@@ -2,6 +2,7 @@
 """Runs worlds until the time is over and says which rules they broke; `run` starts it."""
 
 import argparse
+import math
 import multiprocessing
 import os
 import random
@@ -41,9 +42,9 @@ def parse_arguments():
     return parser.parse_args()
 
 
-def play(seed, setting, rounds):
-    """The result of one world, as values that can be handed from process to process."""
-    world = World(seed, setting, rounds)
+def play(seed, setting, rounds, end=math.inf):
+    """The result of one world, as values that can be handed from process to process. No round begins after `end`."""
+    world = World(seed, setting, rounds, end)
     try:
         world.run()
     except Exception:  # the torture's own fault; told like any other
@@ -58,7 +59,7 @@ def work(setting, next_world, end, rounds, results):
         with next_world.get_lock():
             seed = next_world.value
             next_world.value += 1
-        results.put(play(seed, setting, rounds))
+        results.put(play(seed, setting, rounds, end))
     results.put(None)
 
 

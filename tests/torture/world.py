@@ -4,11 +4,13 @@
 Everything is drawn from the world's seed, so that a seed gives the same schedule again. After each round the
 program is idle (the next client has been greeted) or dead, and the ledger says where every message is."""
 
+import math
 import os
 import random as random_module
 import resource
 import shutil
 import socket
+import time
 
 import fault_points as points
 import mails
@@ -30,8 +32,9 @@ QUIET = "quiet"
 
 
 class World:
-    def __init__(self, seed, setting, rounds=25):
+    def __init__(self, seed, setting, rounds=25, end=math.inf):
         self.seed = seed
+        self.end = end  # monotonic time; no round begins after it
         self.setting = setting
         self.random = random_module.Random(f"{seed}/world")
         self.nature = plans.draw_nature(self.random, seed, rounds)
@@ -54,7 +57,7 @@ class World:
         try:
             self._start()
             for index in range(self.nature.rounds):
-                if self.ledger.failures:
+                if self.ledger.failures or time.monotonic() >= self.end:
                     break
                 self._play(plans.draw_round(self.seed, index, self.nature, self.setting.only, self.setting.spared),
                            index)
@@ -372,6 +375,8 @@ class World:
         if session is not None and (session.ids_unsure or unreadable):
             for mail in session.listed:
                 mail.no_row = True
+        if died and session is not None:
+            self.ledger.filing_was_cut_off(session)
         if self.client.quit_sent and session is not None and (died or one.disturbs_disk or self.nature.tiny_disk):
             # What was counted or learnt may not have been noted any more.
             self.ledger.recounted += sum("spam" in m.kind or m.kind == "blocked" for m in session.listed)
