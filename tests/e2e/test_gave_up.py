@@ -2,6 +2,7 @@
 """Mail clients that give up, and what keeps them from it."""
 
 import os
+import re
 import resource
 import time
 
@@ -157,6 +158,15 @@ def test_quit_is_kept_waiting_too(proxy, client, server):
     assert b"".join(data for _, data in came) == b"+OK Everything done.\r\n"
 
 
+def test_no_byte_comes_before_its_time_when_none_is_wanted(proxy, client, server):
+    upstream = server(ham(1))
+    upstream.when("RETR 1", after(2.5))
+    raw = client(proxy(server={"KeepWaitingSeconds": 0})).login(upstream.port)
+    raw.send(b"STAT\r\n")
+    raw.nothing(1.8)
+    assert raw.line().startswith(b"+OK 1 ")
+
+
 def test_an_answer_that_may_be_a_refusal_waits_for_no_bytes(proxy, client, server):
     upstream = server(ham(1))
     upstream.when("RETR 1", after(2.5))
@@ -178,6 +188,25 @@ def test_mail_beyond_the_limit_waits_in_a_file_and_comes_back_whole(proxy, clien
     raw.quit()
     assert len(one.bin_entries()) == 1
     assert [name for name in os.listdir(one.directory) if "spill" in name] == []
+
+
+def test_a_file_that_takes_no_more_ends_the_build_as_a_failed_download(proxy, client, server):
+    mails = [message(body=f"mail {n}\r\n" + "line of mail\r\n" * 60_000) for n in range(3)]
+    upstream = server(*mails)
+    one = proxy(server={"SessionMegabytes": 1})
+    # One of the messages fits into memory, one into the file.
+    resource.prlimit(one.process.pid, resource.RLIMIT_FSIZE, (1 << 20, resource.RLIM_INFINITY))
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 2
+    assert [raw.retr(number)[1] for number in (1, 2)] == [on_the_wire(mails[2]), on_the_wire(mails[1])]
+    raw.quit()
+    assert re.search(rb"         C: \(message could not be kept: .+\)\r\n", one.server_log())
+    one.wait_for_output("3 messages, 2 new")
+    # What was not seen is not known: it comes with the next check.
+    resource.prlimit(one.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
+    raw = client(one).login(upstream.port)
+    assert raw.stat()[0] == 3
+    assert raw.retr(3)[1] == on_the_wire(mails[0])
 
 
 def limit_memory(one, megabytes):

@@ -58,7 +58,7 @@ def test_every_file_is_whole_when_a_side_hears_of_it(proxy, client, server):
         "DELE 4", "DELE 3", "DELE 2", "QUIT"]
     first = shots.seen["DELE 4"]
     assert len([entry for entry in first["entries"] if entry[1] != "1"]) == 2 and len(first["files"]) == 3
-    assert first["training"] == 4 and first["unconfirmed"]
+    assert first["training"] == 4 and first["unconfirmed"].count(b'due="1"') == 3
     # What was delivered, what stays, and what was counted, before the server's QUIT.
     last = shots.seen["QUIT"]
     assert len(last["entries"]) == len(last["files"]) == 2 and last["known"] == ["uid-1-0"]
@@ -135,6 +135,18 @@ def test_refused_deletions_are_told(proxy, client, server, answer):
     assert raw.stat()[0] == 1
     raw.quit()
     assert upstream.updates == [[2]] and len(one.bin_files()) == 1
+
+
+def test_words_of_a_refusal_have_an_end(proxy, client, server):
+    upstream = server(spam(1))
+    upstream.when("QUIT", reply(b"-ERR " + b"x" * 5000 + b"\r\n"))
+    one = proxy()
+    raw = client(one).login(upstream.port)
+    raw.stat()
+    raw.quit()
+    assert b"         S: -ERR " + b"x" * 195 + b"\r\n" in one.server_log()
+    one.wait_for_output("x{195}")
+    assert "x" * 196 not in one.output()
 
 
 @pytest.mark.parametrize("answer", [b"-ERR whatever\r\n", b"+OK bye\r\n", b""])

@@ -185,7 +185,7 @@ def test_server_can_read_quit_though_it_is_still_sending(proxy, client, server):
     assert upstream.numbers() == []
 
 
-def test_client_is_answered_before_the_server_is_told_quit(proxy, client, server):
+def test_server_that_is_silent_at_quit_keeps_nobody_waiting(proxy, client, server):
     upstream = server(ham(1))
     upstream.when("QUIT", then_silence())
     one = proxy()

@@ -67,6 +67,7 @@ void MailCheck::Reset() {
   filter_off_shown_ = false;
   filing_ = nullptr;
   deletions_ = {};
+  quit_said_ = false;
   new_count_ = new_index_ = 0;
   downloaded_ = 0;
 }
@@ -265,7 +266,7 @@ void MailCheck::Quit(const std::function<void()>& answer) {
   StoreUniqueIds();
   CountSpam();
   kept_.Forget(mailbox_.name());
-  client_.SendQuit();
+  quit_said_ = client_.SendQuit();
   summary_.finished = true;
   summary_.unfiled = filing_->unfiled();
   answer();
@@ -304,7 +305,7 @@ void MailCheck::MarkDeletionsDue() {
       entry.unconfirmed->deletion_due = true;
     }
   }
-  if (!unconfirmed_->Save(mailbox_)) filing_->KeepAllOnServer();
+  if (!unconfirmed_->Save(mailbox_)) filing_->KeepRowsOnServer();
 }
 
 void MailCheck::CarryOutDeletions() {
@@ -353,13 +354,11 @@ void MailCheck::StoreUniqueIds() {
 
 // Deliberate: the day is that of the mail's own Date field; mail without one is in no day's count.
 void MailCheck::CountSpam() {
+  const std::vector<const MessageEntry*> spam = NoteAsCounted();
   Statistics statistics(program_);
   statistics.Load();
-  for (MessageEntry& entry : mailbox_) {
-    if (entry.fate != Fate::kSpam || filing_->IsUnfiled(entry)) continue;
-    if (entry.unconfirmed && std::exchange(entry.unconfirmed->counted, true)) continue;
-    ++summary_.deleted;
-    const std::shared_ptr<const MailMessage> message = MessageOf(entry);
+  for (const MessageEntry* const entry : spam) {
+    const std::shared_ptr<const MailMessage> message = MessageOf(*entry);
     CalendarTime date;
     if (message != nullptr && ReadDate(*message, date) == kDateRead) {
       statistics.Count(static_cast<std::uint32_t>(DayNumber(date)));
@@ -367,6 +366,30 @@ void MailCheck::CountSpam() {
   }
   // Whoever shows the statistic loads it anew; a check that fails here has still removed its spam.
   static_cast<void>(statistics.Save());
+  summary_.deleted = static_cast<std::uint32_t>(spam.size());
+}
+
+// Gives the spam that no earlier check has counted. Its rows say on the disk that it is counted before the
+// statistic does: a program that is killed between the two leaves it uncounted rather than counting it twice.
+// What cannot be noted is not counted now.
+std::vector<const MessageEntry*> MailCheck::NoteAsCounted() {
+  std::vector<const MessageEntry*> spam;
+  std::vector<MessageEntry*> noted;
+  for (MessageEntry& entry : mailbox_) {
+    if (entry.fate != Fate::kSpam || filing_->IsUnfiled(entry)) continue;
+    if (!entry.unconfirmed) {
+      spam.push_back(&entry);
+    } else if (!std::exchange(entry.unconfirmed->counted, true)) {
+      noted.push_back(&entry);
+    }
+  }
+  if (noted.empty()) return spam;
+  const bool saved = unconfirmed_->Save(mailbox_);
+  for (MessageEntry* const entry : noted) {
+    entry->unconfirmed->counted = saved;
+    if (saved) spam.push_back(entry);
+  }
+  return spam;
 }
 
 // End.
@@ -399,13 +422,16 @@ void MailCheck::TellOfQuit(const Pop3Client::Farewell& farewell) {
     observer_.MailNotKept(summary_.account, filing_->unfiled(), filing_->why());
   }
   const bool quit_refused = farewell.answered && !farewell.accepted && deletions_.asked > 0;
+  const std::string words = ShownRefusal(quit_refused ? farewell.refusal : deletions_.refusal);
   if (quit_refused) {
-    client_.LogMarker('S', DisplayLine(farewell.refusal));
+    client_.LogMarker('S', words);
   }
-  if (quit_refused || deletions_.failed > 0) {
-    const auto agreed = static_cast<std::uint32_t>(deletions_.agreed.size());
-    observer_.DeletionsUnconfirmed(summary_.account, deletions_.failed + (quit_refused ? agreed : 0),
-                                   DisplayLine(quit_refused ? farewell.refusal : deletions_.refusal));
+  // Without its QUIT no server carries out what it has agreed to.
+  const bool none_done = quit_refused || !quit_said_;
+  const std::size_t unconfirmed = deletions_.failed + (none_done ? deletions_.agreed.size() : 0);
+  if (unconfirmed > 0) {
+    observer_.DeletionsUnconfirmed(summary_.account, static_cast<std::uint32_t>(unconfirmed),
+                                   DisplayLine(words));
   }
   deletions_ = {};
 }

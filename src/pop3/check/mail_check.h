@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "config/program.h"
 #include "filter/filter_settings.h"
@@ -107,6 +108,7 @@ class MailCheck {
   void Learn();
   void MarkDeletionsDue();
   void CountSpam();
+  std::vector<const MessageEntry*> NoteAsCounted();
   void CarryOutDeletions();
   void RemoveDelivered();
   void StoreUniqueIds();
@@ -143,6 +145,7 @@ class MailCheck {
 
   std::unique_ptr<SpamFiling> filing_;  // from QUIT on
   DeletionResult deletions_;
+  bool quit_said_ = false;  // to the server
 };
 
 }  // namespace quillbeaker

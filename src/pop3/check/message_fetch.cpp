@@ -24,11 +24,11 @@ constexpr Window kPipelined{16, 8, std::uint64_t{4} * 1024 * 1024};
 // Bytes beyond the listed size that a reply may need without memory being moved.
 constexpr std::size_t kSlack = 128;
 
+}  // namespace
+
 std::string ShownRefusal(std::string_view status_line) {
   return WithoutControlBytes(status_line.substr(0, kMaxShownRefusal));
 }
-
-}  // namespace
 
 void MessageFetch::Plan(Mailbox& mailbox) {
   for (const MessageEntry& entry : mailbox) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <string_view>
 
 #include "pop3/check/fetched_mail.h"
 #include "pop3/check/kept_mail.h"
@@ -16,6 +17,9 @@
 #include "pop3/watch.h"
 
 namespace quillbeaker {
+
+// A server's refusal as the log has it: one line, not longer than a line should be.
+std::string ShownRefusal(std::string_view status_line);
 
 enum class FetchResult {
   kFetched,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/check/spam_filing.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -13,13 +14,16 @@ SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fe
     : mailbox_(mailbox), fetched_(fetched), unconfirmed_(unconfirmed), recycle_bin_(program) {}
 
 void SpamFiling::Run() {
-  const std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
+  std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
   if (spam.empty()) return;
-  const std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
+  std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
   // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
   if (!SaveRows(spam, names)) {
-    unfiled_.insert(spam.begin(), spam.end());
-    return;
+    const auto rest =
+        std::ranges::stable_partition(spam, [](const MessageEntry* entry) { return !entry->unconfirmed; });
+    unfiled_.insert(rest.begin(), rest.end());
+    spam.erase(rest.begin(), rest.end());
+    names = recycle_bin_.ReserveNames(spam.size());
   }
   for (const MailBatch& batch : SplitIntoBatches(spam)) {
     File(std::span(spam).subspan(batch.first, batch.count),
@@ -33,6 +37,12 @@ void SpamFiling::KeepAllOnServer() {
   }
 }
 
+void SpamFiling::KeepRowsOnServer() {
+  for (const MessageEntry& entry : mailbox_) {
+    if (entry.fate == Fate::kSpam && entry.unconfirmed) unfiled_.insert(&entry);
+  }
+}
+
 // An empty message has nothing to keep.
 std::vector<MessageEntry*> SpamFiling::SpamWithContent() {
   std::vector<MessageEntry*> spam;
@@ -42,6 +52,8 @@ std::vector<MessageEntry*> SpamFiling::SpamWithContent() {
   return spam;
 }
 
+// Deliberate: a file that no readable index lists does not count, and the mail is filed as new: nobody could
+// find that file. Without an index, or with a foreign one, that is so at each check until there is one again.
 std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam) {
   std::vector<MessageEntry*> candidates;
   std::vector<MessageEntry*> others;

@@ -27,6 +27,9 @@ class SpamFiling {
   void Run();
   // Nothing of the spam may be deleted after all.
   void KeepAllOnServer();
+  // Nothing of what the rows were to tell of. Deliberate: mail without an id of its own has no row and needs
+  // none.
+  void KeepRowsOnServer();
 
   // Deliberate: spam that could not be kept stays on the server and is judged again in the next check.
   bool IsUnfiled(const MessageEntry& entry) const { return unfiled_.contains(&entry); }

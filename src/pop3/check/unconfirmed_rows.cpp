@@ -13,17 +13,21 @@ void UnconfirmedRows::Load(Mailbox& mailbox, bool whole_listing) {
   readable_ = rows.has_value();
   if (!rows || rows->empty()) return;
   std::unordered_map<std::string, MessageEntry*> entries;
-  std::unordered_map<std::string, bool> listed;
+  std::unordered_map<std::string, bool> listed;  // whether a row may still be needed
   for (MessageEntry& entry : mailbox) {
     if (!entry.unique_id) continue;
-    listed[*entry.unique_id] = true;
+    // An id that was stored needs no row: its mail is known again without one.
+    listed[*entry.unique_id] = !entry.unique_id_is_its_own || entry.fate != Fate::kKnown;
     if (entry.unique_id_is_its_own && entry.fate == Fate::kNew) entries[*entry.unique_id] = &entry;
   }
   bool changed = false;
   for (UnconfirmedMail& row : *rows) {
     if (const auto entry = entries.find(row.unique_id); entry != entries.end()) {
       entry->second->unconfirmed = std::move(row);
-    } else if (!whole_listing || listed.contains(row.unique_id)) {
+      continue;
+    }
+    const auto shown = listed.find(row.unique_id);
+    if (shown != listed.end() ? shown->second : !whole_listing) {
       others_.push_back(std::move(row));
     } else {
       changed = true;

@@ -17,8 +17,8 @@ class UnconfirmedRows {
   explicit UnconfirmedRows(Program& program) : store_(program) {}
 
   // Gives each new entry its row. Only an id that no other message of the listing has tells one message from
-  // another. `whole_listing`: the server named all its messages with their ids, so that a row whose id is
-  // missing has done its duty and goes.
+  // another. A row whose message is known by its stored id is removed. `whole_listing`: the server named all
+  // its messages with their ids, so that a row whose id is missing is removed as well.
   void Load(Mailbox& mailbox, bool whole_listing);
 
   // The entry's row, made if there is none; null when its id tells it from nothing.

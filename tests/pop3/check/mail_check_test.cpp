@@ -132,6 +132,27 @@ TEST_F(MailCheckTest, CancelInTheBuildEndsItAndIsUsedUp) {
   EXPECT_EQ(check_.BuildView().stopped, Stop::kNone) << "it is told once";
 }
 
+TEST_F(MailCheckTest, WhatACancelledBuildFetchedIsNotFetchedAgain) {
+  ASSERT_TRUE(LogIn());
+  server_.OnCommand("RETR 1", [this] { person_.has_cancelled = true; });
+  EXPECT_EQ(check_.BuildView().stopped, Stop::kCancelled);
+  check_.ViewAnswered();
+  check_.End();
+  server_.OnCommand("RETR 1", {});
+  person_.has_cancelled = false;
+  Watch watch(person_);
+  MailCheck next(world_.program(), watch, kept_, 0);
+  ASSERT_TRUE(next.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  EXPECT_EQ(next.BuildView().count, 3u);
+  next.ViewAnswered();
+  next.End();
+  EXPECT_EQ(Asked(), (std::vector<std::string>{"RETR 3", "RETR 2", "RETR 1", "QUIT", "RETR 1", "QUIT"}));
+  EXPECT_EQ(
+      std::ranges::count_if(person_.told, [](const std::string& told) { return told.starts_with("client"); }),
+      0)
+      << "it was the person who gave up";
+}
+
 TEST_F(MailCheckTest, CancelInALaterFetchFailsThat) {
   ASSERT_TRUE(LogIn());
   ASSERT_TRUE(check_.HasMessages());

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "pop3/recording_observer.h"
+#include "pop3/scripted_pop3_server.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -145,6 +147,85 @@ TEST_F(ClientSessionTest, TellsOfAServerNameInTheBytesOfAnyEncodingAsUtf8) {
   EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 1);
   Run({"USER m\xc3\xbcller.example&ann\r\n"});
   EXPECT_EQ(std::ranges::count(observer_.told, "tooltip Connecting to \"m\u00fcller.example\"..."), 2);
+}
+
+// A client and a server, and a person who presses Cancel at one of the server's commands.
+class CancelledSessionTest : public ClientSessionTest {
+ protected:
+  class Person : public RecordingObserver {
+   public:
+    bool IsCancelled() override { return has_cancelled; }
+    std::atomic<bool> has_cancelled = false;
+  };
+
+  CancelledSessionTest() : server_({"Subject: 1\r\n\r\none", "Subject: 2\r\n\r\ntwo"}) {}
+
+  // The replies after those to USER and PASS, or after the greeting when the login does not succeed.
+  std::vector<std::string> RunCancelledAt(const std::string& command, std::deque<std::string> commands) {
+    server_.Answer(command, ScriptedPop3Server::kSilence);
+    server_.OnCommand(command, [this] { person_.has_cancelled = true; });
+    conversation_.commands = std::move(commands);
+    conversation_.commands.push_front("PASS secret\r\n");
+    conversation_.commands.push_front("USER 127.0.0.1&jane&" + std::to_string(server_.port()) + "\r\n");
+    ClientSession session(world_.program(), person_, memory_, settings_,
+                          std::make_unique<ScriptedClient>(conversation_));
+    session.Run();
+    return {conversation_.sends.begin() + 2, conversation_.sends.end()};
+  }
+
+  ScriptedPop3Server server_;
+  Person person_;
+  const std::string accepted_ = "+OK Password accepted\r\n";
+};
+
+TEST_F(CancelledSessionTest, ALoginThatIsCancelledIsRefused) {
+  EXPECT_EQ(RunCancelledAt("USER jane", {"STAT\r\n"}),
+            std::vector<std::string>({"-ERR Password isn't correct\r\n"}));
+}
+
+TEST_F(CancelledSessionTest, StatAnswersAndEndsTheSession) {
+  for (const std::string command : {"LIST", "UIDL"}) {
+    person_.has_cancelled = false;
+    conversation_ = {};
+    EXPECT_EQ(RunCancelledAt(command, {"STAT\r\n", "NOOP\r\n"}),
+              (std::vector<std::string>{accepted_, "+OK 0 0\r\n"}))
+        << command;
+    EXPECT_EQ(conversation_.commands.size(), 1u);
+    server_.Answer(command, "+OK\r\n1 15\r\n2 15\r\n.\r\n");
+  }
+}
+
+TEST_F(CancelledSessionTest, StatOfABuildThatIsCancelledAnswersAndEndsTheSession) {
+  EXPECT_EQ(RunCancelledAt("RETR 1", {"STAT\r\n", "NOOP\r\n"}),
+            (std::vector<std::string>{accepted_, "+OK 1 17\r\n"}));
+  EXPECT_EQ(conversation_.commands.size(), 1u);
+}
+
+TEST_F(CancelledSessionTest, AfterAListTheSessionGoesOn) {
+  EXPECT_EQ(
+      RunCancelledAt("RETR 1", {"LIST\r\n", "UIDL 1\r\n"}),
+      (std::vector<std::string>{accepted_, "+OK Message list follows\r\n1 17\r\n.\r\n", "+OK 1 uid2\r\n"}));
+  EXPECT_EQ(conversation_.waited, std::chrono::minutes(10)) << "it ended by itself, not by the Cancel";
+}
+
+TEST_F(CancelledSessionTest, EndsTheWaitForACommand) {
+  EXPECT_EQ(RunCancelledAt("no command", {}), std::vector<std::string>({accepted_}));
+  EXPECT_EQ(conversation_.waited, std::chrono::minutes(10));
+  person_.has_cancelled = true;
+  conversation_ = {};
+  ClientSession session(world_.program(), person_, memory_, settings_,
+                        std::make_unique<ScriptedClient>(conversation_));
+  session.Run();
+  EXPECT_EQ(conversation_.waited, milliseconds(0));
+}
+
+TEST_F(CancelledSessionTest, EndsTheWaitForAClientThatTakesNothing) {
+  person_.has_cancelled = true;
+  conversation_.sends_taken = 0;
+  ClientSession session(world_.program(), person_, memory_, settings_,
+                        std::make_unique<ScriptedClient>(conversation_));
+  session.Run();
+  EXPECT_LE(conversation_.waited, 2 * Watch::kStep);
 }
 
 TEST(TickSequence, GivesNoValueTwice) {
