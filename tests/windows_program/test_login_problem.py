@@ -19,7 +19,7 @@ def login_fails(client, one, port, host="localhost", name="jane"):
 
 
 def balloons(one):
-    """What the shell shows at icons; it comes two seconds late there, and its text can only be seen."""
+    """What the shell shows at icons; it comes two seconds late there."""
     return one.driver.windows(kind="tooltips_class32", visible=True)
 
 

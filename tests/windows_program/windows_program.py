@@ -82,6 +82,12 @@ class WindowsProgram(Quillbeaker):
         return any(c["text"] == "Cancel" for w in self.driver.windows(title=TITLE, kind="#32770", visible=True)
                    for c in w.controls())
 
+    def notices(self):
+        """The texts of what the shell shows at icons; it comes two seconds late there. A hyphen is a hyphen, also the
+        one that no line is broken at."""
+        return [self.driver.ask("title", window=w.handle).replace("\u2011", "-")
+                for w in self.driver.windows(kind="tooltips_class32", visible=True)]
+
     def log_off(self):
         self.main.post(WM_ENDSESSION, 1)
 
