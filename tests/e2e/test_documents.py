@@ -40,6 +40,11 @@ def test_links_lead_somewhere(name):
         assert not anchor or anchor in anchors_of(text_of(path)), target
 
 
+def test_every_picture_is_shown():
+    shown = {os.path.basename(path) for name in DOCUMENTS for path in re.findall(r"!\[[^\]]+\]\(([^)]+)\)", text_of(name))}
+    assert shown == set(os.listdir(os.path.join(REPOSITORY, "docs/pictures")))
+
+
 @pytest.mark.parametrize("name", DOCUMENTS)
 def test_files_that_are_named_exist(name):
     text = text_of(name)
