@@ -63,7 +63,7 @@ Adoption AppendMessage(xmlNode* root, const std::string& name, const std::string
 
 }  // namespace
 
-// On success the index is readable; on failure the file is as it was, and `index` must not be used.
+// On success the index is readable and on the disk; on failure `index` must not be used.
 FileResult RecycleBin::MakeIndex(RecycleIndexFile& index) const {
   const FileNames files = ReadFileNames(directory_, kMessageEnd);
   // An index of the files that were seen would leave all others without entries.
@@ -82,6 +82,8 @@ FileResult RecycleBin::MakeIndex(RecycleIndexFile& index) const {
     if (FileResult kept = CopyAside(index_path_, index.bytes); !kept) return kept;
   }
   FileResult saved = SaveRecycleIndex(index, index_path_, true);
+  // A mail check may go on to delete mail that only this index lists.
+  if (saved) saved = FlushDirectory(directory_);
   if (saved) index.state = State::kReadable;
   return saved;
 }
