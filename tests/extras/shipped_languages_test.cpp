@@ -40,6 +40,24 @@ TEST(ShippedLanguages, AreReadWithoutAComplaint) {
   SetTranslatedTexts({});
 }
 
+// A mail program's user name is made of them, and a line that ends within one would be copied wrongly.
+TEST(ShippedLanguages, NoLineIsBrokenWithinBrackets) {
+  for (const std::string& name : ShippedFiles()) {
+    const auto language = LoadLanguage(kDirectory, name);
+    ASSERT_TRUE(language.has_value()) << name;
+    SetTranslatedTexts(language->texts);
+    const std::string text(TextOf(Text::kWrongUserName));
+    int parts = 0;
+    for (std::size_t begin = text.find('['); begin != text.npos; begin = text.find('[', begin + 1), ++parts) {
+      const std::size_t end = text.find(']', begin);
+      ASSERT_NE(end, text.npos) << name;
+      EXPECT_GE(text.find_first_of(" -", begin), end) << name << ": " << text;
+    }
+    EXPECT_EQ(parts, 3) << name << ": " << text;
+  }
+  SetTranslatedTexts({});
+}
+
 TEST(ShippedLanguages, AreFoundForTheirUsers) {
   struct User {
     std::uint16_t language;
