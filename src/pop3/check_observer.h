@@ -78,7 +78,7 @@ class CheckObserver {
   // The server refused message `number`, or sent it in a form that cannot be used; the messages behind it
   // wait for the next check. `words` are the server's own.
   virtual void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) = 0;
-  // The connection to the server ended in the middle of a check or of its QUIT.
+  // The connection to the server ended in the middle of a check. What that means for deletions is told below.
   virtual void ServerGone(std::string_view account) = 0;
   // So many deletions were asked of the server and not confirmed: it refused them (`words`), or it is gone.
   // The mails may still be there; what was kept of them is not kept a second time.

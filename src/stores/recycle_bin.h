@@ -107,8 +107,10 @@ class RecycleBin {
   // file left, when the index is there but cannot be read or rebuilt, when the directory could not be flushed
   // or a readable index not be saved. Without an index, or with one of another root, the files have no
   // entries until a rebuild. A reserved name that somebody else has taken meanwhile is not overwritten: that
-  // message is not kept.
-  FilingResult File(std::span<const DeletedMessage> messages, std::string_view account);
+  // message is not kept. `on_each`, if given, is called before each message with the store's lock held: it
+  // must tell and ask nobody.
+  FilingResult File(std::span<const DeletedMessage> messages, std::string_view account,
+                    const std::function<void()>& on_each = {});
 
   // For each message: whether its file is there, is listed in a readable index, and holds exactly the bytes
   // that filing this message would write. A damaged index is rebuilt before, as when filing: what it listed

@@ -68,7 +68,8 @@ RecycleIndexFile RecycleBin::IndexForFiling() const {
   return index;
 }
 
-FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account) {
+FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account,
+                              const std::function<void()>& on_each) {
   FilingResult filing{std::vector<std::string>(messages.size()), false, {}};
   if (messages.empty()) return filing;
   const auto held = lock_.Acquire();
@@ -81,6 +82,7 @@ FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::str
   std::vector<CalendarTime> times(messages.size());
   bool any = false;
   for (std::size_t i = 0; i < messages.size(); ++i) {
+    if (on_each) on_each();
     times[i] = program_.environment.local_time();
     FileResult written = WriteMessage(messages[i], filing.names[i], times[i]);
     if (!written && filing.written) filing.written = std::move(written);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
+#include <system_error>
 #include <unordered_set>
 
 #include "config/ascii.h"
@@ -146,16 +147,23 @@ UnconfirmedMailStore::Contents UnconfirmedMailStore::Open() const {
   return contents;
 }
 
-bool UnconfirmedMailStore::MakeItsDirectory() const {
+FileResult UnconfirmedMailStore::MakeItsDirectory() const {
   const std::string path = program_.PathOf(kDirectoryName);
-  return DirectoryExists(path) || (MakeDirectory(path) && FlushDirectory(program_.PathOf("")));
+  if (DirectoryExists(path)) return {};
+  FileResult made = MakeDirectory(path);
+  return made ? FlushDirectory(program_.PathOf("")) : made;
 }
 
 // No bytes are no file. The directory's flush comes last: without it a crash could bring the old file back
 // after its mail has been deleted.
-bool UnconfirmedMailStore::PutBytes(const std::optional<std::string>& bytes) const {
-  if (bytes) return ReplaceWholeFile(path_, *bytes) && FlushDirectory(directory_);
-  return (!StateOfFile(path_).exists || EraseFile(path_)) && FlushDirectory(directory_);
+FileResult UnconfirmedMailStore::PutBytes(const std::optional<std::string>& bytes) const {
+  FileResult put;
+  if (bytes) {
+    put = ReplaceWholeFile(path_, *bytes);
+  } else if (StateOfFile(path_).exists) {
+    put = EraseFile(path_);
+  }
+  return put ? FlushDirectory(directory_) : put;
 }
 
 std::optional<std::vector<UnconfirmedMail>> UnconfirmedMailStore::Rows(const MailboxName& mailbox) const {
@@ -165,12 +173,22 @@ std::optional<std::vector<UnconfirmedMail>> UnconfirmedMailStore::Rows(const Mai
   return RowsOf(contents.document, mailbox);
 }
 
-bool UnconfirmedMailStore::Replace(const MailboxName& mailbox, const std::vector<UnconfirmedMail>& rows) {
-  if (!rows.empty() && !MakeItsDirectory()) return false;
+FileResult UnconfirmedMailStore::WhyUnreadable() const {
+  FileResult read = ReadContents(path_).result;
+  // It was of another form and could not be set aside, or can be read again.
+  if (read || read.IsMissing()) return {path_, std::make_error_code(std::errc::io_error)};
+  return read;
+}
+
+FileResult UnconfirmedMailStore::Replace(const MailboxName& mailbox,
+                                         const std::vector<UnconfirmedMail>& rows) {
+  if (!rows.empty()) {
+    if (FileResult made = MakeItsDirectory(); !made) return made;
+  }
   const auto held = lock_.Acquire();
   const Contents contents = Open();
-  if (contents.document == nullptr) return false;
-  if (RowsOf(contents.document, mailbox) == rows) return true;
+  if (contents.document == nullptr) return WhyUnreadable();
+  if (RowsOf(contents.document, mailbox) == rows) return {};
 
   xmlNode* root = RootNamed(contents.document, kRoot);
   ForEachElement(root, kMail, [&](xmlNode* element) {
@@ -182,12 +200,14 @@ bool UnconfirmedMailStore::Replace(const MailboxName& mailbox, const std::vector
     bytes = DumpXml(contents.document, true);
     // A mail is deleted on the strength of its row, so the row must be one that can be read again: an id may
     // be too long for the parser, or memory may have run out.
-    if (!bytes || RowsOf(ParseXml(*bytes), mailbox) != rows) return false;
+    if (!bytes || RowsOf(ParseXml(*bytes), mailbox) != rows) {
+      return {path_, std::make_error_code(std::errc::invalid_argument)};
+    }
   }
-  if (PutBytes(bytes)) return true;
+  FileResult put = PutBytes(bytes);
   // Renamed, perhaps, but not flushed.
-  if (ReadWholeFile(path_) != contents.bytes) static_cast<void>(PutBytes(contents.bytes));
-  return false;
+  if (!put && ReadWholeFile(path_) != contents.bytes) static_cast<void>(PutBytes(contents.bytes));
+  return put;
 }
 
 std::vector<std::string> UnconfirmedMailStore::FilesNotDue() const {

@@ -13,6 +13,7 @@
 
 #include "config/program.h"
 #include "platform/file_lock.h"
+#include "platform/file_result.h"
 #include "stores/xml_index.h"
 
 namespace quillbeaker {
@@ -47,12 +48,14 @@ class UnconfirmedMailStore {
   // it counts as one that cannot be read. A bin file's name that the recycle bin would not give reads as
   // none, and a row without an id is passed over.
   std::optional<std::vector<UnconfirmedMail>> Rows(const MailboxName& mailbox) const;
+  // After Rows gave nothing: the system's reason, as far as it still holds.
+  FileResult WhyUnreadable() const;
 
   // Puts the rows in the place of that mailbox's; other mailboxes keep theirs. On return they are on the
   // disk, flushed, the directory too. Without a row of any mailbox the file is removed. Nothing is written
-  // where nothing changes. False when it could not be done, and for rows that would not read back as they
-  // are: the file is then as it was.
-  [[nodiscard]] bool Replace(const MailboxName& mailbox, const std::vector<UnconfirmedMail>& rows);
+  // where nothing changes. When it could not be done, and for rows that would not read back as they are, the
+  // file is as it was.
+  [[nodiscard]] FileResult Replace(const MailboxName& mailbox, const std::vector<UnconfirmedMail>& rows);
 
   // The bin files of all rows whose deletion is not due, of every mailbox: a filing that was cut off may have
   // left them without an entry in the index. Not those that a row with a due deletion names too.
@@ -65,8 +68,8 @@ class UnconfirmedMailStore {
   };
 
   Contents Open() const;
-  bool MakeItsDirectory() const;
-  bool PutBytes(const std::optional<std::string>& bytes) const;
+  FileResult MakeItsDirectory() const;
+  FileResult PutBytes(const std::optional<std::string>& bytes) const;
 
   Program& program_;
   std::string directory_;

@@ -69,6 +69,18 @@ def test_session_without_it_does_not(proxy, client):
         assert upstream.updates == [] and upstream.count("NOOP") == 0
 
 
+def test_client_that_reads_from_memory_without_a_pause(proxy, client):
+    with ImpatientServer([ham(1), spam(2)]) as upstream:
+        raw = client(proxy(server={"KeepAliveSeconds": 1})).login(upstream.port)
+        assert raw.stat()[0] == 1
+        end = time.monotonic() + AUTOLOGOUT + 1
+        while time.monotonic() < end:
+            assert raw.retr(1)[1] == on_the_wire(ham(1))
+            time.sleep(0.05)  # no mail program is faster
+        raw.quit()
+        assert upstream.count("NOOP") >= 2 and upstream.updates == [[2]]
+
+
 def test_client_that_takes_its_time_with_one_message(proxy, client):
     data = message(body="line of mail\r\n" * 1500000)
     with ImpatientServer([data]) as upstream:

@@ -55,7 +55,7 @@ void ReadAsFile(std::string_view bytes) {
   const Mails others = store.Rows(other).value_or(Mails{});
   Mails more = others;
   more.push_back({"added", "1.recycle", true, false, true});
-  Check(store.Replace(other, more), "a row can be added");
+  Check(static_cast<bool>(store.Replace(other, more)), "a row can be added");
   Check(store.Rows(other) == more && store.Rows(jane) == rows, "rows read back");
   Check(store.Replace(other, {}) && store.Replace(jane, {}), "rows can be taken out");
   Check(store.Rows(jane) == Mails{}, "rows are gone");

@@ -236,6 +236,15 @@ TEST_F(RecycleFilingTest, FilesUnderTheReservedNames) {
   EXPECT_EQ(GetFile(reserved[0]), kSpam);
 }
 
+TEST_F(RecycleFilingTest, TellsBeforeEachMessageThatItIsAtWork) {
+  MailMessage message;
+  message.ParseText(kSpam);
+  const DeletedMessage spam[] = {{&message, "a", 0.9, {}}, {nullptr, "b", 0.9, {}}, {&message, "c", 0.9, {}}};
+  std::vector<std::size_t> files;
+  bin().File(spam, "ann @ mailserver", [&] { files.push_back(MessageFiles().size()); });
+  EXPECT_EQ(files, (std::vector<std::size_t>{0, 1, 1}));
+}
+
 TEST_F(RecycleFilingTest, AReservedNameThatWasTakenMeanwhileIsNotOverwritten) {
   MailMessage message;
   message.ParseText(kSpam);

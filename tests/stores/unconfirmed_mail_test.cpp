@@ -221,13 +221,14 @@ TEST_F(UnconfirmedMailTest, AFullDiskLeavesTheOldFileWhole) {
   ASSERT_TRUE(store().Replace(ann, {{"a"}}));
   const std::string before = Get();
   for (const std::size_t bytes : {0U, 1U, 50U, 100U, 250U}) {
-    bool replaced = true;
+    FileResult replaced;
     {
       const test::FullDisk full(bytes);
       if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
       replaced = store().Replace(ann, two);
     }
     EXPECT_FALSE(replaced) << bytes;
+    EXPECT_NE(replaced.Text().find("unconfirmed.xml"), std::string::npos) << replaced.Text();
     EXPECT_EQ(Get(), before) << bytes;
   }
   EXPECT_FALSE(surroundings.directory.Has("recycle/unconfirmed.xml.new"));

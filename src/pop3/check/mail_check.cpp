@@ -79,6 +79,9 @@ bool MailCheck::HasMessages() {
     listed_ = true;
     const ListingResult listing = ListMailbox(program_, client_, mailbox_);
     stopped_ = listing.stopped;
+    if (!listing.listed && client_.link().state() == ServerLink::State::kLost) {
+      observer_.ServerGone(summary_.account);
+    }
     unconfirmed_->Load(mailbox_, listing.whole);
   }
   return !mailbox_.empty();
@@ -258,7 +261,7 @@ void MailCheck::Quit(const std::function<void()>& answer) {
   observer_.SetPosition(0);
   observer_.ShowTooltip(TextOf(Text::kClosingConnection));
   filing_ = std::make_unique<SpamFiling>(program_, mailbox_, *fetched_, *unconfirmed_);
-  filing_->Run();
+  filing_->Run([this] { watch_.LookNowAndThen(); });
   Learn();
   MarkDeletionsDue();
   CarryOutDeletions();
@@ -305,7 +308,7 @@ void MailCheck::MarkDeletionsDue() {
       entry.unconfirmed->deletion_due = true;
     }
   }
-  if (!unconfirmed_->Save(mailbox_)) filing_->KeepRowsOnServer();
+  if (FileResult saved = unconfirmed_->Save(mailbox_); !saved) filing_->KeepRowsOnServer(saved);
 }
 
 void MailCheck::CarryOutDeletions() {
@@ -384,7 +387,7 @@ std::vector<const MessageEntry*> MailCheck::NoteAsCounted() {
     }
   }
   if (noted.empty()) return spam;
-  const bool saved = unconfirmed_->Save(mailbox_);
+  const bool saved{unconfirmed_->Save(mailbox_)};
   for (MessageEntry* const entry : noted) {
     entry->unconfirmed->counted = saved;
     if (saved) spam.push_back(entry);
@@ -448,7 +451,7 @@ void MailCheck::KeepForNextTry() {
       kept_.Keep(mailbox_.name(), *entry.unique_id, entry.listed_size, entry.message, limit);
     }
   }
-  if (!cancelled && !watch_.ProgramEnds()) {
+  if (!cancelled && !watch_.ProgramEnds() && new_count_ > 0) {
     observer_.ClientGaveUp(summary_.account, static_cast<std::uint32_t>(kept_.CountOf(mailbox_.name())),
                            new_count_);
   }

@@ -13,12 +13,13 @@ SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fe
                        UnconfirmedRows& unconfirmed)
     : mailbox_(mailbox), fetched_(fetched), unconfirmed_(unconfirmed), recycle_bin_(program) {}
 
-void SpamFiling::Run() {
+void SpamFiling::Run(const std::function<void()>& on_each) {
   std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
   if (spam.empty()) return;
   std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
   // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
-  if (!SaveRows(spam, names)) {
+  if (FileResult saved = SaveRows(spam, names); !saved) {
+    why_ = saved.Text();
     const auto rest =
         std::ranges::stable_partition(spam, [](const MessageEntry* entry) { return !entry->unconfirmed; });
     unfiled_.insert(rest.begin(), rest.end());
@@ -27,7 +28,7 @@ void SpamFiling::Run() {
   }
   for (const MailBatch& batch : SplitIntoBatches(spam)) {
     File(std::span(spam).subspan(batch.first, batch.count),
-         std::span(names).subspan(batch.first, batch.count));
+         std::span(names).subspan(batch.first, batch.count), on_each);
   }
 }
 
@@ -37,7 +38,8 @@ void SpamFiling::KeepAllOnServer() {
   }
 }
 
-void SpamFiling::KeepRowsOnServer() {
+void SpamFiling::KeepRowsOnServer(const FileResult& why) {
+  if (why_.empty()) why_ = why.Text();
   for (const MessageEntry& entry : mailbox_) {
     if (entry.fate == Fate::kSpam && entry.unconfirmed) unfiled_.insert(&entry);
   }
@@ -82,7 +84,7 @@ std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<Mess
   return others;
 }
 
-bool SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names) {
+FileResult SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names) {
   for (std::size_t i = 0; i < spam.size(); ++i) {
     if (UnconfirmedMail* const row = UnconfirmedRows::RowOf(*spam[i])) {
       row->bin_file = names[i];
@@ -92,14 +94,15 @@ bool SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::vector
   return unconfirmed_.Save(mailbox_);
 }
 
-void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::string> names) {
+void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
+                      const std::function<void()>& on_each) {
   std::vector<std::shared_ptr<const MailMessage>> messages;
   std::vector<DeletedMessage> deleted;
   for (std::size_t i = 0; i < spam.size(); ++i) {
     messages.push_back(fetched_.MessageOf(*spam[i]));
     deleted.push_back({messages[i].get(), spam[i]->verdict_text, spam[i]->spam_probability, names[i]});
   }
-  const FilingResult filing = recycle_bin_.File(deleted, mailbox_.AccountKey());
+  const FilingResult filing = recycle_bin_.File(deleted, mailbox_.AccountKey(), on_each);
   for (std::size_t i = 0; i < spam.size(); ++i) {
     if (filing.names[i].empty()) unfiled_.insert(spam[i]);
   }

@@ -4,12 +4,14 @@
 // Puts the spam of a check into the recycle bin, each mail once, however often its deletion on the server
 // fails.
 
+#include <functional>
 #include <span>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "config/program.h"
+#include "platform/file_result.h"
 #include "pop3/check/fetched_mail.h"
 #include "pop3/check/mailbox.h"
 #include "pop3/check/unconfirmed_rows.h"
@@ -23,13 +25,14 @@ class SpamFiling {
   SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fetched, UnconfirmedRows& unconfirmed);
 
   // On return everything that could be kept is on the disk, with its index. One index save serves them all,
-  // as long as they fit into memory together.
-  void Run();
+  // as long as they fit into memory together. `on_each` is called for each mail: every one is flushed to the
+  // disk, which may take its time.
+  void Run(const std::function<void()>& on_each);
   // Nothing of the spam may be deleted after all.
   void KeepAllOnServer();
-  // Nothing of what the rows were to tell of. Deliberate: mail without an id of its own has no row and needs
-  // none.
-  void KeepRowsOnServer();
+  // Nothing of what the rows were to tell of, and why they do not. Deliberate: mail without an id of its own
+  // has no row and needs none.
+  void KeepRowsOnServer(const FileResult& why);
 
   // Deliberate: spam that could not be kept stays on the server and is judged again in the next check.
   bool IsUnfiled(const MessageEntry& entry) const { return unfiled_.contains(&entry); }
@@ -40,8 +43,9 @@ class SpamFiling {
  private:
   std::vector<MessageEntry*> SpamWithContent();
   std::vector<MessageEntry*> WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam);
-  bool SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
-  void File(std::span<MessageEntry* const> spam, std::span<const std::string> names);
+  FileResult SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
+  void File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
+            const std::function<void()>& on_each);
 
   Mailbox& mailbox_;
   const FetchedMail& fetched_;

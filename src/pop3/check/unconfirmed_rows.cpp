@@ -10,7 +10,7 @@ namespace quillbeaker {
 void UnconfirmedRows::Load(Mailbox& mailbox, bool whole_listing) {
   others_.clear();
   std::optional<std::vector<UnconfirmedMail>> rows = store_.Rows(mailbox.name());
-  readable_ = rows.has_value();
+  if (!rows) read_ = store_.WhyUnreadable();
   if (!rows || rows->empty()) return;
   std::unordered_map<std::string, MessageEntry*> entries;
   std::unordered_map<std::string, bool> listed;  // whether a row may still be needed
@@ -43,8 +43,8 @@ UnconfirmedMail* UnconfirmedRows::RowOf(MessageEntry& entry) {
   return &*entry.unconfirmed;
 }
 
-bool UnconfirmedRows::Save(const Mailbox& mailbox) {
-  if (!readable_) return false;
+FileResult UnconfirmedRows::Save(const Mailbox& mailbox) {
+  if (!read_) return read_;
   std::vector<UnconfirmedMail> rows = others_;
   for (const MessageEntry& entry : mailbox) {
     if (entry.unconfirmed) rows.push_back(*entry.unconfirmed);

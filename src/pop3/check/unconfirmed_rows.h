@@ -24,14 +24,14 @@ class UnconfirmedRows {
   // The entry's row, made if there is none; null when its id tells it from nothing.
   static UnconfirmedMail* RowOf(MessageEntry& entry);
 
-  // Saves the rows of all entries, flushed. False when they could not be; nothing may then be done that a row
-  // was to tell of.
-  [[nodiscard]] bool Save(const Mailbox& mailbox);
+  // Saves the rows of all entries, flushed. When they could not be, nothing may be done that a row was to
+  // tell of.
+  [[nodiscard]] FileResult Save(const Mailbox& mailbox);
 
  private:
   UnconfirmedMailStore store_;
   std::vector<UnconfirmedMail> others_;  // of messages that this listing did not show for certain
-  bool readable_ = true;
+  FileResult read_;                      // when the rows were loaded
 };
 
 }  // namespace quillbeaker

@@ -29,7 +29,7 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, ProxyMem
       check_(program, watch_, memory.kept_mail, settings.own_port, memory.tls_sessions) {
   watch_.OnLook([this] { wire_.KeepWaiting(); });
   watch_.BeforeWaiting([this] { FlushLogs(); });
-  wire_.WhileWaiting([this] { check_.KeepAlive(); });
+  wire_.Meanwhile([this] { check_.KeepAlive(); });
 }
 
 void ClientSession::Run() {

@@ -30,6 +30,7 @@ void ClientWire::OpenLog() {
 std::optional<std::string_view> ClientWire::ReceiveCommand() {
   log_.Flush();
   for (milliseconds waited{0}; waited < idle_limit_; waited += Watch::kStep) {
+    DoMeanwhile();
     const Stop stopped = watch_.ProgramEnds() ? Stop::kProgramEnds : watch_.CancelStop();
     if (lost_ || stopped != Stop::kNone) {
       return std::nullopt;
@@ -46,9 +47,15 @@ std::optional<std::string_view> ClientWire::ReceiveCommand() {
     if (received.status != IoStatus::kTimedOut) {
       return std::nullopt;
     }
-    if (while_waiting_) while_waiting_();
   }
   return std::nullopt;
+}
+
+void ClientWire::DoMeanwhile() {
+  const Clock::time_point now = Clock::now();
+  if (!meanwhile_ || now - last_meanwhile_ < Watch::kStep) return;
+  last_meanwhile_ = now;
+  meanwhile_();
 }
 
 void ClientWire::SendOk(std::string_view text) {
@@ -98,7 +105,7 @@ void ClientWire::SendNow(std::string_view bytes) {
     waited = sent.bytes > 0 ? milliseconds{0} : waited + Watch::kStep;
     const bool stopped = watch_.ProgramEnds() || watch_.CancelStop() != Stop::kNone;
     lost_ = sent.status != IoStatus::kTimedOut || waited >= idle_limit_ || stopped;
-    if (!lost_ && while_waiting_) while_waiting_();
+    if (!lost_) DoMeanwhile();
   }
 }
 

@@ -32,8 +32,9 @@ class ClientWire {
   void OpenLog();
   void CloseLog() { log_.Close(); }
 
-  // Called now and then while the client is waited for.
-  void WhileWaiting(std::function<void()> action) { while_waiting_ = std::move(action); }
+  // Called now and then, about every Watch::kStep: while the client is waited for, and between the commands
+  // of one that never pauses.
+  void Meanwhile(std::function<void()> action) { meanwhile_ = std::move(action); }
 
   // What one receive gives, logged; nothing when the session is over: the client has gone or is silent for
   // too long, the person or the program's end stops it. Points into the wire until the next call.
@@ -63,6 +64,7 @@ class ClientWire {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void DoMeanwhile();
   void SendNow(std::string_view bytes);
   std::string_view WithoutWaitingBytes(std::string_view line);
 
@@ -72,7 +74,8 @@ class ClientWire {
   const std::chrono::milliseconds idle_limit_;
   LogFile log_;
   SecretMask mask_;
-  std::function<void()> while_waiting_;
+  std::function<void()> meanwhile_;
+  Clock::time_point last_meanwhile_{};
   std::array<char, 1024> received_;
   std::string outgoing_;
   bool lost_ = false;

@@ -186,6 +186,15 @@ TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitForASilentServer) {
   EXPECT_EQ(std::ranges::count(person_.told, "client gave up 1 of 3"), 1);
 }
 
+TEST_F(MailCheckTest, OfAClientThatGoesBeforeAnythingIsListedThereIsNothingToTell) {
+  server_.Answer("LIST", ScriptedPop3Server::kSilence);
+  server_.OnCommand("LIST", [this] { client_gone_ = true; });
+  ASSERT_TRUE(LogIn());
+  EXPECT_EQ(check_.BuildView().stopped, Stop::kClientGone);
+  check_.End();
+  EXPECT_EQ(std::ranges::count(person_.told, "client gave up 0 of 0"), 0);
+}
+
 TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitWhileAQuestionStands) {
   world_.Configure("", "[SERVER]\r\nTimeout=1\r\n");
   ASSERT_TRUE(LogIn());
@@ -245,6 +254,20 @@ TEST_F(MailCheckTest, ARefusedMessageEndsTheBuildAndIsTold) {
             std::string::npos);
 }
 
+TEST_F(MailCheckTest, AServerThatGoesInsteadOfListingIsTold) {
+  server_.Answer("LIST", ScriptedPop3Server::kClose);
+  ASSERT_TRUE(LogIn());
+  EXPECT_FALSE(check_.HasMessages());
+  EXPECT_EQ(std::ranges::count(person_.told, "server gone jane @ 127.0.0.1"), 1);
+}
+
+TEST_F(MailCheckTest, ARefusedListingIsAnEmptyMailboxAndNothingToTell) {
+  server_.Answer("LIST", "-ERR not now\r\n");
+  ASSERT_TRUE(LogIn());
+  EXPECT_FALSE(check_.HasMessages());
+  EXPECT_EQ(std::ranges::count(person_.told, "server gone jane @ 127.0.0.1"), 0);
+}
+
 TEST_F(MailCheckTest, AServerThatGoesIsTold) {
   ASSERT_TRUE(LogIn());
   server_.Answer("RETR 2", ScriptedPop3Server::kClose);
@@ -272,6 +295,47 @@ TEST_F(MailCheckTest, NothingIsFetchedThatIsKnown) {
   EXPECT_EQ(next.BuildView().count, 3u);
   next.End();
   EXPECT_EQ(std::ranges::count(server_.commands(), "RETR 1"), 1);
+}
+
+TEST_F(MailCheckTest, LooksAfterTheClientWhileSpamIsFiled) {
+  world_.Configure("Aggressiveness=100", "");
+  // A disk that takes its time with each file, whose name begins with the time.
+  std::atomic<bool> slow = false;
+  Environment environment = world_.MakeEnvironment();
+  environment.local_time = [&, local_time = environment.local_time] {
+    if (slow) std::this_thread::sleep_for(2 * Watch::kStep);
+    return local_time();
+  };
+  Program program(environment);
+  MailCheck check(program, watch_, kept_, 0);
+  ASSERT_TRUE(check.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  check.BuildView();
+  std::atomic<int> looks = 0;
+  int before_deletions = 0;
+  watch_.OnLook([&] { ++looks; });
+  server_.OnCommand("DELE 3", [&] {
+    before_deletions = looks;
+    slow = false;
+  });
+  slow = true;
+  check.Quit([] {});
+  check.End();
+  EXPECT_GE(before_deletions, 2);
+}
+
+TEST_F(MailCheckTest, WhatCannotBeKeptIsToldWithItsReason) {
+  world_.Configure("Aggressiveness=100", "");
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  world_.directory.MakeFolder("recycle/unconfirmed.xml.new");  // where the next content would be written
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(std::ranges::count_if(Asked(), [](const std::string& line) { return line.starts_with("DELE"); }),
+            0);
+  const auto told = std::ranges::find_if(
+      person_.told, [](const std::string& line) { return line.starts_with("not kept 3 "); });
+  ASSERT_NE(told, person_.told.end());
+  EXPECT_NE(told->find("unconfirmed.xml"), std::string::npos) << *told;
 }
 
 TEST_F(MailCheckTest, EveryFileIsWholeWhenTheClientHearsOfIt) {
