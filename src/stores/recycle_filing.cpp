@@ -103,8 +103,10 @@ FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::str
     TakeBack(filing, std::move(saved));
   } else if (FileResult flushed = FlushDirectory(directory_); !flushed) {
     recycle_index::ForEntriesNamed(index.root, filing.names, RemoveElement);
-    // Entries that stay all the same name files that are gone, which every reader of the index bears.
-    static_cast<void>(SaveRecycleIndex(index, index_path_));
+    // Entries that stay all the same keep their files: one without could be restored and reach a client
+    // empty.
+    const bool entries_left = !SaveRecycleIndex(index, index_path_);
+    if (entries_left) filing.names.assign(filing.names.size(), {});
     TakeBack(filing, std::move(flushed));
   }
   return filing;

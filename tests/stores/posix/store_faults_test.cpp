@@ -569,6 +569,29 @@ TEST_F(StoreFaultsTest, InADirectoryThatCannotBeFlushedNothingIsFiled) {
   EXPECT_EQ(ListFiles(directory + "/", ".recycle").size(), 2U);
 }
 
+// An entry without its file could be restored, and a client would get an empty mail.
+TEST_F(StoreFaultsTest, EntriesThatCannotBeTakenBackKeepTheirFiles) {
+  const std::unique_ptr<Bin> bin = MakeBin();
+  bool index_replaced = false;
+  const TracedEnd end = test::RunTracedChild([&] { bin->FileThree(); },
+                                             [&](std::uint64_t number, pid_t child) {
+                                               if (index_replaced) {
+                                                 const rlimit none{0, 0};
+                                                 prlimit(child, RLIMIT_NOFILE, &none, nullptr);
+                                               }
+                                               index_replaced |= number == SYS_renameat;
+                                               index_replaced |= number == SYS_renameat2;
+#ifdef SYS_rename
+                                               index_replaced |= number == SYS_rename;
+#endif
+                                               return true;
+                                             });
+  if (end == TracedEnd::kNotTraced) GTEST_SKIP() << "no process may be traced here";
+  EXPECT_TRUE(index_replaced);
+  EXPECT_EQ(bin->List()->size(), 5U);
+  EXPECT_TRUE(bin->EveryEntryHasItsFile());
+}
+
 TEST_F(StoreFaultsTest, WithAnIndexThatMayNotBeReadNothingIsFiledAndNoFileGoes) {
   const std::unique_ptr<Bin> bin = MakeBin();
   const std::string old_index = bin->Index();
