@@ -323,6 +323,44 @@ TEST_F(MailCheckTest, LooksAfterTheClientWhileSpamIsFiled) {
   EXPECT_GE(before_deletions, 2);
 }
 
+// The disk may fill up between the filing and the first deletion.
+TEST_F(MailCheckTest, NoSpamIsDeletedWhoseRowCannotSayThatItIsDue) {
+  world_.Configure("Aggressiveness=100", "");
+  std::atomic<bool> filing = false;
+  Environment environment = world_.MakeEnvironment();
+  environment.local_time = [&, local_time = environment.local_time] {
+    if (filing.exchange(false)) world_.directory.MakeFolder("recycle/unconfirmed.xml.new");
+    return local_time();
+  };
+  Program program(environment);
+  {
+    MailCheck check(program, watch_, kept_, 0);
+    ASSERT_TRUE(check.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+    check.BuildView();
+    watch_.OnLook([&, first = true]() mutable { filing = std::exchange(first, false); });
+    std::this_thread::sleep_for(Watch::kStep);  // the filing looks before its first file
+    check.Quit([] {});
+    check.End();
+  }
+  EXPECT_EQ(Asked().back(), "QUIT");
+  EXPECT_EQ(std::ranges::count_if(Asked(), [](const std::string& line) { return line.starts_with("DELE"); }),
+            0);
+  EXPECT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
+  EXPECT_EQ(std::ranges::count(person_.told, "deleted 0"), 1);
+  // The next check files nothing a second time.
+  world_.directory.Remove("recycle/unconfirmed.xml.new");
+  Watch watch(person_);
+  MailCheck next(world_.program(), watch, kept_, 0);
+  ASSERT_TRUE(next.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  next.BuildView();
+  next.Quit([] {});
+  next.End();
+  EXPECT_EQ(std::ranges::count_if(Asked(), [](const std::string& line) { return line.starts_with("DELE"); }),
+            3);
+  EXPECT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
+  EXPECT_EQ(std::ranges::count(person_.told, "deleted 3"), 1);
+}
+
 TEST_F(MailCheckTest, WhatCannotBeKeptIsToldWithItsReason) {
   world_.Configure("Aggressiveness=100", "");
   ASSERT_TRUE(LogIn());
