@@ -27,6 +27,30 @@ HeaderKind KindOf(std::string_view name) {
   }
 }
 
+// What stands before the colon, and what look-ups see of it: cut first, then trimmed, so that leading blanks
+// count towards the limit. The same holds for values.
+std::string_view LookUpName(std::string_view full) {
+  return TrimBlanks(full.substr(0, kMaxHeaderName));
+}
+
+std::string_view LookUpNameOfLine(std::string_view line) {
+  return LookUpName(line.substr(0, line.find(':')));
+}
+
+// The field of the first line whose name, as look-ups see it, is wanted. Most are not, and only their names
+// are read.
+std::optional<HeaderField> FirstFieldWhose(const MessagePart& part, const auto& name_is_wanted) {
+  for (const std::string_view line : part.fields.lines()) {
+    if (name_is_wanted(LookUpNameOfLine(line))) return ParseHeaderLine(line);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string_view> ValueOf(const std::optional<HeaderField>& field) {
+  if (!field) return std::nullopt;
+  return field->value;
+}
+
 }  // namespace
 
 std::optional<HeaderField> ParseHeaderLine(std::string_view line) {
@@ -35,12 +59,10 @@ std::optional<HeaderField> ParseHeaderLine(std::string_view line) {
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = line.substr(colon + 1);
   HeaderField field;
-  // Cut first, then trimmed: leading blanks count towards the limit.
   field.full_name = TrimBlanks(name);
-  field.name = name.size() > kMaxHeaderName ? TrimBlanks(name.substr(0, kMaxHeaderName)) : field.full_name;
+  field.name = LookUpName(name);
   field.full_value = TrimBlanks(value);
-  field.value =
-      value.size() > kMaxHeaderValue ? TrimBlanks(value.substr(0, kMaxHeaderValue)) : field.full_value;
+  field.value = TrimBlanks(value.substr(0, kMaxHeaderValue));
   field.kind = KindOf(field.name);
   return field;
 }
@@ -54,23 +76,16 @@ void HeaderFields::ShrinkToFit() {
 }
 
 std::optional<HeaderField> FirstField(const MessagePart& part, HeaderKind mask) {
-  for (const HeaderField& field : part.fields) {
-    if ((field.kind & mask) == mask) return field;
-  }
-  return std::nullopt;
+  return FirstFieldWhose(part, [mask](std::string_view name) { return (KindOf(name) & mask) == mask; });
 }
 
 std::optional<std::string_view> FindPartField(const MessagePart& part, HeaderKind mask) {
-  const std::optional<HeaderField> field = FirstField(part, mask);
-  if (!field) return std::nullopt;
-  return field->value;
+  return ValueOf(FirstField(part, mask));
 }
 
 std::optional<std::string_view> FindPartField(const MessagePart& part, std::string_view name) {
-  for (const HeaderField& field : part.fields) {
-    if (EqualsIgnoringCase(field.name, name)) return field.value;
-  }
-  return std::nullopt;
+  return ValueOf(FirstFieldWhose(
+      part, [name](std::string_view candidate) { return EqualsIgnoringCase(candidate, name); }));
 }
 
 const MessagePart* NextPart(const MessagePart* part) {

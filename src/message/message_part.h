@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -77,6 +78,8 @@ class HeaderFields {
   HeaderField back() const { return (*this)[size() - 1]; }
   Iterator begin() const { return Iterator(lines_.data()); }
   Iterator end() const { return Iterator(lines_.data() + lines_.size()); }
+  // The lines that the fields are read from, for a look-up that needs the names alone.
+  std::span<const std::string_view> lines() const { return lines_; }
 
  private:
   std::vector<std::string_view> lines_;  // each with a colon in it
