@@ -83,6 +83,11 @@ char32_t FromWindows1252(unsigned char byte) {
   return c == 0 ? kReplacement : c;
 }
 
+// What stands for itself on every screen, line ends and tabs aside.
+bool IsVisibleAscii(char c) {
+  return c >= ' ' && c <= '~';
+}
+
 bool IsHarmless(char32_t c) {
   if (c < 0x20) {
     return c == '\n' || c == '\r' || c == '\t';
@@ -105,6 +110,7 @@ std::string Latin1ToUtf8(std::string_view latin1) {
 }
 
 std::string DisplayText(std::string_view bytes) {
+  if (std::all_of(bytes.begin(), bytes.end(), IsVisibleAscii)) return std::string(bytes);
   std::string out;
   out.reserve(bytes.size());
   const auto append = [&out](char32_t c) { AppendUtf8(out, IsHarmless(c) ? c : kReplacement); };
