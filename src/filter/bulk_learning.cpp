@@ -31,7 +31,7 @@ LearningWarnings WarningsFor(const LearningSizes& sizes) {
 }
 
 BulkLearning::BulkLearning(Program& program, MailSource& source, LearningManner manner)
-    : program_(program), source_(source), manner_(manner), batch_(program) {
+    : source_(source), manner_(manner), batch_(program) {
   report_.good_at_start = sizes_.good = batch_.tables().good.messages;
   report_.spam_at_start = sizes_.spam = batch_.tables().bad.messages;
   for (std::size_t i = 0; i < source_.size(); ++i) ++(IsSpam(i) ? sizes_.spam : sizes_.good);
@@ -140,7 +140,7 @@ void BulkLearning::RunKeen() {
     if (!Step()) return;
   }
   std::stable_sort(good.begin(), good.end(), [](const Good& a, const Good& b) { return a.words < b.words; });
-  const Classifier judge(program_, batch_.tables());
+  const Classifier judge(batch_.tables());
   std::string telling_words;
   for (const Good& mail : good) {
     if (ReadWords(mail.index)) {

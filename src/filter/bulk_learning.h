@@ -104,7 +104,6 @@ class BulkLearning {
   void RunKeen();
   void TellTotals();
 
-  const Program& program_;
   MailSource& source_;
   LearningManner manner_;
   LearningBatch batch_;

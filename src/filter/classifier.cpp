@@ -8,7 +8,6 @@
 #include <span>
 
 #include "config/texts.h"
-#include "filter/filter_settings.h"
 #include "filter/tokeniser.h"
 #include "message/decoded_text.h"
 
@@ -92,8 +91,7 @@ double ScoreOf(const SpamWordEvidence& evidence) {
 
 }  // namespace
 
-Classifier::Classifier(const Program& program, const WordTables& tables)
-    : program_(program), tables_(tables), search_(tables.spam_words) {}
+Classifier::Classifier(const WordTables& tables) : tables_(tables), search_(tables.spam_words) {}
 
 const std::string& Classifier::DecodedOnce(const MailMessage& message, bool strip_html) {
   std::string& text = texts_[strip_html];
@@ -150,9 +148,9 @@ LearntEvidence Classifier::WeighLearntWords(WordCountTable& tokens) const {
   return evidence;
 }
 
-double Classifier::SpamWordScore(const MailMessage& message, std::string& words) {
+double Classifier::SpamWordScore(const MailMessage& message, bool strip_html, std::string& words) {
   ForgetTexts();
-  const SpamWordEvidence evidence = FindSpamWords(message, ReadFilterSettings(program_).strip_html);
+  const SpamWordEvidence evidence = FindSpamWords(message, strip_html);
   NameSpamWords(evidence, words);
   return ScoreOf(evidence);
 }
@@ -201,29 +199,13 @@ void Classifier::NameSpamWords(const SpamWordEvidence& evidence, std::string& wo
   }
 }
 
-Classifier::Evidence Classifier::Weigh(const MailMessage& message) {
+Classifier::Evidence Classifier::Weigh(const MailMessage& message, bool strip_html) {
   ForgetTexts();
-  return {WeighLearntWords(message), FindSpamWords(message, ReadFilterSettings(program_).strip_html)};
+  return {WeighLearntWords(message), FindSpamWords(message, strip_html)};
 }
 
-LevelThreshold Classifier::ThresholdOf(const Program& program, std::int32_t level) {
-  const std::string key = "level" + std::to_string(level);
-  LevelThreshold threshold{program.user_spam_words.ReadInteger(sections::kThreshold, key, -1),
-                           LevelThreshold::Source::kUserFile};
-  if (threshold.percent == -1) {
-    threshold = {program.spam_words.ReadInteger(sections::kThreshold, key, -1),
-                 LevelThreshold::Source::kShippedFile};
-  }
-  return threshold.percent > 0 ? threshold : LevelThreshold();
-}
-
-bool Classifier::Decide(const MailMessage& message, double& probability, std::string& words) {
-  const FilterSettings settings = ReadFilterSettings(program_);
-  return Decide(settings, Threshold(program_, settings.level), message, probability, words);
-}
-
-bool Classifier::Decide(const FilterSettings& settings, std::int32_t threshold, const MailMessage& message,
-                        double& probability, std::string& words) {
+bool Classifier::Decide(const FilterSettings& settings, const MailMessage& message, double& probability,
+                        std::string& words) {
   learnt_words_decided_ = false;
   if (!settings.enabled) return false;
   ForgetTexts();
@@ -249,7 +231,7 @@ bool Classifier::Decide(const FilterSettings& settings, std::int32_t threshold, 
     }
     // Deliberate: with the word filter off the learnt probability itself is held against the level's
     // threshold.
-    spam = probability >= threshold * 0.01;
+    spam = probability >= settings.threshold.percent * 0.01;
   } else {
     // Deliberate: a mail that the learnt words call surely good is not held against the spam words at all.
     learnt_words_decided_ = true;

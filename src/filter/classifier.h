@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "config/program.h"
 #include "filter/filter_settings.h"
 #include "filter/spam_word_search.h"
 #include "filter/word_tables.h"
@@ -48,24 +47,15 @@ struct SpamWordEvidence {
   std::int64_t percent = 0;              // sum; a word in both places counts twice
 };
 
-// A level's threshold and who set it.
-struct LevelThreshold {
-  enum class Source { kUserFile, kShippedFile, kDefault };
-  std::int32_t percent = 100;
-  Source source = Source::kDefault;
-};
-
 class Classifier {
  public:
-  // Both must outlive the classifier. The automaton over the spam words is built here, once.
-  Classifier(const Program& program, const WordTables& tables);
+  // The tables must outlive the classifier. The automaton over the spam words is built here, once.
+  explicit Classifier(const WordTables& tables);
 
   // True for spam. `probability` and `words` get the last value computed and the words that led to it; both
-  // stay untouched when the filter is switched off. Keys and thresholds are read anew. One thread.
-  bool Decide(const MailMessage& message, double& probability, std::string& words);
-  // The same with settings and threshold (percent) that were read before.
-  bool Decide(const FilterSettings& settings, std::int32_t threshold, const MailMessage& message,
-              double& probability, std::string& words);
+  // stay untouched when the filter is switched off. One thread.
+  bool Decide(const FilterSettings& settings, const MailMessage& message, double& probability,
+              std::string& words);
   // Whether the last Decide was settled by the learnt words alone, one way or the other, without any
   // threshold.
   bool LearntWordsDecided() const { return learnt_words_decided_; }
@@ -78,7 +68,7 @@ class Classifier {
 
   // Sum of the percents of the spam words found in Subject and text, times 0.01; may leave [0, 1]. `words` up
   // to 254 bytes. 0 when the decoded text is empty, whatever the Subject.
-  double SpamWordScore(const MailMessage& message, std::string& words);
+  double SpamWordScore(const MailMessage& message, bool strip_html, std::string& words);
 
   // What Decide goes by, all of it, whatever is switched off and whichever part would have settled it alone.
   // Valid until the next call of anything here.
@@ -86,14 +76,7 @@ class Classifier {
     LearntEvidence learnt;
     SpamWordEvidence spam_words;
   };
-  Evidence Weigh(const MailMessage& message);
-
-  // Percent that the spam-word score must reach at this level: the user's file, then the shipped one, then
-  // 100.
-  static LevelThreshold ThresholdOf(const Program& program, std::int32_t level);
-  static std::int32_t Threshold(const Program& program, std::int32_t level) {
-    return ThresholdOf(program, level).percent;
-  }
+  Evidence Weigh(const MailMessage& message, bool strip_html);
 
  private:
   // The message's text, decoded at most once for each way while one message is judged.
@@ -105,7 +88,6 @@ class Classifier {
   SpamWordEvidence FindSpamWords(const MailMessage& message, bool strip_html);
   void NameSpamWords(const SpamWordEvidence& evidence, std::string& words) const;
 
-  const Program& program_;
   const WordTables& tables_;
   SpamWordSearch search_;
   bool learnt_words_decided_ = false;

@@ -11,7 +11,7 @@ Explanation MailFilter::Explain(const MailMessage& message) {
   explanation.judgement = Judge(settings, message, /*marked_deleted=*/false);
   explanation.size = message.size();
   explanation.size_limit = settings.size_limit;
-  explanation.threshold = Classifier::ThresholdOf(program_, settings.level);
+  explanation.threshold = settings.threshold;
   explanation.learnt_words_on = settings.learning_filter;
   explanation.spam_words_on = settings.word_filter;
   if (explanation.judgement.reason == JudgementReason::kTooLarge) {
@@ -22,7 +22,7 @@ Explanation MailFilter::Explain(const MailMessage& message) {
   if (SenderRecordOf(program_, message, sender)) explanation.sender = sender;
   senders_.LookUp(message, explanation.entry);
 
-  const Classifier::Evidence evidence = classifier_.Weigh(message);
+  const Classifier::Evidence evidence = classifier_.Weigh(message, settings.strip_html);
   explanation.good_messages = tables_.good.messages;
   explanation.spam_messages = tables_.bad.messages;
   for (const WordEntry* const entry : evidence.learnt.telling()) {

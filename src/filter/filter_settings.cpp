@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "config/leading_integer.h"
@@ -28,7 +29,19 @@ FilterSettings ReadFilterSettings(const Program& program) {
   settings.strip_html = ReadKey(*document, keys::kFilterWordHtml) == 1;
   settings.level = ReadKey(*document, keys::kAggressiveness);
   settings.size_limit = ReadKey(*document, keys::kFilterMaxMessageSize);
+  settings.threshold = ReadThreshold(program, settings.level);
   return settings;
+}
+
+LevelThreshold ReadThreshold(const Program& program, std::int32_t level) {
+  const std::string key = "level" + std::to_string(level);
+  LevelThreshold threshold{program.user_spam_words.ReadInteger(sections::kThreshold, key, -1),
+                           LevelThreshold::Source::kUserFile};
+  if (threshold.percent == -1) {
+    threshold = {program.spam_words.ReadInteger(sections::kThreshold, key, -1),
+                 LevelThreshold::Source::kShippedFile};
+  }
+  return threshold.percent > 0 ? threshold : LevelThreshold();
 }
 
 }  // namespace quillbeaker

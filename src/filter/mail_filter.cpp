@@ -38,12 +38,8 @@ WordTables LoadTables(const Program& program) {
 
 }  // namespace
 
-bool FilterIsOn(const Program& program) {
-  return ReadFilterSettings(program).FilterIsOn();
-}
-
 MailFilter::MailFilter(Program& program)
-    : program_(program), senders_(program), tables_(LoadTables(program)), classifier_(program, tables_) {}
+    : program_(program), senders_(program), tables_(LoadTables(program)), classifier_(tables_) {}
 
 Judgement MailFilter::Judge(const MailMessage& message, bool marked_deleted) {
   return Judge(ReadFilterSettings(program_), message, marked_deleted);
@@ -52,7 +48,7 @@ Judgement MailFilter::Judge(const MailMessage& message, bool marked_deleted) {
 Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& message, bool marked_deleted) {
   Judgement judgement;
   judgement.level = settings.level;
-  judgement.threshold = Classifier::Threshold(program_, settings.level);
+  judgement.threshold = settings.threshold.percent;
   // Deliberate: the entry that matches is not written back to the lists. Reading cuts a name at its first
   // comma, so that a write would damage "Smith, Bob,2", and it would bring back an entry that was removed
   // since the pass began.
@@ -69,8 +65,7 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
     return judgement;
   }
   judgement.classifier_asked = true;
-  judgement.classifier_spam =
-      classifier_.Decide(settings, judgement.threshold, message, judgement.probability, judgement.words);
+  judgement.classifier_spam = classifier_.Decide(settings, message, judgement.probability, judgement.words);
   judgement.spam = judgement.classifier_spam;
   judgement.reason =
       classifier_.LearntWordsDecided() ? JudgementReason::kLearntWords : JudgementReason::kSpamWords;

@@ -41,9 +41,6 @@ struct Judgement {
   std::string words;       // empty likewise
 };
 
-// True when Enable is on and at least one of the word filter and the learning filter is.
-bool FilterIsOn(const Program& program);
-
 struct Explanation;
 
 class MailFilter {

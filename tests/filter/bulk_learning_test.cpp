@@ -376,7 +376,7 @@ TEST_F(BulkLearningTest, KeenAsksTheJudgeOfTheLearntWords) {
   WordTables tables;
   tables.Load(surroundings.program(), false);
   std::string words;
-  const double probability = Classifier(surroundings.program(), tables).LearntProbability(message, words);
+  const double probability = Classifier(tables).LearntProbability(message, words);
   ASSERT_NEAR(probability, 1.08e-16, 0.02e-16);
   EXPECT_EQ(Learn(LearningManner::kKeen).good_learnt, 3U);  // just above: learnt
   for (ListedMails::Mail& mail : source.mails)

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "filter/filter_settings.h"
 #include "filter/tokeniser.h"
 #include "support/test_program.h"
 
@@ -58,23 +59,25 @@ class ClassifierTest : public testing::Test {
 
   void Parse(std::string text) { message_.ParseText(std::move(text)); }
   // A message of this body alone.
+  FilterSettings Settings() { return ReadFilterSettings(test_.program()); }
+
   void Body(const std::string& body) { Parse("X: y\r\n\r\n" + body); }
 
   double Learnt() {
-    Classifier classifier(test_.program(), tables_);
+    Classifier classifier(tables_);
     words_ = "old";
     return classifier.LearntProbability(message_, words_);
   }
   double Score() {
-    Classifier classifier(test_.program(), tables_);
+    Classifier classifier(tables_);
     words_ = "old";
-    return classifier.SpamWordScore(message_, words_);
+    return classifier.SpamWordScore(message_, Settings().strip_html, words_);
   }
   bool Decide() {
-    Classifier classifier(test_.program(), tables_);
+    Classifier classifier(tables_);
     probability_ = -77;
     words_ = "old";
-    return classifier.Decide(message_, probability_, words_);
+    return classifier.Decide(Settings(), message_, probability_, words_);
   }
 
   test::TestProgram test_;
@@ -404,37 +407,6 @@ TEST_F(ClassifierTest, TheSubjectIsTakenAsItCame) {
   EXPECT_DOUBLE_EQ(Score(), 0.01);
 }
 
-// --- Thresholds ---
-
-TEST_F(ClassifierTest, TheThresholdIsTheUsersThenTheShippedOneThenAHundred) {
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 75), 100);
-  ShippedThresholds("level75=60\r\nlevel50=80\r\n");
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 75), 60);
-  UserThresholds("level75=70\r\n");
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 75), 70);
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 50), 80);
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 25), 100);
-}
-
-TEST_F(ClassifierTest, AUsersThresholdOfMinusOneMeansTheShippedOne) {
-  ShippedThresholds("level50=60\r\n");
-  UserThresholds("level50=-1\r\n");
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 50), 60);
-}
-
-TEST_F(ClassifierTest, AThresholdThatIsNotPositiveIsAHundred) {
-  ShippedThresholds("level50=60\r\n");
-  for (const char* line : {"level50=0", "level50=-5", "level50=", "level50=high"}) {
-    UserThresholds(line);
-    EXPECT_EQ(Classifier::Threshold(test_.program(), 50), 100) << line;
-  }
-  UserThresholds("");
-  ShippedThresholds("level50=0\r\n");
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 50), 100);
-  ShippedThresholds("level50=-1\r\n");
-  EXPECT_EQ(Classifier::Threshold(test_.program(), 50), 100);
-}
-
 // --- Decide ---
 
 TEST_F(ClassifierTest, DecidesByTheScoreWhenNothingWasLearnt) {
@@ -480,17 +452,18 @@ TEST_F(ClassifierTest, TheLevelChoosesTheThreshold) {
   EXPECT_FALSE(Decide());  // 100
 }
 
-TEST_F(ClassifierTest, KeysAndThresholdsAreReadAnewEveryTime) {
+TEST_F(ClassifierTest, DecidesByTheSettingsThatItIsGiven) {
   SpamWords({{"free", 60}});
   Body("free");
-  Classifier classifier(test_.program(), tables_);
+  Classifier classifier(tables_);
   double probability = 0;
   std::string words;
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
-  UserThresholds("level50=55\r\n");
-  EXPECT_TRUE(classifier.Decide(message_, probability, words));
-  ASSERT_TRUE(test_.Configure("FilterWordEnable=0"));
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
+  FilterSettings settings;
+  EXPECT_FALSE(classifier.Decide(settings, message_, probability, words));
+  settings.threshold.percent = 55;
+  EXPECT_TRUE(classifier.Decide(settings, message_, probability, words));
+  settings.word_filter = false;
+  EXPECT_FALSE(classifier.Decide(settings, message_, probability, words));
   EXPECT_DOUBLE_EQ(probability, 0.4);
 }
 
@@ -587,17 +560,17 @@ TEST_F(ClassifierTest, TellsWhetherTheLearntWordsDecided) {
   LearntMessages(10, 10);
   Learn("spammy", 10, 0);
   const std::string good = LearnMany("good", 4, 0, 3);
-  Classifier classifier(test_.program(), tables_);
+  Classifier classifier(tables_);
   double probability = 0;
   std::string words;
   Body("spammy ");
-  EXPECT_TRUE(classifier.Decide(message_, probability, words));
+  EXPECT_TRUE(classifier.Decide(Settings(), message_, probability, words));
   EXPECT_TRUE(classifier.LearntWordsDecided());
   Body("unknown ");
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
+  EXPECT_FALSE(classifier.Decide(Settings(), message_, probability, words));
   EXPECT_FALSE(classifier.LearntWordsDecided());
   Body(good);
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
+  EXPECT_FALSE(classifier.Decide(Settings(), message_, probability, words));
   EXPECT_TRUE(classifier.LearntWordsDecided());
 }
 
@@ -605,18 +578,18 @@ TEST_F(ClassifierTest, OneMessageLeavesNothingForTheNext) {
   LearntMessages(10, 10);
   Learn("spammy", 10, 0);
   SpamWords({{"money", 30}});
-  Classifier classifier(test_.program(), tables_);
+  Classifier classifier(tables_);
   double probability = 0;
   std::string words;
   Parse("Subject: money\r\n\r\nspammy money ");
-  EXPECT_TRUE(classifier.Decide(message_, probability, words));
+  EXPECT_TRUE(classifier.Decide(Settings(), message_, probability, words));
   Parse("Subject: hello\r\n\r\nhello ");
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
+  EXPECT_FALSE(classifier.Decide(Settings(), message_, probability, words));
   EXPECT_DOUBLE_EQ(probability, 0.0);
   EXPECT_EQ(words, "");
   // The same record with another text of the same size.
   Parse("Subject: hello\r\n\r\nmoney ");
-  EXPECT_FALSE(classifier.Decide(message_, probability, words));
+  EXPECT_FALSE(classifier.Decide(Settings(), message_, probability, words));
   EXPECT_DOUBLE_EQ(probability, 0.30);
   EXPECT_EQ(words, "money");
 }

@@ -146,7 +146,7 @@ TEST_F(MailFilterTest, SwitchedOffEverythingIsKeptAtEveryLevel) {
   for (const char* off : {"Enable=0", "FilterWordEnable=0\r\nFilterLearningEnable=0"}) {
     for (const char* level : {"0", "25", "50", "75", "100"}) {
       Settings(std::string(off) + "\r\nAggressiveness=" + level);
-      EXPECT_FALSE(FilterIsOn(test_.program()));
+      EXPECT_FALSE(ReadFilterSettings(test_.program()).FilterIsOn());
       for (const char* from : {"blocked@x", "friend@x", "stranger@x"}) {
         const Judgement judgement = Judge(Mail(from, "money"));
         EXPECT_FALSE(judgement.spam) << off << ' ' << level << ' ' << from;
@@ -163,17 +163,17 @@ TEST_F(MailFilterTest, SwitchedOffEvenMarkedMailIsKept) {
 }
 
 TEST_F(MailFilterTest, OneOfTheTwoFiltersKeepsItOn) {
-  EXPECT_TRUE(FilterIsOn(test_.program()));
+  EXPECT_TRUE(ReadFilterSettings(test_.program()).FilterIsOn());
   Settings("FilterWordEnable=0");
-  EXPECT_TRUE(FilterIsOn(test_.program()));
+  EXPECT_TRUE(ReadFilterSettings(test_.program()).FilterIsOn());
   Settings("FilterLearningEnable=0");
-  EXPECT_TRUE(FilterIsOn(test_.program()));
+  EXPECT_TRUE(ReadFilterSettings(test_.program()).FilterIsOn());
   Settings("Enable=0\r\nFilterLearningEnable=1\r\nFilterWordEnable=1");
-  EXPECT_FALSE(FilterIsOn(test_.program()));
+  EXPECT_FALSE(ReadFilterSettings(test_.program()).FilterIsOn());
   Settings("Enable=yes");  // no digits: 0
-  EXPECT_FALSE(FilterIsOn(test_.program()));
+  EXPECT_FALSE(ReadFilterSettings(test_.program()).FilterIsOn());
   Settings("Enable=-1");
-  EXPECT_TRUE(FilterIsOn(test_.program()));
+  EXPECT_TRUE(ReadFilterSettings(test_.program()).FilterIsOn());
 }
 
 TEST_F(MailFilterTest, MailOf65536BytesIsPassedOnUnjudged) {
@@ -226,6 +226,19 @@ TEST_F(MailFilterTest, AChangedKeyActsAtTheNextMessage) {
   EXPECT_FALSE(filter.Judge(message, false).spam);
   Settings("Enable=0");
   EXPECT_EQ(filter.Judge(message, false).reason, JudgementReason::kFilterOff);
+}
+
+TEST_F(MailFilterTest, WhatIsToldOfAJudgementIsWhatItWentBy) {
+  MailFilter filter(test_.program());
+  MailMessage message;
+  message.ParseText(Mail("stranger@x", "money"));
+  const FilterSettings settings = ReadFilterSettings(test_.program());
+  ASSERT_TRUE(test_.directory.Put("spampoints_user.ini", "[THRESHOLD]\r\nlevel50=150\r\n"));
+  Settings("FilterWordEnable=0");
+  const Judgement judgement = filter.Judge(settings, message, false);
+  EXPECT_TRUE(judgement.spam);
+  EXPECT_EQ(judgement.threshold, 80);
+  EXPECT_EQ(judgement.words, "money");
 }
 
 TEST_F(MailFilterTest, SpamWordsAreLoadedOncePerPass) {

@@ -43,14 +43,14 @@ class ShippedTable : public ::testing::Test {
   int SumOf(std::string_view subject, std::string_view text) {
     WordTables tables;
     tables.Load(test_.program(), /*load_spam_words=*/true);
-    Classifier classifier(test_.program(), tables);
+    Classifier classifier(tables);
     MailMessage message;
     message.ParseText("Subject: " + std::string(subject) + "\r\n\r\n" + std::string(text));
     std::string found;
-    return static_cast<int>(classifier.SpamWordScore(message, found) * 100 + 0.5);
+    return static_cast<int>(classifier.SpamWordScore(message, /*strip_html=*/true, found) * 100 + 0.5);
   }
 
-  int Threshold(int level) const { return Classifier::Threshold(test_.program(), level); }
+  int Threshold(int level) const { return ReadThreshold(test_.program(), level).percent; }
 
   mutable test::TestProgram test_;
   std::string bytes_;
