@@ -52,14 +52,12 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
   // Deliberate: the entry that matches is not written back to the lists. Reading cuts a name at its first
   // comma, so that a write would damage "Smith, Bob,2", and it would bring back an entry that was removed
   // since the pass began.
-  SenderRecord sender;
-  senders_.LookUp(message, settings.source, sender);
-  judgement.sender_kind = sender.kind;
+  judgement.sender_kind = senders_.KindOf(message, settings.source);
   if (settings.IsTooLarge(message.size())) {
     judgement.reason = JudgementReason::kTooLarge;
     return judgement;
   }
-  if (const auto verdict = VerdictWithoutWords(settings, sender.kind, marked_deleted)) {
+  if (const auto verdict = VerdictWithoutWords(settings, judgement.sender_kind, marked_deleted)) {
     judgement.spam = verdict->spam;
     judgement.reason = verdict->reason;
     return judgement;

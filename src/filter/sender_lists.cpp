@@ -168,15 +168,19 @@ bool SenderLists::LookUp(const Index& index, std::string_view address, SenderRec
 }
 
 bool SenderLists::LookUp(const MailMessage& message, SenderRecord& record) const {
-  return LookUp(message, program_.configuration.Read(), record);
-}
-
-bool SenderLists::LookUp(const MailMessage& message, const std::shared_ptr<const IniDocument>& source,
-                         SenderRecord& record) const {
   record.kind = kSenderNone;
   if (!SenderRecordOf(program_, message, record)) return false;
   const std::string address = record.address;  // the look-up overwrites the record's
-  return LookUp(*IndexOf(source), address, record);
+  return LookUp(address, record);
+}
+
+std::int32_t SenderLists::KindOf(const MailMessage& message,
+                                 const std::shared_ptr<const IniDocument>& source) const {
+  SenderRecord record;
+  if (const std::optional<MailSender> sender = SenderOf(message)) {
+    LookUp(*IndexOf(source), sender->address, record);
+  }
+  return record.kind;
 }
 
 bool SenderLists::IsKey(std::string_view address) const {

@@ -45,9 +45,9 @@ class SenderLists {
   bool LookUp(std::string_view address, SenderRecord& record) const;
   // The same for a message's sender; false and kind -1 without From field.
   bool LookUp(const MailMessage& message, SenderRecord& record) const;
-  // The same in lists that were read before, with the settings beside them.
-  bool LookUp(const MailMessage& message, const std::shared_ptr<const IniDocument>& source,
-              SenderRecord& record) const;
+  // Only which list the message's sender is on, in lists that were read before, with the settings beside
+  // them.
+  std::int32_t KindOf(const MailMessage& message, const std::shared_ptr<const IniDocument>& source) const;
 
   // True when the address is already a key, without regard to case, wildcards not expanded.
   bool IsKey(std::string_view address) const;

@@ -27,11 +27,10 @@ Lessons SortMail(Program& program, const FilterSettings& settings,
   Lessons lessons;
   for (const MailMessage* message : messages) {
     if (settings.IsTooLarge(message->size())) continue;
-    SenderRecord sender;
-    senders.LookUp(*message, settings.source, sender);
-    if (sender.kind == kSenderFriend) {
+    const std::int32_t kind = senders.KindOf(*message, settings.source);
+    if (kind == kSenderFriend) {
       if (from_friends) lessons.good.push_back(message);
-    } else if (sender.kind == kSenderBlocked) {
+    } else if (kind == kSenderBlocked) {
       if (from_blocked) lessons.spam.push_back(message);
     } else {
       lessons.for_the_user.push_back(message);
