@@ -38,7 +38,7 @@ int MakeWordLists(const std::string& corpus, const std::string& directory, std::
     to.Clear();
     const WordCountTable picked = bench::MostFrequent(from, words);
     for (const WordEntry& entry : picked.entries()) {
-      for (std::uint32_t i = 0; i < entry.count; ++i) to.Add(entry.word(), entry.hash);
+      for (std::uint32_t i = 0; i < entry.count; ++i) to.Add(entry);
     }
     for (std::size_t i = 0; to.entries().size() < words && to.Add("filler" + std::to_string(i) + "x"); ++i) {
     }

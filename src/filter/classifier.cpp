@@ -21,9 +21,9 @@ constexpr std::size_t kLearntWordsCapacity = 100;  // bytes, a terminating zero 
 constexpr std::size_t kSpamWordsCapacity = 255;
 
 // How much one word speaks for spam. Both message counts must be above 0.
-double ProbabilityOfWord(const WordEntry& word, const WordTables& tables) {
-  const std::uint64_t bad = tables.bad.Count(word.word(), word.hash);
-  const std::uint64_t good = std::uint64_t{tables.good.Count(word.word(), word.hash)} * 2;
+double ProbabilityOfWord(const Word& word, const WordTables& tables) {
+  const std::uint64_t bad = tables.bad.Count(word);
+  const std::uint64_t good = std::uint64_t{tables.good.Count(word)} * 2;
   if (good + bad < kFewestSightings) return kUndecided;
   const double bad_share = std::min(1.0, static_cast<double>(bad) / tables.bad.messages);
   const double good_share = std::min(1.0, static_cast<double>(good) / tables.good.messages);
@@ -35,15 +35,15 @@ bool HaveLearntBothKinds(const WordTables& tables) {
   return tables.bad.messages != 0 && tables.good.messages != 0;
 }
 
-// Keeps the entries whose probability lies farthest from one half, the most telling first; of equally telling
+// Keeps the words whose probability lies farthest from one half, the most telling first; of equally telling
 // words the one that was offered first.
 class MostTelling {
  public:
   explicit MostTelling(LearntEvidence& evidence) : evidence_(evidence) {}
 
-  void Offer(const WordEntry& entry) {
+  void Offer(const WeighedWord& word) {
     constexpr std::size_t kMost = LearntEvidence::kMostTelling;
-    const double distance = std::fabs(entry.probability - 0.5);
+    const double distance = std::fabs(word.probability - 0.5);
     if (evidence_.word_count == kMost) {
       if (distance <= distances_[kMost - 1]) return;
     } else {
@@ -55,7 +55,7 @@ class MostTelling {
       evidence_.words[place] = evidence_.words[place - 1];
     }
     distances_[place] = distance;
-    evidence_.words[place] = &entry;
+    evidence_.words[place] = word;
   }
 
  private:
@@ -67,11 +67,11 @@ class MostTelling {
 void NameTellingWords(const LearntEvidence& evidence, std::string& words) {
   words.clear();
   bool first = true;
-  for (const WordEntry* const entry : evidence.telling()) {
-    if (entry->probability > kUndecided && words.size() + entry->length + 3 < kLearntWordsCapacity) {
+  for (const WeighedWord& word : evidence.telling()) {
+    if (word.probability > kUndecided && words.size() + word.entry->length + 3 < kLearntWordsCapacity) {
       // Deliberate: the separator goes by the word's rank, so that the list may begin with one.
       if (!first) words += ", ";
-      words += entry->word();
+      words += word.entry->word();
     }
     first = false;
   }
@@ -113,7 +113,7 @@ double Classifier::LearntProbability(const MailMessage& message, std::string& wo
   return evidence.probability;
 }
 
-double Classifier::LearntProbability(WordCountTable& tokens, std::string& words) const {
+double Classifier::LearntProbability(const WordCountTable& tokens, std::string& words) const {
   const LearntEvidence evidence = WeighLearntWords(tokens);
   NameTellingWords(evidence, words);
   return evidence.probability;
@@ -125,23 +125,22 @@ LearntEvidence Classifier::WeighLearntWords(const MailMessage& message) {
   return WeighLearntWords(tokens_);
 }
 
-LearntEvidence Classifier::WeighLearntWords(WordCountTable& tokens) const {
+LearntEvidence Classifier::WeighLearntWords(const WordCountTable& tokens) const {
   LearntEvidence evidence;
   evidence.probability = kUndecided;
   if (!HaveLearntBothKinds(tables_) || tokens.entries().empty()) return evidence;
 
-  for (WordEntry& entry : tokens.entries()) entry.probability = ProbabilityOfWord(entry, tables_);
   // Deliberate: of equally telling words, of which a mail often has more than there is room for, those of the
   // earlier slots are taken, which are spread over the whole text. Taken in the order of the text it would be
   // the first lines that speak, and on real mail that costs wanted mail.
   MostTelling most_telling(evidence);
   for (std::size_t slot = 0; slot < tokens.slot_count(); ++slot) {
     const WordEntry* const entry = tokens.EntryInSlot(slot);
-    if (entry != nullptr) most_telling.Offer(*entry);
+    if (entry != nullptr) most_telling.Offer({entry, ProbabilityOfWord(*entry, tables_)});
   }
-  for (const WordEntry* const entry : evidence.telling()) {
-    evidence.spam *= entry->probability;
-    evidence.good *= 1 - entry->probability;
+  for (const WeighedWord& word : evidence.telling()) {
+    evidence.spam *= word.probability;
+    evidence.good *= 1 - word.probability;
   }
   evidence.probability = evidence.spam / (evidence.spam + evidence.good);
   evidence.says_something = true;

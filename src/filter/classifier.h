@@ -22,18 +22,24 @@ namespace quillbeaker {
 inline constexpr double kSpamFrom = 0.9;
 inline constexpr double kSurelyGood = 3e-7;
 
+// A word of a message, in the message's own table, and how much it speaks for spam.
+struct WeighedWord {
+  const WordEntry* entry = nullptr;
+  double probability = 0;
+};
+
 // The learnt words that are asked about a message, and what they say together.
 struct LearntEvidence {
   static constexpr std::size_t kMostTelling = 15;
 
-  std::array<const WordEntry*, kMostTelling> words{};  // the most telling first; in the message's own table
+  std::array<WeighedWord, kMostTelling> words{};  // the most telling first
   std::size_t word_count = 0;
   double spam = 1;           // product of the words' probabilities
   double good = 1;           // product of what they lack to 1
   double probability = 0.4;  // spam / (spam + good); as it stands here when nothing can be said
   bool says_something = false;
 
-  std::span<const WordEntry* const> telling() const { return {words.data(), word_count}; }
+  std::span<const WeighedWord> telling() const { return {words.data(), word_count}; }
 };
 
 struct FoundSpamWord {
@@ -63,8 +69,8 @@ class Classifier {
   // Probability in [0, 1] from the 15 most telling words of the message; 0.4 when the lists cannot say.
   // `words` (up to 99 bytes) names those above 0.4.
   double LearntProbability(const MailMessage& message, std::string& words);
-  // The same from the words of one message, cut already (tokeniser.h); their probabilities are written.
-  double LearntProbability(WordCountTable& tokens, std::string& words) const;
+  // The same from the words of one message, cut already (tokeniser.h).
+  double LearntProbability(const WordCountTable& tokens, std::string& words) const;
 
   // Sum of the percents of the spam words found in Subject and text, times 0.01; may leave [0, 1]. `words` up
   // to 254 bytes. 0 when the decoded text is empty, whatever the Subject.
@@ -84,7 +90,7 @@ class Classifier {
   void ForgetTexts();
 
   LearntEvidence WeighLearntWords(const MailMessage& message);
-  LearntEvidence WeighLearntWords(WordCountTable& tokens) const;
+  LearntEvidence WeighLearntWords(const WordCountTable& tokens) const;
   SpamWordEvidence FindSpamWords(const MailMessage& message, bool strip_html);
   void NameSpamWords(const SpamWordEvidence& evidence, std::string& words) const;
 

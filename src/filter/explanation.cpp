@@ -25,10 +25,9 @@ Explanation MailFilter::Explain(const MailMessage& message) {
   const Classifier::Evidence evidence = classifier_.Weigh(message, settings.strip_html);
   explanation.good_messages = tables_.good.messages;
   explanation.spam_messages = tables_.bad.messages;
-  for (const WordEntry* const entry : evidence.learnt.telling()) {
-    explanation.telling_words.push_back({std::string(entry->word()),
-                                         tables_.good.Count(entry->word(), entry->hash),
-                                         tables_.bad.Count(entry->word(), entry->hash), entry->probability});
+  for (const auto& [entry, probability] : evidence.learnt.telling()) {
+    explanation.telling_words.push_back(
+        {std::string(entry->word()), tables_.good.Count(*entry), tables_.bad.Count(*entry), probability});
   }
   explanation.spam_product = evidence.learnt.spam;
   explanation.good_product = evidence.learnt.good;

@@ -64,8 +64,8 @@ void LearningBatch::CountInto(const WordCountTable& words, std::uint32_t times, 
   for (const WordEntry& word : words.entries()) {
     const std::uint64_t product = std::uint64_t{word.count} * times;
     const std::uint32_t count = static_cast<std::uint32_t>(std::min<std::uint64_t>(product, UINT32_MAX));
-    if (list.Add(word.word(), word.hash, count)) continue;
-    base.refused.Add(word.word(), word.hash, count);
+    if (list.Add(word, count)) continue;
+    base.refused.Add(word, count);
     base.refusals += count;
   }
 }
@@ -85,11 +85,11 @@ bool LearningBatch::AddToDisk(const WordCountTable& list, const Base& base, Word
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const WordEntry& entry = entries[i];
     const std::uint32_t counted = entry.count - (i < base.counts.size() ? base.counts[i] : 0);
-    if (counted != 0 && !fresh.Add(entry.word(), entry.hash, counted)) refusals += counted;
+    if (counted != 0 && !fresh.Add(entry, counted)) refusals += counted;
   }
   // Words that found this batch's copy full: somebody else may have had room for them.
   for (const WordEntry& entry : base.refused.entries()) {
-    if (fresh.Add(entry.word(), entry.hash, entry.count)) refusals -= entry.count;
+    if (fresh.Add(entry, entry.count)) refusals -= entry.count;
   }
   return true;
 }

@@ -2,6 +2,7 @@
 #include "filter/tokeniser.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 
 #include "config/ascii.h"
@@ -40,16 +41,16 @@ bool IsDigit(char c) {
 
 // Adds one token of 3 to 20 bytes unless it is a plain number; lower case and hash are made in one pass.
 void AddToken(std::string_view token, WordCountTable& table) {
-  std::array<char, kMaxWordLength> lower;
-  std::uint32_t hash = 0;
+  Word word;
   bool digits_only = true;
   for (std::size_t i = 0; i < token.size(); ++i) {
     const char c = kBytes.lower[static_cast<unsigned char>(token[i])];
-    lower[i] = c;
-    hash = hash * 65600U - hash + static_cast<unsigned char>(c);
+    word.text[i] = c;
+    word.hash = WordCountTable::Hash(word.hash, c);
     digits_only = digits_only && IsDigit(c);
   }
-  if (!digits_only) table.Add({lower.data(), token.size()}, hash);
+  word.length = static_cast<std::uint8_t>(token.size());
+  if (!digits_only) table.Add(word);
 }
 
 }  // namespace

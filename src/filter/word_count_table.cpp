@@ -24,15 +24,11 @@ constexpr std::size_t kMostReservedEntries = 1U << 17;
 
 // Odd, so that it visits every slot of a table whose size is a power of two.
 std::size_t ProbeStep(std::uint32_t hash, std::size_t slot_count) {
-  return (hash % (slot_count - 1)) | 1;
+  return (hash % static_cast<std::uint32_t>(slot_count - 1)) | 1;
 }
 
 std::uint32_t CappedSum(std::uint32_t a, std::uint32_t b) {
   return a + std::min(b, std::numeric_limits<std::uint32_t>::max() - a);
-}
-
-std::string_view CutWord(std::string_view word) {
-  return word.substr(0, kMaxWordLength);
 }
 
 bool HoldsAlready(const std::string& path, const std::string& bytes) {
@@ -41,20 +37,24 @@ bool HoldsAlready(const std::string& path, const std::string& bytes) {
 
 }  // namespace
 
+Word::Word(std::string_view word) {
+  length = static_cast<std::uint8_t>(word.copy(text.data(), text.size()));
+  hash = WordCountTable::Hash(this->word());
+}
+
 std::uint32_t WordCountTable::Hash(std::string_view word) {
   std::uint32_t hash = 0;
-  for (const char c : word) hash = hash * 65600U - hash + static_cast<unsigned char>(c);
+  for (const char c : word) hash = Hash(hash, c);
   return hash;
 }
 
-std::size_t WordCountTable::SlotOf(std::string_view word, std::uint32_t hash) const {
+std::size_t WordCountTable::SlotOf(const Word& word) const {
   const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = hash & mask;
+  std::size_t slot = word.hash & mask;
   std::size_t step = 0;
-  while (slots_[slot] != 0) {
-    const WordEntry& entry = entries_[slots_[slot] - 1];
-    if (entry.hash == hash && entry.word() == word) break;
-    if (step == 0) step = ProbeStep(hash, slots_.size());
+  while (slots_[slot].reference != 0) {
+    if (slots_[slot].hash == word.hash && entries_[slots_[slot].reference - 1] == word) break;
+    if (step == 0) step = ProbeStep(word.hash, slots_.size());
     slot = (slot + step) & mask;
   }
   return slot;
@@ -62,9 +62,10 @@ std::size_t WordCountTable::SlotOf(std::string_view word, std::uint32_t hash) co
 
 std::size_t WordCountTable::FreeSlot(std::uint32_t hash) const {
   const std::size_t mask = slots_.size() - 1;
-  const std::size_t step = ProbeStep(hash, slots_.size());
   std::size_t slot = hash & mask;
-  while (slots_[slot] != 0) slot = (slot + step) & mask;
+  if (slots_[slot].reference == 0) return slot;
+  const std::size_t step = ProbeStep(hash, slots_.size());
+  while (slots_[slot].reference != 0) slot = (slot + step) & mask;
   return slot;
 }
 
@@ -72,41 +73,33 @@ std::size_t WordCountTable::FreeSlot(std::uint32_t hash) const {
 // file.
 void WordCountTable::Resize(std::size_t slot_count) {
   former_slots_.swap(slots_);
-  slots_.assign(std::max(slot_count, kFewestSlots), 0);
-  for (const std::uint32_t reference : former_slots_) {
-    if (reference != 0) slots_[FreeSlot(entries_[reference - 1].hash)] = reference;
+  slots_.assign(std::max(slot_count, kFewestSlots), Slot());
+  for (const Slot& slot : former_slots_) {
+    if (slot.reference != 0) slots_[FreeSlot(slot.hash)] = slot;
   }
   former_slots_.clear();
 }
 
-WordEntry* WordCountTable::FindOrCreate(std::string_view word, std::uint32_t hash) {
+WordEntry* WordCountTable::FindOrCreate(const Word& word) {
   std::size_t slot = 0;
   if (!slots_.empty()) {
-    slot = SlotOf(word, hash);
-    if (slots_[slot] != 0) return &entries_[slots_[slot] - 1];
+    slot = SlotOf(word);
+    if (slots_[slot].reference != 0) return &entries_[slots_[slot].reference - 1];
   }
-  const std::uint32_t cost = static_cast<std::uint32_t>(word.size()) + kWordOverhead;
+  const std::uint32_t cost = word.length + kWordOverhead;
   if (byte_budget != 0 && std::uint64_t{bytes_used_} + cost > byte_budget) return nullptr;
   bytes_used_ += cost;
   if (entries_.size() >= slots_.size() / 4 * 3) {
     Resize(slots_.size() * 2);
-    slot = FreeSlot(hash);
+    slot = FreeSlot(word.hash);
   }
-  WordEntry& entry = entries_.emplace_back();
-  std::memcpy(entry.text.data(), word.data(), word.size());
-  entry.length = static_cast<std::uint8_t>(word.size());
-  entry.hash = hash;
-  slots_[slot] = static_cast<std::uint32_t>(entries_.size());
-  return &entry;
+  entries_.push_back({word, 0});
+  slots_[slot] = {word.hash, static_cast<std::uint32_t>(entries_.size())};
+  return &entries_.back();
 }
 
-bool WordCountTable::Add(std::string_view word) {
-  word = CutWord(word);
-  return Add(word, Hash(word));
-}
-
-bool WordCountTable::Add(std::string_view word, std::uint32_t hash, std::uint32_t times) {
-  WordEntry* const entry = FindOrCreate(word, hash);
+bool WordCountTable::Add(const Word& word, std::uint32_t times) {
+  WordEntry* const entry = FindOrCreate(word);
   if (entry == nullptr) return false;
   entry->count = CappedSum(entry->count, times);
   return true;
@@ -116,14 +109,9 @@ void WordCountTable::AddMessages(std::uint32_t times) {
   messages = CappedSum(messages, times);
 }
 
-std::uint32_t WordCountTable::Count(std::string_view word) const {
-  word = CutWord(word);
-  return Count(word, Hash(word));
-}
-
-std::uint32_t WordCountTable::Count(std::string_view word, std::uint32_t hash) const {
+std::uint32_t WordCountTable::Count(const Word& word) const {
   if (slots_.empty()) return 0;
-  const std::uint32_t reference = slots_[SlotOf(word, hash)];
+  const std::uint32_t reference = slots_[SlotOf(word)].reference;
   return reference == 0 ? 0 : entries_[reference - 1].count;
 }
 
@@ -153,8 +141,7 @@ void WordCountTable::ReadRecords(std::string_view records, std::uint32_t record_
   for (std::size_t i = 0; i < possible && !records.empty(); ++i) {
     const std::size_t length = static_cast<unsigned char>(records.front());
     if (records.size() < length + kFewestRecordBytes) return;
-    const std::string_view word = CutWord(records.substr(1, length));
-    WordEntry* const entry = FindOrCreate(word, Hash(word));
+    WordEntry* const entry = FindOrCreate(Word(records.substr(1, length)));
     if (entry == nullptr) return;
     entry->count = LittleEndian32(records.substr(1 + length));
     records.remove_prefix(length + kFewestRecordBytes);

@@ -15,31 +15,42 @@ namespace quillbeaker {
 
 inline constexpr std::size_t kMaxWordLength = 20;  // bytes
 
-struct WordEntry {
+// A word as the tables hold it: what it has beyond 20 bytes is cut off, and what it lacks to them is zero, so
+// that words are copied and compared as blocks of one size.
+struct Word {
+  Word() = default;
+  explicit Word(std::string_view word);
+
+  std::string_view word() const { return {text.data(), length}; }
+  bool operator==(const Word&) const = default;
+
   std::array<char, kMaxWordLength> text{};
   std::uint8_t length = 0;
   std::uint32_t hash = 0;
+};
+
+struct WordEntry : Word {
   std::uint32_t count = 0;
-  double probability = 0;  // scratch of the judge
-  std::string_view word() const { return {text.data(), length}; }
 };
 
 class WordCountTable {
  public:
   // h = h * 65600 - h + c over the unsigned bytes, in 32 bits that wrap.
   static std::uint32_t Hash(std::string_view word);
+  // The same with one byte more, from that of the bytes before it, which is 0 where there are none.
+  static std::uint32_t Hash(std::uint32_t before, char c) {
+    return before * 65600U - before + static_cast<unsigned char>(c);
+  }
 
-  // Counts the word (cut to its first 20 bytes) up, or creates it with count 1. False when it is new and the
-  // budget is full: it is then not added. The second form takes the hash of a word of at most 20 bytes that
-  // was computed before, and how often to count it (at least once). Counts end at the largest that the file
-  // can hold.
-  bool Add(std::string_view word);
-  bool Add(std::string_view word, std::uint32_t hash, std::uint32_t times = 1);
+  // Counts the word up, so many times (at least once), or creates it with that count. False when it is new
+  // and the budget is full: it is then not added. Counts end at the largest that the file can hold.
+  bool Add(const Word& word, std::uint32_t times = 1);
+  bool Add(std::string_view word) { return Add(Word(word)); }
   // The same for the number of messages.
   void AddMessages(std::uint32_t times);
-  // Count of the word, 0 when absent. The second form takes the hash that was computed before.
-  std::uint32_t Count(std::string_view word) const;
-  std::uint32_t Count(std::string_view word, std::uint32_t hash) const;
+  // Count of the word, 0 when absent.
+  std::uint32_t Count(const Word& word) const;
+  std::uint32_t Count(std::string_view word) const { return Count(Word(word)); }
 
   // Makes the table as good as new, its budget and file name aside; the memory is kept for the next words.
   void Clear();
@@ -56,13 +67,13 @@ class WordCountTable {
   // or it cannot be written.
   bool Save() const;
 
-  // In the order of their creation. The probability may be written.
-  std::span<WordEntry> entries() { return entries_; }
+  // In the order of their creation.
   std::span<const WordEntry> entries() const { return entries_; }
   std::size_t slot_count() const { return slots_.size(); }
   // The entry of a slot, null when it is empty.
   const WordEntry* EntryInSlot(std::size_t slot) const {
-    return slots_[slot] == 0 ? nullptr : &entries_[slots_[slot] - 1];
+    const std::uint32_t reference = slots_[slot].reference;
+    return reference == 0 ? nullptr : &entries_[reference - 1];
   }
   std::uint32_t bytes_used() const { return bytes_used_; }
   // As Load was given it.
@@ -72,17 +83,22 @@ class WordCountTable {
   std::uint32_t byte_budget = 0;  // limit of bytes_used(), the sum of word length + 5; 0 means none
 
  private:
+  struct Slot {
+    std::uint32_t hash = 0;       // of the word, so that other words are passed by without a look at them
+    std::uint32_t reference = 0;  // index into entries_ + 1; 0 is an empty slot
+  };
+
   // The word's entry, created with count 0 when it is new; null when the budget refuses it.
-  WordEntry* FindOrCreate(std::string_view word, std::uint32_t hash);
+  WordEntry* FindOrCreate(const Word& word);
   // Slot of the word, or the empty slot at which its probing ended. The table must have slots.
-  std::size_t SlotOf(std::string_view word, std::uint32_t hash) const;
+  std::size_t SlotOf(const Word& word) const;
   std::size_t FreeSlot(std::uint32_t hash) const;
   void Resize(std::size_t slot_count);
   void ReadRecords(std::string_view records, std::uint32_t record_count);
 
   std::vector<WordEntry> entries_;
-  std::vector<std::uint32_t> slots_;  // index into entries_ + 1; 0 is an empty slot; a power of two of them
-  std::vector<std::uint32_t> former_slots_;  // empty; its memory serves the next resize
+  std::vector<Slot> slots_;         // a power of two of them
+  std::vector<Slot> former_slots_;  // empty; its memory serves the next resize
   std::uint32_t bytes_used_ = 0;
   std::string file_name_;
 };
