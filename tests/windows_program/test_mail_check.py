@@ -204,6 +204,22 @@ def test_cancelling(program, session, picture):
     assert held.upstream.numbers() == [1, 2, 3]
 
 
+def test_what_came_before_a_cancel_is_not_fetched_again(program, client, session):
+    one = program()
+    raw, held = session(one, ham(1), ham(2), ham(3), after=1)  # the last is asked for first
+    bubble = one.bubble()
+    bubble.click(CANCEL)
+    eventually(lambda: not bubble.control(CANCEL)["enabled"], what="the button's effect")
+    held.go()
+    assert raw.line().startswith(b"+OK")
+    raw.ended()
+    raw = client(one).login(held.upstream.port)
+    assert raw.stat()[0] == 3
+    raw.quit()
+    assert held.upstream.count("RETR 3") == 1
+    assert b"(message kept from an earlier session)" in one.server_log()
+
+
 def test_the_keyboard_in_the_bubble(program, session, desktop, other_window):
     """It comes by a click on the button, never by itself, and goes back with Esc."""
     one = program()
