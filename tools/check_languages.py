@@ -4,7 +4,7 @@
 
 Without FILE all of resources/languages/. Prints one line per fault and exits with 1 if there is any. What is
 missing is a fault in a language that is to be complete (German); of others it is counted, and --missing lists
-it. The console's own texts (300 to 399) may be missing in all of them. check_languages.py --template prints an empty file with every original, for a new language.
+it. The console's own texts (300 to 399, 700 to 799) may be missing in all of them. check_languages.py --template prints an empty file with every original, for a new language.
 docs/TRANSLATING.md describes the format and what is checked.
 """
 import argparse
@@ -15,7 +15,7 @@ from pathlib import Path
 
 TOP = Path(__file__).resolve().parent.parent
 COMPLETE = {"German"}
-CONSOLE = range(300, 400)
+CONSOLE = {*range(300, 400), *range(700, 800)}
 
 # Filled in with these a tip of the tray icon has at most 63 characters and a line of the bubble 99.
 TYPICAL = {"s": "pop3.example.com", "i": "1234", "f": "1234.5"}

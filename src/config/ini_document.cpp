@@ -148,6 +148,10 @@ std::vector<IniEntry> IniDocument::Section(std::string_view section) const {
   return entries;
 }
 
+bool IniDocument::CanHoldKey(std::string_view key) {
+  return CanBeKey(Trim(WithoutControlBytes(key)));
+}
+
 bool IniDocument::Set(std::string_view section, std::string_view key, std::string_view value) {
   const std::string clean_key = WithoutControlBytes(key);
   const std::string_view name = Trim(clean_key);

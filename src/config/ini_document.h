@@ -47,6 +47,9 @@ class IniDocument {
   // Removes the first line of that key; true when there was one.
   bool Remove(std::string_view section, std::string_view key);
 
+  // Whether Set takes the key.
+  static bool CanHoldKey(std::string_view key);
+
   // The file's bytes. Lines end with CR LF, or with LF alone when all of them did: a file that was edited on
   // another system keeps the lines that nobody touched as they were.
   std::string Serialise() const;

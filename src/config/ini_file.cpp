@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "config/ini_file.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "config/leading_integer.h"
@@ -66,6 +67,22 @@ bool IniFile::WriteInteger(std::string_view section, std::string_view key, std::
 
 bool IniFile::RemoveKey(std::string_view section, std::string_view key) {
   return Update([&](IniDocument& document) { document.Remove(section, key); });
+}
+
+bool IniFile::Write(std::span<const IniChange> changes) {
+  const auto holds = [](const IniChange& change) { return IniDocument::CanHoldKey(change.key); };
+  if (!std::all_of(changes.begin(), changes.end(), holds)) return false;
+  if (changes.empty()) return true;
+  return Update([changes](IniDocument& document) {
+    for (const IniChange& change : changes) {
+      if (!change.value) {
+        while (document.Remove(change.section, change.key)) {
+        }
+      } else if (document.Find(change.section, change.key) != *change.value) {
+        document.Set(change.section, change.key, *change.value);
+      }
+    }
+  });
 }
 
 bool IniFile::Update(const std::function<void(IniDocument&)>& change) {

@@ -9,6 +9,8 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,6 +19,13 @@
 #include "platform/files.h"
 
 namespace quillbeaker {
+
+// One key to write, or, without a value, to remove.
+struct IniChange {
+  std::string section;
+  std::string key;
+  std::optional<std::string> value;
+};
 
 class IniFile {
  public:
@@ -46,6 +55,10 @@ class IniFile {
   bool WriteString(std::string_view section, std::string_view key, std::string_view value);
   bool WriteInteger(std::string_view section, std::string_view key, std::int32_t value);
   bool RemoveKey(std::string_view section, std::string_view key);
+  // All of them or none, in one load-change-save step: a reader never sees some of them. A key that already
+  // has its value keeps its line as a person wrote it, quotes included. A removal takes every line of its
+  // key.
+  [[nodiscard]] bool Write(std::span<const IniChange> changes);
   // Any number of changes in one load-change-save step. `change` must not call this object.
   bool Update(const std::function<void(IniDocument&)>& change);
 

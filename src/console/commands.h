@@ -18,6 +18,7 @@ int Learn(Program& program, const LearnOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
 int ManageBin(Program& program, const BinOptions& options);
 int ManageTraining(Program& program, const TrainingOptions& options);
+int ManageSettings(Program& program, const SettingsOptions& options);
 int ShowStatistics(Program& program, const StatsOptions& options);
 
 }  // namespace quillbeaker

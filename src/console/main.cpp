@@ -27,6 +27,7 @@ struct Execute {
   int operator()(const SendersOptions& options) const { return ManageSenders(program, options); }
   int operator()(const BinOptions& options) const { return ManageBin(program, options); }
   int operator()(const TrainingOptions& options) const { return ManageTraining(program, options); }
+  int operator()(const SettingsOptions& options) const { return ManageSettings(program, options); }
   int operator()(const StatsOptions& options) const { return ShowStatistics(program, options); }
 };
 

@@ -43,6 +43,7 @@ class CommandLineParser {
     AddSenders();
     AddBin();
     AddTraining();
+    AddSettings();
     AddStats();
   }
 
@@ -234,6 +235,34 @@ class CommandLineParser {
     AddTrainingAction(*training, "learn", "Learn from the marked messages and remove them", kLearn, false);
   }
 
+  CLI::App* AddSettingsAction(CLI::App& parent, const char* name, const char* help,
+                              SettingsOptions::Action action) {
+    CLI::App* command = AddCommand(parent, name, help);
+    command->callback([this, action] {
+      settings_.action = action;
+      result_.command = settings_;
+    });
+    if (action != SettingsOptions::Action::kList) {
+      AsGiven(
+          command->add_option("NAME", settings_.name, "Name of a setting, as \"settings list\" prints it"))
+          ->required();
+    }
+    return command;
+  }
+
+  void AddSettings() {
+    using enum SettingsOptions::Action;
+    CLI::App* settings = AddCommand(app_, "settings", "What can be set in the configuration");
+    settings->require_subcommand(1);
+    AddSettingsAction(*settings, "list", "Print all settings", kList)
+        ->add_flag("--json", settings_.json, "As a JSON array");
+    AddSettingsAction(*settings, "get", "Print the value of a setting", kGet)
+        ->add_flag("--json", settings_.json, "As a JSON object");
+    CLI::App* set = AddSettingsAction(*settings, "set", "Change a setting", kSet);
+    AsGiven(set->add_option("VALUE", settings_.value, "The new value, numbers in the unit of the list"))
+        ->required();
+  }
+
   void AddStats() {
     CLI::App* stats = AddCommand(app_, "stats", "Spam of the last 30 days");
     stats->add_flag("--json", stats_.json, "As a JSON object");
@@ -252,6 +281,7 @@ class CommandLineParser {
   bool is_blocked_ = false;  // the other choice to is_friend
   BinOptions bin_;
   TrainingOptions training_;
+  SettingsOptions settings_;
   StatsOptions stats_;
 };
 

@@ -75,6 +75,13 @@ struct TrainingOptions {
   bool json = false;
 };
 
+struct SettingsOptions {
+  enum class Action { kList, kGet, kSet } action = Action::kList;
+  std::string name;
+  std::string value;
+  bool json = false;
+};
+
 struct StatsOptions {
   bool json = false;
 };
@@ -90,7 +97,7 @@ struct LearnOptions {
 
 using CommandOptions =
     std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, ExplainOptions, LearnOptions,
-                 SendersOptions, BinOptions, TrainingOptions, StatsOptions>;
+                 SendersOptions, BinOptions, TrainingOptions, SettingsOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

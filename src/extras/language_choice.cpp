@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "extras/language_choice.h"
 
+#include <utility>
+
 #include "config/ascii.h"
 #include "config/keys.h"
 #include "message/display_text.h"
@@ -60,6 +62,21 @@ std::optional<Language> FindLanguage(const std::string& directory, std::string_v
     }
   }
   return related;
+}
+
+std::vector<LanguageInformation> ListLanguages(const std::string& directory) {
+  std::vector<LanguageInformation> languages;
+  for (const std::string& name : ListFiles(directory, kLanguageFilePattern.substr(1))) {
+    if (!FitsConfiguration(name) || !IsBareFileName(name)) continue;
+    if (auto language = LoadLanguage(directory, name)) languages.push_back(std::move(language->information));
+  }
+  return languages;
+}
+
+bool IsLanguageChoice(const Program& program, std::string_view value) {
+  if (value.empty() || EqualsIgnoringCase(value, "default")) return true;
+  if (!FitsConfiguration(value) || !IsBareFileName(value)) return false;
+  return LoadLanguage(program.environment.program_directory, std::string(value)).has_value();
 }
 
 std::optional<Language> LoadSetLanguage(const Program& program) {

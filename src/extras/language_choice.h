@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "config/program.h"
 #include "extras/language_file.h"
@@ -34,6 +35,11 @@ bool WriteLanguageSetting(Program& program, const LanguageInformation& chosen);
 // language, in the order of their names. A broken file counts as none.
 std::optional<Language> FindLanguage(const std::string& directory, std::string_view pattern,
                                      std::uint16_t language_id);
+
+// The languages of the directory that can be chosen, in the order of their file names; a broken file is none.
+std::vector<LanguageInformation> ListLanguages(const std::string& directory);
+// Whether the key Language may be set to that value, UTF-8: empty, "default", or the name of such a file.
+bool IsLanguageChoice(const Program& program, std::string_view value);
 
 // The language that the setting names; nothing for English: built-in, missing, broken or left to the user.
 std::optional<Language> LoadSetLanguage(const Program& program);

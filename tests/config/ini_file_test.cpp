@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -186,6 +187,58 @@ TEST_F(IniFileTest, ManyChangesAreOneStep) {
     document.Remove("A", "x");
   }));
   EXPECT_EQ(Get(), "[A]\r\ny=2\r\n[B]\r\nz=3\r\n");
+}
+
+TEST_F(IniFileTest, ChangesAreWrittenTogetherAndTheRestStays) {
+  Put("; mine\r\n[A]\r\nx = 1\r\nodd line\r\ngone=1\r\nGONE=2\r\n\r\n[C]\r\nk=v\r\n");
+  const std::vector<IniChange> changes = {
+      {"a", "X", "2"}, {"A", "y", "new"}, {"A", "gone", std::nullopt}, {"B", "z", "3"}};
+  EXPECT_TRUE(file.Write(changes));
+  EXPECT_EQ(Get(), "; mine\r\n[A]\r\nx = 2\r\nodd line\r\ny=new\r\n\r\n[C]\r\nk=v\r\n[B]\r\nz=3\r\n");
+}
+
+TEST_F(IniFileTest, ChangesToTheValuesThatAreThereTouchNothing) {
+  Put("[A]\nx = \"1\"\ny='two'");  // quotes, and no end of the last line
+  Age();
+  const auto before = Written();
+  const std::vector<IniChange> changes = {{"A", "x", "1"}, {"A", "y", "two"}, {"A", "none", std::nullopt}};
+  EXPECT_TRUE(file.Write(changes));
+  EXPECT_TRUE(file.Write({}));
+  EXPECT_EQ(Written(), before);
+  EXPECT_EQ(Get(), "[A]\nx = \"1\"\ny='two'");
+}
+
+TEST_F(IniFileTest, OneChangeThatTheFileCanNotHoldKeepsAllFromIt) {
+  Put("[A]\r\nx=1\r\n");
+  const std::vector<IniChange> changes = {{"A", "x", "2"}, {"A", "y=z", "3"}};
+  EXPECT_FALSE(file.Write(changes));
+  EXPECT_EQ(Get(), "[A]\r\nx=1\r\n");
+}
+
+TEST_F(IniFileTest, ChangesCanAddNoLine) {
+  const std::vector<IniChange> changes = {{"A", "x", "1\r\n[SERVER]\r\nPort=1"}};
+  EXPECT_TRUE(file.Write(changes));
+  EXPECT_EQ(Get(), "[A]\r\nx=1  [SERVER]  Port=1\r\n");
+}
+
+TEST_F(IniFileTest, AReaderSeesAllOfTheChangesOrNone) {
+  std::thread writer([this] {
+    for (int i = 1; i <= 200; ++i) {
+      const std::string value = std::to_string(i);
+      const std::vector<IniChange> changes = {{"A", "x", value}, {"B", "y", value}};
+      EXPECT_TRUE(file.Write(changes));
+    }
+  });
+  const IniFile other(directory.PathOf("Quillbeaker.ini"));
+  std::string last;
+  int seen = 0;
+  while (last != "200" && seen < 100000) {
+    const auto document = other.Read();
+    last = document->Find("A", "x").value_or("");
+    EXPECT_EQ(document->Find("B", "y").value_or(""), last);
+    ++seen;
+  }
+  writer.join();
 }
 
 TEST_F(IniFileTest, AWriteThatChangesNothingRewritesNothing) {

@@ -58,7 +58,7 @@ def test_files_that_are_named_exist(name):
 
 @pytest.mark.parametrize("name", DOCUMENTS)
 def test_commands_that_are_shown_exist(name):
-    for command in set(re.findall(r"quillbeaker-cli ((?:senders|bin) )?([a-z]+)", text_of(name))):
+    for command in set(re.findall(r"quillbeaker-cli ((?:senders|bin|settings) )?([a-z]+)", text_of(name))):
         words = " ".join(command).split()
         if command[1] in ("run", "inspect", "serialise", "classify", "explain", "learn") or command[0]:
             assert run_cli(*words, "--help").returncode == 0, words

@@ -53,7 +53,7 @@ SecurityChoice ChooseSecurity(const Program& program, const std::string& host,
     bool names_port;
   } places[] = {{sections::kSecurity, address.Key(), true},
                 {sections::kSecurity, address.KeyHost(), false},
-                {sections::kServer, "Security", false}};
+                {keys::kSecurity.section, std::string(keys::kSecurity.name), false}};
   for (const auto& place : places) {
     const auto setting = ReadSetting(*configuration, place.section, place.key);
     if (!setting) continue;
