@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One page of the settings dialog: what its window calls. Presenters of this kind are for the settings dialog
+// to come; until then only tests call them.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "config/settings.h"
+#include "ui/presenter/page_view.h"
+
+namespace quillbeaker {
+
+// A port that a program of this computer listens on.
+struct PortUse {
+  int port = 0;
+  std::string program;  // its name, UTF-8; empty where the system does not tell
+  bool is_own = false;  // this very process
+};
+
+// What the pages ask of the system, and of the rest of the program.
+struct SettingsSurroundings {
+  Program& program;
+  std::function<bool()> starts_with_system;
+  std::function<bool(bool starts)> set_starts_with_system;  // false when that failed
+  bool can_fade = true;
+  std::function<std::vector<PortUse>()> ports_in_use;
+  // Commands of the main window by their numbers; one that nobody can run yet is greyed.
+  std::function<bool(int command)> can_run;
+  std::function<void(int command)> run;
+};
+
+// What one press of OK gathers from the pages that were shown.
+struct AppliedSettings {
+  SettingChanges changes;
+  bool restart_needed = false;
+  bool start_not_saved = false;  // the system did not take the start at log-on
+};
+
+// One thread.
+class SettingsPage {
+ public:
+  virtual ~SettingsPage() = default;
+
+  // Once, when the controls are there.
+  virtual void Load() = 0;
+  // A button or check box was pressed.
+  virtual void Pressed(int /*control*/) {}
+  // The text of an edit field is another one.
+  virtual void Edited(int /*control*/) {}
+  // The focus left an edit field.
+  virtual void Left(int /*control*/) {}
+  // Another entry of a list was chosen.
+  virtual void Chosen(int /*control*/) {}
+  // Adds what OK writes.
+  virtual void Apply(AppliedSettings& applied) = 0;
+};
+
+}  // namespace quillbeaker

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "ui/presenter/spam_words_page.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "config/ascii.h"
+#include "config/texts.h"
+#include "message/display_text.h"
+#include "ui/presenter/expression_dialog.h"
+#include "ui/resource.h"
+
+namespace quillbeaker {
+namespace {
+
+constexpr std::size_t kWordColumn = 0;
+
+bool IsSameRow(const SpamWord& a, const SpamWord& b) {
+  return a.predefined == b.predefined && EqualsIgnoringCase(a.word, b.word);
+}
+
+}  // namespace
+
+SpamWordsPage::SpamWordsPage(const SettingsSurroundings& surroundings, ListPageView& view)
+    : surroundings_(surroundings), view_(view) {}
+
+void SpamWordsPage::Load() {
+  const Program& program = surroundings_.program;
+  for (SpamWord& word : ReadSpamWords(program)) {
+    (word.predefined ? predefined_ : user_).push_back(std::move(word));
+  }
+  view_.SetChecked(WORDS_SHOW_PREDEFINED, program.Read(keys::kShowPredefinedWords) != 0);
+  ListRows();
+  ShowRows({});
+  is_disabled_ = program.Read(keys::kEnable) == 0 || program.Read(keys::kFilterWordEnable) == 0;
+  if (is_disabled_) view_.DisablePage();
+}
+
+void SpamWordsPage::ListRows() {
+  rows_ = user_;
+  if (view_.IsChecked(WORDS_SHOW_PREDEFINED)) {
+    rows_.insert(rows_.end(), predefined_.begin(), predefined_.end());
+  }
+  // The words in lower case once: comparing is what sorting does most.
+  std::vector<std::pair<std::string, std::size_t>> order;
+  order.reserve(rows_.size());
+  for (std::size_t i = 0; i < rows_.size(); ++i) order.emplace_back(LowerAscii(rows_[i].word), i);
+  std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
+    const SpamWord& first = rows_[a.second];
+    const SpamWord& second = rows_[b.second];
+    if (sorted_by_ != kWordColumn && first.probability != second.probability) {
+      return (first.probability < second.probability) != is_descending_;
+    }
+    if (a.first != b.first) return (a.first < b.first) != (sorted_by_ == kWordColumn && is_descending_);
+    return std::tie(first.predefined, a.second) < std::tie(second.predefined, b.second);
+  });
+  std::vector<SpamWord> sorted;
+  sorted.reserve(rows_.size());
+  for (const auto& [lower, place] : order) sorted.push_back(std::move(rows_[place]));
+  rows_ = std::move(sorted);
+}
+
+void SpamWordsPage::ShowRows(const std::vector<std::size_t>& selected) {
+  view_.RowsChanged(rows_.size());
+  if (!selected.empty()) view_.SelectRows(selected);
+  view_.SetText(WORDS_COUNT, Format(Text::kEntryCount, {std::to_string(rows_.size())}));
+  SelectionChanged();
+}
+
+void SpamWordsPage::SelectionChanged() {
+  if (is_disabled_) return;
+  const std::size_t selected = view_.SelectedRows().size();
+  view_.Enable(WORDS_EDIT, selected == 1);
+  view_.Enable(WORDS_DELETE, selected > 0);
+}
+
+std::vector<std::string> SpamWordsPage::Columns() const {
+  return {std::string(TextOf(Text::kExpression)), std::string(TextOf(Text::kProbabilityOfExpression))};
+}
+
+std::string SpamWordsPage::RowText(std::size_t row, std::size_t column) const {
+  if (row >= rows_.size()) return {};
+  return column == kWordColumn ? DisplayLine(rows_[row].word) : std::to_string(rows_[row].probability) + " %";
+}
+
+std::vector<SpamWord> SpamWordsPage::SelectedWords() const {
+  std::vector<SpamWord> words;
+  for (const std::size_t row : view_.SelectedRows()) {
+    if (row < rows_.size()) words.push_back(rows_[row]);
+  }
+  return words;
+}
+
+std::vector<std::size_t> SpamWordsPage::RowsOf(const std::vector<SpamWord>& words) const {
+  std::vector<std::size_t> found;
+  for (std::size_t row = 0; row < rows_.size() && !words.empty(); ++row) {
+    const auto is_this = [&](const SpamWord& word) { return IsSameRow(word, rows_[row]); };
+    if (std::any_of(words.begin(), words.end(), is_this)) found.push_back(row);
+  }
+  return found;
+}
+
+void SpamWordsPage::SortBy(std::size_t column) {
+  is_descending_ = column == sorted_by_ && !is_descending_;
+  sorted_by_ = column;
+  const std::vector<SpamWord> selected = SelectedWords();
+  ListRows();
+  ShowRows(RowsOf(selected));
+}
+
+void SpamWordsPage::Pressed(int control) {
+  if (is_disabled_) return;
+  switch (control) {
+    case WORDS_ADD:
+      Add();
+      break;
+    case WORDS_EDIT:
+      Edit();
+      break;
+    case WORDS_DELETE:
+      Delete();
+      break;
+    case WORDS_SHOW_PREDEFINED: {
+      const std::vector<SpamWord> selected = SelectedWords();
+      ListRows();
+      ShowRows(RowsOf(selected));
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+bool SpamWordsPage::IsListed(const std::string& word) const {
+  return std::any_of(rows_.begin(), rows_.end(),
+                     [&word](const SpamWord& row) { return EqualsIgnoringCase(row.word, word); });
+}
+
+void SpamWordsPage::SetUserWord(const std::string& word, std::int32_t probability) {
+  const auto found = std::find_if(user_.begin(), user_.end(), [&word](const SpamWord& user) {
+    return EqualsIgnoringCase(user.word, word);
+  });
+  const std::string key = found == user_.end() ? word : found->word;
+  RemoveUserWord(word);
+  user_.push_back({key, probability, false});
+  changes_[LowerAscii(word)].last.value = std::to_string(probability);
+}
+
+// Every line of the word: a file written by hand may have several, and each counts.
+void SpamWordsPage::RemoveUserWord(const std::string& word) {
+  const auto is_this = [&word](const SpamWord& user) { return EqualsIgnoringCase(user.word, word); };
+  Change& change = changes_[LowerAscii(word)];
+  change.last = {std::string(sections::kProbabilities), word, std::nullopt};
+  change.replaces_lines = std::erase_if(user_, is_this) > 1 || change.replaces_lines;
+}
+
+void SpamWordsPage::Add() {
+  ExpressionDialog dialog([this](const std::string& word) { return IsListed(word); });
+  if (!view_.Run(DIALOG_EXPRESSION, dialog)) return;
+  SetUserWord(dialog.expression(), dialog.probability());
+  ListRows();
+  ShowRows(RowsOf({{dialog.expression(), dialog.probability(), false}}));
+}
+
+void SpamWordsPage::Edit() {
+  const std::vector<SpamWord> selected = SelectedWords();
+  if (selected.size() != 1) return;
+  ExpressionDialog dialog(selected.front().word, selected.front().probability);
+  if (!view_.Run(DIALOG_EXPRESSION, dialog)) return;
+  // A predefined word gets a row of the user's beside its own, and both count.
+  SetUserWord(selected.front().word, dialog.probability());
+  ListRows();
+  ShowRows(RowsOf({{selected.front().word, dialog.probability(), false}}));
+}
+
+void SpamWordsPage::Delete() {
+  const std::vector<std::size_t> rows = view_.SelectedRows();
+  const std::vector<SpamWord> selected = SelectedWords();
+  if (selected.empty()) return;
+  if (std::any_of(selected.begin(), selected.end(), [](const SpamWord& word) { return word.predefined; })) {
+    view_.Warn(TextOf(Text::kPredefinedExpression));
+    return;
+  }
+  const std::string question =
+      selected.size() == 1 ? Format(Text::kDeleteFromListQuestion, {DisplayLine(selected.front().word)})
+                           : Format(Text::kDeleteSeveralQuestion, {std::to_string(selected.size())});
+  if (!view_.Ask(question)) return;
+  for (const SpamWord& word : selected) RemoveUserWord(word.word);
+  ListRows();
+  if (rows_.empty()) {
+    ShowRows({});
+  } else {
+    ShowRows({std::min(rows.front(), rows_.size() - 1)});
+  }
+}
+
+void SpamWordsPage::Edited(int control) {
+  if (control == WORDS_SEARCH) Search();
+}
+
+// The first row that begins with the text, else the first that has it anywhere.
+void SpamWordsPage::Search() {
+  const std::string text = Latin1FromTyped(view_.TextIn(WORDS_SEARCH));
+  if (text.empty()) return;
+  const auto find = [this](const auto& matches) { return std::find_if(rows_.begin(), rows_.end(), matches); };
+  auto found = find([&text](const SpamWord& row) { return StartsWithIgnoringCase(row.word, text); });
+  if (found == rows_.end()) {
+    found = find(
+        [&text](const SpamWord& row) { return FindIgnoringCase(row.word, text) != std::string_view::npos; });
+  }
+  if (found == rows_.end()) return;
+  view_.SelectRows({static_cast<std::size_t>(found - rows_.begin())});
+  SelectionChanged();
+}
+
+bool SpamWordsPage::ClearSearch() {
+  if (view_.TextIn(WORDS_SEARCH).empty()) return false;
+  view_.SetText(WORDS_SEARCH, "");
+  return true;
+}
+
+void SpamWordsPage::Apply(AppliedSettings& applied) {
+  if (is_disabled_) return;
+  applied.changes.Set({&keys::kShowPredefinedWords, nullptr},
+                      view_.IsChecked(WORDS_SHOW_PREDEFINED) ? "1" : "0");
+  for (const auto& [word, change] : changes_) {
+    if (change.replaces_lines && change.last.value) {
+      applied.changes.user_spam_words.push_back({change.last.section, change.last.key, std::nullopt});
+    }
+    applied.changes.user_spam_words.push_back(change.last);
+  }
+}
+
+}  // namespace quillbeaker
