@@ -69,11 +69,6 @@ packages_fuzz='
 clang                        compiles the fuzz targets
 libclang-rt-14-dev           libFuzzer itself
 '
-packages_coverage='
-clang                        compiles the programs that count
-libclang-rt-14-dev           the counting itself
-llvm                         sums the counts
-'
 
 package_is_installed() {
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -103,7 +98,7 @@ as_root() {
 }
 
 # ensure_packages GROUP...: installs the missing packages of the groups (build, demo, unit, test, torture, windows, fuzz,
-# coverage, bench, derive).
+# bench, derive).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do
