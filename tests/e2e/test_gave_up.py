@@ -241,6 +241,8 @@ def test_memory_that_cannot_be_had_ends_the_session_and_not_the_program(proxy, c
     raw.ended()
     one.wait_for_output("not enough memory")
     assert b"(out of memory, the session ends)" in one.client_log()
+    one.wait_for_output("ended without QUIT")
+    assert "gave up" not in one.output(), "it was not the mail program"
     assert client(one).ask("STAT") == b"+OK 0 0"
 
 

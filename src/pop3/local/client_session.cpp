@@ -35,13 +35,15 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, ProxyMem
 void ClientSession::Run() {
   wire_.OpenLog();
   observer_.SessionBegins();
-  check_.Begin();
-  wire_.SendOk("Ready");
-  wire_.Flush();
   try {
+    check_.Begin();
+    wire_.SendOk("Ready");
+    wire_.Flush();
     ServeCommands();
   } catch (const std::bad_alloc&) {
-    // What was filed or deleted so far stands; everything else is met again at the next check.
+    // What was filed or deleted so far stands; everything else is met again at the next check, and nothing is
+    // kept in memory for it.
+    check_.ViewAnswered();
     observer_.ShowStatus(TextOf(Text::kOutOfMemory));
     wire_.LogMarker("(out of memory, the session ends)");
   }
