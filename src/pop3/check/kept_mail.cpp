@@ -47,11 +47,6 @@ void KeptMail::Forget(const MailboxName& mailbox) {
   if (account != accounts_.end()) Remove(account);
 }
 
-std::size_t KeptMail::CountOf(const MailboxName& mailbox) {
-  const auto account = Find(mailbox);
-  return account == accounts_.end() ? 0 : account->messages.size();
-}
-
 void KeptMail::ForgetOld() {
   constexpr std::uint32_t kLongest = kMinutes * 60 * 1000;
   const std::uint32_t now = environment_.tick_count();

@@ -36,7 +36,6 @@ class KeptMail {
   void Forget(const MailboxName& mailbox);
 
   std::uint64_t bytes() const { return bytes_; }
-  std::size_t CountOf(const MailboxName& mailbox);
 
  private:
   using Key = std::pair<std::string, std::uint32_t>;  // unique id, listed size

@@ -451,10 +451,18 @@ void MailCheck::KeepForNextTry() {
       kept_.Keep(mailbox_.name(), *entry.unique_id, entry.listed_size, entry.message, limit);
     }
   }
+  // While the mailbox is being listed nobody knows how much there is.
   if (!cancelled && !watch_.ProgramEnds() && new_count_ > 0) {
-    observer_.ClientGaveUp(summary_.account, static_cast<std::uint32_t>(kept_.CountOf(mailbox_.name())),
-                           new_count_);
+    observer_.ClientGaveUp(summary_.account, CountReady(), new_count_);
   }
+}
+
+// Kept mail that has left the server since is not counted.
+std::uint32_t MailCheck::CountReady() const {
+  return static_cast<std::uint32_t>(std::ranges::count_if(mailbox_, [this](const MessageEntry& entry) {
+    return entry.unique_id_is_its_own && entry.fate != Fate::kKnown &&
+           kept_.Has(mailbox_.name(), *entry.unique_id, entry.listed_size);
+  }));
 }
 
 }  // namespace quillbeaker

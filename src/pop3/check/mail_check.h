@@ -117,6 +117,7 @@ class MailCheck {
   void ForgetConfirmed(const Pop3Client::Farewell& farewell);
   void TellOfQuit(const Pop3Client::Farewell& farewell);
   void KeepForNextTry();
+  std::uint32_t CountReady() const;
 
   Program& program_;
   Watch& watch_;

@@ -195,6 +195,18 @@ TEST_F(MailCheckTest, OfAClientThatGoesBeforeAnythingIsListedThereIsNothingToTel
   EXPECT_EQ(std::ranges::count(person_.told, "client gave up 0 of 0"), 0);
 }
 
+TEST_F(MailCheckTest, KeptMailThatHasLeftTheServerIsNotReady) {
+  auto message = std::make_shared<MailMessage>();
+  message->ParseText(MailOf(9));
+  ASSERT_TRUE(kept_.Keep({"127.0.0.1", server_.port(), "jane"}, "deleted meanwhile", 9, message, 1'000'000));
+  ASSERT_TRUE(LogIn());
+  server_.Answer("RETR 1", ScriptedPop3Server::kSilence);
+  server_.OnCommand("RETR 1", [this] { client_gone_ = true; });
+  EXPECT_EQ(check_.BuildView().stopped, Stop::kClientGone);
+  check_.End();
+  EXPECT_EQ(std::ranges::count(person_.told, "client gave up 2 of 3"), 1);
+}
+
 TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitWhileAQuestionStands) {
   world_.Configure("", "[SERVER]\r\nTimeout=1\r\n");
   ASSERT_TRUE(LogIn());
