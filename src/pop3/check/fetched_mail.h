@@ -25,7 +25,7 @@ class FetchedMail {
   [[nodiscard]] bool Hold(MessageEntry& entry, std::string text);
   // The same for a message that is held in memory elsewhere.
   void Hold(MessageEntry& entry, std::shared_ptr<const MailMessage> message);
-  // The entry was judged: what is in the file as well leaves the memory.
+  // Nobody works on the entry any more: what is in the file as well leaves the memory.
   static void Settle(MessageEntry& entry);
   // The entry's message, read again when it is in the file; null when it was never fetched or cannot be read.
   std::shared_ptr<const MailMessage> MessageOf(const MessageEntry& entry) const;

@@ -214,7 +214,11 @@ bool MailCheck::Fetch(MessageEntry& entry) {
     client_.LogMarker('C', "(message completely restored from recycle bin)");
     return true;
   }
-  return FetchFromServer(entry) == FetchResult::kFetched;
+  if (FetchFromServer(entry) != FetchResult::kFetched) {
+    return false;
+  }
+  FetchedMail::Settle(entry);
+  return true;
 }
 
 FetchResult MailCheck::FetchFromServer(MessageEntry& entry) {

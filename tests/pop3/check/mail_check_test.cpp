@@ -186,6 +186,17 @@ TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitForASilentServer) {
   EXPECT_EQ(std::ranges::count(person_.told, "client gave up 1 of 3"), 1);
 }
 
+TEST_F(MailCheckTest, MailBeyondTheLimitLeavesTheMemoryAlsoWhenNoViewWasBuilt) {
+  world_.Configure("", "[SERVER]\r\nSessionMegabytes=0\r\n");
+  ASSERT_TRUE(LogIn());
+  ASSERT_TRUE(check_.HasMessages());
+  MessageEntry& entry = *check_.mailbox().FindByServerNumber(1);
+  ASSERT_TRUE(check_.Fetch(entry));
+  EXPECT_EQ(entry.message, nullptr);
+  ASSERT_NE(check_.MessageOf(entry), nullptr);
+  EXPECT_EQ(check_.MessageOf(entry)->size(), entry.size);
+}
+
 TEST_F(MailCheckTest, OfAClientThatGoesBeforeAnythingIsListedThereIsNothingToTell) {
   server_.Answer("LIST", ScriptedPop3Server::kSilence);
   server_.OnCommand("LIST", [this] { client_gone_ = true; });
