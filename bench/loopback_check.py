@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """A mail check of 1,000 good mails on the loopback, with filter and learning as delivered, by curl, mpop and poplib.
 
-Two ratios for each client, both ways taken in turn in one run: the time from its connecting to its QUIT against that through
+Two ratios for each client, both ways taken in turn in one run: the time from its login to its QUIT against that through
 a bare relay, which asks one message ahead and keeps nothing; and the time that the answer to QUIT takes against a plain loop
 that writes the same files. First at Dovecot, then at a server that costs next to nothing and so hides nothing."""
 

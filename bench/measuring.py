@@ -111,7 +111,7 @@ print(count)
 
 class Client:
     """One run of a mail client that fetches a whole mailbox; `seconds` is its wall time, `to_quit` the time from its
-    connecting to its QUIT and `quit` that from there to the answer (both only in clear)."""
+    login to its QUIT and `quit` that from there to the answer (both only in clear)."""
 
     def __init__(self, name, port, user, count, authority=None):
         self.folder = tempfile.mkdtemp(prefix="cl-", dir=MEMORY)
