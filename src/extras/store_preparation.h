@@ -17,7 +17,7 @@ struct StartUpNotices {
 
 // Makes the directories, takes dropped message files into the recycle bin, rebuilds a missing or damaged
 // index, erases message files that a filing left when it was cut off, converts spam words of the older
-// format. In this order.
+// format. In this order. A step that memory does not suffice for is left out.
 void PrepareStores(Program& program, const StartUpNotices& notices);
 
 }  // namespace quillbeaker

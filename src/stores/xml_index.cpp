@@ -6,7 +6,11 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <mutex>
+#include <new>
+#include <utility>
 
 #include "config/leading_integer.h"
 #include "platform/files.h"
@@ -29,10 +33,60 @@ const xmlChar* AsXml(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
 }
 
+// libxml2 tells a caller little or nothing of memory that it did not get: a document that it could not hold
+// reads like a damaged one, an attribute like a missing one. Files would be replaced on the strength of that,
+// so its allocations are ours, and each function here throws when one of them has failed.
+thread_local bool allocation_failed = false;
+
+void* Noted(void* memory) {
+  if (memory == nullptr) allocation_failed = true;
+  return memory;
+}
+
+void* Allocate(std::size_t size) {
+  return Noted(std::malloc(std::max<std::size_t>(size, 1)));
+}
+
+void* Reallocate(void* memory, std::size_t size) {
+  return Noted(std::realloc(memory, std::max<std::size_t>(size, 1)));
+}
+
+char* Duplicate(const char* text) {
+  const std::size_t size = std::strlen(text) + 1;
+  void* const copy = Allocate(size);
+  return copy == nullptr ? nullptr : static_cast<char*>(std::memcpy(copy, text, size));
+}
+
+void ThrowIfOutOfMemory() {
+  if (std::exchange(allocation_failed, false)) throw std::bad_alloc();
+}
+
 void InitialiseParser() {
   static std::once_flag once;
-  std::call_once(once, xmlInitParser);
+  std::call_once(once, [] {
+    xmlMemSetup(std::free, Allocate, Reallocate, Duplicate);
+    xmlInitParser();
+    ThrowIfOutOfMemory();
+  });
 }
+
+// Takes the reports of memory that ran out, which libxml2 prints on the error output otherwise, with the line
+// of the file that it was at.
+void Ignore(void*, xmlErrorPtr) {}
+
+class NoReports {
+ public:
+  NoReports() : function_(xmlStructuredError), context_(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, Ignore);
+  }
+  NoReports(const NoReports&) = delete;
+  NoReports& operator=(const NoReports&) = delete;
+  ~NoReports() { xmlSetStructuredErrorFunc(context_, function_); }
+
+ private:
+  xmlStructuredErrorFunc function_;
+  void* context_;
+};
 
 // The bytes are handed over in pieces: given whole, a document of more than 10 MB with long attributes meets
 // a limit of the parser's look-ahead.
@@ -86,7 +140,9 @@ void DropCutValue(void* context, xmlErrorPtr error) {
 XmlDocument Parse(std::string_view bytes, int more_options) {
   if (bytes.empty() || HasCrowdedTag(bytes)) return nullptr;
   InitialiseParser();
+  const NoReports no_reports;
   const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
+  ThrowIfOutOfMemory();
   if (parser == nullptr || parser->sax == nullptr) return nullptr;
   bool has_doctype = false;
   parser->_private = &has_doctype;
@@ -94,6 +150,7 @@ XmlDocument Parse(std::string_view bytes, int more_options) {
   if ((more_options & XML_PARSE_RECOVER) != 0) parser->sax->serror = DropCutValue;
   const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | more_options;
   XmlDocument document(xmlCtxtReadIO(parser.get(), ReadPiece, nullptr, &bytes, nullptr, nullptr, options));
+  ThrowIfOutOfMemory();
   if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
   return document;
 }
@@ -175,7 +232,9 @@ XmlDocument RecoverXml(std::string_view bytes) {
 XmlDocument NewXmlDocument(const char* root_name) {
   InitialiseParser();
   XmlDocument document(xmlNewDoc(AsXml("1.0")));
+  ThrowIfOutOfMemory();
   xmlDocSetRootElement(document.get(), xmlNewDocNode(document.get(), nullptr, AsXml(root_name), nullptr));
+  ThrowIfOutOfMemory();
   return document;
 }
 
@@ -185,10 +244,12 @@ xmlNode* RootNamed(const XmlDocument& document, const char* name) {
 }
 
 std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted) {
+  const NoReports no_reports;
   xmlChar* bytes = nullptr;
   int size = 0;
   xmlDocDumpFormatMemoryEnc(document.get(), &bytes, &size, kEncoding, formatted ? 1 : 0);
   const XmlString owner(bytes);
+  ThrowIfOutOfMemory();
   if (bytes == nullptr || size <= 0) return std::nullopt;
   std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
   // What ISO-8859-1 lacks is written as a character reference, in an element's name too, where none is
@@ -204,7 +265,9 @@ bool SaveXmlFile(const XmlDocument& document, const std::string& path, bool form
 }
 
 xmlNode* AddElement(xmlNode* parent, const char* name) {
-  return xmlNewChild(parent, nullptr, AsXml(name), nullptr);
+  xmlNode* element = xmlNewChild(parent, nullptr, AsXml(name), nullptr);
+  ThrowIfOutOfMemory();
+  return element;
 }
 
 void RemoveElement(xmlNode* element) {
@@ -214,6 +277,7 @@ void RemoveElement(xmlNode* element) {
 
 bool AddCopy(xmlNode* parent, const xmlNode* element) {
   xmlNode* copy = xmlDocCopyNode(const_cast<xmlNode*>(element), parent->doc, 1);
+  ThrowIfOutOfMemory();
   return copy != nullptr && xmlAddChild(parent, copy) != nullptr;
 }
 
@@ -223,6 +287,7 @@ bool IsElement(const xmlNode* node, const char* name) {
 
 std::optional<std::string> Attribute(const xmlNode* element, const char* name) {
   const XmlString value(xmlGetNoNsProp(element, AsXml(name)));
+  ThrowIfOutOfMemory();
   if (value == nullptr) return std::nullopt;
   return Latin1FromUtf8(reinterpret_cast<const char*>(value.get()));
 }
@@ -234,6 +299,7 @@ std::uint32_t UnsignedAttribute(const xmlNode* element, const char* name) {
 void SetAttribute(xmlNode* element, const char* name, std::string_view latin1) {
   const std::string utf8 = Utf8FromLatin1(StorableText(latin1));
   xmlSetProp(element, AsXml(name), AsXml(utf8.c_str()));
+  ThrowIfOutOfMemory();
 }
 
 void RemoveAttribute(xmlNode* element, const char* name) {

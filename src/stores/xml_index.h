@@ -2,8 +2,8 @@
 #pragma once
 
 // An XML index file (ISO-8859-1) through libxml2: parsed from memory, hostile until parsed, saved atomically.
-// Attribute values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8. Knows no store: which elements mean
-// what is theirs. Any thread, one document on one thread at a time.
+// Attribute values are ISO-8859-1 bytes on our side; libxml2 sees UTF-8. Knows no store. Any thread, one
+// document on one thread at a time. Memory that runs out is std::bad_alloc from any function here.
 
 #include <libxml/tree.h>
 
@@ -42,7 +42,7 @@ std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
 
 // A new last child.
 xmlNode* AddElement(xmlNode* parent, const char* name);
-// A copy of an element of any document, as a new last child; false without memory.
+// A copy of an element of any document, as a new last child; false when none can be made.
 bool AddCopy(xmlNode* parent, const xmlNode* element);
 // Unlinks and frees the element.
 void RemoveElement(xmlNode* element);

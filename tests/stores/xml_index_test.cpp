@@ -3,17 +3,30 @@
 #include "stores/xml_index.h"
 
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/test_program.h"
+
+#ifdef __SANITIZE_ADDRESS__
+// Memory that cannot be had is a null pointer here, as everywhere else, and no end of the program.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+#endif
 
 namespace quillbeaker {
 namespace {
@@ -308,6 +321,72 @@ TEST(XmlIndexTest, ManyThreadsParseAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(parsed, std::vector<int>(4, 200));
+}
+
+// Lets the allocations of libxml2 fail from one of them on, by asking for more than there is anywhere.
+int allocations_left = 0;
+xmlMallocFunc real_malloc = nullptr;
+xmlReallocFunc real_realloc = nullptr;
+
+std::size_t SizeOrTooMuch(std::size_t size) {
+  return allocations_left-- > 0 ? size : static_cast<std::size_t>(PTRDIFF_MAX) - 4096;
+}
+void* ScarceMalloc(std::size_t size) {
+  return real_malloc(SizeOrTooMuch(size));
+}
+void* ScarceRealloc(void* memory, std::size_t size) {
+  return real_realloc(memory, SizeOrTooMuch(size));
+}
+
+class ScarceMemory {
+ public:
+  explicit ScarceMemory(int allocations) {
+    allocations_left = allocations;
+    real_malloc = std::exchange(xmlMalloc, ScarceMalloc);
+    real_realloc = std::exchange(xmlRealloc, ScarceRealloc);
+  }
+  ScarceMemory(const ScarceMemory&) = delete;
+  ScarceMemory& operator=(const ScarceMemory&) = delete;
+  ~ScarceMemory() {
+    xmlMalloc = real_malloc;
+    xmlRealloc = real_realloc;
+  }
+};
+
+// A store would replace a file that seems to be damaged, and purge a mail that seems to have no date.
+TEST(XmlIndexTest, MemoryThatRunsOutIsNeverADamagedFileOrAMissingAttribute) {
+  std::string rows;
+  for (int i = 0; i < 50; ++i) rows += "<row name=\"" + std::string(100, 'n') + "\" date=\"2452676\"/>";
+  const std::string file = Latin1File("<root>" + rows + "</root>");
+  ASSERT_NE(ParseXml(file), nullptr);
+  bool enough = false;
+  int failures = 0;
+  for (int allocations = 0; !enough; ++allocations) {
+    std::optional<std::string> dumped;
+    std::uint32_t date = 0;
+    bool thrown = false;
+    {
+      const ScarceMemory scarce(allocations);
+      try {
+        const XmlDocument document = ParseXml(file);
+        xmlNode* const root = RootNamed(document, "root");
+        if (root != nullptr) {
+          SetAttribute(AddElement(root, "row"), "name", "new");
+          date = UnsignedAttribute(xmlFirstElementChild(root), "date");
+          dumped = DumpXml(document, false);
+        }
+      } catch (const std::bad_alloc&) {
+        thrown = true;
+      }
+      enough = allocations_left > 0;
+    }
+    failures += thrown ? 1 : 0;
+    if (thrown) continue;
+    ASSERT_TRUE(dumped.has_value()) << "after " << allocations << " allocations";
+    EXPECT_EQ(date, 2452676u);
+    EXPECT_EQ(*dumped, Latin1File("<root>" + rows + "<row name=\"new\"/></root>\n"));
+  }
+  EXPECT_GT(failures, 100);
 }
 
 std::string TagOfAttributes(int count) {
