@@ -21,9 +21,13 @@ std::int32_t ReadKey(const IniDocument& document, const IntegerKey& key) {
 
 FilterSettings ReadFilterSettings(const Program& program) {
   FilterSettings settings;
-  settings.source = program.configuration.Read();
+  // Without the sender lists a friend's mail would be judged by its words, and without the switch mail of
+  // somebody who has switched the filter off. So a file that is there and cannot be read switches it off.
+  settings.source = program.configuration.ReadOrNull();
+  const bool readable = settings.source != nullptr;
+  if (!readable) settings.source = std::make_shared<const IniDocument>(std::string_view());
   const std::shared_ptr<const IniDocument>& document = settings.source;
-  settings.enabled = ReadKey(*document, keys::kEnable) != 0;
+  settings.enabled = readable && ReadKey(*document, keys::kEnable) != 0;
   settings.word_filter = ReadKey(*document, keys::kFilterWordEnable) != 0;
   settings.learning_filter = ReadKey(*document, keys::kFilterLearningEnable) != 0;
   settings.strip_html = ReadKey(*document, keys::kFilterWordHtml) == 1;

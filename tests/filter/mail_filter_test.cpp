@@ -157,6 +157,17 @@ TEST_F(MailFilterTest, SwitchedOffEverythingIsKeptAtEveryLevel) {
   }
 }
 
+// A file handle short, or a disk that fails: the lists of friends are not known, nor whether to filter at
+// all.
+TEST_F(MailFilterTest, NothingIsSpamWhileTheConfigurationCannotBeRead) {
+  ASSERT_TRUE(test_.directory.Remove("Quillbeaker.ini"));
+  EXPECT_TRUE(Judge(Mail("friend@x", "money")).spam);
+  ASSERT_TRUE(test_.directory.Put("Quillbeaker.ini/not a file", ""));
+  const Judgement judgement = Judge(Mail("friend@x", "money"));
+  EXPECT_FALSE(judgement.spam);
+  EXPECT_EQ(judgement.reason, JudgementReason::kFilterOff);
+}
+
 TEST_F(MailFilterTest, SwitchedOffEvenMarkedMailIsKept) {
   Settings("Enable=0");
   EXPECT_FALSE(Judge(Mail("stranger@x", "money"), true).spam);
