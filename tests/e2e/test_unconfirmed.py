@@ -48,6 +48,20 @@ def test_a_refused_deletion_is_filed_and_counted_once(proxy, client, server):
     assert upstream.numbers() == [1, 2, 3, 4, 5]
 
 
+def test_an_id_that_the_server_leaves_out_once_is_not_taken_for_gone(proxy, client, server):
+    upstream = server(spam(1), ham(2))
+    upstream.when("DELE", reply(b"-ERR not now\r\n"))
+    one = proxy()
+    check(client, one, upstream)
+    assert rows(one) == 1 and len(one.bin_files()) == 1
+    upstream.uidl_lines = [b"2 " + upstream.mailbox[1].uid]
+    check(client, one, upstream)
+    assert rows(one) == 1 and len(one.bin_files()) == 2  # without its id it cannot be known for the same
+    upstream.uidl_lines = None
+    check(client, one, upstream)
+    assert rows(one) == 1 and len(one.bin_files()) == 2
+
+
 def test_a_confirmed_deletion_is_forgotten(proxy, client, server):
     upstream = server(spam(1))
     one = proxy()

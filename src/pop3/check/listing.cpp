@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/check/listing.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -81,7 +82,10 @@ class Listing {
       return false;
     }
     const std::unique_ptr<UniqueIdStore> store = UniqueIdStore::Open(program_);
-    const bool whole = TakeUniqueIds(*ids, store.get());
+    // A server that leaves a message out has not told that a mail is gone.
+    const bool whole =
+        TakeUniqueIds(*ids, store.get()) &&
+        std::ranges::all_of(mailbox_, [](const MessageEntry& entry) { return entry.unique_id.has_value(); });
     if (store != nullptr) {
       store->PurgeAndClose();
     }
