@@ -130,10 +130,6 @@ std::optional<std::size_t> SecretMask::SecretBegin(std::string_view line, bool s
   return starts_command ? SecretBeginOf(line) : std::nullopt;
 }
 
-std::string MaskCredentials(std::string_view text) {
-  return SecretMask().Next(text);
-}
-
 PasswordMask::PasswordMask(std::string_view password) : password_(LowerAscii(password)) {}
 
 std::string PasswordMask::Next(std::string_view received) {

@@ -36,9 +36,6 @@ class SecretMask {
   bool after_auth_ = false;  // no command's word has come since AUTH
 };
 
-// SecretMask over one text that stands alone.
-std::string MaskCredentials(std::string_view text);
-
 // A server's answer to PASS, receive by receive: every occurrence of the password, in any case, becomes
 // "********", and so does an end that may be the beginning of one. A password under four bytes would be
 // found, or given away, everywhere: then all of the answer is masked.

@@ -140,10 +140,4 @@ bool LearningBatch::Save() {
   return true;
 }
 
-bool LearnMessage(Program& program, const MailMessage& message, LearnKind kind) {
-  LearningBatch batch(program);
-  batch.Count(message, kind);
-  return batch.Save();
-}
-
 }  // namespace quillbeaker

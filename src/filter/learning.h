@@ -79,7 +79,4 @@ class LearningBatch {
   std::uint64_t counted_ = 0;
 };
 
-// One learning step of its own: reads and writes both lists.
-bool LearnMessage(Program& program, const MailMessage& message, LearnKind kind);
-
 }  // namespace quillbeaker

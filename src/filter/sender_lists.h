@@ -49,9 +49,11 @@ class SenderLists {
   // them.
   std::int32_t KindOf(const MailMessage& message, const std::shared_ptr<const IniDocument>& source) const;
 
-  // True when the address is already a key, without regard to case, wildcards not expanded.
+  // True when the address is already a key, without regard to case, wildcards not expanded. For the settings
+  // pages.
   bool IsKey(std::string_view address) const;
-  // Writes address = "name,kind", overwriting an entry of that key. False when it could not be saved.
+  // Writes address = "name,kind", overwriting an entry of that key. False when it could not be saved. For the
+  // settings pages.
   bool Write(const SenderRecord& record);
   // The same for a key that is on neither list, else kRefused. Test and write are one step: of two processes
   // that add the same address one succeeds.

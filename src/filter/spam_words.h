@@ -26,7 +26,8 @@ struct SpamWord {
 std::vector<SpamWord> ReadSpamWords(const Program& program);
 
 // Writes or removes a word of the user's file; the predefined file is never written. Set refuses (false, file
-// unchanged) a word that the file cannot hold: empty, with "=", a leading ";" or "[", outer blanks.
+// unchanged) a word that the file cannot hold: empty, with "=", a leading ";" or "[", outer blanks. For the
+// settings pages.
 bool SetSpamWord(Program& program, std::string_view word, std::int32_t probability);
 bool RemoveSpamWord(Program& program, std::string_view word);
 

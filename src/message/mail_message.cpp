@@ -59,12 +59,6 @@ std::optional<std::string> MailMessage::Serialise() const {
   return out;
 }
 
-MailMessage::SaveResult MailMessage::SaveToFile(const std::string& path, bool flush) const {
-  const std::optional<std::string> text = Serialise();
-  if (!text) return kSaveFailed;
-  return WriteWholeFile(path, *text, flush) ? kSaved : kSaveFailed;
-}
-
 std::optional<std::string_view> MailMessage::FindField(std::string_view name) const {
   if (empty()) return std::nullopt;
   return FindPartField(parts_.front(), name);

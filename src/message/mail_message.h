@@ -26,7 +26,6 @@ class MailMessage {
   // Result codes differ from call to call and are part of the contract.
   enum LoadResult { kLoaded = 0, kLoadFailed = 1 };
   enum ParseResult { kParsed = 1 };
-  enum SaveResult { kSaved = 0, kSaveFailed = -1 };
 
   void Clear();
   // On failure the record is empty.
@@ -40,9 +39,6 @@ class MailMessage {
   // The message written back from its fields and parts: header lines re-folded at 70 characters, boundary
   // lines re-emitted. Nothing for an empty record.
   std::optional<std::string> Serialise() const;
-  // Writes the serialised text, flushed to the disk when asked. kSaveFailed for an empty record (no file is
-  // made) or when the file cannot be written whole.
-  SaveResult SaveToFile(const std::string& path, bool flush = false) const;
 
   // Value of the root's first field of that name (without regard to case), or nothing.
   std::optional<std::string_view> FindField(std::string_view name) const;

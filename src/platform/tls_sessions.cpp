@@ -12,15 +12,6 @@ void TlsSessions::TrustIs(std::string_view state) {
   const std::lock_guard guard(mutex_);
   if (trust_ == state) return;
   trust_ = state;
-  DropAllLocked();
-}
-
-void TlsSessions::DropAll() {
-  const std::lock_guard guard(mutex_);
-  DropAllLocked();
-}
-
-void TlsSessions::DropAllLocked() {
   ++era_;
   kept_.clear();
 }

@@ -49,8 +49,6 @@ class TlsSessions {
   // removed a trusted certificate (the text of the configuration's section). Another value than last time
   // drops every session, and those of connections that are open now will not be kept.
   void TrustIs(std::string_view state);
-  // The same at once.
-  void DropAll();
   std::size_t size() const;
 
   // A connection's right to keep a session when it is over.
@@ -74,7 +72,6 @@ class TlsSessions {
     std::unique_ptr<TlsSession> session;
     Moment certified;
   };
-  void DropAllLocked();
 
   const std::function<Moment()> now_;
   mutable std::mutex mutex_;

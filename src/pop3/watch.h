@@ -55,7 +55,6 @@ class Watch {
 
   // A download that Cancel has stopped has used it up: later waits do not stop for it again.
   void UseUpCancel() { cancel_used_up_ = true; }
-  bool cancel_used_up() const { return cancel_used_up_; }
   // The client's QUIT was received. What it began is carried out, whoever goes or cancels meanwhile; only the
   // program's end still stops a wait.
   void CarryThrough() { carrying_through_ = true; }

@@ -126,7 +126,7 @@ class RecycleBin {
 
   // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes
   // nothing. Several names are done in one save, and none where it would write the bytes that are there. Of
-  // entries of one name the first is meant.
+  // entries of one name the first is meant. ClearAccount is for the recycle bin's window.
   bool MarkRestored(std::span<const std::string> names, bool restored);
   bool ClearAccount(std::span<const std::string> names);
   bool RemoveEntries(std::span<const std::string> names);

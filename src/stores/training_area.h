@@ -58,14 +58,15 @@ class TrainingArea {
   std::optional<std::vector<TrainingEntry>> List();
 
   // Each is one load-change-save; true when there was an entry of one of the names and the index was saved.
-  // Of entries of one name the first is meant.
+  // Of entries of one name the first is meant. RemoveEntries is for the training area's window.
   bool SetMark(std::span<const std::string> names, TrainingMark mark);
   bool RemoveEntries(std::span<const std::string> names);
   // Entries and their files. The entries go first, and the files only when the index was saved; a file that
   // cannot be deleted is ignored.
   bool DeleteMessages(std::span<const std::string> names);
 
-  // Sender name and address of an entry, when both are there and not empty; the index is not saved.
+  // Sender name and address of an entry, when both are there and not empty; the index is not saved. For the
+  // training area's window.
   std::optional<MailSender> SenderOf(std::string_view name) const;
 
   // At most once per calendar day: removes entries whose message is `max_days` days old and older.

@@ -275,12 +275,6 @@ void RemoveElement(xmlNode* element) {
   xmlFreeNode(element);
 }
 
-bool AddCopy(xmlNode* parent, const xmlNode* element) {
-  xmlNode* copy = xmlDocCopyNode(const_cast<xmlNode*>(element), parent->doc, 1);
-  ThrowIfOutOfMemory();
-  return copy != nullptr && xmlAddChild(parent, copy) != nullptr;
-}
-
 bool IsElement(const xmlNode* node, const char* name) {
   return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, AsXml(name)) == 0;
 }

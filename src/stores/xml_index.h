@@ -42,8 +42,6 @@ std::optional<std::string> DumpXml(const XmlDocument& document, bool formatted);
 
 // A new last child.
 xmlNode* AddElement(xmlNode* parent, const char* name);
-// A copy of an element of any document, as a new last child; false when none can be made.
-bool AddCopy(xmlNode* parent, const xmlNode* element);
 // Unlinks and frees the element.
 void RemoveElement(xmlNode* element);
 bool IsElement(const xmlNode* node, const char* name);

@@ -12,6 +12,11 @@
 namespace quillbeaker {
 namespace {
 
+// What a client sends in one piece.
+std::string MaskCredentials(std::string_view text) {
+  return SecretMask().Next(text);
+}
+
 using Pieces = std::vector<std::string>;
 
 Pieces Masked(const std::vector<std::string_view>& received) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "filter/classifier.h"
+#include "support/learn_message.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 

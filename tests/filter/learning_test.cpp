@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/learn_message.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 

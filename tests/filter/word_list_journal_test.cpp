@@ -12,6 +12,7 @@
 
 #include "filter/learning.h"
 #include "filter/word_tables.h"
+#include "support/learn_message.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 

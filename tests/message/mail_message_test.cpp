@@ -23,8 +23,6 @@ TEST(MailMessage, ResultCodesAreThoseOfTheContract) {
   EXPECT_EQ(static_cast<int>(MailMessage::kLoaded), 0);
   EXPECT_EQ(static_cast<int>(MailMessage::kLoadFailed), 1);
   EXPECT_EQ(static_cast<int>(MailMessage::kParsed), 1);
-  EXPECT_EQ(static_cast<int>(MailMessage::kSaved), 0);
-  EXPECT_EQ(static_cast<int>(MailMessage::kSaveFailed), -1);
 }
 
 TEST(MailMessage, ParsesTextAndKnowsItsSize) {

@@ -11,6 +11,7 @@
 
 #include "platform/files.h"
 #include "stores/training_lesson.h"
+#include "support/learn_message.h"
 #include "support/training_fixture.h"
 #include "support/word_list_text.h"
 

@@ -185,11 +185,6 @@ bool Pop3Client::ReadAwayForgotten() {
   return link_.is_open();
 }
 
-std::size_t Pop3Client::under_way() const {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(commands_, [](const Command& command) { return !command.forgotten; }));
-}
-
 void Pop3Client::Forget() {
   for (Command& command : commands_) {
     if (command.forgotten) continue;

@@ -72,8 +72,6 @@ class Pop3Client {
   // them.
   using Progress = std::function<bool(std::size_t bytes)>;
   Reply Receive(const Progress& progress = {});
-  // Commands whose reply nobody has received or forgotten.
-  std::size_t under_way() const;
   // Nobody wants the replies that are under way: they are read away before the next command.
   void Forget();
 

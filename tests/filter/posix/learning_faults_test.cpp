@@ -17,6 +17,7 @@
 #include "filter/word_list_journal.h"
 #include "stores/posix/traced_process.h"
 #include "support/full_disk.h"
+#include "support/learn_message.h"
 #include "support/test_program.h"
 #include "support/word_list_text.h"
 

@@ -128,7 +128,7 @@ TEST_F(MailCheckTest, CancelInTheBuildEndsItAndIsUsedUp) {
   EXPECT_LT(TimeOf([&] { view = check_.BuildView(); }), kSoon);
   EXPECT_EQ(view.stopped, Stop::kCancelled);
   EXPECT_EQ(view.count, 1u);
-  EXPECT_TRUE(watch_.cancel_used_up());
+  EXPECT_EQ(watch_.CancelStop(), Stop::kNone);
   EXPECT_EQ(check_.BuildView().stopped, Stop::kNone) << "it is told once";
 }
 

@@ -24,6 +24,7 @@
 #include "stores/training_area.h"
 #include "stores/training_lesson.h"
 #include "support/index_text.h"
+#include "support/learn_message.h"
 #include "support/test_program.h"
 #include "support/training_fixture.h"
 #include "support/word_list_text.h"
