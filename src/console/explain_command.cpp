@@ -59,7 +59,7 @@ std::string LineNotAsked(const Judgement& judgement) {
 }
 
 // What the learnt words' result leads to.
-std::string LineOfLearntVerdict(const Explanation& explanation) {
+std::string LineOfLearntJudgement(const Explanation& explanation) {
   const Judgement& judgement = JudgementOfContent(explanation);
   if (!judgement.classifier_asked) return LineNotAsked(judgement);
   if (!explanation.learnt_words_on) return Line(TextOf(Text::kExplainLearntOff));
@@ -71,7 +71,7 @@ std::string LineOfLearntVerdict(const Explanation& explanation) {
 
 std::string LinesOfLearntWords(const Explanation& explanation) {
   if (!explanation.learnt_words_say_something) {
-    return Line(TextOf(Text::kExplainLearntSilent)) + LineOfLearntVerdict(explanation);
+    return Line(TextOf(Text::kExplainLearntSilent)) + LineOfLearntJudgement(explanation);
   }
   std::string lines = Line(Format(Text::kExplainLearntHead, {std::to_string(explanation.good_messages),
                                                              std::to_string(explanation.spam_messages)}));
@@ -83,7 +83,7 @@ std::string LinesOfLearntWords(const Explanation& explanation) {
   lines +=
       Line(Format(Text::kExplainLearntResult, {Real(explanation.spam_product), Real(explanation.good_product),
                                                Real(explanation.learnt_probability)}));
-  return lines + LineOfLearntVerdict(explanation);
+  return lines + LineOfLearntJudgement(explanation);
 }
 
 // Name of the file that sets the level's threshold; empty when none does.

@@ -13,7 +13,7 @@ namespace quillbeaker {
 // In the middle of a sentence.
 std::string PlainReason(const Judgement& judgement);
 
-// Verdict, probability, file and reason, with the line's end.
+// Judgement, probability, file and reason, with the line's end.
 std::string LineOfJudgement(const std::string& file, const Judgement& judgement);
 Json JsonOfJudgement(const std::string& file, const Judgement& judgement);
 

@@ -9,24 +9,24 @@ namespace quillbeaker {
 
 namespace {
 
-struct Verdict {
+struct WordlessJudgement {
   bool spam = false;
   JudgementReason reason = JudgementReason::kSpamWords;
 };
 
 // What settles a mail before its words are asked, in the order in which it does; nothing when they must be.
-std::optional<Verdict> VerdictWithoutWords(const FilterSettings& settings, std::int32_t sender_kind,
-                                           bool marked_deleted) {
-  if (!settings.FilterIsOn()) return Verdict{false, JudgementReason::kFilterOff};
+std::optional<WordlessJudgement> JudgeWithoutWords(const FilterSettings& settings, std::int32_t sender_kind,
+                                                   bool marked_deleted) {
+  if (!settings.FilterIsOn()) return WordlessJudgement{false, JudgementReason::kFilterOff};
   if (settings.level == kLevelOnlyBlocked && sender_kind != kSenderBlocked) {
-    return Verdict{false, JudgementReason::kLevel};
+    return WordlessJudgement{false, JudgementReason::kLevel};
   }
   if (settings.level == kLevelOnlyFriends && sender_kind != kSenderFriend) {
-    return Verdict{true, JudgementReason::kLevel};
+    return WordlessJudgement{true, JudgementReason::kLevel};
   }
-  if (sender_kind == kSenderBlocked) return Verdict{true, JudgementReason::kBlockedSender};
-  if (sender_kind == kSenderFriend) return Verdict{false, JudgementReason::kFriend};
-  if (marked_deleted) return Verdict{true, JudgementReason::kMarkedDeleted};
+  if (sender_kind == kSenderBlocked) return WordlessJudgement{true, JudgementReason::kBlockedSender};
+  if (sender_kind == kSenderFriend) return WordlessJudgement{false, JudgementReason::kFriend};
+  if (marked_deleted) return WordlessJudgement{true, JudgementReason::kMarkedDeleted};
   return std::nullopt;
 }
 
@@ -57,9 +57,9 @@ Judgement MailFilter::Judge(const FilterSettings& settings, const MailMessage& m
     judgement.reason = JudgementReason::kTooLarge;
     return judgement;
   }
-  if (const auto verdict = VerdictWithoutWords(settings, judgement.sender_kind, marked_deleted)) {
-    judgement.spam = verdict->spam;
-    judgement.reason = verdict->reason;
+  if (const auto judged = JudgeWithoutWords(settings, judgement.sender_kind, marked_deleted)) {
+    judgement.spam = judged->spam;
+    judgement.reason = judged->reason;
     return judgement;
   }
   judgement.classifier_asked = true;

@@ -193,7 +193,7 @@ void MailCheck::Judge(MessageEntry& entry, const MailMessage& message, const Fil
   if (filter_ == nullptr) filter_ = std::make_unique<MailFilter>(program_);
   Judgement judgement = filter_->Judge(settings, message, entry.delete_on_server);
   entry.fate = judgement.spam ? Fate::kSpam : Fate::kGood;
-  entry.verdict_text = std::move(judgement.words);
+  entry.judgement_words = std::move(judgement.words);
   entry.spam_probability = judgement.probability;
   ++summary_.downloaded;
   if (!judgement.spam) {

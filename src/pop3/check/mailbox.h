@@ -47,7 +47,7 @@ struct MessageEntry {
   std::optional<std::string> unique_id;
   bool unique_id_is_its_own = false;           // no other message of the listing has it
   std::optional<UnconfirmedMail> unconfirmed;  // what an earlier QUIT did for it
-  std::string verdict_text;                    // the words that led to the verdict
+  std::string judgement_words;                 // the words that led to the judgement
   double spam_probability = 0;
   std::shared_ptr<const MailMessage> message;   // null until fetched, and while it waits in the spill file
   std::optional<std::uint64_t> spilled_offset;  // bytes into the spill file

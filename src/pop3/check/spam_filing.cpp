@@ -100,7 +100,7 @@ void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::
   std::vector<DeletedMessage> deleted;
   for (std::size_t i = 0; i < spam.size(); ++i) {
     messages.push_back(fetched_.MessageOf(*spam[i]));
-    deleted.push_back({messages[i].get(), spam[i]->verdict_text, spam[i]->spam_probability, names[i]});
+    deleted.push_back({messages[i].get(), spam[i]->judgement_words, spam[i]->spam_probability, names[i]});
   }
   const FilingResult filing = recycle_bin_.File(deleted, mailbox_.AccountKey(), on_each);
   for (std::size_t i = 0; i < spam.size(); ++i) {
