@@ -47,6 +47,11 @@ void KeptMail::Forget(const MailboxName& mailbox) {
   if (account != accounts_.end()) Remove(account);
 }
 
+std::uint64_t KeptMail::bytes() {
+  ForgetOld();
+  return bytes_;
+}
+
 void KeptMail::ForgetOld() {
   constexpr std::uint32_t kLongest = kMinutes * 60 * 1000;
   const std::uint32_t now = environment_.tick_count();

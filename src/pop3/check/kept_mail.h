@@ -35,7 +35,8 @@ class KeptMail {
                                            std::uint32_t listed_size);
   void Forget(const MailboxName& mailbox);
 
-  std::uint64_t bytes() const { return bytes_; }
+  // Of what is still kept.
+  std::uint64_t bytes();
 
  private:
   using Key = std::pair<std::string, std::uint32_t>;  // unique id, listed size

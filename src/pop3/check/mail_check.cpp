@@ -401,6 +401,15 @@ std::vector<const MessageEntry*> MailCheck::NoteAsCounted() {
 
 // End.
 
+// Deliberate: nothing of it is kept for the next try, which would have that much less memory.
+void MailCheck::DropMail() {
+  for (MessageEntry& entry : mailbox_) {
+    entry.message = nullptr;
+    entry.spilled_offset.reset();
+  }
+  view_answered_ = true;  // nobody gave up
+}
+
 void MailCheck::End() {
   if (!summary_.finished) {
     KeepForNextTry();

@@ -82,6 +82,9 @@ class MailCheck {
   // by then. Runs with or without a view built, and on a dead connection too: each deletion then fails.
   void Quit(const std::function<void()>& answer);
 
+  // There is not memory enough to go on: what was fetched is let go of. End() comes next.
+  void DropMail();
+
   // The last step on every way out: QUIT where it was not said and may be, the server's time to carry the
   // deletions out, and what is left to remember or to tell.
   void End();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/local/client_session.h"
 
+#include <functional>
 #include <new>
 #include <utility>
 
@@ -14,6 +15,16 @@ namespace {
 std::chrono::milliseconds ConfiguredIdleLimit(const Program& program) {
   const std::int32_t seconds = program.Read(keys::kClientTimeout);
   return seconds > 0 ? std::chrono::seconds(seconds) : std::chrono::hours(24 * 365);
+}
+
+// False when the memory did not suffice; the program goes on.
+bool HasMemoryFor(const std::function<void()>& step) {
+  try {
+    step();
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
 }  // namespace
@@ -35,20 +46,24 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, ProxyMem
 void ClientSession::Run() {
   wire_.OpenLog();
   observer_.SessionBegins();
-  try {
+  // What was filed or deleted before the memory ran out stands; everything else is met again at the next check.
+  const bool served = HasMemoryFor([this] {
     check_.Begin();
     wire_.SendOk("Ready");
     wire_.Flush();
     ServeCommands();
-  } catch (const std::bad_alloc&) {
-    // What was filed or deleted so far stands; everything else is met again at the next check, and nothing is
-    // kept in memory for it.
-    check_.ViewAnswered();
-    observer_.ShowStatus(TextOf(Text::kOutOfMemory));
-    wire_.LogMarker("(out of memory, the session ends)");
+  });
+  if (!served) {
+    check_.DropMail();
+    HasMemoryFor([this] {
+      observer_.ShowStatus(TextOf(Text::kOutOfMemory));
+      wire_.LogMarker("(out of memory, the session ends)");
+    });
   }
-  check_.End();
-  FlushLogs();
+  HasMemoryFor([this] {
+    check_.End();
+    FlushLogs();
+  });
   observer_.SessionEnds(check_.summary());
 }
 

@@ -30,7 +30,6 @@ class ClientWire {
 
   // Opens client.log with a banner of its own.
   void OpenLog();
-  void CloseLog() { log_.Close(); }
 
   // Called now and then, about every Watch::kStep: while the client is waited for, and between the commands
   // of one that never pauses.

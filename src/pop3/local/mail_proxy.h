@@ -20,7 +20,7 @@ class MailProxy {
 
   // Takes the port (1 to 65535). On failure the observer is told and false is returned.
   bool Listen(int port);
-  // Takes any port that is free.
+  // Takes any port that is free: for tests, which ask for port().
   bool ListenOnAnyPort();
   // That it listens on; 0 when it does not.
   int port() const { return settings_.own_port; }

@@ -2,27 +2,18 @@
 #include "pop3/upstream/message_listing.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "config/ascii.h"
+#include "config/leading_integer.h"
 #include "pop3/upstream/reply_parser.h"
 
 namespace quillbeaker {
 namespace {
 
-// The decimal number at the start of the text, held at the top of 32 bits; 0 without one.
+// The decimal number at the very start of the text, held at the top of 32 bits; 0 without one.
 std::uint32_t NumberAtStart(std::string_view text) {
-  std::uint64_t number = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') {
-      break;
-    }
-    number = number * 10 + static_cast<std::uint64_t>(c - '0');
-    if (number > std::numeric_limits<std::uint32_t>::max()) {
-      return std::numeric_limits<std::uint32_t>::max();
-    }
-  }
-  return static_cast<std::uint32_t>(number);
+  const bool has_number = !text.empty() && text.front() >= '0' && text.front() <= '9';
+  return has_number ? LeadingInteger<std::uint32_t>(text) : 0;
 }
 
 bool IsServerNumber(std::uint32_t number) {
