@@ -9,7 +9,7 @@ import time
 import pytest
 
 from messages import ham, message, on_the_wire, spam
-from program import sanitized
+from program import day_number, sanitized
 from scripted_server import after, then_silence
 
 KEPT = b"         C: (message kept from an earlier session)"
@@ -244,6 +244,51 @@ def test_memory_that_cannot_be_had_ends_the_session_and_not_the_program(proxy, c
     one.wait_for_output("ended without QUIT")
     assert "gave up" not in one.output(), "it was not the mail program"
     assert client(one).ask("STAT") == b"+OK 0 0"
+
+
+@pytest.mark.skipif(sanitized(), reason="the sanitizer needs address space of its own")
+@pytest.mark.parametrize("megabytes", [4, 12, 24])
+def test_a_store_that_memory_is_short_for_is_not_replaced(proxy, client, server, megabytes):
+    """It would read like a damaged one: every mail on the server would count as new."""
+    upstream = server(ham(1))
+    one = proxy()
+    ids = "".join(f'  <mail uid="old-{n:08d}" date="{day_number()}"/>\n' for n in range(100_000))
+    store = f'<?xml version="1.0" encoding="ISO-8859-1"?>\n<uniqueid>\n{ids}</uniqueid>\n'.encode()
+    one.write("uniqueid.xml", store)
+    raw = client(one, deadline=60).login(upstream.port)
+    limit_memory(one, megabytes)
+    raw.send(b"STAT\r\n")
+    raw.ended()
+    one.wait_for_output("not enough memory")
+    assert one.read("uniqueid.xml") == store
+    assert "old-" not in one.error_output()
+    assert client(one).ask("STAT") == b"+OK 0 0"
+
+
+@pytest.mark.skipif(sanitized(), reason="the sanitizer needs memory of its own")
+def test_known_mail_beyond_the_limit_is_not_held_in_memory(proxy, client, server):
+    big = message(body="line of mail\r\n" * 400_000)
+    upstream = server(*([big] * 20))
+    one = proxy(server={"SessionMegabytes": 20})
+    known = "".join(f'<mail uid="{m.uid.decode()}" date="{day_number()}"/>' for m in upstream.mailbox)
+    one.write("uniqueid.xml", f"<uniqueid>{known}</uniqueid>")
+    raw = client(one, deadline=60).login(upstream.port)
+    assert raw.stat()[0] == 20
+    for number in range(1, 21):
+        assert len(raw.retr(number)[1]) == len(on_the_wire(big))
+    assert one.peak_memory() < 64 << 20
+    raw.quit()
+
+
+@pytest.mark.skipif(sanitized(), reason="the sanitizer needs memory of its own")
+def test_mail_of_nothing_but_parts_counts_with_what_it_costs(proxy, client, server):
+    head = b"From: a@example.org\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
+    upstream = server(*([head + b"--b\r\n\r\n" * 300_000] * 8))
+    one = proxy(server={"SessionMegabytes": 40})
+    raw = client(one, deadline=60).login(upstream.port)
+    assert raw.stat()[0] == 8
+    assert one.peak_memory() < 160 << 20
+    raw.quit()
 
 
 def test_spam_beyond_the_limit_is_filed_whole(proxy, client, server):

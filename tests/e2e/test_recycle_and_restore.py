@@ -60,6 +60,26 @@ def test_restored_message_that_was_not_retrieved_stays(proxy, session, server):
     assert raw.stat()[0] == 2
 
 
+def test_restored_message_that_cannot_be_read_is_not_an_empty_one(proxy, session, server):
+    """Readable when the mailbox was listed, and away for a moment when the view is built."""
+    upstream = server(ham(1))
+    one = proxy()
+    one.restored_entry(NAME, kept("back"), ACCOUNT)
+    raw = session(one, upstream)
+    assert len(raw.uidl()) == 2
+    os.rename(one.path("recycle", NAME), one.path("elsewhere"))
+    os.mkdir(one.path("recycle", NAME))
+    assert raw.stat()[0] == 1
+    assert raw.retr(1)[1] == on_the_wire(ham(1))
+    raw.quit()
+    upstream.wait_for_end()
+    os.rmdir(one.path("recycle", NAME))
+    os.rename(one.path("elsewhere"), one.path("recycle", NAME))
+    raw = session(one, upstream)
+    assert raw.stat()[0] == 2
+    assert raw.retr(1)[1] == kept("back") + b"\r\n"
+
+
 def test_restored_message_stays_when_the_client_leaves_without_quit(proxy, session, server):
     upstream = server()
     one = proxy()

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "pop3/check/message_memory.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -22,9 +24,9 @@ bool FetchedMail::Hold(MessageEntry& entry, std::string text) {
   if (text.size() > limit_ - std::min(limit_, held_) && !Spill(entry, text)) {
     return false;
   }
-  if (!entry.spilled_offset) held_ += text.size();
   auto message = std::make_shared<MailMessage>();
   if (!text.empty()) message->ParseText(std::move(text));
+  if (!entry.spilled_offset) held_ += MemoryOf(*message);
   entry.size = message->size();
   entry.message = std::move(message);
   return true;

@@ -3,13 +3,16 @@
 
 #include <algorithm>
 
+#include "pop3/check/message_memory.h"
+
 namespace quillbeaker {
 
 bool KeptMail::Keep(const MailboxName& mailbox, const std::string& unique_id, std::uint32_t listed_size,
                     std::shared_ptr<const MailMessage> message, std::uint64_t limit) {
   ForgetOld();
-  const std::uint64_t size = message->size();
-  const auto fits = [&] { return size <= limit && bytes_ <= limit - size; };
+  const std::uint64_t size = MemoryOf(*message);
+  if (size > limit) return false;  // nobody need make room for what does not fit
+  const auto fits = [&] { return bytes_ <= limit - size; };
   while (!fits()) {
     const auto other =
         std::ranges::find_if(accounts_, [&](const Account& account) { return account.name != mailbox; });
@@ -59,7 +62,7 @@ void KeptMail::ForgetOld() {
 }
 
 void KeptMail::Remove(Accounts::iterator account) {
-  for (const auto& [key, message] : account->messages) bytes_ -= message->size();
+  for (const auto& [key, message] : account->messages) bytes_ -= MemoryOf(*message);
   accounts_.erase(account);
 }
 

@@ -167,8 +167,7 @@ void MailCheck::ShowWhetherFilterIsOn(bool on) {
 
 bool MailCheck::FetchNew(MessageEntry& entry, const FilterSettings& settings) {
   if (entry.is_restored()) {
-    Fetch(entry);
-    mailbox_.NumberNext(entry);
+    if (Fetch(entry)) mailbox_.NumberNext(entry);
   } else {
     const FetchResult result = entry.is_fetched() ? FetchResult::kFetched : FetchFromServer(entry);
     if (result != FetchResult::kFetched) {
@@ -211,6 +210,7 @@ bool MailCheck::Fetch(MessageEntry& entry) {
   }
   if (entry.is_restored()) {
     ReadRestoredMail(entry);
+    if (entry.file_unreadable) return false;
     client_.LogMarker('C', "(message completely restored from recycle bin)");
     return true;
   }

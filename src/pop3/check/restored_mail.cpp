@@ -47,6 +47,7 @@ void ReadRestoredMail(MessageEntry& entry) {
   FileContents contents = ReadContents(entry.file_path);
   entry.file_missing = contents.result.IsMissing();
   entry.file_unreadable = !contents.result && !entry.file_missing;
+  if (entry.file_unreadable) return;
   if (contents.bytes) message->ParseText(FitToSend(std::move(*contents.bytes)));
   entry.size = message->size();
   entry.message = std::move(message);

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace quillbeaker {
 namespace {
@@ -70,6 +71,25 @@ TEST_F(KeptMailTest, GivesUpTheOtherMailboxThatHasWaitedLongest) {
   EXPECT_FALSE(kept_.Has(kBob, "b", 300));
   EXPECT_TRUE(kept_.Has(kAnn, "a", 300));
   EXPECT_TRUE(kept_.Has(kAnn, "c", 300));
+}
+
+TEST_F(KeptMailTest, GivesUpNoMailboxForAMessageThatNeverFits) {
+  ASSERT_TRUE(Keep(kAnn, "a", 300));
+  EXPECT_FALSE(Keep(kBob, "b", 1001));
+  EXPECT_TRUE(kept_.Has(kAnn, "a", 300));
+}
+
+// Empty header lines and parts take many times their text.
+TEST_F(KeptMailTest, CountsTheMemoryOfAMessageAndNotItsText) {
+  auto message = std::make_shared<MailMessage>();
+  std::string text;
+  for (int i = 0; i < 200; ++i) text += "a:\r\n";
+  message->ParseText(text);
+  EXPECT_FALSE(kept_.Keep(kAnn, "a", 800, message, 1000));
+  EXPECT_TRUE(kept_.Keep(kAnn, "a", 800, message, 4000));
+  EXPECT_GE(kept_.bytes(), 200 * sizeof(std::string_view));
+  kept_.Forget(kAnn);
+  EXPECT_EQ(kept_.bytes(), 0u);
 }
 
 TEST_F(KeptMailTest, ForgetsAMailboxAfterHalfAnHour) {
