@@ -2,8 +2,8 @@
 #pragma once
 
 // The one reader of decimal numbers, in the program's own files and in servers' listings: what people, older
-// programs and servers write there is taken as far as it is a number, and never refused. Not for the arguments
-// of POP3 commands.
+// programs and servers write there is taken as far as it is a number, and never refused. Not for the
+// arguments of POP3 commands.
 
 #include <charconv>
 #include <concepts>

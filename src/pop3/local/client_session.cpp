@@ -46,7 +46,8 @@ ClientSession::ClientSession(Program& program, CheckObserver& observer, ProxyMem
 void ClientSession::Run() {
   wire_.OpenLog();
   observer_.SessionBegins();
-  // What was filed or deleted before the memory ran out stands; everything else is met again at the next check.
+  // What was filed or deleted before the memory ran out stands; everything else is met again at the next
+  // check.
   const bool served = HasMemoryFor([this] {
     check_.Begin();
     wire_.SendOk("Ready");
