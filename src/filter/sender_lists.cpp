@@ -31,12 +31,16 @@ std::string ValueOf(const SenderRecord& record) {
   return record.name.substr(0, kMaxSenderName) + ',' + std::to_string(record.kind);
 }
 
-// True when a line of the lists has this key, which is as SenderKey gives it.
-bool HasKey(const IniDocument& document, std::string_view key) {
+// How many lines of the lists have this key, which is as SenderKey gives it.
+std::size_t CountKey(const IniDocument& document, std::string_view key) {
   const std::vector<IniEntry> entries = document.Section(sections::kSenders);
-  return std::any_of(entries.begin(), entries.end(), [key](const IniEntry& entry) {
+  return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [key](const IniEntry& entry) {
     return entry.has_value && EqualsIgnoringCase(entry.key, key);
-  });
+  }));
+}
+
+bool HasKey(const IniDocument& document, std::string_view key) {
+  return CountKey(document, key) > 0;
 }
 
 }  // namespace
@@ -147,6 +151,11 @@ bool SenderLists::LookUp(std::string_view address, SenderRecord& record) const {
   return LookUp(*CurrentIndex(), address, record);
 }
 
+bool SenderLists::LookUp(std::string_view address, const std::shared_ptr<const IniDocument>& source,
+                         SenderRecord& record) const {
+  return LookUp(*IndexOf(source), address, record);
+}
+
 bool SenderLists::LookUp(const Index& index, std::string_view address, SenderRecord& record) {
   const std::string lower = LowerAscii(address);
   record.kind = kSenderNone;
@@ -215,6 +224,42 @@ SenderChange SenderLists::Remove(std::string_view address) {
     while (document.Remove(sections::kSenders, key)) change = SenderChange::kDone;
   });
   return saved ? change : SenderChange::kNotSaved;
+}
+
+SenderChange SenderLists::ChangeSender(std::string_view address, const SenderRecord& record) {
+  const std::string old_key = SenderKey(address);
+  const std::string key = SenderKey(record.address);
+  if (key.empty()) return SenderChange::kNotSaved;
+  SenderChange change = SenderChange::kNotSaved;
+  const bool saved = program_.configuration.Update([&](IniDocument& document) {
+    const std::size_t lines = CountKey(document, old_key);
+    if (lines == 0 || (!EqualsIgnoringCase(key, old_key) && HasKey(document, key))) {
+      change = SenderChange::kRefused;
+      return;
+    }
+    // Of equal keys the last line counts, but Set changes the first: then none of them stays.
+    if (lines > 1 || key != old_key) {
+      while (document.Remove(sections::kSenders, old_key)) {
+      }
+    }
+    if (document.Set(sections::kSenders, key, ValueOf(record))) change = SenderChange::kDone;
+  });
+  return saved ? change : SenderChange::kNotSaved;
+}
+
+std::optional<std::size_t> SenderLists::AddSenders(std::span<const SenderRecord> records) {
+  std::size_t added = 0;
+  bool possible = true;
+  const bool saved = program_.configuration.Update([&](IniDocument& document) {
+    for (const SenderRecord& record : records) {
+      const std::string key = SenderKey(record.address);
+      // Found without a walk over the lines, unlike HasKey.
+      if (key.empty() || document.Find(sections::kSenders, key)) continue;
+      possible = document.Set(sections::kSenders, key, ValueOf(record)) && possible;
+      ++added;
+    }
+  });
+  return saved && possible ? std::optional(added) : std::nullopt;
 }
 
 void SenderLists::Enumerate(const std::function<void(const SenderRecord&)>& callback) const {

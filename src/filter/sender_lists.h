@@ -8,6 +8,8 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -48,6 +50,9 @@ class SenderLists {
   // Only which list the message's sender is on, in lists that were read before, with the settings beside
   // them.
   std::int32_t KindOf(const MailMessage& message, const std::shared_ptr<const IniDocument>& source) const;
+  // LookUp in lists that were read before (Program::configuration), for many addresses in a row.
+  bool LookUp(std::string_view address, const std::shared_ptr<const IniDocument>& source,
+              SenderRecord& record) const;
 
   // True when the address is already a key, without regard to case, wildcards not expanded. For the settings
   // pages.
@@ -60,6 +65,13 @@ class SenderLists {
   [[nodiscard]] SenderChange Add(const SenderRecord& record);
   // Removes every line of that key; kRefused when there is none. One step as well.
   [[nodiscard]] SenderChange Remove(std::string_view address);
+  // The entry of `address` becomes `record`, in one save. With another address the old key goes, every line
+  // of it, and the new one is written at the end. kRefused when the old key is not there, or when the new one
+  // is another entry's; the entry's own key, in any case, is no hindrance.
+  [[nodiscard]] SenderChange ChangeSender(std::string_view address, const SenderRecord& record);
+  // Adds those whose key is on neither list, of equal keys the first, in one save. How many that were;
+  // nothing when they could not be saved.
+  [[nodiscard]] std::optional<std::size_t> AddSenders(std::span<const SenderRecord> records);
   // Every entry in file order.
   void Enumerate(const std::function<void(const SenderRecord&)>& callback) const;
 

@@ -267,6 +267,74 @@ TEST_F(SenderListsTest, AddRefusesAKeyThatIsThere) {
   EXPECT_EQ(File(), "[SENDERS]\r\nBob@x=Bob,2\r\n*@x=,1\r\n");
 }
 
+TEST_F(SenderListsTest, AChangedNameStaysInItsLine) {
+  PutLines("a@b=A,1\r\n*@x=,1\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("a@b", {"New, Name\r\nPort=1", "a@b", kSenderFriend, {}}),
+            SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\na@b=New, Name  Port=1,2\r\n*@x=,1\r\n");
+}
+
+TEST_F(SenderListsTest, AChangedAddressTakesItsOldKeyAway) {
+  PutLines("a@b=A,1\r\n*@x=,1\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("A@B", {"A", "c=d@e", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\n*@x=,1\r\nc?d@e=A,1\r\n");
+  EXPECT_EQ(lists.ChangeSender("c=d@e", {"A", "[x]@e", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\n*@x=,1\r\n?x]@e=A,1\r\n");
+  EXPECT_EQ(lists.ChangeSender("[x]@e", {"A", ";y\nz@e", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\n*@x=,1\r\n?y z@e=A,1\r\n");
+}
+
+TEST_F(SenderListsTest, AChangeToAnotherEntrysAddressIsRefused) {
+  PutLines("a@b=A,1\r\nc@d=C,2\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("a@b", {"A", "C@D", kSenderBlocked, {}}), SenderChange::kRefused);
+  EXPECT_EQ(lists.ChangeSender("gone@b", {"A", "new@d", kSenderBlocked, {}}), SenderChange::kRefused);
+  EXPECT_EQ(lists.ChangeSender("a@b", {"A", " ", kSenderBlocked, {}}), SenderChange::kNotSaved);
+  EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\nc@d=C,2\r\n");
+  // A pattern that matches is no entry of the address.
+  EXPECT_EQ(lists.ChangeSender("a@b", {"A", "*@d", kSenderBlocked, {}}), SenderChange::kDone);
+}
+
+TEST_F(SenderListsTest, AnAddressCanChangeItsCase) {
+  PutLines("a@b=A,1\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("a@b", {"A", "Ann@B", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(lists.ChangeSender("ann@b", {"A", "ANN@B", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\nANN@B=A,1\r\n");
+}
+
+TEST_F(SenderListsTest, AChangeCountsWhereTheKeyStandsTwice) {
+  PutLines("a@b=A,1\r\nA@B=Again,1\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("a@b", {"A", "a@b", kSenderFriend, {}}), SenderChange::kDone);
+  EXPECT_EQ(KindOf("a@b"), kSenderFriend);
+  EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,2\r\n");
+}
+
+TEST_F(SenderListsTest, AddsManyThatAreOnNeitherList) {
+  PutLines("a@b=A,1\r\n*@x=,2\r\n");
+  SenderLists lists(test_.program());
+  const std::vector<SenderRecord> many = {
+      {"Again", "A@B", kSenderFriend, {}},       {"One", "one@x", kSenderFriend, {}},
+      {"Two", "ONE@x", kSenderFriend, {}},       {"None", " ", kSenderFriend, {}},
+      {"Bad\nName", "a=b@y", kSenderFriend, {}}, {"Same", "a?b@y", kSenderFriend, {}}};
+  EXPECT_EQ(lists.AddSenders(many), 2U);
+  EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\n*@x=,2\r\none@x=One,2\r\na?b@y=Bad Name,2\r\n");
+  EXPECT_EQ(lists.AddSenders({}), 0U);
+}
+
+TEST_F(SenderListsTest, LooksUpInListsThatWereReadBefore) {
+  PutLines("a@b=A,1\r\n");
+  const auto before = test_.program().configuration.Read();
+  SenderLists lists(test_.program());
+  ASSERT_EQ(lists.Remove("a@b"), SenderChange::kDone);
+  SenderRecord record;
+  EXPECT_TRUE(lists.LookUp("a@b", before, record));
+  EXPECT_FALSE(lists.LookUp("a@b", record));
+}
+
 TEST_F(SenderListsTest, OfThoseWhoAddTheSameAddressOneSucceeds) {
   test_.program();
   std::atomic<int> done{0};
@@ -293,9 +361,14 @@ TEST_F(SenderListsTest, WhatCannotBeSavedIsToldSo) {
   SenderLists lists(test_.program());
   const auto added = lists.Add({"", "c@d", kSenderFriend, {}});
   const auto removed = lists.Remove("a@b");
+  const auto changed = lists.ChangeSender("a@b", {"", "e@f", kSenderFriend, {}});
+  const std::vector<SenderRecord> many = {{"", "g@h", kSenderFriend, {}}};
+  const auto added_many = lists.AddSenders(many);
   test_.directory.SetReadOnly("Quillbeaker.ini", false);
   EXPECT_EQ(added, SenderChange::kNotSaved);
   EXPECT_EQ(removed, SenderChange::kNotSaved);
+  EXPECT_EQ(changed, SenderChange::kNotSaved);
+  EXPECT_EQ(added_many, std::nullopt);
   EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\n");
 }
 
