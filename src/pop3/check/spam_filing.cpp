@@ -20,10 +20,10 @@ void SpamFiling::Run(const std::function<void()>& on_each) {
   // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
   if (FileResult saved = SaveRows(spam, names); !saved) {
     why_ = saved.Text();
-    const auto rest =
-        std::ranges::stable_partition(spam, [](const MessageEntry* entry) { return !entry->unconfirmed; });
-    unfiled_.insert(rest.begin(), rest.end());
-    spam.erase(rest.begin(), rest.end());
+    const auto rest = std::stable_partition(spam.begin(), spam.end(),
+                                            [](const MessageEntry* entry) { return !entry->unconfirmed; });
+    unfiled_.insert(rest, spam.end());
+    spam.erase(rest, spam.end());
     names = recycle_bin_.ReserveNames(spam.size());
   }
   for (const MailBatch& batch : SplitIntoBatches(spam)) {
