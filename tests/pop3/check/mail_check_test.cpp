@@ -449,7 +449,7 @@ TEST_F(MailCheckTest, PipelinesWhereTheServerTakesIt) {
   world_.Configure("Aggressiveness=100", "[SERVER]\r\nPipelining=always\r\n");
   server_.Answer("CAPA", "+OK\r\nTOP\r\nPIPELINING\r\n.\r\n");
   ASSERT_TRUE(LogIn());
-  server_.OnCommand("RETR 3", [this] { std::this_thread::sleep_for(milliseconds(200)); });
+  server_.OnCommand("RETR 3", [] { std::this_thread::sleep_for(milliseconds(200)); });
   EXPECT_EQ(check_.BuildView().stopped, Stop::kNone);
   check_.Quit([] {});
   check_.End();
