@@ -106,7 +106,7 @@ std::string NameOfParts(std::string_view value) {
   std::array<std::string, 5> parts;
   for (std::string& part : parts) part = TakePart(value);
   std::string name;
-  for (const std::size_t i : {3, 1, 2, 0, 4}) {
+  for (const std::size_t i : {3U, 1U, 2U, 0U, 4U}) {
     if (parts[i].empty()) continue;
     if (!name.empty()) name += ' ';
     name += parts[i];
