@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "message/utf8.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -14,25 +16,6 @@ constexpr std::size_t kLookedAt = 4096;  // for control bytes
 constexpr std::size_t kTextBytesPerControl = 20;
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::uint32_t kReplacement = 0xFFFD;
-
-void AppendUtf8(std::uint32_t code, std::string& text) {
-  const auto add = [&text](std::uint32_t byte) { text += static_cast<char>(byte); };
-  if (code < 0x80) {
-    add(code);
-  } else if (code < 0x800) {
-    add(0xC0 | (code >> 6));
-    add(0x80 | (code & 0x3F));
-  } else if (code < 0x10000) {
-    add(0xE0 | (code >> 12));
-    add(0x80 | ((code >> 6) & 0x3F));
-    add(0x80 | (code & 0x3F));
-  } else {
-    add(0xF0 | (code >> 18));
-    add(0x80 | ((code >> 12) & 0x3F));
-    add(0x80 | ((code >> 6) & 0x3F));
-    add(0x80 | (code & 0x3F));
-  }
-}
 
 bool IsHighSurrogate(std::uint32_t unit) {
   return unit >= 0xD800 && unit < 0xDC00;
@@ -113,10 +96,10 @@ void TextLines::AppendUtf16(std::string_view bytes, bool last) {
     if (IsHighSurrogate(unit) && i + 4 > carry_.size() && !last) break;
     i += 2;
     if (IsHighSurrogate(unit) && i + 2 <= carry_.size() && IsLowSurrogate(unit_at(i))) {
-      AppendUtf8(0x10000 + ((unit - 0xD800) << 10) + (unit_at(i) - 0xDC00), text_);
+      AppendUtf8(text_, 0x10000 + ((unit - 0xD800) << 10) + (unit_at(i) - 0xDC00));
       i += 2;
     } else {
-      AppendUtf8(IsHighSurrogate(unit) || IsLowSurrogate(unit) ? kReplacement : unit, text_);
+      AppendUtf8(text_, IsHighSurrogate(unit) || IsLowSurrogate(unit) ? kReplacement : unit);
     }
   }
   carry_.erase(0, i);
