@@ -76,8 +76,10 @@ TEST_F(SettingsDialogTest, APageIsPlainOrAListNeverBoth) {
   for (const SettingsPageRow& page : SettingsPages()) {
     EXPECT_FALSE(page.make != nullptr && page.make_list != nullptr) << page.id;
   }
-  ASSERT_NE(FindSettingsPage(PAGE_SPAM_WORDS), nullptr);
-  EXPECT_NE(FindSettingsPage(PAGE_SPAM_WORDS)->make_list, nullptr);
+  for (const int id : {PAGE_SPAM_WORDS, PAGE_BLOCKED_SENDERS, PAGE_FRIENDS}) {
+    ASSERT_NE(FindSettingsPage(id), nullptr);
+    EXPECT_NE(FindSettingsPage(id)->make_list, nullptr) << id;
+  }
 }
 
 TEST_F(SettingsDialogTest, OpensAtTheFirstPageThenAtTheLastOneShown) {

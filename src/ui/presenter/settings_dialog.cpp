@@ -6,6 +6,7 @@
 #include "message/display_text.h"
 #include "ui/presenter/level_page.h"
 #include "ui/presenter/plain_pages.h"
+#include "ui/presenter/senders_page.h"
 #include "ui/presenter/spam_words_page.h"
 #include "ui/resource.h"
 
@@ -22,6 +23,11 @@ std::unique_ptr<ListPage> MakeList(const SettingsSurroundings& surroundings, Lis
   return std::make_unique<Page>(surroundings, view);
 }
 
+template <std::int32_t kind>
+std::unique_ptr<ListPage> MakeSenders(const SettingsSurroundings& surroundings, ListPageView& view) {
+  return std::make_unique<SendersPage>(surroundings, view, kind);
+}
+
 constexpr SettingsPageRow kPages[] = {
     {PAGE_GENERAL, 0, Text::kPageGeneral, "configgeneral.htm", Make<GeneralPage>},
     {PAGE_TRAY, PAGE_GENERAL, Text::kPageTray, "configtray.htm", Make<TrayPage>},
@@ -34,9 +40,10 @@ constexpr SettingsPageRow kPages[] = {
     {PAGE_SPAM_WORDS, PAGE_FILTER, Text::kPageSpamWords, "configspamwords.htm", nullptr,
      MakeList<SpamWordsPage>},
     {PAGE_SENDERS, 0, Text::kPageSenders, "configsenders.htm", nullptr},
-    // The presenter of the two lists of senders is still to come.
-    {PAGE_BLOCKED_SENDERS, PAGE_SENDERS, Text::kPageBlockedSenders, "configblocked.htm", nullptr},
-    {PAGE_FRIENDS, PAGE_SENDERS, Text::kPageFriends, "configfriends.htm", nullptr},
+    {PAGE_BLOCKED_SENDERS, PAGE_SENDERS, Text::kPageBlockedSenders, "configblocked.htm", nullptr,
+     MakeSenders<kSenderBlocked>},
+    {PAGE_FRIENDS, PAGE_SENDERS, Text::kPageFriends, "configfriends.htm", nullptr,
+     MakeSenders<kSenderFriend>},
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 // One page of the settings dialog: what its window calls. Presenters of this kind are for the settings dialog
 // to come; until then only tests call them.
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -30,6 +31,8 @@ struct SettingsSurroundings {
   // Commands of the main window by their numbers; one that nobody can run yet is greyed.
   std::function<bool(int command)> can_run;
   std::function<void(int command)> run;
+  // Imports senders into the list of that kind, and returns when that is over; empty while nothing can.
+  std::function<void(std::int32_t kind)> import_senders = {};
 };
 
 // What one press of OK gathers from the pages that were shown.
