@@ -68,11 +68,18 @@ struct FiledMessage {
   const MailMessage* message = nullptr;
 };
 
-// Which of them the bin still holds.
+// What the bin still has of a message that was filed before.
+enum class Holding {
+  kNothing,   // or a file that holds something else
+  kFileOnly,  // its file, which a readable index does not list: an erase was cut off before it
+  kListed,    // file and entry
+};
+
+// What it has of several.
 struct HoldingResult {
-  std::vector<bool> holds;      // one per message
-  bool index_unusable = false;  // nothing is known of any, and filing would be refused as well
-  FileResult why;               // of an index that is unusable
+  std::vector<Holding> holdings;  // one per message
+  bool index_unusable = false;    // nothing is known of any, and filing would be refused as well
+  FileResult why;                 // of an index that is unusable
 };
 
 // What a repair found and did.
@@ -106,16 +113,17 @@ class RecycleBin {
   // everything filed is on the disk, flushed. A damaged index is rebuilt before. No message is kept, and no
   // file left, when the index is there but cannot be read or rebuilt, when the directory could not be flushed
   // or a readable index not be saved. Without an index, or with one of another root, the files have no
-  // entries until a rebuild. A reserved name that somebody else has taken meanwhile is not overwritten: that
-  // message is not kept. `on_each`, if given, is called before each message with the store's lock held: it
-  // must tell and ask nobody.
+  // entries until a rebuild. Where a file of the reserved name is there, it is written anew when it holds the
+  // same message, and else not touched: that message is not kept. `on_each`, if given, is called before each
+  // message with the store's lock held: it must tell and ask nobody.
   FilingResult File(std::span<const DeletedMessage> messages, std::string_view account,
                     const std::function<void()>& on_each = {});
 
-  // For each message: whether its file is there, is listed in a readable index, and holds exactly the bytes
-  // that filing this message would write. A damaged index is rebuilt before, as when filing: what it listed
-  // would be filed a second time otherwise.
-  HoldingResult Holds(std::span<const FiledMessage> filed);
+  // For each message: whether its file is there and holds exactly the bytes that filing this message would
+  // write, and whether a readable index lists it. A damaged index is rebuilt before, as when filing: what it
+  // listed would be filed a second time otherwise. Of an index that is missing or has another root nothing
+  // is said but kNothing.
+  HoldingResult HoldingsOf(std::span<const FiledMessage> filed);
 
   // Erases those of these files that a readable index does not list, and gives their number. For start-up:
   // a filing that was cut off leaves them, and their mail is still on the server.
@@ -166,9 +174,16 @@ class RecycleBin {
 
  private:
   std::string NewName(const CalendarTime& local_time);
-  FileResult WriteMessage(const DeletedMessage& deleted, std::string& name, const CalendarTime& local_time);
+  struct WrittenMessage {
+    FileResult result;       // success also for a message with nothing to keep
+    std::string name;        // of its file; empty when there is none
+    bool was_there = false;  // the file held this message already
+  };
+  WrittenMessage WriteMessage(const DeletedMessage& deleted, const CalendarTime& local_time);
   void TakeBack(FilingResult& filing, FileResult why) const;
-  FileResult MakeIndex(RecycleIndexFile& index) const;
+  // What becomes of the index that is made anew when a message file without a row cannot be read.
+  enum class UnreadableMail { kLeftOut, kRefused };
+  FileResult MakeIndex(RecycleIndexFile& index, UnreadableMail unreadable) const;
   RecycleIndexFile IndexForFiling() const;
   bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
   bool ChangeIndexAndErase(const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change);

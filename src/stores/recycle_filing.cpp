@@ -43,28 +43,38 @@ std::vector<std::string> RecycleBin::ReserveNames(std::size_t count) {
   return names;
 }
 
-// Gives the name of the file that was written; none, and success, for a message with nothing to keep.
-FileResult RecycleBin::WriteMessage(const DeletedMessage& deleted, std::string& name,
-                                    const CalendarTime& local_time) {
+// A file that holds the message already is written all the same: whether it reached the disk is not known.
+RecycleBin::WrittenMessage RecycleBin::WriteMessage(const DeletedMessage& deleted,
+                                                    const CalendarTime& local_time) {
+  WrittenMessage written;
   const MailMessage* message = deleted.message;
-  if (message == nullptr || message->empty() || message->size() == 0) return {};
+  if (message == nullptr || message->empty() || message->size() == 0) return written;
   const std::optional<std::string> text = message->Serialise();
-  if (!text || text->empty()) return {};
-  std::string chosen(deleted.name);
-  if (chosen.empty()) chosen = NewName(local_time);
-  const std::string path = PathOfMessage(chosen);
-  if (path.empty()) return {directory_ + chosen, std::make_error_code(std::errc::invalid_argument)};
-  if (FileExists(path)) return {path, std::make_error_code(std::errc::file_exists)};
-  FileResult written = WriteWholeFile(path, *text, true);
-  if (written) name = std::move(chosen);
+  if (!text || text->empty()) return written;
+  std::string name(deleted.name);
+  if (name.empty()) name = NewName(local_time);
+  const std::string path = PathOfMessage(name);
+  if (path.empty()) {
+    written.result = {directory_ + name, std::make_error_code(std::errc::invalid_argument)};
+    return written;
+  }
+  written.was_there = FileExists(path);
+  if (written.was_there && ReadWholeFile(path) != text) {
+    written.result = {path, std::make_error_code(std::errc::file_exists)};
+    return written;
+  }
+  written.result = WriteWholeFile(path, *text, true);
+  if (written.result) written.name = std::move(name);
   return written;
 }
 
 // A damaged index is rebuilt here, before new files lie beside those that it listed. When that fails it
-// counts as one that cannot be read, with the reason.
+// counts as one that cannot be read, with the reason. So it does while a file cannot be read, which may be so
+// for a moment only: the next check tries again, and the next start goes on without that file.
 RecycleIndexFile RecycleBin::IndexForFiling() const {
   RecycleIndexFile index = ReadRecycleIndex(index_path_);
-  if (index.state == RecycleIndexFile::State::kDamaged) index.why = MakeIndex(index);
+  if (index.state == RecycleIndexFile::State::kDamaged)
+    index.why = MakeIndex(index, UnreadableMail::kRefused);
   return index;
 }
 
@@ -81,11 +91,14 @@ FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::str
   }
   std::vector<CalendarTime> times(messages.size());
   bool any = false;
+  std::vector<std::string> were_there;
   for (std::size_t i = 0; i < messages.size(); ++i) {
     if (on_each) on_each();
     times[i] = program_.environment.local_time();
-    FileResult written = WriteMessage(messages[i], filing.names[i], times[i]);
-    if (!written && filing.written) filing.written = std::move(written);
+    WrittenMessage written = WriteMessage(messages[i], times[i]);
+    if (!written.result && filing.written) filing.written = std::move(written.result);
+    if (written.was_there && !written.name.empty()) were_there.push_back(written.name);
+    filing.names[i] = std::move(written.name);
     any = any || !filing.names[i].empty();
   }
   if (!any) return filing;
@@ -95,6 +108,8 @@ FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::str
     return filing;
   }
   if (index.root == nullptr) return filing;
+  // A repair may have listed them meanwhile.
+  recycle_index::ForEntriesNamed(index.root, were_there, RemoveElement);
   for (std::size_t i = 0; i < messages.size(); ++i) {
     if (filing.names[i].empty()) continue;
     recycle_index::AppendEntry(index.root, filing.names[i], messages[i], account, times[i]);
@@ -122,8 +137,8 @@ void RecycleBin::TakeBack(FilingResult& filing, FileResult why) const {
   if (filing.written) filing.written = std::move(why);
 }
 
-HoldingResult RecycleBin::Holds(std::span<const FiledMessage> filed) {
-  HoldingResult result{std::vector<bool>(filed.size()), false, {}};
+HoldingResult RecycleBin::HoldingsOf(std::span<const FiledMessage> filed) {
+  HoldingResult result{std::vector<Holding>(filed.size(), Holding::kNothing), false, {}};
   if (filed.empty()) return result;
   std::unordered_set<std::string> listed;
   {
@@ -139,9 +154,10 @@ HoldingResult RecycleBin::Holds(std::span<const FiledMessage> filed) {
   }
   for (std::size_t i = 0; i < filed.size(); ++i) {
     const std::string path = PathOfMessage(filed[i].name);
-    if (path.empty() || filed[i].message == nullptr || !listed.contains(std::string(filed[i].name))) continue;
+    if (path.empty() || filed[i].message == nullptr) continue;
     const std::optional<std::string> text = filed[i].message->Serialise();
-    result.holds[i] = text && !text->empty() && ReadWholeFile(path) == text;
+    if (!text || text->empty() || ReadWholeFile(path) != text) continue;
+    result.holdings[i] = listed.contains(std::string(filed[i].name)) ? Holding::kListed : Holding::kFileOnly;
   }
   return result;
 }

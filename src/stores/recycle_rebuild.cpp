@@ -63,8 +63,9 @@ Adoption AppendMessage(xmlNode* root, const std::string& name, const std::string
 
 }  // namespace
 
-// On success the index is readable and on the disk; on failure `index` must not be used.
-FileResult RecycleBin::MakeIndex(RecycleIndexFile& index) const {
+// On success the index is readable and on the disk; on failure `index` must not be used. No index comes after
+// this one that would list a file which cannot be read now and of which nothing else is known.
+FileResult RecycleBin::MakeIndex(RecycleIndexFile& index, UnreadableMail unreadable) const {
   const FileNames files = ReadFileNames(directory_, kMessageEnd);
   // An index of the files that were seen would leave all others without entries.
   if (!files.result) return files.result;
@@ -75,8 +76,13 @@ FileResult RecycleBin::MakeIndex(RecycleIndexFile& index) const {
     const std::string path = PathOfMessage(name);
     if (path.empty()) continue;
     const auto row = former.find(name);
-    AppendMessage(index.root, name, path, row != former.end() ? &row->second : nullptr,
-                  program_.environment.local_time());
+    const Adoption adoption =
+        AppendMessage(index.root, name, path, row != former.end() ? &row->second : nullptr,
+                      program_.environment.local_time());
+    if (adoption == Adoption::kUnreadable && unreadable == UnreadableMail::kRefused &&
+        StateOfFile(path).exists) {
+      return {path, std::make_error_code(std::errc::io_error)};
+    }
   }
   if (index.state == State::kDamaged) {
     if (FileResult kept = CopyAside(index_path_, index.bytes); !kept) return kept;
@@ -93,7 +99,7 @@ bool RecycleBin::RebuildIndex() {
   const auto held = lock_.Acquire();
   RecycleIndexFile index = ReadRecycleIndex(index_path_);
   if (index.state != State::kMissing && index.state != State::kDamaged) return false;
-  return static_cast<bool>(MakeIndex(index));
+  return static_cast<bool>(MakeIndex(index, UnreadableMail::kLeftOut));
 }
 
 RepairReport RecycleBin::Repair() {
@@ -112,7 +118,8 @@ RepairReport RecycleBin::Repair() {
   }
   const FileNames files = ReadFileNames(directory_, kMessageEnd);
   report.done = files.result;
-  if (report.done && index.state != State::kReadable) report.done = MakeIndex(index);
+  if (report.done && index.state != State::kReadable)
+    report.done = MakeIndex(index, UnreadableMail::kLeftOut);
   if (!report.done) return report;
 
   recycle_index::ForEachEntry(index.root, [&](xmlNode* entry) {

@@ -26,7 +26,8 @@ SHOWN = 5  # failures of one rule that are told in full
 
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="tests/torture/run", description=__doc__)
-    parser.add_argument("--minutes", type=float, default=1.0)
+    parser.add_argument("--minutes", type=float, default=1.0, help="no round begins after them")
+    parser.add_argument("--worlds", type=int, default=sys.maxsize, help="no world begins after so many")
     parser.add_argument("--seed", type=int, help="of the whole run; a new one unless given")
     parser.add_argument("--world", type=int, help="plays the world of this seed alone, and shows its schedule")
     parser.add_argument("--rounds", type=int, default=25, help="of each world")
@@ -53,10 +54,12 @@ def play(seed, setting, rounds, end=math.inf):
     return seed, world.ledger.asked, Counter(world.counts), world.ledger.failures, world.evidence
 
 
-def work(setting, next_world, end, rounds, results):
+def work(setting, next_world, last_world, end, rounds, results):
     setting.allow_mounts()
     while time.monotonic() < end:
         with next_world.get_lock():
+            if next_world.value > last_world:
+                break
             seed = next_world.value
             next_world.value += 1
         results.put(play(seed, setting, rounds, end))
@@ -123,8 +126,10 @@ def run_all(arguments, setting):
     began = time.monotonic()
     end = began + 60 * arguments.minutes
     next_world = multiprocessing.Value("q", seed * 1_000_000)
+    last_world = min(next_world.value + arguments.worlds, sys.maxsize) - 1
     results = multiprocessing.Queue()
-    workers = [multiprocessing.Process(target=work, args=(setting, next_world, end, arguments.rounds, results), daemon=True)
+    workers = [multiprocessing.Process(target=work, daemon=True,
+                                       args=(setting, next_world, last_world, end, arguments.rounds, results))
                for _ in range(arguments.jobs)]
     for worker in workers:
         worker.start()

@@ -240,6 +240,9 @@ class World:
         self.loop.longest_gap = 0.0
         self.killed_by_us = False
         self.on_server_before = {m for m in self.ledger.mails.values() if m.on_server}
+        restored = [e.get("name") for e in self.ledger.look().bin_entries() or []
+                    if e.get("restored", "").startswith("1")]
+        self.restored_before = set(self._mails_of(restored))
         self.fetched = []
         self.ledger.flushes.forget()
         self.ledger.disk_disturbed = one.disturbs_disk or bool(self.nature.tiny_disk)
@@ -381,10 +384,11 @@ class World:
             # What was counted or learnt may not have been noted any more.
             self.ledger.recounted += sum("spam" in m.kind or m.kind == "blocked" for m in session.listed)
             self.ledger.relearnt += len(session.listed)
-        from_bin = [m for m in self.fetched if m not in self.on_server_before]
-        for mail in from_bin:
-            mail.erase_allowed = True
-            mail.settled |= self.client.done_answer and not one.disturbs_disk and not self.nature.tiny_disk
+        for mail in self.fetched:
+            from_bin_alone = mail not in self.on_server_before
+            mail.erase_allowed |= from_bin_alone or mail in self.restored_before
+            mail.settled |= (from_bin_alone and self.client.done_answer and not one.disturbs_disk
+                             and not self.nature.tiny_disk)
         if self.client.quit_sent or died:
             self.ledger.fetched_in_build.pop(self.client.account.user, None)
         self._remember_build(session, died)

@@ -16,7 +16,7 @@ SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fe
 void SpamFiling::Run(const std::function<void()>& on_each) {
   std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
   if (spam.empty()) return;
-  std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
+  std::vector<std::string> names = NamesFor(spam);
   // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
   if (FileResult saved = SaveRows(spam, names); !saved) {
     why_ = saved.Text();
@@ -24,7 +24,7 @@ void SpamFiling::Run(const std::function<void()>& on_each) {
                                             [](const MessageEntry* entry) { return !entry->unconfirmed; });
     unfiled_.insert(rest, spam.end());
     spam.erase(rest, spam.end());
-    names = recycle_bin_.ReserveNames(spam.size());
+    names = NamesFor(spam);
   }
   for (const MailBatch& batch : SplitIntoBatches(spam)) {
     File(std::span(spam).subspan(batch.first, batch.count),
@@ -55,7 +55,8 @@ std::vector<MessageEntry*> SpamFiling::SpamWithContent() {
 }
 
 // Deliberate: a file that no readable index lists does not count, and the mail is filed as new: nobody could
-// find that file. Without an index, or with a foreign one, that is so at each check until there is one again.
+// find that file. It becomes the mail's file again where the index can be read. Without an index, or with a
+// foreign one, the mail gets another file at each check until there is one again.
 std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam) {
   std::vector<MessageEntry*> candidates;
   std::vector<MessageEntry*> others;
@@ -70,18 +71,30 @@ std::vector<MessageEntry*> SpamFiling::WithoutWhatIsFiled(const std::vector<Mess
       messages.push_back(fetched_.MessageOf(*candidates[i]));
       filed.push_back({candidates[i]->unconfirmed->bin_file, messages.back().get()});
     }
-    const HoldingResult held = recycle_bin_.Holds(filed);
+    const HoldingResult held = recycle_bin_.HoldingsOf(filed);
     if (held.index_unusable) {
       // Were their rows given new files now, they would be filed a second time.
       why_ = held.why.Text();
       KeepAllOnServer();
       return {};
     }
-    for (std::size_t i = 0; i < held.holds.size(); ++i) {
-      if (!held.holds[i]) others.push_back(candidates[batch.first + i]);
+    for (std::size_t i = 0; i < held.holdings.size(); ++i) {
+      MessageEntry* const entry = candidates[batch.first + i];
+      if (held.holdings[i] != Holding::kListed) others.push_back(entry);
+      if (held.holdings[i] == Holding::kFileOnly) has_file_.insert(entry);
     }
   }
   return others;
+}
+
+// The file that an erase left which was cut off is used again: beside a second one it would be listed, too,
+// when the index is repaired.
+std::vector<std::string> SpamFiling::NamesFor(std::span<MessageEntry* const> spam) {
+  std::vector<std::string> names = recycle_bin_.ReserveNames(spam.size());
+  for (std::size_t i = 0; i < spam.size(); ++i) {
+    if (has_file_.contains(spam[i])) names[i] = spam[i]->unconfirmed->bin_file;
+  }
+  return names;
 }
 
 FileResult SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names) {

@@ -43,6 +43,7 @@ class SpamFiling {
  private:
   std::vector<MessageEntry*> SpamWithContent();
   std::vector<MessageEntry*> WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam);
+  std::vector<std::string> NamesFor(std::span<MessageEntry* const> spam);
   FileResult SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
   void File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
             const std::function<void()>& on_each);
@@ -51,6 +52,7 @@ class SpamFiling {
   const FetchedMail& fetched_;
   UnconfirmedRows& unconfirmed_;
   RecycleBin recycle_bin_;
+  std::unordered_set<const MessageEntry*> has_file_;  // of its row, without an entry
   std::unordered_set<const MessageEntry*> unfiled_;
   std::string why_;
 };
