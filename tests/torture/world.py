@@ -531,7 +531,8 @@ class World:
             return
         self._count("damaged indexes")
         self.ledger.index_broken = True
-        at = random.randrange(0, len(data))
+        # Not behind the root element: an index with zeros there can be read.
+        at = random.randrange(0, max(1, len(data) - len("</recyclebin>")))
         if lose:
             self._kill()
             os.unlink(path)
