@@ -11,12 +11,68 @@
 namespace quillbeaker {
 namespace {
 
-// Every thread that shows dialogs has a message loop of its own.
-thread_local std::vector<HWND> modeless_dialogs;
+// What a thread knows of its dialogs; every thread that shows some has a message loop of its own.
+struct ThreadDialogs {
+  std::vector<HWND> modeless;
+  // The object whose window is being made. WM_INITDIALOG could carry it, but any program of the user may send
+  // that message, with an lParam of its own.
+  Dialog* being_made = nullptr;
+  std::vector<std::unique_ptr<Dialog>> to_delete;
+  int calls = 0;  // of dialog procedures, on the stack now
+  HHOOK filter = nullptr;
+  const MSG* being_taken = nullptr;
+};
 
-// The object whose window is being made on this thread. WM_INITDIALOG could carry it, but any program of the
-// user may send that message, with an lParam of its own.
-thread_local Dialog* being_made = nullptr;
+thread_local ThreadDialogs dialogs;
+
+// One call of a dialog procedure; the end of the last one deletes what waited for it.
+class Call {
+ public:
+  Call() { ++dialogs.calls; }
+  ~Call() {
+    if (--dialogs.calls > 0) return;
+    // Deleting may hand over more.
+    while (!dialogs.to_delete.empty()) std::exchange(dialogs.to_delete, {}).clear();
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+};
+
+bool IsSameMessage(const MSG& a, const MSG& b) {
+  return a.hwnd == b.hwnd && a.message == b.message && a.wParam == b.wParam && a.lParam == b.lParam &&
+         a.time == b.time;
+}
+
+// IsDialogMessage calls this hook, also in the loop of a modal dialog or message box, which knows nothing of
+// the modeless dialogs beside it.
+LRESULT CALLBACK FilterMessage(int code, WPARAM wparam, LPARAM lparam) {
+  MSG message = *reinterpret_cast<const MSG*>(lparam);
+  const bool is_ours = dialogs.being_taken != nullptr && IsSameMessage(*dialogs.being_taken, message);
+  if (code == MSGF_DIALOGBOX && !is_ours && Dialog::TakeMessage(message)) return 1;
+  return CallNextHookEx(nullptr, code, wparam, lparam);
+}
+
+void AddModeless(HWND window) {
+  dialogs.modeless.push_back(window);
+  if (dialogs.filter == nullptr) {
+    dialogs.filter = SetWindowsHookExW(WH_MSGFILTER, FilterMessage, nullptr, GetCurrentThreadId());
+  }
+}
+
+void RemoveModeless(HWND window) {
+  std::erase(dialogs.modeless, window);
+  if (dialogs.modeless.empty() && dialogs.filter != nullptr) {
+    UnhookWindowsHookEx(std::exchange(dialogs.filter, nullptr));
+  }
+}
+
+bool IsKey(const MSG& message) {
+  return message.message >= WM_KEYFIRST && message.message <= WM_KEYLAST;
+}
+
+Dialog* ObjectOf(HWND window) {
+  return reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
+}
 
 // In the title, and in the taskbar, where a dialog without an owner has a button.
 void ShowProgramIcon(HWND window) {
@@ -43,27 +99,35 @@ Dialog::~Dialog() {
 }
 
 void Dialog::Forget() {
-  std::erase(modeless_dialogs, window_);
+  RemoveModeless(window_);
   SetWindowLongPtrW(window_, DWLP_USER, 0);
   window_ = nullptr;
 }
 
 INT_PTR Dialog::RunModal(HWND owner) {
-  modal_ = true;
-  being_made = this;
+  kind_ = Kind::kModal;
+  dialogs.being_made = this;
   const INT_PTR result =
       DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
-  being_made = nullptr;  // when no window was made
+  dialogs.being_made = nullptr;  // when no window was made
   return result;
 }
 
-bool Dialog::CreateModeless(HWND owner) {
-  modal_ = false;
-  being_made = this;
+bool Dialog::Create(HWND owner, Kind kind) {
+  kind_ = kind;
+  dialogs.being_made = this;
   const HWND made =
       CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
-  being_made = nullptr;
+  dialogs.being_made = nullptr;
   return made != nullptr;
+}
+
+bool Dialog::CreateModeless(HWND owner) {
+  return Create(owner, Kind::kModeless);
+}
+
+bool Dialog::CreateChild(HWND parent) {
+  return Create(parent, Kind::kChild);
 }
 
 void Dialog::Destroy() {
@@ -73,65 +137,104 @@ void Dialog::Destroy() {
 }
 
 void Dialog::End(INT_PTR result) {
-  if (modal_) {
+  if (kind_ == Kind::kModal) {
     EndDialog(window_, result);
   } else {
     Destroy();
   }
 }
 
+void Dialog::DeleteLater(std::unique_ptr<Dialog> dialog) {
+  const Call call;
+  dialogs.to_delete.push_back(std::move(dialog));
+}
+
 bool Dialog::TakeMessage(MSG& message) {
+  const MSG* const former = std::exchange(dialogs.being_taken, &message);
   // A copy: handling the message may open or close dialogs.
-  const std::vector<HWND> dialogs = modeless_dialogs;
-  return std::any_of(dialogs.begin(), dialogs.end(),
-                     [&message](HWND dialog) { return IsDialogMessageW(dialog, &message) != FALSE; });
+  const std::vector<HWND> modeless = dialogs.modeless;
+  const bool taken = std::any_of(modeless.begin(), modeless.end(), [&message](HWND window) {
+    if (message.hwnd != window && !IsChild(window, message.hwnd)) return false;
+    const Call call;
+    Dialog* const dialog = IsKey(message) ? ObjectOf(window) : nullptr;
+    return (dialog != nullptr && dialog->OnKey(message)) || IsDialogMessageW(window, &message) != FALSE;
+  });
+  dialogs.being_taken = former;
+  return taken;
 }
 
 INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
-  auto* dialog = reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
+  Dialog* dialog = ObjectOf(window);
   if (message == WM_INITDIALOG) {
-    if (dialog != nullptr || being_made == nullptr) {
+    if (dialog != nullptr || dialogs.being_made == nullptr) {
       return FALSE;  // not the system's
     }
-    dialog = std::exchange(being_made, nullptr);
+    dialog = std::exchange(dialogs.being_made, nullptr);
     SetWindowLongPtrW(window, DWLP_USER, reinterpret_cast<LONG_PTR>(dialog));
     dialog->window_ = window;
-    if (!dialog->modal_) {
-      modeless_dialogs.push_back(window);
-    }
+    if (dialog->kind_ == Kind::kModeless) AddModeless(window);
   }
-  return dialog == nullptr ? FALSE : dialog->Handle(message, wparam, lparam);
+  if (dialog == nullptr) return FALSE;
+  const Call call;
+  return dialog->Handle(message, wparam, lparam);
+}
+
+bool Dialog::IsUnderModalBox() const {
+  return IsWindowEnabled(GetAncestor(window_, GA_ROOT)) == FALSE;
+}
+
+INT_PTR Dialog::Answer(UINT message, LRESULT result) {
+  if (message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC) {
+    return result;  // these answer with a brush, not through the window
+  }
+  SetWindowLongPtrW(window_, DWLP_MSGRESULT, result);
+  return TRUE;
 }
 
 INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
+  LRESULT result = 0;
   switch (message) {
     case WM_INITDIALOG:
-      ShowProgramIcon(window_);
+      if (kind_ != Kind::kChild) ShowProgramIcon(window_);
       CurrentLanguage().TranslateWindow(window_, template_id_);
       return OnInit() ? TRUE : FALSE;
-    case WM_COMMAND:
+    case WM_COMMAND: {
+      // 0 is a pressed button or a chosen menu item, 1 an accelerator. Cancel stays possible.
+      const bool is_chosen = HIWORD(wparam) <= 1;
+      if (is_chosen && LOWORD(wparam) != IDCANCEL && IsUnderModalBox()) return TRUE;
       return OnCommand(LOWORD(wparam), HIWORD(wparam)) ? TRUE : FALSE;
+    }
+    case WM_NOTIFY:
+      return OnNotify(*reinterpret_cast<const NMHDR*>(lparam), result) ? Answer(message, result) : FALSE;
     case WM_CLOSE:
       OnClose();
       return TRUE;
     case WM_TIMER:
       OnTimer(wparam);
       return TRUE;
+    case WM_SIZE:
+      OnSize(LOWORD(lparam), HIWORD(lparam));
+      return FALSE;
+    case WM_CONTEXTMENU:
+      return OnContextMenu(reinterpret_cast<HWND>(wparam),
+                           {static_cast<short>(LOWORD(lparam)), static_cast<short>(HIWORD(lparam))})
+                 ? TRUE
+                 : FALSE;
+    case WM_HELP:
+      return OnHelp() ? TRUE : FALSE;
+    case WM_SYSCOLORCHANGE:
+      for (HWND child = GetWindow(window_, GW_CHILD); child != nullptr;
+           child = GetWindow(child, GW_HWNDNEXT)) {
+        SendMessageW(child, message, wparam, lparam);
+      }
+      OnSystemColours();
+      return FALSE;
     case WM_NCDESTROY:
       Forget();
       OnDestroyed();
       return FALSE;
-    default: {
-      LRESULT result = 0;
-      if (!OnMessage(message, wparam, lparam, result)) {
-        return FALSE;
-      }
-      if (message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC) {
-        return result;  // these answer with a brush, not through the window
-      }
-      SetWindowLongPtrW(window_, DWLP_MSGRESULT, result);
-      return TRUE;
-    }
+    default:
+      return OnMessage(message, wparam, lparam, result) ? Answer(message, result) : FALSE;
   }
 }
 

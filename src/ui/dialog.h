@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <memory>
+
 namespace quillbeaker {
 
 class Dialog {
@@ -19,27 +21,51 @@ class Dialog {
   INT_PTR RunModal(HWND owner);
   // Makes the window, hidden unless its template says otherwise. False when that failed.
   bool CreateModeless(HWND owner);
+  // The same for a template that is a part of another dialog (DS_CONTROL): that dialog handles Tab, Enter and
+  // Esc for its controls, too.
+  bool CreateChild(HWND parent);
   void Destroy();
 
   // Null before the window was made and after it is gone.
   HWND window() const { return window_; }
   HWND Control(int id) const { return GetDlgItem(window_, id); }
+  int template_id() const { return template_id_; }
 
   // For the message loop: hands the message to the modeless dialog it belongs to, for Tab, Enter and Esc.
-  // True when it was one.
+  // True when it was one. The loops of modal dialogs and message boxes on this thread do so by themselves
+  // while a modeless dialog exists.
   static bool TakeMessage(MSG& message);
+
+  // Deletes the object as soon as no call into any dialog of this thread is on the stack: a handler that has
+  // opened a box may return to it after its window is gone.
+  static void DeleteLater(std::unique_ptr<Dialog> dialog);
 
  protected:
   // The controls are there and carry their translated texts. True lets the system set the focus.
   virtual bool OnInit() { return true; }
-  // True when the command was handled. Esc arrives as IDCANCEL.
+  // True when the command was handled. Esc arrives as IDCANCEL. What a button or a menu sends while a modal
+  // box disables the dialog is dropped, so that no handler runs a second time under its own box.
   virtual bool OnCommand(int id, int notification) = 0;
+  // True when `result` is the answer.
+  virtual bool OnNotify(const NMHDR& /*notice*/, LRESULT& /*result*/) { return false; }
   // The close box, Alt+F4.
   virtual void OnClose() { OnCommand(IDCANCEL, 0); }
   virtual void OnTimer(UINT_PTR) {}
+  // The client area has a new size.
+  virtual void OnSize(int /*width*/, int /*height*/) {}
+  // The context menu of a control was asked for, at a place of the screen, or (-1, -1) by the keyboard. True
+  // when it was shown.
+  virtual bool OnContextMenu(HWND /*control*/, POINT /*place*/) { return false; }
+  // F1. False hands the request on to the owner or the parent.
+  virtual bool OnHelp() { return false; }
+  // The system's colours changed; the controls have been told already.
+  virtual void OnSystemColours() {}
+  // A message of the keyboard for one of the controls, before Tab, Enter and Esc take effect. True when it
+  // was used up. Only modeless dialogs are asked.
+  virtual bool OnKey(const MSG& /*message*/) { return false; }
   // Everything else; true when `result` is the answer.
   virtual bool OnMessage(UINT, WPARAM, LPARAM, LRESULT& /*result*/) { return false; }
-  // The window is gone; a modeless object may be deleted by its owner now. Not called when the object went
+  // The window is gone; a modeless object may be handed to DeleteLater now. Not called when the object went
   // first.
   virtual void OnDestroyed() {}
 
@@ -47,13 +73,18 @@ class Dialog {
   void End(INT_PTR result);
 
  private:
+  enum class Kind { kModal, kModeless, kChild };
+
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  bool Create(HWND owner, Kind kind);
   INT_PTR Handle(UINT message, WPARAM wparam, LPARAM lparam);
+  INT_PTR Answer(UINT message, LRESULT result);
+  bool IsUnderModalBox() const;
   void Forget();
 
   const int template_id_;
   HWND window_ = nullptr;
-  bool modal_ = false;
+  Kind kind_ = Kind::kModal;
 };
 
 }  // namespace quillbeaker

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "ui/resource.h"
 
@@ -81,6 +84,109 @@ TEST(Dialog, AnObjectThatGoesHearsNothingMore) {
   EXPECT_EQ(commands, 0);
   MSG message{};
   EXPECT_FALSE(Dialog::TakeMessage(message));
+}
+
+// Records what reaches its handlers, and can hand itself over for deletion.
+class Busy : public Dialog {
+ public:
+  explicit Busy(bool& deleted) : Dialog(DIALOG_TIMEOUT), deleted_(deleted) {}
+  ~Busy() override { deleted_ = true; }
+  std::unique_ptr<Dialog> itself;
+  std::vector<int> commands;
+  int keys = 0;
+  int helps = 0;
+  SIZE size{};
+
+ private:
+  bool OnCommand(int id, int) override {
+    commands.push_back(id);
+    if (itself != nullptr && id == IDOK) {
+      bool& deleted = deleted_;
+      Dialog::DeleteLater(std::move(itself));
+      MessageInside();
+      EXPECT_FALSE(deleted);
+    }
+    return true;
+  }
+  // As a box that is shown from a handler does: more calls begin and end.
+  void MessageInside() { SendMessageW(window(), WM_TIMER, 1, 0); }
+  bool OnKey(const MSG&) override {
+    ++keys;
+    return true;
+  }
+  bool OnHelp() override {
+    ++helps;
+    return true;
+  }
+  void OnSize(int width, int height) override { size = {width, height}; }
+
+  bool& deleted_;
+};
+
+TEST(Dialog, IsDeletedWhenNoCallOfItIsLeft) {
+  bool deleted = false;
+  auto dialog = std::make_unique<Busy>(deleted);
+  Busy& busy = *dialog;
+  ASSERT_TRUE(busy.CreateModeless(nullptr));
+  const HWND window = busy.window();
+  busy.itself = std::move(dialog);
+  SendMessageW(window, WM_COMMAND, IDOK, 0);
+  EXPECT_TRUE(deleted);
+  EXPECT_FALSE(IsWindow(window));
+}
+
+TEST(Dialog, OutsideOfEveryCallItIsDeletedAtOnce) {
+  bool deleted = false;
+  Dialog::DeleteLater(std::make_unique<Busy>(deleted));
+  EXPECT_TRUE(deleted);
+}
+
+TEST(Dialog, NoButtonWorksUnderAModalBox) {
+  bool deleted = false;
+  Busy dialog(deleted);
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  EnableWindow(dialog.window(), FALSE);
+  SendMessageW(dialog.window(), WM_COMMAND, IDOK, 0);
+  SendMessageW(dialog.window(), WM_COMMAND, MAKEWPARAM(TIMEOUT_TEXT, EN_CHANGE), 0);
+  SendMessageW(dialog.window(), WM_COMMAND, IDCANCEL, 0);
+  EXPECT_EQ(dialog.commands, (std::vector<int>{TIMEOUT_TEXT, IDCANCEL}));
+  EnableWindow(dialog.window(), TRUE);
+  SendMessageW(dialog.window(), WM_COMMAND, IDOK, 0);
+  EXPECT_EQ(dialog.commands.back(), IDOK);
+}
+
+TEST(Dialog, GetsItsKeysInTheLoopOfAnotherDialogToo) {
+  bool deleted = false;
+  Busy dialog(deleted);
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  const HWND other = CreateDialogParamW(
+      GetModuleHandleW(nullptr), MAKEINTRESOURCEW(DIALOG_TIMEOUT), nullptr,
+      [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0);
+  ASSERT_NE(other, nullptr);
+  MSG key{};
+  key.hwnd = dialog.Control(IDOK);
+  key.message = WM_KEYDOWN;
+  key.wParam = VK_TAB;
+  EXPECT_TRUE(IsDialogMessageW(other, &key));
+  EXPECT_EQ(dialog.keys, 1);
+  EXPECT_TRUE(Dialog::TakeMessage(key));
+  EXPECT_EQ(dialog.keys, 2);
+  key.hwnd = GetDlgItem(other, IDOK);
+  EXPECT_FALSE(Dialog::TakeMessage(key));
+  DestroyWindow(other);
+}
+
+TEST(Dialog, ToldOfHelpAndSize) {
+  bool deleted = false;
+  Busy dialog(deleted);
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  HELPINFO help{};
+  help.cbSize = sizeof help;
+  SendMessageW(dialog.window(), WM_HELP, 0, reinterpret_cast<LPARAM>(&help));
+  EXPECT_EQ(dialog.helps, 1);
+  SetWindowPos(dialog.window(), nullptr, 0, 0, 400, 300, SWP_NOMOVE | SWP_NOZORDER);
+  EXPECT_GT(dialog.size.cx, 300);
+  EXPECT_GT(dialog.size.cy, 200);
 }
 
 }  // namespace
