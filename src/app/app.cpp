@@ -12,6 +12,7 @@
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
 #include "ui/resource.h"
+#include "ui/system_settings.h"
 #include "ui/translation.h"
 #include "ui/waiting_window.h"
 #include "ui/wide_text.h"
@@ -30,7 +31,12 @@ App::App()
     : program_(SystemEnvironment(ExecutableDirectory())),
       tray_icon_(program_),
       observer_(queue_, *this),
-      listener_(program_, observer_) {
+      listener_(program_, observer_),
+      window_surroundings_{.program = program_,
+                           .settings = PagesNeed(),
+                           .rearm_update_check = {},  // there is none yet
+                           .window_closed = TrimWorkingSet},
+      windows_(window_surroundings_) {
   the_app = this;
 }
 
@@ -80,11 +86,12 @@ void App::PrepareStores() {
                      [&] {
                        waiting.reset();
                        ShowMessageBox(main_window_, Text::kSpamWordsConverted, MB_ICONINFORMATION);
-                       commands_.Run(COMMAND_SETTINGS);
+                       windows_.OpenCommand(COMMAND_SETTINGS, main_window_, PAGE_SPAM_WORDS);
                      }});
 }
 
 void App::StartListener() {
+  served_port_ = program_.Read(keys::kPort);  // another one counts from the next start on
   listener_.Start(main_window_);
 }
 
@@ -113,6 +120,21 @@ bool App::WaitForListener() {
 void App::FillCommandTable() {
   commands_.Set(COMMAND_EXIT, [this] { AskToQuit(); });
   commands_.Set(COMMAND_SWITCH_FILTER, [this] { SwitchFilter(); });
+  for (const WindowRow& row : WindowTable()) {
+    commands_.Set(row.command, [this, &row] { windows_.Open(row, main_window_); });
+  }
+}
+
+SettingsSurroundings App::PagesNeed() {
+  return {
+      .program = program_,
+      .starts_with_system = StartsWithWindows,
+      .set_starts_with_system = SetStartsWithWindows,
+      .ports_in_use = [this] { return PortsInUse(is_serving_ ? served_port_ : 0); },
+      .can_run = [this](int command) { return commands_.Has(command); },
+      // Posted: what opens may outlive the dialog.
+      .run =
+          [this](int command) { PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0); }};
 }
 
 LRESULT CALLBACK App::WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
@@ -239,6 +261,7 @@ void App::OnSessionEnd() {
 }
 
 void App::ShowServing(bool serving) {
+  is_serving_ = serving;
   tray_icon_.ShowServing(serving);
 }
 
@@ -337,6 +360,7 @@ void App::EnableFilter() {
 
 void App::ShutDown() {
   bubble_.reset();
+  windows_.CloseAll();
   DestroyOtherWindows();
   KillTimer(main_window_, TIMER_UPDATE_CHECK);
   KillTimer(main_window_, TIMER_ANIMATION);

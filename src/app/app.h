@@ -23,6 +23,7 @@
 #include "ui/presenter/trouble_notices.h"
 #include "ui/trust_question_box.h"
 #include "ui/ui_queue.h"
+#include "ui/window_table.h"
 
 namespace quillbeaker {
 
@@ -71,6 +72,7 @@ class App : private MailCheckView {
   void ShowLoginResult(const LoginProblem& problem) override;
   void ShowTrouble(const MailTrouble& trouble) override;
 
+  SettingsSurroundings PagesNeed();
   void AskToQuit();
   void SwitchFilter();
   void AskToDisableFilter();
@@ -83,12 +85,16 @@ class App : private MailCheckView {
   ListenerThread listener_;
   std::unique_ptr<ProgressBubble> bubble_;
   CommandTable commands_;
+  WindowSurroundings window_surroundings_;
+  OpenWindows windows_;
   LoginProblemMemory login_problems_;
   TroubleNotices trouble_notices_;
   TrustQuestionBox trust_question_;
   std::vector<int> early_commands_;  // came before the stores were there
   HWND main_window_ = nullptr;
   UINT taskbar_created_ = 0;
+  int served_port_ = 0;
+  bool is_serving_ = false;
   bool asking_to_quit_ = false;
   bool switching_filter_ = false;
   bool initialised_ = false;

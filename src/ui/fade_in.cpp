@@ -35,9 +35,12 @@ void CALLBACK FadeStep(HWND window, UINT, UINT_PTR, DWORD now) {
 }  // namespace
 
 void FadeIn(HWND window, const Program& program) {
-  if (program.Read(keys::kAlphaBlending) == 0) {
+  BOOL is_animated = TRUE;
+  SystemParametersInfoW(SPI_GETCLIENTAREAANIMATION, 0, &is_animated, 0);
+  if (!is_animated || program.Read(keys::kAlphaBlending) == 0) {
     return;
   }
+  RemovePropW(window, kStartProperty);  // of a fade that was not over when the window was hidden
   SetWindowLongPtrW(window, GWL_EXSTYLE, GetWindowLongPtrW(window, GWL_EXSTYLE) | WS_EX_LAYERED);
   SetLayeredWindowAttributes(window, 0, 0, LWA_ALPHA);
   SetTimer(window, kFadeTimer, kStepMilliseconds, FadeStep);

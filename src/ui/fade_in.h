@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Windows fade in over 200 ms when the user likes it (AlphaBlending).
+// Windows fade in over 200 ms when the user likes it (AlphaBlending) and the system animates windows at all.
 
 #include <windows.h>
 

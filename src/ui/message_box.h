@@ -15,6 +15,8 @@ namespace quillbeaker {
 // `style` is MessageBox's; gives the id of the button, 0 when there was no memory for a box.
 int ShowMessageBox(HWND owner, const std::wstring& text, UINT style);
 int ShowMessageBox(HWND owner, Text text, UINT style);
+// With the title of `owner` in place of the application's: what a person has to correct there.
+int ShowMessageBoxOf(HWND owner, const std::wstring& text, UINT style);
 // A setting that could not be written, with the file that it belongs into.
 void ShowNotSaved(HWND owner, const Program& program);
 

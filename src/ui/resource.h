@@ -305,4 +305,5 @@
 #define MESSAGE_RECYCLE_ROW_ADDED (WM_USER + 163)  // these three have no window to go to yet
 #define MESSAGE_RECYCLE_ROW_REMOVED (WM_USER + 164)
 #define MESSAGE_TRAINING_CHANGED (WM_USER + 165)
-#define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)  // settings dialog to page: lParam is the restart flag
+#define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)     // settings dialog to page: lParam is the restart flag
+#define MESSAGE_SELECTION_CHANGED (WM_USER + 1002)  // dialog to itself: carries nothing

@@ -27,6 +27,7 @@ class RecordingListView : public ListPageView {
   void SetChoices(int control, const std::vector<std::string>& texts) override {
     controls.SetChoices(control, texts);
   }
+  void SetPictures(int control, int bitmap) override { controls.SetPictures(control, bitmap); }
   void Choose(int control, int place) override { controls.Choose(control, place); }
   int ChosenIn(int control) const override { return controls.ChosenIn(control); }
   void Enable(int control, bool enabled) override { controls.Enable(control, enabled); }

@@ -38,6 +38,7 @@ class RecordingPageView : public PageView {
     choices[control] = choice_texts;
     chosen[control] = -1;
   }
+  void SetPictures(int control, int bitmap) override { pictures[control] = bitmap; }
   void Choose(int control, int place) override { chosen[control] = place; }
   int ChosenIn(int control) const override {
     const auto found = chosen.find(control);
@@ -79,6 +80,7 @@ class RecordingPageView : public PageView {
   std::map<int, bool> checked;
   std::map<int, std::vector<std::string>> choices;
   std::map<int, int> chosen;
+  std::map<int, int> pictures;
   std::map<int, bool> enabled;
   std::map<int, bool> shown;
   bool page_disabled = false;

@@ -2,10 +2,12 @@
 //
 // A Windows program that does nothing: what every program costs. Ends at once; told to "stay" it waits in a
 // message loop, with a window that is never shown, until WM_ENDSESSION. Told to "show" it shows its window
-// too, and takes the foreground.
+// too, and takes the foreground. Under the name help.exe it adds how it was called to help.log beside itself.
 #include <windows.h>
 
+#include <cstdio>
 #include <cwchar>
+#include <string>
 
 namespace {
 
@@ -17,10 +19,21 @@ LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lpar
   return DefWindowProcW(window, message, wparam, lparam);
 }
 
+void LogCall() {
+  wchar_t path[1024];
+  const std::wstring own(path, GetModuleFileNameW(nullptr, path, 1024));
+  if (!own.ends_with(L"\\help.exe")) return;
+  std::FILE* const log = _wfopen((own.substr(0, own.size() - 3) + L"log").c_str(), L"ab");
+  if (log == nullptr) return;
+  std::fwprintf(log, L"%ls\n", GetCommandLineW());
+  std::fclose(log);
+}
+
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR arguments, int) {
   const bool show = std::wcsstr(arguments, L"show") != nullptr;
+  LogCall();
   if (!show && std::wcsstr(arguments, L"stay") == nullptr) {
     return 0;
   }

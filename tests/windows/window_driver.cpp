@@ -7,9 +7,11 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <commctrl.h>
 #include <nlohmann/json.hpp>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -427,6 +429,167 @@ json Menu(const json& request) {
   return items;
 }
 
+// -- trees and lists
+// ----------------------------------------------------------------------------------------------
+
+// Memory of the process of a window, for what its controls are asked to write.
+class MemoryThere {
+ public:
+  static constexpr std::size_t kSize = 4096;
+  static constexpr std::size_t kText = 1024;  // where a text is put, behind the structure
+
+  explicit MemoryThere(HWND window) {
+    DWORD process_id = 0;
+    GetWindowThreadProcessId(window, &process_id);
+    process_ = OpenProcess(PROCESS_ALL_ACCESS, FALSE, process_id);
+    memory_ = static_cast<std::uint8_t*>(
+        VirtualAllocEx(process_, nullptr, kSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+  }
+  ~MemoryThere() {
+    VirtualFreeEx(process_, memory_, 0, MEM_RELEASE);
+    CloseHandle(process_);
+  }
+  MemoryThere(const MemoryThere&) = delete;
+  MemoryThere& operator=(const MemoryThere&) = delete;
+
+  LPARAM Put(const void* what, std::size_t size, std::size_t at = 0) const {
+    WriteProcessMemory(process_, memory_ + at, what, size, nullptr);
+    return reinterpret_cast<LPARAM>(memory_ + at);
+  }
+  void Get(void* what, std::size_t size, std::size_t at = 0) const {
+    ReadProcessMemory(process_, memory_ + at, what, size, nullptr);
+  }
+  wchar_t* text() const { return reinterpret_cast<wchar_t*>(memory_ + kText); }
+  std::string Text() const {
+    wchar_t text[512]{};
+    Get(text, sizeof text - sizeof(wchar_t), kText);
+    return Utf8(text);
+  }
+
+ private:
+  HANDLE process_ = nullptr;
+  std::uint8_t* memory_ = nullptr;
+};
+
+// The items of a tree in the order in which they are shown, with their depth.
+void AddTreeItems(HWND tree, const MemoryThere& there, LRESULT item, int depth, json& items) {
+  for (; item != 0; item = Send(tree, TVM_GETNEXTITEM, TVGN_NEXT, item)) {
+    TVITEMW asked{};
+    asked.mask = TVIF_TEXT | TVIF_HANDLE | TVIF_PARAM | TVIF_IMAGE | TVIF_STATE;
+    asked.hItem = reinterpret_cast<HTREEITEM>(item);
+    asked.stateMask = 0xFFFF;
+    asked.pszText = there.text();
+    asked.cchTextMax = 500;
+    Send(tree, TVM_GETITEMW, 0, there.Put(&asked, sizeof asked));
+    there.Get(&asked, sizeof asked);
+    items.push_back({{"item", item},
+                     {"depth", depth},
+                     {"text", there.Text()},
+                     {"data", asked.lParam},
+                     {"picture", asked.iImage},
+                     {"selected", (asked.state & TVIS_SELECTED) != 0},
+                     {"expanded", (asked.state & TVIS_EXPANDED) != 0}});
+    AddTreeItems(tree, there, Send(tree, TVM_GETNEXTITEM, TVGN_CHILD, item), depth + 1, items);
+  }
+}
+
+json Tree(const json& request) {
+  const HWND tree = WindowOf(request);
+  const MemoryThere there(tree);
+  json items = json::array();
+  AddTreeItems(tree, there, Send(tree, TVM_GETNEXTITEM, TVGN_ROOT, 0), 0, items);
+  return items;
+}
+
+// Rows of a list view: their texts, column by column, and which are selected.
+json List(const json& request) {
+  const HWND list = WindowOf(request);
+  const MemoryThere there(list);
+  const auto header = reinterpret_cast<HWND>(Send(list, LVM_GETHEADER, 0, 0));
+  const int columns = static_cast<int>(Send(header, HDM_GETITEMCOUNT, 0, 0));
+  const int count = static_cast<int>(Send(list, LVM_GETITEMCOUNT, 0, 0));
+  json headings = json::array();
+  for (int column = 0; column < columns; ++column) {
+    HDITEMW asked{};
+    asked.mask = HDI_TEXT | HDI_FORMAT;
+    asked.pszText = there.text();
+    asked.cchTextMax = 500;
+    Send(header, HDM_GETITEMW, static_cast<WPARAM>(column), there.Put(&asked, sizeof asked));
+    there.Get(&asked, sizeof asked);
+    headings.push_back({{"text", there.Text()},
+                        {"up", (asked.fmt & HDF_SORTUP) != 0},
+                        {"down", (asked.fmt & HDF_SORTDOWN) != 0}});
+  }
+  json rows = json::array();
+  for (int row = 0; row < std::min(count, request.value("most", 100)); ++row) {
+    json texts = json::array();
+    for (int column = 0; column < columns; ++column) {
+      LVITEMW asked{};
+      asked.iSubItem = column;
+      asked.pszText = there.text();
+      asked.cchTextMax = 500;
+      Send(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(row), there.Put(&asked, sizeof asked));
+      texts.push_back(there.Text());
+    }
+    rows.push_back(std::move(texts));
+  }
+  json selected = json::array();
+  for (LRESULT row = -1; (row = Send(list, LVM_GETNEXTITEM, static_cast<WPARAM>(row), LVNI_SELECTED)) >= 0;) {
+    selected.push_back(row);
+  }
+  return {{"count", count},
+          {"headings", headings},
+          {"rows", rows},
+          {"selected", selected},
+          {"top", Send(list, LVM_GETTOPINDEX, 0, 0)}};
+}
+
+// As a click on one row and no other does; no row for -1.
+json SelectRow(const json& request) {
+  const HWND list = WindowOf(request);
+  const MemoryThere there(list);
+  LVITEMW state{};
+  state.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
+  if (!request.value("add", false)) {
+    Send(list, LVM_SETITEMSTATE, static_cast<WPARAM>(-1), there.Put(&state, sizeof state));
+  }
+  state.state = LVIS_SELECTED | LVIS_FOCUSED;
+  const int row = request.at("row");
+  return row < 0 ||
+         Send(list, LVM_SETITEMSTATE, static_cast<WPARAM>(row), there.Put(&state, sizeof state)) != 0;
+}
+
+// Where a row is on the screen.
+json RowPlace(const json& request) {
+  const HWND list = WindowOf(request);
+  const MemoryThere there(list);
+  RECT place{};
+  place.left = LVIR_LABEL;
+  Send(list, LVM_GETITEMRECT, request.at("row").get<WPARAM>(), there.Put(&place, sizeof place));
+  there.Get(&place, sizeof place);
+  MapWindowPoints(list, nullptr, reinterpret_cast<POINT*>(&place), 2);
+  return Place(place);
+}
+
+// The texts of a drop-down list and the chosen one.
+json Choices(const json& request) {
+  const HWND box = WindowOf(request);
+  json texts = json::array();
+  for (LRESULT i = 0; i < Send(box, CB_GETCOUNT, 0, 0); ++i) {
+    std::wstring text(512, L'\0');
+    const LRESULT length =
+        Send(box, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text.data()));
+    text.resize(static_cast<std::size_t>(std::max<LRESULT>(length, 0)));
+    texts.push_back(Utf8(text));
+  }
+  return {{"texts", texts}, {"chosen", Send(box, CB_GETCURSEL, 0, 0)}};
+}
+
+json SetText(const json& request) {
+  return Send(WindowOf(request), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(Wide(request.at("text")).c_str())) !=
+         0;
+}
+
 // -- the conversation
 // ---------------------------------------------------------------------------------------------
 
@@ -447,6 +610,12 @@ const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
     {"icon", Icon},                        // file, id, size
     {"threads", Threads},                  // of a process
     {"crash", CrashThread},                // thread
+    {"tree", Tree},                        // window: every item of a tree
+    {"list", List},                        // window, most: headings, rows, selection of a list view
+    {"select_row", SelectRow},             // window, row, add: also keep the others
+    {"row_place", RowPlace},               // window, row
+    {"choices", Choices},                  // window: a drop-down list
+    {"set_text", SetText},                 // window, text
     {"menu", Menu},                        // window of an open menu
 };
 

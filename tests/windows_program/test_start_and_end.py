@@ -9,6 +9,7 @@ from icons import PLAIN_UPPER_HALF, Tray, docked, wait_for_no_icon
 from messages import ham
 from program import PORT_IN_USE, WRONG_USER_NAME, eventually, make_directory
 from scripted_server import then_silence
+from settings import WORDS, Settings
 from windows_program import COMMAND_EXIT, TITLE
 
 CONVERTED = "This version introduces a new spam filter."
@@ -108,6 +109,7 @@ def test_converted_spam_words_are_told_once(directory, driver, picture):
     notice.wait_until_gone()
     question = one.box("Do you really want to quit")
     assert one.setting("ConvertedSpamPoints096") == "1"
+    assert Settings(one, page=WORDS).shown() == WORDS
     question.click(IDNO)
     question.wait_until_gone()
     eventually(one.is_listening, what="the listening port")

@@ -54,6 +54,7 @@ void LevelPage::Load() {
     titles.emplace_back(text.substr(0, text.find('\n')));
   }
   view_.LimitText(LEVEL_THRESHOLD, kThresholdDigits, true);
+  view_.SetPictures(LEVEL_LIST, BITMAP_LEVELS);
   view_.SetChoices(LEVEL_LIST, titles);
   const auto level = std::find(std::begin(choices::kLevels), std::end(choices::kLevels),
                                program.Read(keys::kAggressiveness));

@@ -2,13 +2,14 @@
 #pragma once
 
 // A page of the settings dialog with a list and buttons below it, and the small dialog that the buttons open.
-// Knows no window. For the settings dialog to come; until then only tests use it.
+// Knows no window.
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
 #include "config/texts.h"
+#include "ui/presenter/list_rows.h"
 #include "ui/presenter/page_view.h"
 #include "ui/presenter/settings_page.h"
 
@@ -40,15 +41,18 @@ class ListPageView : public PageView {
   virtual bool Run(int template_id, SmallDialog& dialog) = 0;
 };
 
-class ListPage : public SettingsPage {
+// The controls that every page with a list has.
+struct ListPageControls {
+  int list;
+  int search;
+  int add;     // Ins in the list
+  int edit;    // F2 and a double click there
+  int remove;  // Del there
+};
+
+class ListPage : public SettingsPage, public ListRows {
  public:
-  // The headings of the columns.
-  virtual std::vector<std::string> Columns() const = 0;
-  virtual std::size_t RowCount() const = 0;
-  virtual std::string RowText(std::size_t row, std::size_t column) const = 0;
-  // A heading was clicked: sorts by that column, the second time in a row the other way round.
-  virtual void SortBy(std::size_t column) = 0;
-  virtual void SelectionChanged() = 0;
+  virtual ListPageControls Controls() const = 0;
   // Esc in the search field: true when it had a text, which is gone then; else the key is the dialog's.
   virtual bool ClearSearch() = 0;
 };

@@ -29,6 +29,8 @@ class PageView {
   virtual bool IsChecked(int control) const = 0;
   // The entries of a drop-down list or of a list of pictures; the chosen one by its place, -1 for none.
   virtual void SetChoices(int control, const std::vector<std::string>& texts) = 0;
+  // The pictures before the entries of such a list: a bitmap that holds them side by side.
+  virtual void SetPictures(int control, int bitmap) = 0;
   virtual void Choose(int control, int place) = 0;
   virtual int ChosenIn(int control) const = 0;
 

@@ -66,6 +66,10 @@ void SendersPage::SelectionChanged() {
   view_.Enable(LISTED_DELETE, selected > 0);
 }
 
+ListPageControls SendersPage::Controls() const {
+  return {LISTED_SENDERS, LISTED_SEARCH, LISTED_ADD, LISTED_EDIT, LISTED_DELETE};
+}
+
 std::vector<std::string> SendersPage::Columns() const {
   return {std::string(TextOf(Text::kSenderName)), std::string(TextOf(Text::kMailAddress))};
 }

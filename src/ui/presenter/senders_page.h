@@ -27,7 +27,9 @@ class SendersPage : public ListPage {
   std::vector<std::string> Columns() const override;
   std::size_t RowCount() const override { return rows_.size(); }
   std::string RowText(std::size_t row, std::size_t column) const override;
+  SortOrder Order() const override { return {sorted_by_, is_descending_}; }
   void SortBy(std::size_t column) override;
+  ListPageControls Controls() const override;
   bool ClearSearch() override;
 
   // The lists may have changed elsewhere.

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The settings dialog: which pages there are, which one is shown, what OK does. Knows no window. It is for
-// the dialog to come; until then only tests use it.
+// The settings dialog: which pages there are, which one is shown, what OK does. Knows no window.
 //
 // The dialog's window makes a page's window when ShowPage asks for it, and on OK sends every page's window
 // MESSAGE_APPLY_SETTINGS with ApplyAddress(), which calls ApplyPage with what came. Any program of the user

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// One page of the settings dialog: what its window calls. Presenters of this kind are for the settings dialog
-// to come; until then only tests call them.
+// One page of the settings dialog: what its window calls.
 
 #include <cstdint>
 #include <functional>

@@ -75,6 +75,10 @@ void SpamWordsPage::SelectionChanged() {
   view_.Enable(WORDS_DELETE, selected > 0);
 }
 
+ListPageControls SpamWordsPage::Controls() const {
+  return {WORDS_LIST, WORDS_SEARCH, WORDS_ADD, WORDS_EDIT, WORDS_DELETE};
+}
+
 std::vector<std::string> SpamWordsPage::Columns() const {
   return {std::string(TextOf(Text::kExpression)), std::string(TextOf(Text::kProbabilityOfExpression))};
 }

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "ui/page_controls.h"
+
+#include <commctrl.h>
+
+#include "ui/message_box.h"
+#include "ui/pictures.h"
+#include "ui/small_dialog_window.h"
+#include "ui/wide_text.h"
+
+namespace quillbeaker {
+namespace {
+
+bool IsOfClass(HWND control, const wchar_t* name) {
+  wchar_t own[64]{};
+  GetClassNameW(control, own, 64);
+  return lstrcmpiW(own, name) == 0;
+}
+
+bool IsListView(HWND control) {
+  return IsOfClass(control, WC_LISTVIEWW);
+}
+
+void FillListView(HWND list, const std::vector<std::string>& texts) {
+  ListView_DeleteAllItems(list);
+  if (Header_GetItemCount(ListView_GetHeader(list)) == 0) {
+    RECT client{};
+    GetClientRect(list, &client);
+    LVCOLUMNW column{};
+    column.mask = LVCF_WIDTH;
+    column.cx = client.right;
+    SendMessageW(list, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
+    ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT);
+  }
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    std::wstring text = Wide(texts[i]);
+    LVITEMW item{};
+    item.mask = LVIF_TEXT | LVIF_IMAGE;
+    item.iItem = static_cast<int>(i);
+    item.iImage = static_cast<int>(i);
+    item.pszText = text.data();
+    SendMessageW(list, LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
+  }
+}
+
+}  // namespace
+
+void PageControls::SetText(int control, std::string_view text) {
+  SetWindowTextW(dialog_.Control(control), Wide(text).c_str());
+}
+
+std::string PageControls::TextIn(int control) const {
+  const HWND window = dialog_.Control(control);
+  std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
+  text.resize(static_cast<std::size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
+  return Utf8(text);
+}
+
+void PageControls::LimitText(int control, std::size_t characters, bool digits) {
+  const HWND edit = dialog_.Control(control);
+  SendMessageW(edit, EM_SETLIMITTEXT, characters, 0);
+  const LONG_PTR style = GetWindowLongPtrW(edit, GWL_STYLE);
+  SetWindowLongPtrW(edit, GWL_STYLE, digits ? style | ES_NUMBER : style & ~ES_NUMBER);
+}
+
+void PageControls::SetChecked(int control, bool checked) {
+  SendMessageW(dialog_.Control(control), BM_SETCHECK, checked ? BST_CHECKED : BST_UNCHECKED, 0);
+}
+
+bool PageControls::IsChecked(int control) const {
+  return SendMessageW(dialog_.Control(control), BM_GETCHECK, 0, 0) == BST_CHECKED;
+}
+
+void PageControls::SetChoices(int control, const std::vector<std::string>& texts) {
+  const HWND window = dialog_.Control(control);
+  if (IsListView(window)) {
+    FillListView(window, texts);
+    return;
+  }
+  SendMessageW(window, CB_RESETCONTENT, 0, 0);
+  for (const std::string& text : texts) {
+    SendMessageW(window, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Wide(text).c_str()));
+  }
+}
+
+void PageControls::SetPictures(int control, int bitmap) {
+  // The list view destroys its pictures with itself.
+  ListView_SetImageList(dialog_.Control(control), LoadPictures(bitmap).release(), LVSIL_SMALL);
+}
+
+void PageControls::Choose(int control, int place) {
+  const HWND window = dialog_.Control(control);
+  if (!IsListView(window)) {
+    SendMessageW(window, CB_SETCURSEL, static_cast<WPARAM>(place), 0);
+    return;
+  }
+  const UINT chosen = LVIS_SELECTED | LVIS_FOCUSED;
+  ListView_SetItemState(window, -1, 0, chosen);
+  if (place < 0) return;
+  ListView_SetItemState(window, place, chosen, chosen);
+  ListView_EnsureVisible(window, place, FALSE);
+}
+
+int PageControls::ChosenIn(int control) const {
+  const HWND window = dialog_.Control(control);
+  if (window == nullptr) return -1;
+  return IsListView(window) ? ListView_GetNextItem(window, -1, LVNI_SELECTED)
+                            : static_cast<int>(SendMessageW(window, CB_GETCURSEL, 0, 0));
+}
+
+void PageControls::Enable(int control, bool enabled) {
+  const HWND window = dialog_.Control(control);
+  // A disabled control that keeps the focus swallows Tab and Esc.
+  if (!enabled && window != nullptr && GetFocus() == window) {
+    SendMessageW(BoxOwner(), WM_NEXTDLGCTL, 0, FALSE);
+  }
+  EnableWindow(window, enabled);
+}
+
+void PageControls::Show(int control, bool shown) {
+  ShowWindow(dialog_.Control(control), shown ? SW_SHOW : SW_HIDE);
+}
+
+void PageControls::DisablePage() {
+  for (HWND child = GetWindow(dialog_.window(), GW_CHILD); child != nullptr;
+       child = GetWindow(child, GW_HWNDNEXT)) {
+    EnableWindow(child, FALSE);
+  }
+  EnableWindow(dialog_.window(), FALSE);
+}
+
+void PageControls::Focus(int control) {
+  const HWND window = dialog_.Control(control);
+  if (window == nullptr) return;
+  SendMessageW(BoxOwner(), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(window), TRUE);
+  if (IsOfClass(window, WC_EDITW)) SendMessageW(window, EM_SETSEL, 0, -1);
+}
+
+void PageControls::Warn(std::string_view text) {
+  ShowMessageBoxOf(BoxOwner(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
+}
+
+bool PageControls::Ask(std::string_view question) {
+  return ShowMessageBox(BoxOwner(), Wide(question), MB_YESNO | MB_ICONQUESTION) == IDYES;
+}
+
+void PageControls::RowsChanged(std::size_t count) {
+  if (list_ != nullptr) list_->RowsChanged(count);
+}
+
+void PageControls::SelectRows(const std::vector<std::size_t>& rows) {
+  if (list_ != nullptr) list_->SelectRows(rows);
+}
+
+std::vector<std::size_t> PageControls::SelectedRows() const {
+  return list_ == nullptr ? std::vector<std::size_t>() : list_->SelectedRows();
+}
+
+bool PageControls::Run(int template_id, SmallDialog& dialog) {
+  return SmallDialogWindow(template_id, dialog, program_).RunModal(BoxOwner()) == IDOK;
+}
+
+}  // namespace quillbeaker

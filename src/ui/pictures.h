@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Bitmaps of the resources that hold several pictures side by side.
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include "ui/handles.h"
+
+namespace quillbeaker {
+
+using UniqueImageList = UniqueHandle<HIMAGELIST, ImageList_Destroy>;
+
+// Square pictures with transparency. Null when there is no such bitmap.
+UniqueImageList LoadPictures(int bitmap);
+
+}  // namespace quillbeaker

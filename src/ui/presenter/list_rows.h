@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The rows of a list as its window asks for them: by number, when they are to be shown. Knows no window.
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillbeaker {
+
+struct SortOrder {
+  std::size_t column = 0;
+  bool is_descending = false;
+};
+
+// Texts are UTF-8.
+class ListRows {
+ public:
+  virtual ~ListRows() = default;
+  // The headings of the columns.
+  virtual std::vector<std::string> Columns() const = 0;
+  virtual std::size_t RowCount() const = 0;
+  virtual std::string RowText(std::size_t row, std::size_t column) const = 0;
+  virtual SortOrder Order() const = 0;
+  // A heading was clicked: sorts by that column, the second time in a row the other way round.
+  virtual void SortBy(std::size_t column) = 0;
+  virtual void SelectionChanged() = 0;
+};
+
+// The first row from `start` on whose first column is `text`, or begins with it, without regard to the case
+// of ASCII letters; after the last row it goes on with the first where `wraps` says so.
+std::optional<std::size_t> FindRow(const ListRows& rows, std::string_view text, bool begins,
+                                   std::size_t start, bool wraps);
+
+}  // namespace quillbeaker

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "ui/window_table.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ui/fade_in.h"
+#include "ui/resource.h"
+#include "ui/settings_window.h"
+
+namespace quillbeaker {
+namespace {
+
+template <typename Window>
+std::unique_ptr<TableWindow> Make(WindowSurroundings& surroundings, int argument) {
+  return std::make_unique<Window>(surroundings, argument);
+}
+
+constexpr WindowRow kWindows[] = {
+    {COMMAND_SETTINGS, DIALOG_SETTINGS, Make<SettingsWindow>},
+};
+
+void BringToFront(HWND window) {
+  if (IsIconic(window)) ShowWindow(window, SW_RESTORE);
+  // A box of its own disables the window: then that box is what a person has to see.
+  SetForegroundWindow(GetLastActivePopup(window));
+}
+
+}  // namespace
+
+std::span<const WindowRow> WindowTable() {
+  return kWindows;
+}
+
+OpenWindows::~OpenWindows() {
+  CloseAll();
+}
+
+void OpenWindows::Open(const WindowRow& row, HWND owner, int argument) {
+  if (const auto open = windows_.find(row.command); open != windows_.end()) {
+    BringToFront(open->second->window());
+    return;
+  }
+  std::unique_ptr<TableWindow> made = row.make(surroundings_, argument);
+  TableWindow& window = *made;
+  windows_[row.command] = std::move(made);
+  window.TellWhenGone([this, command = row.command] { Remove(command); });
+  if (!window.CreateModeless(owner)) {
+    windows_.erase(row.command);
+    return;
+  }
+  FadeIn(window.window(), surroundings_.program);
+  ShowWindow(window.window(), SW_SHOW);
+  SetForegroundWindow(window.window());
+}
+
+bool OpenWindows::OpenCommand(int command, HWND owner, int argument) {
+  const auto row = std::find_if(std::begin(kWindows), std::end(kWindows),
+                                [command](const WindowRow& one) { return one.command == command; });
+  if (row == std::end(kWindows)) return false;
+  Open(*row, owner, argument);
+  return true;
+}
+
+void OpenWindows::CloseAll() {
+  while (!windows_.empty()) windows_.begin()->second->Destroy();
+}
+
+void OpenWindows::Remove(int command) {
+  const auto found = windows_.find(command);
+  if (found == windows_.end()) return;
+  Dialog::DeleteLater(std::move(found->second));
+  windows_.erase(found);
+  if (surroundings_.window_closed) surroundings_.window_closed();
+}
+
+}  // namespace quillbeaker

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The windows that a command of the main window opens: one row for each, and at most one window of a row at a
+// time. The tray menu greys by it and the shutdown closes by it.
+
+#include <windows.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "config/program.h"
+#include "ui/dialog.h"
+#include "ui/presenter/settings_page.h"
+
+namespace quillbeaker {
+
+// What the windows share. It outlives all of them.
+struct WindowSurroundings {
+  Program& program;
+  SettingsSurroundings settings;
+  std::function<void()> rearm_update_check;
+  // Once a window is gone: memory that is not needed now can be given back.
+  std::function<void()> window_closed;
+  int last_settings_page = 0;  // 0: none yet
+};
+
+// A modeless window of the table.
+class TableWindow : public Dialog {
+ public:
+  using Dialog::Dialog;
+  // Called once, when the window is gone.
+  void TellWhenGone(std::function<void()> gone) { gone_ = std::move(gone); }
+
+ protected:
+  void OnDestroyed() override {
+    if (gone_) gone_();
+  }
+
+ private:
+  std::function<void()> gone_;
+};
+
+struct WindowRow {
+  int command;  // of the main window
+  int template_id;
+  // `argument` is the window's own to understand (a page of the settings); 0: none.
+  std::unique_ptr<TableWindow> (*make)(WindowSurroundings& surroundings, int argument);
+};
+
+std::span<const WindowRow> WindowTable();
+
+// The windows of the table that are open. UI thread.
+class OpenWindows {
+ public:
+  explicit OpenWindows(WindowSurroundings& surroundings) : surroundings_(surroundings) {}
+  ~OpenWindows();
+  OpenWindows(const OpenWindows&) = delete;
+  OpenWindows& operator=(const OpenWindows&) = delete;
+
+  // Opens the window of that row, owned by `owner`; one that is open already comes to the front and ignores
+  // the argument.
+  void Open(const WindowRow& row, HWND owner, int argument = 0);
+  // By the row's command; false when no row has it.
+  bool OpenCommand(int command, HWND owner, int argument = 0);
+  void CloseAll();
+
+ private:
+  void Remove(int command);
+
+  WindowSurroundings& surroundings_;
+  std::map<int, std::unique_ptr<TableWindow>> windows_;  // by command
+};
+
+}  // namespace quillbeaker
