@@ -100,7 +100,7 @@ class Ledger:
     def fetching(self, session, mail):
         """A RETR has come."""
         kept = self.fetched_in_build.get(session.user, ())
-        if kept and not session.ids_unsure:  # without its id no mail can be known again
+        if kept and not session.ids_unsure and not mail.no_row:  # without an id of its own none can be known again
             self.check("NothingIsFetchedTwice", mail not in kept,
                        lambda: f"{mail} was fetched for a client that had no patience, and is fetched again")
 
