@@ -65,10 +65,7 @@ std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view body)
     if (separator == std::string_view::npos) {
       return;
     }
-    const std::uint32_t number = NumberAtStart(line.substr(0, separator));
-    if (IsServerNumber(number)) {
-      ids.push_back({number, line.substr(separator + 1, kMaxUniqueId)});
-    }
+    ids.push_back({NumberAtStart(line.substr(0, separator)), line.substr(separator + 1, kMaxUniqueId)});
   });
   return whole ? std::optional(std::move(ids)) : std::nullopt;
 }

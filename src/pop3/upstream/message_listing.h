@@ -22,14 +22,14 @@ struct ListedMessage {
 };
 
 struct ListedUniqueId {
-  std::uint32_t number = 0;
+  std::uint32_t number = 0;    // as the line says, though no message can have it; 0 without one
   std::string_view unique_id;  // up to kMaxUniqueId bytes, points into the body
 };
 
 // The lines in the order of the reply, those numbered 0 or above 65535 left out. Nothing when the reply holds
 // more lines than any mailbox has.
 std::optional<std::vector<ListedMessage>> ParseListReply(std::string_view body);
-// Lines without a separator are left out too.
+// Likewise, but only lines without a separator are left out.
 std::optional<std::vector<ListedUniqueId>> ParseUidlReply(std::string_view body);
 // Whether a capability of that name is among the lines, without regard to case.
 bool HasCapability(std::string_view body, std::string_view name);

@@ -58,7 +58,12 @@ TEST(ParseListReply, RefusesMoreLinesThanAnyMailboxHas) {
 }
 
 TEST(ParseUidlReply, TakesTheRestOfTheLine) {
-  EXPECT_EQ(Ids("1 abc\r\n2\tdef ghi\r\nnonsense\r\n0 zero"), "1:abc 2:def ghi ");
+  EXPECT_EQ(Ids("1 abc\r\n2\tdef ghi\r\nnonsense\r\n3 jkl"), "1:abc 2:def ghi 3:jkl ");
+}
+
+// Whoever asked LIST before finds no message for them, which ends the reading.
+TEST(ParseUidlReply, GivesNumbersThatNoMessageCanHaveToo) {
+  EXPECT_EQ(Ids("0 zero\r\nabc none\r\n70000 large\r\n1 one"), "0:zero 0:none 70000:large 1:one ");
 }
 
 TEST(ParseUidlReply, CutsAnIdAt254Bytes) {
