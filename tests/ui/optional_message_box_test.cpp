@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 
 #include "support/test_program.h"
@@ -153,9 +154,12 @@ TEST_F(OptionalMessageBox, TheSuppressedAnswerIsTheDefaultAndEnterPressesIt) {
   }
 }
 
+// The script has the dialog, which may go now.
+std::atomic<bool> is_seen = false;
+
 // As the end of the program does it.
 void CALLBACK DestroyDialog(HWND, UINT, UINT_PTR timer, DWORD) {
-  if (const HWND dialog = test::DialogOfThread(GetCurrentThreadId())) {
+  if (const HWND dialog = test::DialogOfThread(GetCurrentThreadId()); is_seen && dialog != nullptr) {
     KillTimer(nullptr, timer);
     DestroyWindow(dialog);
     PostQuitMessage(0);
@@ -164,7 +168,8 @@ void CALLBACK DestroyDialog(HWND, UINT, UINT_PTR timer, DWORD) {
 
 TEST_F(OptionalMessageBox, TheEndOfTheProgramIsNoAnswer) {
   SetTimer(nullptr, 0, 20, DestroyDialog);
-  const Shown shown = Show(kQuestion, IDYES, [](HWND) {});
+  is_seen = false;
+  const Shown shown = Show(kQuestion, IDYES, [](HWND) { is_seen = true; });
   EXPECT_TRUE(shown.appeared && shown.ended);
   EXPECT_EQ(shown.answer, 0);
   EXPECT_EQ(Kept(), -1);
