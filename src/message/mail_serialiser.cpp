@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "config/ascii.h"
+
 namespace quillbeaker {
 
 namespace {
@@ -14,9 +16,12 @@ constexpr std::size_t kFoldedLength = 70;  // bytes of a value on one line; the 
 // with almost nothing on it, and a blank first byte would make a line of nothing.
 constexpr std::size_t kFirstFoldPoint = 2;
 
-void AppendField(const HeaderField& field, std::string& out) {
-  out.append(field.full_name).append(": ");
-  std::string_view rest = field.full_value;
+// Split here and not as a HeaderField: only the full name and value are written, and what a look-up needs
+// would cost as much again.
+void AppendField(std::string_view line, std::string& out) {
+  const std::size_t colon = line.find(':');
+  out.append(TrimBlanks(line.substr(0, colon))).append(": ");
+  std::string_view rest = TrimBlanks(line.substr(colon + 1));
   while (rest.size() > kFoldedLength) {
     const std::size_t blank = rest.rfind(' ', kFoldedLength - 1);
     if (blank == std::string_view::npos || blank < kFirstFoldPoint) break;
@@ -27,7 +32,7 @@ void AppendField(const HeaderField& field, std::string& out) {
 }
 
 void AppendOwnText(const MessagePart& part, std::string& out) {
-  for (const HeaderField& field : part.fields) AppendField(field, out);
+  for (const std::string_view line : part.fields.lines()) AppendField(line, out);
   out.append(part.body);
 }
 
