@@ -165,7 +165,7 @@ class LoopbackListener : public Listener {
     if (stopped_.exchange(true)) return;
     ShutDownBoth(socket_);
     // Windows does not wake who waits for a client then, but a client does everywhere.
-    for (const SocketAddress& address : ResolveNow("127.0.0.1", port_)) waker_ = StartConnecting(address);
+    for (const SocketAddress& address : ReadAddress("127.0.0.1", port_)) waker_ = StartConnecting(address);
   }
 
  private:
@@ -186,6 +186,7 @@ struct Resolution {
 // The addresses of a host, or nothing when `on_wait` gave up.
 std::optional<std::vector<SocketAddress>> Resolve(const std::string& host, std::uint16_t port,
                                                   milliseconds period, const std::function<bool()>& on_wait) {
+  if (auto addresses = ReadAddress(host, port); !addresses.empty()) return addresses;
   const auto resolution = std::make_shared<Resolution>();
   try {
     std::thread([resolution, host, port] {

@@ -76,6 +76,8 @@ struct SocketAddress {
 };
 // Blocks for as long as the system likes. Empty when the name is not known.
 std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t port);
+// The same for a host given in digits, which never blocks: no name server is asked. Empty for a name.
+std::vector<SocketAddress> ReadAddress(const std::string& host, std::uint16_t port);
 
 // The address as digits, without the port; empty when it is none.
 std::string NumericHost(const SocketAddress& address);

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "platform/connection.h"
 
 namespace quillbeaker {
@@ -22,6 +25,18 @@ TEST(Sockets, HaveAPortOnceTheyAreBound) {
   ASSERT_TRUE(socket.valid());
   EXPECT_GT(LocalPort(socket), 0);
   EXPECT_EQ(LocalPort(Socket()), 0);
+}
+
+TEST(Sockets, ReadAnAddressWithoutAskingForAName) {
+  ASSERT_TRUE(StartNetworking());
+  for (const std::string host : {"127.0.0.1", "::1", "192.0.2.17"}) {
+    const std::vector<SocketAddress> addresses = ReadAddress(host, 110);
+    ASSERT_EQ(addresses.size(), 1u) << host;
+    EXPECT_EQ(NumericHost(addresses.front()), host);
+  }
+  for (const char* host : {"localhost", "127.0.0.1.invalid", "", " "}) {
+    EXPECT_TRUE(ReadAddress(host, 110).empty()) << host;
+  }
 }
 
 }  // namespace

@@ -54,6 +54,25 @@ struct FreeAddresses {
   void operator()(addrinfo* list) const { freeaddrinfo(list); }
 };
 
+std::vector<SocketAddress> AddressesOf(const std::string& host, std::uint16_t port, int flags) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV | flags;
+  addrinfo* list = nullptr;
+  std::vector<SocketAddress> addresses;
+  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list) != 0) return addresses;
+  const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
+  for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
+    SocketAddress address;
+    if (entry->ai_addrlen > sizeof(sockaddr_storage)) continue;
+    std::memcpy(address.bytes.data(), entry->ai_addr, entry->ai_addrlen);
+    address.size = entry->ai_addrlen;
+    addresses.push_back(address);
+  }
+  return addresses;
+}
+
 }  // namespace
 
 Socket::~Socket() {
@@ -157,22 +176,11 @@ SocketStatus AcceptNow(const Socket& listener, Socket& accepted) {
 }
 
 std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t port) {
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* list = nullptr;
-  std::vector<SocketAddress> addresses;
-  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list) != 0) return addresses;
-  const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
-  for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
-    SocketAddress address;
-    if (entry->ai_addrlen > sizeof(sockaddr_storage)) continue;
-    std::memcpy(address.bytes.data(), entry->ai_addr, entry->ai_addrlen);
-    address.size = entry->ai_addrlen;
-    addresses.push_back(address);
-  }
-  return addresses;
+  return AddressesOf(host, port, 0);
+}
+
+std::vector<SocketAddress> ReadAddress(const std::string& host, std::uint16_t port) {
+  return AddressesOf(host, port, AI_NUMERICHOST);
 }
 
 std::string NumericHost(const SocketAddress& address) {

@@ -61,6 +61,27 @@ bool Contains(fd_set& set, const Socket& socket) {
          set.fd_array + set.fd_count;
 }
 
+std::vector<SocketAddress> AddressesOf(const std::string& host, std::uint16_t port, int flags) {
+  ADDRINFOW hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_protocol = IPPROTO_TCP;
+  hints.ai_flags = flags;
+  ADDRINFOW* list = nullptr;
+  std::vector<SocketAddress> addresses;
+  if (GetAddrInfoW(WideFromUtf8(host).c_str(), std::to_wstring(port).c_str(), &hints, &list) != 0)
+    return addresses;
+  const std::unique_ptr<ADDRINFOW, FreeAddresses> owner(list);
+  for (const ADDRINFOW* entry = list; entry; entry = entry->ai_next) {
+    SocketAddress address;
+    if (entry->ai_addrlen > sizeof(sockaddr_storage)) continue;
+    std::memcpy(address.bytes.data(), entry->ai_addr, entry->ai_addrlen);
+    address.size = entry->ai_addrlen;
+    addresses.push_back(address);
+  }
+  return addresses;
+}
+
 }  // namespace
 
 Socket::~Socket() {
@@ -153,23 +174,11 @@ SocketStatus AcceptNow(const Socket& listener, Socket& accepted) {
 }
 
 std::vector<SocketAddress> ResolveNow(const std::string& host, std::uint16_t port) {
-  ADDRINFOW hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_protocol = IPPROTO_TCP;
-  ADDRINFOW* list = nullptr;
-  std::vector<SocketAddress> addresses;
-  if (GetAddrInfoW(WideFromUtf8(host).c_str(), std::to_wstring(port).c_str(), &hints, &list) != 0)
-    return addresses;
-  const std::unique_ptr<ADDRINFOW, FreeAddresses> owner(list);
-  for (const ADDRINFOW* entry = list; entry; entry = entry->ai_next) {
-    SocketAddress address;
-    if (entry->ai_addrlen > sizeof(sockaddr_storage)) continue;
-    std::memcpy(address.bytes.data(), entry->ai_addr, entry->ai_addrlen);
-    address.size = entry->ai_addrlen;
-    addresses.push_back(address);
-  }
-  return addresses;
+  return AddressesOf(host, port, 0);
+}
+
+std::vector<SocketAddress> ReadAddress(const std::string& host, std::uint16_t port) {
+  return AddressesOf(host, port, AI_NUMERICHOST);
 }
 
 std::string NumericHost(const SocketAddress& address) {
