@@ -60,23 +60,27 @@ std::size_t ReplyParser::Take(std::string_view bytes) {
 }
 
 std::size_t ReplyParser::TakeLineBytes(std::string_view bytes) {
-  const std::size_t searched = line_.size();
-  const std::size_t room = kMaxStatusLine + kLineEnd.size() - searched;
-  line_.append(bytes.substr(0, room));
-  const std::size_t end = line_.find(kLineEnd, ResumeAt(searched, kLineEnd));
-  std::size_t taken = line_.size() - searched;
+  const std::size_t room = kMaxStatusLine + kLineEnd.size() - line_.size();
+  const std::size_t taken = BytesOfLine(bytes.substr(0, room));
+  line_.append(bytes.substr(0, taken));
   if (StartsWithIgnoringCase(line_, kRefusal)) {
     state_ = State::kRefused;
   }
-  if (end != std::string::npos) {
-    taken = end + kLineEnd.size() - searched;
-    line_.resize(end);
+  if (line_.ends_with(kLineEnd)) {
+    line_.resize(line_.size() - kLineEnd.size());
     EndLine();
   } else if (line_.size() >= kMaxStatusLine + kLineEnd.size()) {
     End(State::kTooLong);
   }
   taken_ += taken;
   return taken;
+}
+
+// Looked for before anything is copied: a whole message may have come with its status line.
+std::size_t ReplyParser::BytesOfLine(std::string_view bytes) const {
+  if (line_.ends_with('\r') && bytes.starts_with('\n')) return 1;
+  const std::size_t end = bytes.find(kLineEnd);
+  return end == std::string_view::npos ? bytes.size() : end + kLineEnd.size();
 }
 
 void ReplyParser::EndLine() {

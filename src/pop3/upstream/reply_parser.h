@@ -64,6 +64,8 @@ class ReplyParser {
 
  private:
   std::size_t TakeLineBytes(std::string_view bytes);
+  // How many of them belong to the status line and its end.
+  std::size_t BytesOfLine(std::string_view bytes) const;
   std::size_t TakeBodyBytes(std::string_view bytes);
   void TrimToTail();
   void EndLine();

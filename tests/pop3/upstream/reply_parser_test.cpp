@@ -61,6 +61,13 @@ TEST(ReplyParser, KeepsTheDotsOfAMessageStuffed) {
   EXPECT_EQ(parser.TakeBody(), body);
 }
 
+TEST(ReplyParser, CopiesNoMessageIntoItsStatusLine) {
+  ReplyParser parser(ReplyKind::kMessage);
+  parser.Take("+OK\r\n" + std::string(50'000, 'x') + "\r\n.\r\n");
+  EXPECT_EQ(parser.state(), State::kComplete);
+  EXPECT_LT(parser.status_line().capacity(), 100u);
+}
+
 TEST(ReplyParser, KnowsARefusalAtItsFourthByteInAnyCase) {
   for (const std::string_view text : {"-ERR no such message\r\n", "-err no\r\n", "-Err"}) {
     ReplyParser parser(ReplyKind::kMessage);
