@@ -61,11 +61,14 @@ bool Pop3Client::SendQueued() {
     unsent_.clear();
     return false;
   }
+  const std::size_t first_queued = commands_.size();
   std::ranges::move(queued_, std::back_inserter(commands_));
   queued_.clear();
   watch_.AboutToWait();
   last_command_ = std::chrono::steady_clock::now();
-  return link_.Send(std::exchange(unsent_, {})) == ServerLink::Outcome::kDone;
+  if (link_.Send(std::exchange(unsent_, {})) != ServerLink::Outcome::kDone) return false;
+  for (std::size_t i = first_queued; i < commands_.size(); ++i) commands_[i].reply.Prepare();
+  return true;
 }
 
 bool Pop3Client::Request(std::string_view command, ReplyKind kind, std::size_t announced) {

@@ -32,6 +32,12 @@ std::size_t ReplyParser::Limit() const {
   return kMaxStatusLine;
 }
 
+void ReplyParser::Prepare() {
+  if (discarding_) return;
+  body_.resize(std::min(announced_, kMaxReserved));
+  body_.clear();
+}
+
 void ReplyParser::End(State state) {
   state_ = state;
   ended_ = true;
@@ -90,8 +96,6 @@ void ReplyParser::EndLine() {
     End(State::kComplete);
   } else {
     in_body_ = true;
-    if (discarding_) return;
-    body_.reserve(std::min(announced_, kMaxReserved));
   }
 }
 

@@ -45,6 +45,10 @@ class ReplyParser {
   // `announced`: bytes of the body as the server said before, a hint.
   explicit ReplyParser(ReplyKind kind, std::size_t announced = 0);
 
+  // Gets the memory for the body as announced, for the time before the reply comes: the first touch of fresh
+  // memory is slow.
+  void Prepare();
+
   // Takes what of `bytes` belongs to the reply and gives how many that are: fewer only when it ends there.
   std::size_t Take(std::string_view bytes);
 

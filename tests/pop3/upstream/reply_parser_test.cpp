@@ -68,6 +68,18 @@ TEST(ReplyParser, CopiesNoMessageIntoItsStatusLine) {
   EXPECT_LT(parser.status_line().capacity(), 100u);
 }
 
+TEST(ReplyParser, HasNoMoreMemoryReadyThanAServerIsBelieved) {
+  for (const std::size_t announced : {std::size_t{20'000}, kMaxReserved, kMaxMessage}) {
+    ReplyParser parser(ReplyKind::kMessage, announced);
+    parser.Prepare();
+    Feed(parser, "+OK\r\nab\r\n.\r\n", 3);
+    const std::string body = parser.TakeBody();
+    EXPECT_EQ(body, "ab");
+    EXPECT_GE(body.capacity(), std::min(announced, kMaxReserved));
+    EXPECT_LE(body.capacity(), 2 * std::min(announced, kMaxReserved));
+  }
+}
+
 TEST(ReplyParser, KnowsARefusalAtItsFourthByteInAnyCase) {
   for (const std::string_view text : {"-ERR no such message\r\n", "-err no\r\n", "-Err"}) {
     ReplyParser parser(ReplyKind::kMessage);
