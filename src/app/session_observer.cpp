@@ -71,6 +71,10 @@ void SessionObserver::MailNotKept(std::string_view account, std::uint32_t count,
         .words = std::string(why)});
 }
 
+void SessionObserver::RestoredMailStays(std::string_view account, std::uint32_t count) {
+  Tell({.trouble = Trouble::kRestoredMailStays, .account = std::string(account), .number = count});
+}
+
 void SessionObserver::ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) {
   Tell({.trouble = Trouble::kClientGaveUp, .account = std::string(account), .number = ready, .total = total});
 }

@@ -52,6 +52,7 @@ class SessionObserver : public CheckObserver {
   void ServerGone(std::string_view account) override;
   void DeletionsUnconfirmed(std::string_view account, std::uint32_t count, std::string_view words) override;
   void MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) override;
+  void RestoredMailStays(std::string_view account, std::uint32_t count) override;
   void ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) override;
 
  private:

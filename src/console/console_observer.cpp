@@ -136,6 +136,10 @@ void ConsoleObserver::MailNotKept(std::string_view account, std::uint32_t count,
                 .words = std::string(why)});
 }
 
+void ConsoleObserver::RestoredMailStays(std::string_view account, std::uint32_t count) {
+  PrintTrouble({.trouble = Trouble::kRestoredMailStays, .account = std::string(account), .number = count});
+}
+
 void ConsoleObserver::ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) {
   PrintTrouble(
       {.trouble = Trouble::kClientGaveUp, .account = std::string(account), .number = ready, .total = total});

@@ -19,6 +19,8 @@ std::string SentenceOf(const MailTrouble& trouble) {
       return Format(Text::kDeletionsUnconfirmed, {account, number});
     case Trouble::kMailNotKept:
       return Format(Text::kMailNotKept, {account, number});
+    case Trouble::kRestoredMailStays:
+      return Format(Text::kRestoredMailStays, {account, number});
     case Trouble::kClientGaveUp:
       return Format(Text::kClientGaveUp, {account, number, std::to_string(trouble.total)});
   }

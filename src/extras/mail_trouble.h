@@ -10,7 +10,14 @@
 namespace quillbeaker {
 
 // One for each call of CheckObserver that tells of trouble.
-enum class Trouble { kMessageRefused, kServerGone, kDeletionsUnconfirmed, kMailNotKept, kClientGaveUp };
+enum class Trouble {
+  kMessageRefused,
+  kServerGone,
+  kDeletionsUnconfirmed,
+  kMailNotKept,
+  kRestoredMailStays,
+  kClientGaveUp,
+};
 
 struct MailTrouble {
   Trouble trouble = Trouble::kServerGone;

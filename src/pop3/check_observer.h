@@ -86,6 +86,9 @@ class CheckObserver {
                                     std::string_view words) = 0;
   // So much spam could not be kept in the recycle bin and stays on the server. `why` is path and reason.
   virtual void MailNotKept(std::string_view account, std::uint32_t count, std::string_view why) = 0;
+  // So many restored messages were delivered and could not be taken out of the recycle bin: the next check
+  // delivers them again.
+  virtual void RestoredMailStays(std::string_view account, std::uint32_t count) = 0;
   // The mail program ended the connection while messages were fetched for it: `ready` of `total` need not be
   // fetched again at its next try.
   virtual void ClientGaveUp(std::string_view account, std::uint32_t ready, std::uint32_t total) = 0;

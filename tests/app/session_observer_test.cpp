@@ -121,6 +121,7 @@ TEST(SessionObserver, TellsOfTrouble) {
     receiver.observer.ServerGone("ann @ pop");
     receiver.observer.DeletionsUnconfirmed("ann @ pop", 4, "-ERR locked");
     receiver.observer.MailNotKept("ann @ pop", 5, "recycle: full");
+    receiver.observer.RestoredMailStays("ann @ pop", 6);
     receiver.observer.ClientGaveUp("ann @ pop", 310, 1000);
   });
   EXPECT_EQ(receiver.told,

@@ -256,7 +256,7 @@ def test_list_refused_means_an_empty_mailbox(proxy, client, server):
 def test_numbers_out_of_range_are_left_alone(proxy, client, server):
     upstream = server(ham(1), ham(2))
     upstream.list_lines = [b"0 10", b"1 100", b"65536 10", b"70000 10", b"2 100", b"4294967296 10", b"-3 10"]
-    upstream.uidl_lines = [b"1 one", b"0 zero", b"70000 big", b"2 two"]
+    upstream.uidl_lines = [b"1 one", b"2 two", b"0 zero", b"70000 big"]
     raw = client(proxy({"Aggressiveness": 100})).login(upstream.port)
     assert raw.uidl() == [(2, b"two"), (1, b"one")]
     assert raw.stat()[0] == 0
@@ -264,6 +264,18 @@ def test_numbers_out_of_range_are_left_alone(proxy, client, server):
     upstream.wait_for_end()
     fetched = [c for c in upstream.commands() if c[:4] in ("RETR", "DELE")]
     assert fetched == ["RETR 2", "RETR 1", "DELE 2", "DELE 1"]
+
+
+@pytest.mark.parametrize("line", [b"0 zero", b"70000 big", b"3 other", b"none none"])
+def test_an_id_of_no_message_ends_the_reading_of_ids(proxy, client, server, line):
+    upstream = server(ham(1), ham(2))
+    upstream.list_lines = [b"1 100", b"70000 10", b"2 100"]
+    upstream.uidl_lines = [b"1 one", line, b"2 two"]
+    raw = client(proxy()).login(upstream.port)
+    assert raw.stat()[0] == 2
+    ids = [unique_id for _, unique_id in raw.uidl()]
+    assert b"one" in ids and b"two" not in ids
+    raw.quit()
 
 
 def test_largest_number_is_a_server_message(proxy, client, server):

@@ -19,7 +19,7 @@ TEST(MailTrouble, EveryLanguageSaysWhoseAndHowMany) {
     ASSERT_TRUE(language.has_value()) << name;
     for (const Trouble trouble :
          {Trouble::kMessageRefused, Trouble::kServerGone, Trouble::kDeletionsUnconfirmed,
-          Trouble::kMailNotKept, Trouble::kClientGaveUp}) {
+          Trouble::kMailNotKept, Trouble::kRestoredMailStays, Trouble::kClientGaveUp}) {
       const MailTrouble one{
           .trouble = trouble, .account = "ann @ pop", .number = 310, .total = 1000, .words = "the words"};
       SetTranslatedTexts({});

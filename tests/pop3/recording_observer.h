@@ -41,6 +41,9 @@ class RecordingObserver : public CheckObserver {
   void MailNotKept(std::string_view, std::uint32_t count, std::string_view why) override {
     told.push_back("not kept " + std::to_string(count) + " " + std::string(why));
   }
+  void RestoredMailStays(std::string_view, std::uint32_t count) override {
+    told.push_back("restored mail stays " + std::to_string(count));
+  }
   void ClientGaveUp(std::string_view, std::uint32_t ready, std::uint32_t total) override {
     told.push_back("client gave up " + std::to_string(ready) + " of " + std::to_string(total));
   }

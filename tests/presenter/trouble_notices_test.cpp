@@ -42,6 +42,11 @@ TEST_F(TroubleNoticesTest, EachHasItsWords) {
       "ann @ pop.example.org: 2 spam messages could not be kept in the recycle bin and stay on the server "
       "(/home/ann/recycle: No space left on device)");
   Later();
+  EXPECT_EQ(
+      Told(Of(Trouble::kRestoredMailStays, 2)),
+      "ann @ pop.example.org: 2 restored messages could not be taken out of the recycle bin and will be "
+      "delivered again");
+  Later();
   EXPECT_EQ(Told(GaveUp(310, 1000)),
             "ann @ pop.example.org: the mail program gave up; 310 of 1000 are ready for its next try");
 }

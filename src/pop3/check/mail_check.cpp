@@ -208,16 +208,21 @@ bool MailCheck::Fetch(MessageEntry& entry) {
   if (entry.is_fetched()) {
     return true;
   }
-  if (entry.is_restored()) {
-    ReadRestoredMail(entry);
-    if (entry.file_unreadable) return false;
-    client_.LogMarker('C', "(message completely restored from recycle bin)");
-    return true;
-  }
-  if (FetchFromServer(entry) != FetchResult::kFetched) {
+  if (entry.is_restored() ? !FetchFromBin(entry) : FetchFromServer(entry) != FetchResult::kFetched) {
     return false;
   }
   FetchedMail::Settle(entry);
+  return true;
+}
+
+bool MailCheck::FetchFromBin(MessageEntry& entry) {
+  std::optional<std::string> text = ReadRestoredMail(entry);
+  if (!text) return false;
+  if (!fetched_->Hold(entry, std::move(*text))) {
+    client_.LogMarker('C', "(message could not be kept: " + fetched_->why() + ")");
+    return false;
+  }
+  client_.LogMarker('C', "(message completely restored from recycle bin)");
   return true;
 }
 
@@ -337,8 +342,10 @@ void MailCheck::RemoveDelivered() {
     (entry.file_missing ? without_file : delivered).push_back(RestoredFileName(entry));
   }
   RecycleBin recycle_bin(program_);
-  if (!delivered.empty()) recycle_bin.DeleteMessages(delivered);
-  if (!without_file.empty()) recycle_bin.RemoveEntries(without_file);
+  if (!delivered.empty() && !recycle_bin.DeleteMessages(delivered)) restored_staying_ += delivered.size();
+  if (!without_file.empty() && !recycle_bin.RemoveEntries(without_file)) {
+    restored_staying_ += without_file.size();
+  }
 }
 
 // Of messages that were neither known nor fetched nothing is stored: they would never be judged.
@@ -436,6 +443,9 @@ void MailCheck::ForgetConfirmed(const Pop3Client::Farewell& farewell) {
 void MailCheck::TellOfQuit(const Pop3Client::Farewell& farewell) {
   if (filing_->unfiled() > 0) {
     observer_.MailNotKept(summary_.account, filing_->unfiled(), filing_->why());
+  }
+  if (restored_staying_ > 0) {
+    observer_.RestoredMailStays(summary_.account, static_cast<std::uint32_t>(restored_staying_));
   }
   const bool quit_refused = farewell.answered && !farewell.accepted && deletions_.asked > 0;
   const std::string words = ShownRefusal(quit_refused ? farewell.refusal : deletions_.refusal);

@@ -107,6 +107,7 @@ class MailCheck {
   void Judge(MessageEntry& entry, const MailMessage& message, const FilterSettings& settings);
   // Gets a server's message; tells the person when that fails.
   FetchResult FetchFromServer(MessageEntry& entry);
+  bool FetchFromBin(MessageEntry& entry);
 
   void Learn();
   void MarkDeletionsDue();
@@ -149,7 +150,8 @@ class MailCheck {
 
   std::unique_ptr<SpamFiling> filing_;  // from QUIT on
   DeletionResult deletions_;
-  bool quit_said_ = false;  // to the server
+  std::size_t restored_staying_ = 0;  // delivered, and still in the recycle bin
+  bool quit_said_ = false;            // to the server
 };
 
 }  // namespace quillbeaker

@@ -2,7 +2,6 @@
 #include "pop3/check/restored_mail.h"
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -42,15 +41,12 @@ void AddRestoredMail(Program& program, Mailbox& mailbox) {
   }
 }
 
-void ReadRestoredMail(MessageEntry& entry) {
-  auto message = std::make_shared<MailMessage>();
+std::optional<std::string> ReadRestoredMail(MessageEntry& entry) {
   FileContents contents = ReadContents(entry.file_path);
   entry.file_missing = contents.result.IsMissing();
   entry.file_unreadable = !contents.result && !entry.file_missing;
-  if (entry.file_unreadable) return;
-  if (contents.bytes) message->ParseText(FitToSend(std::move(*contents.bytes)));
-  entry.size = message->size();
-  entry.message = std::move(message);
+  if (entry.file_unreadable) return std::nullopt;
+  return contents.bytes ? FitToSend(std::move(*contents.bytes)) : std::string();
 }
 
 std::string RestoredFileName(const MessageEntry& entry) {

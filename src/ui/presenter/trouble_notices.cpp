@@ -25,6 +25,7 @@ std::string ReasonOf(const MailTrouble& trouble) {
       return WithoutNumbers(trouble.words);
     case Trouble::kServerGone:
     case Trouble::kMailNotKept:
+    case Trouble::kRestoredMailStays:
       break;
   }
   return {};

@@ -41,6 +41,9 @@ TEST_F(ConsoleObserverTest, TellsOfTroubleInALineOfItsOwn) {
       Shown([this] { observer.MailNotKept(kAccount, 2, "recycle: No space left on device"); }),
       "13:04:05 ann @ pop.example.org: 2 spam messages could not be kept in the recycle bin and stay on "
       "the server (recycle: No space left on device)\n");
+  EXPECT_EQ(Shown([this] { observer.RestoredMailStays(kAccount, 2); }),
+            "13:04:05 ann @ pop.example.org: 2 restored messages could not be taken out of the recycle bin "
+            "and will be delivered again\n");
   EXPECT_EQ(Shown([this] { observer.ClientGaveUp(kAccount, 310, 1000); }),
             "13:04:05 ann @ pop.example.org: the mail program gave up; 310 of 1000 are ready for its next "
             "try\n");

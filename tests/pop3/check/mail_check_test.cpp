@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,13 @@ class MailCheckTest : public ::testing::Test {
   }
 
   bool LogIn() { return check_.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}); }
+  void RestoreMail() {
+    MailMessage message;
+    message.ParseText(MailOf(9));
+    RecycleBin bin(world_.program());
+    const DeletedMessage deleted{&message, {}, 0};
+    EXPECT_TRUE(bin.MarkRestored(bin.File(std::span(&deleted, 1), {}).names, true));
+  }
   Clock::duration TimeOf(const std::function<void()>& action) {
     const Clock::time_point begin = Clock::now();
     action();
@@ -195,6 +203,34 @@ TEST_F(MailCheckTest, MailBeyondTheLimitLeavesTheMemoryAlsoWhenNoViewWasBuilt) {
   EXPECT_EQ(entry.message, nullptr);
   ASSERT_NE(check_.MessageOf(entry), nullptr);
   EXPECT_EQ(check_.MessageOf(entry)->size(), entry.size);
+}
+
+TEST_F(MailCheckTest, RestoredMailBeyondTheLimitLeavesTheMemoryToo) {
+  world_.Configure("", "[SERVER]\r\nSessionMegabytes=0\r\n");
+  RestoreMail();
+  ASSERT_TRUE(LogIn());
+  EXPECT_EQ(check_.BuildView().count, 4u);
+  MessageEntry& entry = *check_.mailbox().FindByServerNumber(kRestoredNumberBase + 1);
+  EXPECT_EQ(entry.message, nullptr);
+  ASSERT_TRUE(check_.Fetch(entry));
+  ASSERT_NE(check_.MessageOf(entry), nullptr);
+  EXPECT_EQ(check_.MessageOf(entry)->Serialise(), MailOf(9));
+  check_.End();
+  const std::string log = world_.directory.Get("server.log").value_or("");
+  const std::string marker = "completely restored";
+  ASSERT_NE(log.find(marker), std::string::npos);
+  EXPECT_EQ(log.find(marker), log.rfind(marker)) << "it was read from the bin once";
+}
+
+TEST_F(MailCheckTest, RestoredMailThatCannotBeTakenOutOfTheBinIsTold) {
+  RestoreMail();
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  check_.mailbox().FindByServerNumber(kRestoredNumberBase + 1)->done = true;
+  world_.directory.MakeFolder("recycle/recyclebin.xml.new");  // where the next index would be written
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(std::ranges::count(person_.told, "restored mail stays 1"), 1);
 }
 
 TEST_F(MailCheckTest, OfAClientThatGoesBeforeAnythingIsListedThereIsNothingToTell) {
