@@ -237,8 +237,9 @@ TEST_F(UnconfirmedMailTest, AFullDiskLeavesTheOldFileWhole) {
 
 TEST_F(UnconfirmedMailTest, TwoThatWriteUndoNothingOfEachOther) {
   constexpr int kRounds = 30;
-  const auto fill = [this](const MailboxName& mailbox) {
-    UnconfirmedMailStore own(surroundings.program());
+  Program& program = surroundings.program();
+  const auto fill = [&program](const MailboxName& mailbox) {
+    UnconfirmedMailStore own(program);
     Mails rows;
     for (int i = 0; i < kRounds; ++i) {
       rows.push_back({std::to_string(i)});

@@ -13,6 +13,7 @@
 
 #include "pop3/recording_observer.h"
 #include "pop3/scripted_pop3_server.h"
+#include "support/blocked_thread.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -34,10 +35,12 @@ class Person : public RecordingObserver {
   bool IsCancelled() override { return has_cancelled; }
   void AskToAbort(const AskedServer& server, std::function<void()> abort) override {
     told.push_back("asked about " + server.account);
+    has_been_asked = true;
     if (answers_abort) abort();
   }
 
   std::atomic<bool> has_cancelled = false;
+  std::atomic<bool> has_been_asked = false;
   bool answers_abort = false;
 };
 
@@ -259,11 +262,8 @@ TEST_F(MailCheckTest, AClientThatGoesEndsTheWaitWhileAQuestionStands) {
   ASSERT_TRUE(LogIn());
   server_.Answer("RETR 3", ScriptedPop3Server::kSilence);
   std::thread leaving([this] {
-    server_.WaitForCommand("RETR 3");
-    while (std::ranges::count(person_.told, "asked about jane @ 127.0.0.1") == 0 && !client_gone_) {
-      std::this_thread::sleep_for(milliseconds(1500));
-      client_gone_ = true;
-    }
+    EXPECT_TRUE(test::Eventually([this] { return person_.has_been_asked.load(); }));
+    client_gone_ = true;
   });
   const ClientView view = check_.BuildView();
   leaving.join();
