@@ -69,6 +69,11 @@ packages_fuzz='
 clang                        compiles the fuzz targets
 libclang-rt-14-dev           libFuzzer itself
 '
+packages_coverage='
+clang                        compiles the tests with counters
+libclang-rt-14-dev           the counters
+llvm                         reads them
+'
 
 package_is_installed() {
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -98,7 +103,7 @@ as_root() {
 }
 
 # ensure_packages GROUP...: installs the missing packages of the groups (build, demo, unit, test, torture, windows, fuzz,
-# bench, derive).
+# bench, derive, coverage).
 ensure_packages() {
   local group table package why missing=()
   for group in "$@"; do
