@@ -6,13 +6,16 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "config/texts.h"
 #include "pop3/recording_observer.h"
 #include "pop3/scripted_pop3_server.h"
+#include "stores/statistics.h"
 #include "support/blocked_thread.h"
 #include "support/test_program.h"
 
@@ -508,6 +511,91 @@ TEST_F(MailCheckTest, ARefusalAmongMessagesAskedForAheadLeavesTheRestUnvisited) 
   const auto ids = world_.directory.Get("uniqueid.xml").value_or("");
   EXPECT_EQ(ids.find("uid2"), std::string::npos)
       << "a message that could not be had is not remembered as seen";
+}
+
+TEST_F(MailCheckTest, AQuitThatTheServerRefusesLeavesTheDeletionsUnconfirmed) {
+  world_.Configure("Aggressiveness=100", "");
+  server_.Answer("QUIT", "-ERR some deleted messages not removed\r\n");
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(std::ranges::count(person_.told, "unconfirmed 3 -ERR some deleted messages not removed"), 1);
+  EXPECT_NE(world_.directory.Get("server.log").value_or("").find("S: -ERR some deleted messages not removed"),
+            std::string::npos);
+  EXPECT_TRUE(world_.directory.Has("recycle/unconfirmed.xml"));
+}
+
+TEST_F(MailCheckTest, ARefusedQuitThatDeletesNothingIsNothingToTell) {
+  server_.Answer("QUIT", "-ERR no\r\n");
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  check_.Quit([] {});
+  check_.End();
+  EXPECT_EQ(std::ranges::count_if(person_.told,
+                                  [](const std::string& line) { return line.starts_with("unconfirmed"); }),
+            0);
+}
+
+TEST_F(MailCheckTest, SpamThatWasFiledBeforeStaysWhileNobodyCanSayWhetherItIs) {
+  world_.Configure("Aggressiveness=100", "");
+  for (const std::string command : {"DELE 1", "DELE 2", "DELE 3"}) server_.Answer(command, "-ERR no\r\n");
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  check_.Quit([] {});
+  check_.End();
+  ASSERT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
+  const std::string index = world_.directory.Get("recycle/recyclebin.xml").value_or("");
+  // Unreadable, as a file is that another program has opened for itself.
+  world_.directory.Remove("recycle/recyclebin.xml");
+  world_.directory.MakeFolder("recycle/recyclebin.xml");
+  const auto asked_before = Asked().size();
+  person_.told.clear();
+  Watch watch(person_);
+  MailCheck next(world_.program(), watch, kept_, 0);
+  ASSERT_TRUE(next.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  EXPECT_EQ(next.BuildView().count, 0u) << "it is hidden all the same";
+  next.Quit([] {});
+  next.End();
+  const std::vector<std::string> asked = Asked();
+  EXPECT_EQ(std::count_if(asked.begin() + static_cast<std::ptrdiff_t>(asked_before), asked.end(),
+                          [](const std::string& line) { return line.starts_with("DELE"); }),
+            0);
+  EXPECT_EQ(std::ranges::count_if(person_.told,
+                                  [](const std::string& line) { return line.starts_with("not kept 3 "); }),
+            1);
+  world_.directory.Remove("recycle/recyclebin.xml");
+  ASSERT_TRUE(world_.directory.Put("recycle/recyclebin.xml", index));
+  EXPECT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
+}
+
+TEST_F(MailCheckTest, SaysThatTheFilterIsOffUntilItIsOnAgain) {
+  world_.Configure("Enable=0", "");
+  server_.OnCommand("RETR 2", [this] { world_.Configure("Enable=1", ""); });
+  ASSERT_TRUE(LogIn());
+  EXPECT_EQ(check_.BuildView().count, 3u);
+  std::vector<std::string> status;
+  std::ranges::copy_if(person_.told, std::back_inserter(status),
+                       [](const std::string& line) { return line.starts_with("status"); });
+  const std::string off = "status " + std::string(TextOf(Text::kFilterDisabled));
+  EXPECT_EQ(status.front(), off);
+  EXPECT_EQ(status.back(), "status ");
+  EXPECT_EQ(std::ranges::count(status, "status "), 1);
+}
+
+TEST_F(MailCheckTest, CountsSpamOnTheDayOfItsDateField) {
+  world_.Configure("Aggressiveness=100", "");
+  ScriptedPop3Server server({"Date: Wed, 1 Mar 2006 09:00:00 +0000\r\n" + MailOf(1),
+                             "Date: Wed, 1 Mar 2006 23:00:00 +0000\r\n" + MailOf(2), MailOf(3)});
+  ASSERT_TRUE(check_.LogIn({"127.0.0.1", server.port(), "jane", "secret"}));
+  check_.BuildView();
+  check_.Quit([] {});
+  check_.End();
+  Statistics statistics(world_.program());
+  statistics.Load();
+  EXPECT_EQ(statistics.CountOf(0), 0u) << "mail without a date counts on no day";
+  EXPECT_EQ(statistics.CountOf(1), 2u);
+  EXPECT_EQ(check_.summary().deleted, 3u);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <deque>
 #include <memory>
 #include <string>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "pop3/recording_observer.h"
+#include "pop3/scripted_client.h"
 #include "pop3/scripted_pop3_server.h"
 #include "support/test_program.h"
 
@@ -20,49 +20,6 @@ namespace quillbeaker {
 namespace {
 
 using std::chrono::milliseconds;
-
-// What a client did and saw.
-struct Conversation {
-  std::deque<std::string> commands;  // one receive each; then silence
-  std::vector<std::string> sends;
-  milliseconds waited{0};         // without a byte
-  std::size_t sends_taken = 100;  // later ones time out
-};
-
-// A client without a socket. When its commands are used up it stays silent until the wait is over.
-class ScriptedClient : public Connection {
- public:
-  explicit ScriptedClient(Conversation& conversation) : conversation_(conversation) {}
-
-  IoResult Receive(char* buffer, std::size_t capacity, milliseconds wait) override {
-    if (conversation_.commands.empty()) {
-      conversation_.waited += wait;
-      return {IoStatus::kTimedOut, 0};
-    }
-    const std::string command = conversation_.commands.front();
-    conversation_.commands.pop_front();
-    const std::size_t count = std::min(command.size(), capacity);
-    std::memcpy(buffer, command.data(), count);
-    if (count < command.size()) {
-      conversation_.commands.push_front(command.substr(count));
-    }
-    return {IoStatus::kOk, count};
-  }
-  IoResult Send(std::string_view bytes, milliseconds wait) override {
-    if (conversation_.sends.size() >= conversation_.sends_taken) {
-      conversation_.waited += wait;
-      return {IoStatus::kTimedOut, 0};
-    }
-    conversation_.sends.emplace_back(bytes);
-    return {IoStatus::kOk, bytes.size()};
-  }
-  void FinishSending() override {}
-  bool PeerHasGone() override { return false; }
-  void Abort(std::string_view) override {}
-
- private:
-  Conversation& conversation_;
-};
 
 class ClientSessionTest : public ::testing::Test {
  protected:
