@@ -7,6 +7,8 @@
 #include <sstream>
 #include <utility>
 
+#include "config/texts.h"
+
 namespace quillbeaker {
 namespace {
 
@@ -37,6 +39,8 @@ class CommandLineParser {
   CommandLineParser() : app_(kAbout, "quillbeaker-cli") {
     app_.require_subcommand(1);
     app_.fallthrough(false);
+    app_.set_version_flag("--version", "Quillbeaker " + std::string(EnglishText(Text::kVersion)),
+                          "Print the version and exit");
     AddRun();
     AddMailCommands();
     AddLearn();
@@ -53,6 +57,11 @@ class CommandLineParser {
     std::transform(reversed.begin(), reversed.end(), reversed.begin(), Marked);
     try {
       app_.parse(std::move(reversed));
+    } catch (const CLI::ExtrasError&) {
+      return WrongUsage(Unexpected());
+    } catch (const CLI::RequiredError& error) {
+      // CLI11 asks for a command before it looks at what it could not read, and that is the real mistake.
+      return Leftover().empty() ? Explain(error) : WrongUsage(Unexpected());
     } catch (const CLI::ParseError& error) {
       return Explain(error);
     }
@@ -60,6 +69,25 @@ class CommandLineParser {
   }
 
  private:
+  std::vector<std::string> Leftover() const { return app_.remaining(true); }
+
+  std::string Unexpected() const {
+    const std::vector<std::string> leftover = Leftover();
+    const std::string& first = leftover.front();
+    std::string text;
+    if (first.starts_with('-')) {
+      text = "There is no option \"" + first + "\" here. Options come after the command that they are for.";
+    } else {
+      text = "\"" + first + "\" is neither a command here nor an argument that is expected.";
+    }
+    return text + "\nRun with --help for more information.\n";
+  }
+
+  static ParsedCommandLine WrongUsage(std::string text) {
+    std::erase(text, kMark);
+    return {std::nullopt, {}, kExitWrongUsage, std::move(text)};
+  }
+
   ParsedCommandLine Explain(const CLI::ParseError& error) {
     std::ostringstream out;
     std::ostringstream err;
@@ -98,7 +126,9 @@ class CommandLineParser {
 
   CLI::App* AddMailCommand(const char* name, const char* help, MailFileOptions& mail, bool several) {
     CLI::App* command = AddCommand(app_, name, help);
-    CLI::Option* files = AsGiven(command->add_option("FILE", mail.files, "Message files"))->required();
+    CLI::Option* files =
+        AsGiven(command->add_option("FILE", mail.files, several ? "Message files" : "Message file"))
+            ->required();
     if (!several) {
       files->expected(1);
     }
@@ -117,7 +147,7 @@ class CommandLineParser {
     classify->add_flag("--json", classify_.json, "One JSON object per file");
     classify->callback([this] { result_.command = classify_; });
     CLI::App* explain =
-        AddMailCommand("explain", "Tell everything that a message's judgement goes by", explain_.mail, false);
+        AddMailCommand("explain", "Tell everything that led to a message's verdict", explain_.mail, false);
     explain->add_flag("--json", explain_.json, "As a JSON object");
     explain->callback([this] { result_.command = explain_; });
   }
@@ -128,7 +158,7 @@ class CommandLineParser {
         command->add_option_group("mail", "Files, folders, Maildir folders and mbox files");
     AsGiven(mail->add_option("--good", learn_.good, "Where wanted mail is"))->type_name("PATH");
     AsGiven(mail->add_option("--spam", learn_.spam, "Where spam is"))->type_name("PATH");
-    mail->require_option(1, 2);
+    mail->require_option(1, 0);  // at least one; CLI11's help for "one or two" has a misprint
     CLI::Option* keen = command->add_flag(
         "--keen", learn_.keen,
         "Catch more spam; some more wanted messages will be lost (from 2000 good messages on)");

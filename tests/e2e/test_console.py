@@ -89,6 +89,21 @@ def test_wrong_usage_is_two(arguments, tmp_path):
     assert done.stderr or done.stdout
 
 
+@pytest.mark.parametrize("arguments, named", [
+    (["nonsense"], b'"nonsense"'), (["senders", "import", "x.csv"], b'"import"'), (["--nonsense"], b'"--nonsense"'),
+    (["--directory", "x", "bin", "list"], b'"--directory"'), (["run", "extra"], b'"extra"')])
+def test_what_is_not_known_is_named(arguments, named):
+    done = run_cli(*arguments)
+    assert done.returncode == 2 and done.stdout == b""
+    assert named in done.stderr.splitlines()[0] and b"subcommand is required" not in done.stderr
+
+
+def test_version():
+    done = run_cli("--version")
+    assert done.returncode == 0 and done.stderr == b""
+    assert re.fullmatch(rb"Quillbeaker \d+\.\d+\.\d+\n", done.stdout)
+
+
 @pytest.mark.parametrize("directory", [["--directory", ""], ["--directory="]])
 @pytest.mark.parametrize("command", [["senders", "list"], ["bin", "list"], ["run"], ["inspect", "m"]])
 def test_directory_without_a_name_is_wrong_usage(command, directory):
