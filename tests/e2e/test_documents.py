@@ -108,3 +108,18 @@ def test_readme_names_the_libraries_that_the_program_needs():
             packages.add(owner.split(":")[0])
     said = re.search(r"libraries of Debian's packages\s+(.*?)\.", text_of("README.md"), re.S).group(1)
     assert set(re.findall(r"`([\w.+-]+)`", said)) == packages
+
+
+def test_the_explained_mail_is_judged_by_the_shipped_table():
+    """The percents and the threshold of the example are those that a person meets."""
+    with open(os.path.join(REPOSITORY, "resources/spampoints.ini"), encoding="latin-1") as file:
+        shipped = file.read()
+    example = text_of("docs/USERS.md").split("$ quillbeaker-cli explain", 1)[1].split("\n\n", 1)[0]
+    words = re.findall(r"(?m)^ +(-?\d+) {2,}(x?) +(x?) {2}(\S.*)$", example.split("Spam words:", 1)[1])
+    assert len(words) > 3
+    for percent, _, _, word in words:
+        assert f"\n{word}={percent}\n" in shipped, word
+    total = sum(int(percent) * (bool(subject) + bool(text)) for percent, subject, text, _ in words)
+    threshold = re.search(r"(?m)^level50=(\d+)", shipped)[1]
+    assert f"Sum: {total} percent; threshold of level 50: {threshold} percent" in example
+    assert f"  {total / 100:.4f}  offer.eml  (spam words against the threshold of {threshold} percent" in example
