@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
+#include "config/ascii.h"
 #include "platform/files.h"
 
 namespace quillbeaker {
@@ -37,6 +39,31 @@ void KeepFrom(ExclusiveFile& file, std::uint64_t offset) {
     kept += piece.size();
   }
   file.Truncate(kept);
+}
+
+constexpr std::string_view kOurFiles[] = {"Quillbeaker.ini", "spampoints.ini", "spampoints_user.ini",
+                                          "uniqueid.xml",    "windows.ini",    "crash.txt"};
+constexpr std::string_view kOurFolders[] = {"recycle", "training"};
+
+// Without the "./" that change nothing, with one "/" between the parts.
+std::string PlainPath(std::string_view name) {
+  std::string path;
+  for (std::size_t begin = 0; begin < name.size();) {
+    const std::size_t end = std::min(name.find_first_of("/\\", begin), name.size());
+    const std::string_view part = name.substr(begin, end - begin);
+    if (!part.empty() && part != ".") path.append(path.empty() ? "" : "/").append(part);
+    begin = end + 1;
+  }
+  return path;
+}
+
+bool IsOneOfOurFiles(std::string_view name) {
+  const std::string path = PlainPath(name);
+  const auto is_it = [&path](std::string_view ours) { return EqualsIgnoringCase(path, ours); };
+  const std::string_view folder = std::string_view(path).substr(0, path.find('/'));
+  const auto is_in = [folder](std::string_view ours) { return EqualsIgnoringCase(folder, ours); };
+  return std::any_of(std::begin(kOurFiles), std::end(kOurFiles), is_it) ||
+         std::any_of(std::begin(kOurFolders), std::end(kOurFolders), is_in);
 }
 
 std::string WithoutLineEnd(std::string_view text) {
@@ -100,10 +127,12 @@ void LogFile::Close() {
 
 std::string LogPath(const std::string& program_directory, std::string_view name) {
   // Deliberate: a log file is cut to its limit when it is closed, and a configuration may come from somebody
-  // else. So the name must stay within the program directory, or there is no log.
+  // else. So the name must stay within the program directory and be none of the program's own files, or there
+  // is no log.
   if (name.empty() || name.front() == '/' || name.front() == '\\') return {};
   if (name.find("..") != std::string_view::npos || name.find(':') != std::string_view::npos) return {};
   if (name.find('\0') != std::string_view::npos) return {};
+  if (IsOneOfOurFiles(name)) return {};
   return program_directory + PathFromLatin1(name);
 }
 

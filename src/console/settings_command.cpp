@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "config/leading_integer.h"
+#include "config/log_file.h"
 #include "config/settings.h"
 #include "config/texts.h"
 #include "console/commands.h"
@@ -106,6 +107,19 @@ std::string ListedChoices(const Setting& setting) {
   return list;
 }
 
+// What the number may be says more than that it is none; only where there are no limits to tell of.
+SettingFault MostTelling(const Setting& setting, SettingFault fault) {
+  if (fault != SettingFault::kNotANumber) return fault;
+  if (setting.kind() == SettingKind::kChoice) return SettingFault::kNoChoice;
+  return setting.number->most < keys::kMostShown ? SettingFault::kOutOfLimits : fault;
+}
+
+// A log of such a name is never written, and nothing else would tell.
+bool IsUnusableLogName(const Program& program, const Setting& setting, std::string_view stored) {
+  return (setting.text == &keys::kLogFileClientFileName || setting.text == &keys::kLogFileServerFileName) &&
+         LogPath(program.environment.program_directory, stored).empty();
+}
+
 std::string Describe(const Setting& setting, SettingFault fault, const std::string& typed) {
   const std::string name(setting.name());
   switch (fault) {
@@ -130,7 +144,12 @@ std::string Describe(const Setting& setting, SettingFault fault, const std::stri
 
 int Set(Program& program, const Setting& setting, const std::string& typed) {
   const StoredValue stored = StoredFromTyped(program, setting, typed);
-  if (stored.fault != SettingFault::kNone) return Fail(Describe(setting, stored.fault, typed));
+  if (stored.fault != SettingFault::kNone) {
+    return Fail(Describe(setting, MostTelling(setting, stored.fault), typed));
+  }
+  if (IsUnusableLogName(program, setting, stored.text)) {
+    return Fail(Format(Text::kSettingNoLogName, {std::string(setting.name())}));
+  }
   SettingChanges changes;
   changes.Set(setting, stored.text);
   if (const std::string path = changes.Save(program); !path.empty()) {

@@ -346,6 +346,16 @@ TEST(LogPath, IsEmptyForANameThatCouldLeadElsewhere) {
   }
 }
 
+TEST(LogPath, IsEmptyForAFileThatTheProgramKeepsItsDataIn) {
+  for (const std::string_view name :
+       {"Quillbeaker.ini", "QUILLBEAKER.INI", "./uniqueid.xml", ".\\spampoints.ini", "spampoints_user.ini",
+        "windows.ini", "crash.txt", "recycle/recyclebin.xml", "recycle\\x.log", ".//Training/client.log"}) {
+    EXPECT_EQ(LogPath("/opt/quillbeaker/", name), "") << name;
+  }
+  EXPECT_EQ(LogPath("/opt/quillbeaker/", "logs/recycle.log"), "/opt/quillbeaker/logs/recycle.log");
+  EXPECT_EQ(LogPath("/opt/quillbeaker/", "recycle.log"), "/opt/quillbeaker/recycle.log");
+}
+
 TEST(LogLines, BeginWithTheTimeOfDayAndTheSide) {
   const CalendarTime time{2003, 2, 3, 5, 9, 8, 7, 0};
   EXPECT_EQ(TimedLine(time, 'C', "STAT"), "09:08:07 C: STAT");

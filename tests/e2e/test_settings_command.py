@@ -63,6 +63,9 @@ def test_update_keys_stand_under_their_own_spelling(settings):
     ("RecycleBinMaxDays", "5x", '"RecycleBinMaxDays" takes a whole number of at most 9 digits.'),
     ("Port", "65536", '"Port" takes a number from 1 to 65535.'),
     ("Enable", "2", '"Enable" takes a number from 0 to 1.'),
+    ("Enable", "yes", '"Enable" takes a number from 0 to 1.'),
+    ("Timeout", "-5", '"Timeout" takes a number from 1 to 1000.'),
+    ("Aggressiveness", "high", '"Aggressiveness" takes one of these: 0, 25, 50, 75, 100.'),
     ("Aggressiveness", "60", '"Aggressiveness" takes one of these: 0, 25, 50, 75, 100.'),
     ("Security", "ssl", '"Security" takes one of these: auto, tls, starttls, plain.'),
     ("LogFileClientFileName", "x" * 260, '"LogFileClientFileName" takes a text of at most 259 bytes.'),
@@ -73,6 +76,13 @@ def test_update_keys_stand_under_their_own_spelling(settings):
 def test_what_is_refused_writes_nothing(settings, name, value, told):
     done = settings("set", name, value)
     assert done.returncode == 1 and done.stdout == b"" and done.stderr.decode() == told + "\n"
+    assert not os.path.exists(settings.home.path("Quillbeaker.ini"))
+
+
+@pytest.mark.parametrize("name", ["", "../x.log", "/tmp/x.log", "c:x.log", "uniqueid.xml", "training/x.log"])
+def test_a_log_that_would_never_be_written_is_refused(settings, name):
+    done = settings("set", "LogFileServerFileName", name)
+    assert done.returncode == 1 and b'"LogFileServerFileName" takes the name of a file' in done.stderr
     assert not os.path.exists(settings.home.path("Quillbeaker.ini"))
 
 
