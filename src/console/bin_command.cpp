@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "config/day_number.h"
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/entry_text.h"
 #include "console/json_text.h"
 #include "message/decoded_text.h"
 #include "message/mail_message.h"
@@ -36,14 +36,10 @@ std::string Printed(const char* format, Values... values) {
   return text;
 }
 
-std::string TimeOf(const RecycleEntry& entry) {
-  return Printed("%02i:%02i", entry.minutes / 60, entry.minutes % 60);
-}
-
 Json JsonOf(const RecycleEntry& entry) {
   return {{"name", JsonBytes(entry.name)},
           {"date", entry.day},
-          {"time", TimeOf(entry)},
+          {"time", EntryTime(entry.minutes)},
           {"subject", JsonBytes(entry.subject)},
           {"spamwords", JsonBytes(entry.spam_words)},
           {"probability", Printed("%.4f", entry.probability)},
@@ -55,15 +51,15 @@ Json JsonOf(const RecycleEntry& entry) {
 }
 
 std::string LineOf(const RecycleEntry& entry) {
-  const CalendarTime date = DateOfDayNumber(entry.day);
-  std::string line = DisplayLine(entry.name) + (entry.restored ? " *" : "") + "\n";
-  line += Printed("    %04i-%02i-%02i ", date.year, date.month, date.day) + TimeOf(entry);
-  line += "  " + DisplayLine(entry.sender) + " <" + DisplayLine(entry.address) + ">\n";
-  line += "    " + DisplayLine(entry.subject) + "\n";
+  std::string text = DisplayLine(entry.name) + "  " + EntrySize(entry.size);
+  if (entry.restored) text += "  (" + std::string(TextOf(Text::kEntryRestored)) + ")";
+  text +=
+      "\n" + EntryLine(EntryDate(entry.day, entry.minutes) + "  " + EntrySender(entry.sender, entry.address));
+  text += EntryLine(DisplayLine(entry.subject));
   if (!entry.spam_words.empty()) {
-    line += Printed("    %.4f  ", entry.probability) + DisplayLine(entry.spam_words) + "\n";
+    text += EntryLine(Printed("%.4f  ", entry.probability) + DisplayLine(entry.spam_words));
   }
-  return line;
+  return text;
 }
 
 // What is in the bin; nothing when the index cannot be read. Before the first spam there is no index.

@@ -17,6 +17,7 @@ namespace quillbeaker {
 std::optional<std::string> ReadMailFile(const std::string& path, bool crlf);
 
 // Parses each file in turn into the same record and hands it to `visit`; null for a file that cannot be read.
+// The person is warned of the first file that needs `crlf` and is read without it.
 // The exit code: failed when one could not.
 int ForEachMailFile(const MailFileOptions& options,
                     const std::function<void(const std::string& file, const MailMessage* message)>& visit);

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 // `training`: the training area from the terminal.
 #include <algorithm>
-#include <cstdio>
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "config/day_number.h"
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/entry_text.h"
 #include "console/json_text.h"
 #include "console/progress_line.h"
 #include "platform/console.h"
@@ -35,13 +34,6 @@ int Fail(Text text) {
 
 int FailNoSuchMessage(const std::string& name) {
   return Fail(Format(Text::kNoSuchTrainingMessage, {DisplayLine(name)}));
-}
-
-template <typename... Values>
-std::string Printed(const char* format, Values... values) {
-  char text[64];
-  std::snprintf(text, sizeof text, format, values...);
-  return text;
 }
 
 // What the options of `mark` and the JSON call it.
@@ -69,55 +61,26 @@ std::string_view WordFor(TrainingMark mark) {
   return TextOf(Text::kMarkedNone);
 }
 
-// A mail without a date is kept under the day of the all-zero date, which says nothing to anybody.
-bool HasDate(const TrainingEntry& entry) {
-  return entry.day != 0 && entry.day != DayNumber(0, 0, 0);
-}
-
-std::string TimeOf(const TrainingEntry& entry) {
-  return Printed("%02i:%02i", entry.minutes / 60, entry.minutes % 60);
-}
-
 std::string DateOf(const TrainingEntry& entry) {
-  if (!HasDate(entry)) {
-    return {};
-  }
-  const CalendarTime date = DateOfDayNumber(entry.day);
-  return Printed("%02i.%02i.%04i, ", date.day, date.month, date.year) + TimeOf(entry);
-}
-
-std::string SenderOf(const TrainingEntry& entry) {
-  if (entry.address.empty()) {
-    return DisplayLine(entry.sender);
-  }
-  return DisplayLine(entry.sender) + " <" + DisplayLine(entry.address) + ">";
+  return HasEntryDate(entry.day) ? EntryDate(entry.day, entry.minutes) : std::string();
 }
 
 Json JsonOf(const TrainingEntry& entry) {
   return {{"name", JsonBytes(entry.name)},
           {"mark", NameOf(entry.mark)},
-          {"date", HasDate(entry) ? Json(entry.day) : Json()},
-          {"time", HasDate(entry) ? Json(TimeOf(entry)) : Json()},
+          {"date", HasEntryDate(entry.day) ? Json(entry.day) : Json()},
+          {"time", HasEntryDate(entry.day) ? Json(EntryTime(entry.minutes)) : Json()},
           {"subject", entry.subject ? JsonBytes(*entry.subject) : Json()},
           {"sender", JsonBytes(entry.sender)},
           {"address", JsonBytes(entry.address)},
           {"size", entry.size}};
 }
 
-// Below the name, without blanks at the end.
-std::string Indented(const std::string& text) {
-  std::string line = "     " + text;
-  line.erase(line.find_last_not_of(' ') + 1);
-  return line + "\n";
-}
-
 std::string LineOf(const TrainingEntry& entry) {
-  constexpr std::size_t kDateWidth = 17;
-  std::string line(WordFor(entry.mark));
-  line += " " + DisplayLine(entry.name) + Printed("  %.2f KB\n", entry.size / 1024.0);
-  std::string date = DateOf(entry);
-  date.resize(std::max(date.size(), kDateWidth), ' ');
-  return line + Indented(date + "  " + SenderOf(entry)) + Indented(DisplayLine(entry.subject.value_or("")));
+  return std::string(WordFor(entry.mark)) + " " + DisplayLine(entry.name) + "  " + EntrySize(entry.size) +
+         "\n" +
+         EntryLine(EntryDate(entry.day, entry.minutes) + "  " + EntrySender(entry.sender, entry.address)) +
+         EntryLine(DisplayLine(entry.subject.value_or("")));
 }
 
 int List(TrainingArea& area, bool json) {
@@ -161,7 +124,7 @@ int View(TrainingArea& area, const Names& names) {
     if (!stored) {
       return FailNoSuchMessage(name);
     }
-    std::string text = HeadLine(Text::kSender, SenderOf(*entry)) +
+    std::string text = HeadLine(Text::kSender, EntrySender(entry->sender, entry->address)) +
                        HeadLine(Text::kSubject, DisplayLine(entry->subject.value_or(""))) +
                        HeadLine(Text::kDate, DateOf(*entry));
     // Most texts begin with the empty line that ended the mail's header.

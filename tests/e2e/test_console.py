@@ -344,6 +344,20 @@ def test_serialising_twice_does_not_grow(write, name):
     assert run_cli("serialise", write("t", once)).stdout == once
 
 
+@pytest.mark.parametrize("command", ["inspect", "serialise", "classify", "explain"])
+def test_a_file_that_needs_the_crlf_option_is_told(write, command):
+    unix = write("w", ham(1).replace(b"\r\n", b"\n"))
+    assert b"--crlf" in run_cli(command, unix).stderr
+    assert run_cli(command, "--crlf", unix).stderr == b""
+    assert run_cli(command, write("x", ham(1))).stderr == b""
+    assert run_cli(command, write("y", b"")).stderr == b""
+
+
+def test_many_such_files_are_told_of_once(write):
+    unix = [write(name, ham(1).replace(b"\r\n", b"\n")) for name in "ab"]
+    assert run_cli("classify", *unix).stderr.count(b"--crlf") == 1
+
+
 def test_crlf_option_reads_files_with_bare_line_feeds(write, inspect):
     data = ham(1)
     unix = b"From ann@example.org Sat Jan  1 00:00:00 2000\n" + data.replace(b"\r\n", b"\n")

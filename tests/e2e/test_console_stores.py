@@ -193,9 +193,9 @@ def test_listing_of_the_bin(recycle):
                      "probability": "0.9871", "account": "ann @ host", "sender": "A B", "address": "a@b.example",
                      "size": len(KEPT), "restored": True}
     assert (second["name"], second["date"], second["size"], second["restored"]) == ("bare.recycle", 0, 0, False)
-    told = recycle("list").stdout.decode()
-    for text in (NAME, "2003-02-04", "22:15", "a@b.example", "Gr\xfcn"):
-        assert text in told
+    assert recycle("list").stdout.decode().splitlines() == [
+        f"{NAME}  {len(KEPT) / 1024:.2f} KB  (comes with the next mail check)", "     04.02.2003, 22:15  A B <a@b.example>",
+        "     Gr\xfcn", "     0.9871  cheap, offer", "bare.recycle  0.00 KB", "", ""]
 
 
 def test_bin_without_an_index_is_empty(recycle):
