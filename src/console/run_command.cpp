@@ -4,10 +4,12 @@
 #include <string>
 
 #include "config/texts.h"
+#include "config/writable_directories.h"
 #include "console/commands.h"
 #include "console/console_observer.h"
 #include "extras/port_notice.h"
 #include "extras/store_preparation.h"
+#include "message/display_text.h"
 #include "platform/connection.h"
 #include "platform/console.h"
 #include "pop3/local/mail_proxy.h"
@@ -17,6 +19,23 @@ namespace {
 
 void Say(Text text) {
   WriteStandardOutput(std::string(TextOf(text)) + "\n");
+}
+
+// What text 1 leaves out: which port it was, and how a person without a settings dialog takes another one.
+std::string AdviceOnPort(int port) {
+  if (!IsPort(port)) return DescribePortOutOfRange(port);
+  constexpr int kFirstPortOfOrdinaryUsers = 1024;
+  const std::string number = std::to_string(port);
+  std::string text = Format(Text::kPortAdvice, {number});
+  if (port < kFirstPortOfOrdinaryUsers) text += "\n" + std::string(TextOf(Text::kPortNeedsRights));
+  return text;
+}
+
+// Mail that cannot be kept stays on the server, so the mail check may go on.
+void WarnOfReadOnlyDirectory(const Program& program) {
+  const std::string directory = UnwritableDirectory(program);
+  if (directory.empty()) return;
+  WriteStandardError(Format(Text::kDirectoryNotWritable, {DisplayLine(directory)}) + "\n");
 }
 
 }  // namespace
@@ -36,11 +55,10 @@ int RunProxy(Program& program, const RunOptions& options) {
   }
   PrepareStores(program, {.taking_in_messages = [] { Say(Text::kTakingInMessages); },
                           .spam_words_converted = [] { Say(Text::kSpamWordsConverted); }});
+  WarnOfReadOnlyDirectory(program);
   const int port = options.port.value_or(program.Read(keys::kPort));
   if (!proxy->Listen(port)) {
-    if (const std::string reason = DescribePortOutOfRange(port); !reason.empty()) {
-      WriteStandardOutput(reason + "\n");
-    }
+    WriteStandardOutput(AdviceOnPort(port) + "\n");
     return kExitFailed;
   }
   WriteStandardOutput(Format(Text::kListening, {std::to_string(port)}) + "\n");

@@ -273,6 +273,28 @@ def test_port_in_use_is_said_and_ends_with_one(program_directory):
     assert done.returncode == 1
     assert PORT_IN_USE.encode() in done.stdout + done.stderr
     assert b"configuration file" not in done.stdout + done.stderr
+    assert f"port {port} of 127.0.0.1".encode() in done.stdout and b"--port" in done.stdout
+    assert b"1024" not in done.stdout
+
+
+def test_low_port_in_use_may_be_one_for_the_administrator(program_directory):
+    with socket.socket() as taken:
+        try:
+            taken.bind(("127.0.0.1", 987))
+            taken.listen()
+        except PermissionError:
+            pass  # then the program may not take it either
+        done = run_cli("run", "--directory", program_directory().directory, "--port", 987, timeout=20)
+    assert done.returncode == 1
+    assert b"port 987 of 127.0.0.1" in done.stdout and b"Ports below 1024" in done.stdout
+
+
+def test_a_directory_that_cannot_be_written_to_is_said(program_directory):
+    one = program_directory()
+    one.write("recycle", b"a file where the folder should be")
+    one.start()
+    one.stop()
+    assert f'can not write to its directory "{one.path("recycle")}' in "".join(one.error_output())
 
 
 @pytest.mark.parametrize("port", [0, 70000, -5, 65536, "abc"])
