@@ -20,16 +20,9 @@ std::size_t ResumeAt(std::size_t searched, std::string_view terminator) {
 
 ReplyParser::ReplyParser(ReplyKind kind, std::size_t announced) : kind_(kind), announced_(announced) {}
 
+// Of the body.
 std::size_t ReplyParser::Limit() const {
-  switch (kind_) {
-    case ReplyKind::kListing:
-      return kMaxListing;
-    case ReplyKind::kMessage:
-      return kMaxMessage;
-    case ReplyKind::kStatus:
-      break;
-  }
-  return kMaxStatusLine;
+  return kind_ == ReplyKind::kMessage ? kMaxMessage : kMaxListing;
 }
 
 void ReplyParser::Prepare() {
