@@ -9,6 +9,7 @@
 #include "console/commands.h"
 #include "console/options.h"
 #include "extras/language_choice.h"
+#include "message/display_text.h"
 #include "platform/console.h"
 #include "platform/environment.h"
 #include "platform/files.h"
@@ -50,6 +51,13 @@ int Main(const std::vector<std::string>& arguments) {
   // Deliberate: an empty key leaves the console English, whatever the user's language is: scripts read it.
   if (const auto language = LoadSetLanguage(program)) {
     SetTranslatedTexts(language->texts);
+  }
+  // The command goes on with what is built in, which judges nothing and knows nobody: that would look as if
+  // nothing were set. The settings themselves say it.
+  if (!std::holds_alternative<SettingsOptions>(*line.command) &&
+      program.configuration.ReadOrNull() == nullptr) {
+    WriteStandardError(DisplayLine(program.configuration.path()) + ": " +
+                       std::string(TextOf(Text::kConfigurationUnreadable)) + "\n");
   }
   const int exit_code = std::visit(Execute{program}, *line.command);
   // The proxy's own work is done whether or not anybody could read of it.

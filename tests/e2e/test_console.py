@@ -554,3 +554,11 @@ def test_sizes_agree_with_the_proxy(inspect):
     data = message(body=".x\r\n")
     assert inspect(dot_stuffed(data)[:-2])["size"] == parsed_size(data)
     assert day_number() > 2460000
+
+
+@pytest.mark.parametrize("command", [["classify"], ["senders", "list"], ["stats"]])
+def test_every_command_tells_of_a_configuration_that_can_not_be_read(tmp_path, write, command):
+    os.mkdir(tmp_path / "Quillbeaker.ini")
+    files = [write("mail.eml", ham(1))] if command == ["classify"] else []
+    done = run_cli(*command, "--directory", tmp_path, *files)
+    assert done.stderr.decode() == f"{tmp_path}/Quillbeaker.ini: The configuration file can not be read.\n"
