@@ -16,6 +16,7 @@ int Classify(Program& program, const ClassifyOptions& options);
 int Explain(Program& program, const ExplainOptions& options);
 int Learn(Program& program, const LearnOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
+int ImportSenders(Program& program, const SendersOptions& options);  // of ManageSenders
 int ManageBin(Program& program, const BinOptions& options);
 int ManageTraining(Program& program, const TrainingOptions& options);
 int ManageSettings(Program& program, const SettingsOptions& options);

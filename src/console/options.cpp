@@ -182,6 +182,27 @@ class CommandLineParser {
     return command;
   }
 
+  void AddSendersImport(CLI::App& parent) {
+    CLI::App* command =
+        AddCommand(parent, "import", "Add the senders of text files (comma separated) and vCard files");
+    AsGiven(command->add_option("FILE", senders_.files, "Files of other mail programs"))->required();
+    command->add_flag("--blocked", senders_.import_blocked,
+                      "To the Blocked Senders List; without it, to the Friend List");
+    const auto column = [&](const char* name, const char* help, std::size_t& value) {
+      return command->add_option(name, value, help)->type_name("N")->check(CLI::Range(1, 1000));
+    };
+    CLI::Option* name =
+        column("--name-column", "Which column of a text file is the name, from 1", senders_.name_column);
+    CLI::Option* address =
+        column("--address-column", "Which column is the mail address", senders_.address_column);
+    name->needs(address);
+    address->needs(name);
+    command->callback([this] {
+      senders_.action = SendersOptions::Action::kImport;
+      result_.command = senders_;
+    });
+  }
+
   void AddSenders() {
     using enum SendersOptions::Action;
     CLI::App* senders = AddCommand(app_, "senders", "Friend List and Blocked Senders List");
@@ -197,6 +218,7 @@ class CommandLineParser {
     list->add_flag("--blocked", is_blocked_, "Blocked Senders List: mail is never wanted");
     list->require_option(1);
     AddSendersAction(*senders, "remove", "Remove an address from its list", kRemove);
+    AddSendersImport(*senders);
   }
 
   CLI::App* AddBinAction(CLI::App& parent, const char* name, const char* help, BinOptions::Action action,

@@ -3,6 +3,7 @@
 
 // The command line of quillbeaker-cli, parsed into one record per command.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <variant>
@@ -46,11 +47,16 @@ struct ExplainOptions {
 };
 
 struct SendersOptions {
-  enum class Action { kList, kLookUp, kAdd, kRemove } action = Action::kList;
+  enum class Action { kList, kLookUp, kAdd, kRemove, kImport } action = Action::kList;
   std::string address;
   std::string name;
   bool is_friend = false;  // of a sender to add; else blocked
   bool json = false;
+  std::vector<std::string> files;  // to import
+  bool import_blocked = false;     // to the Blocked Senders List; else the Friend List
+  // Columns of a text file, from 1; 0 lets the first line decide. Both or none.
+  std::size_t name_column = 0;
+  std::size_t address_column = 0;
 };
 
 struct BinOptions {

@@ -115,6 +115,8 @@ int ManageSenders(Program& program, const SendersOptions& options) {
       return Add(lists, options);
     case SendersOptions::Action::kRemove:
       return Remove(lists, Latin1FromTyped(options.address));
+    case SendersOptions::Action::kImport:
+      return ImportSenders(program, options);
   }
   return kExitWrongUsage;
 }
