@@ -90,7 +90,7 @@ def test_wrong_usage_is_two(arguments, tmp_path):
 
 
 @pytest.mark.parametrize("arguments, named", [
-    (["nonsense"], b'"nonsense"'), (["senders", X), (["--nonsense"], b'"--nonsense"'),
+    (["nonsense"], b'"nonsense"'), (["senders", "export", "x.csv"], b'"export"'), (["--nonsense"], b'"--nonsense"'),
     (["--directory", "x", "bin", "list"], b'"--directory"'), (["run", "extra"], b'"extra"')])
 def test_what_is_not_known_is_named(arguments, named):
     done = run_cli(*arguments)
