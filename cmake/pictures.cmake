@@ -69,10 +69,19 @@ set(mask_colour fc02fc)
 _strip(recycle_toolbar 32 ${mask_colour} tool_empty tool_view tool_delete tool_restore tool_help)
 _strip(training_toolbar 32 ${mask_colour} tool_view tool_delete tool_good tool_spam tool_learn tool_help)
 # From "very low" to "very high".
-_strip(levels 32 "" level_1 level_2 level_3 level_4 level_5)
+set(level_drawings level_1 level_2 level_3 level_4 level_5)
 # In the order of the settings pages.
-_strip(settings_tree 16 "" tree_general tree_tray tree_connection tree_filter tree_training
+set(tree_drawings tree_general tree_tray tree_connection tree_filter tree_training
   tree_aggressiveness tree_words tree_senders tree_blocked tree_friends)
+_strip(levels 32 "" ${level_drawings})
+_strip(settings_tree 16 "" ${tree_drawings})
+# For screens of 150, 200 and 300 percent.
+_strip(levels_150 48 "" ${level_drawings})
+_strip(levels_200 64 "" ${level_drawings})
+_strip(levels_300 96 "" ${level_drawings})
+_strip(settings_tree_150 24 "" ${tree_drawings})
+_strip(settings_tree_200 32 "" ${tree_drawings})
+_strip(settings_tree_300 48 "" ${tree_drawings})
 _strip(restored 16 "" restored)
 
 add_custom_target(pictures ALL DEPENDS ${QUILLBEAKER_PICTURES})

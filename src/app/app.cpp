@@ -9,6 +9,7 @@
 #include "extras/store_preparation.h"
 #include "platform/environment.h"
 #include "ui/dialog.h"
+#include "ui/help.h"
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
 #include "ui/resource.h"
@@ -32,10 +33,13 @@ App::App()
       tray_icon_(program_),
       observer_(queue_, *this),
       listener_(program_, observer_),
-      window_surroundings_{.program = program_,
-                           .settings = PagesNeed(),
-                           .rearm_update_check = {},  // there is none yet
-                           .window_closed = TrimWorkingSet},
+      window_surroundings_{
+          .program = program_,
+          .settings = PagesNeed(),
+          .open_help =
+              [this](std::string_view page) { OpenHelp(program_.environment.program_directory, page); },
+          .rearm_update_check = {},  // there is none yet
+          .window_closed = TrimWorkingSet},
       windows_(window_surroundings_) {
   the_app = this;
 }

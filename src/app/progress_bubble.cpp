@@ -156,9 +156,6 @@ bool ProgressBubble::OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESU
       SetTextColor(reinterpret_cast<HDC>(wparam), GetSysColor(COLOR_WINDOWTEXT));
       result = reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_WINDOW));
       return true;
-    case WM_DPICHANGED:
-      Arrange();
-      return true;
     case WM_SETFOCUS:
       // The dialog would hand the focus on to the button.
       return !IsWindowEnabled(Control(BUBBLE_CANCEL));

@@ -40,6 +40,7 @@ class ProgressBubble : public Dialog {
   bool OnInit() override;
   bool OnCommand(int id, int notification) override;
   bool OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) override;
+  void OnDpiChanged(int) override { Arrange(); }
   void Arrange();
   void Refresh();
   void ShowPosition();

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "ui/dialog_template.h"
 #include "ui/resource.h"
 #include "ui/translation.h"
 
@@ -85,6 +86,16 @@ void ShowProgramIcon(HWND window) {
   }
 }
 
+// Newer systems scale dialogs by themselves; older ones and Wine do not. Done by us it is the same
+// everywhere.
+void LeaveScalingToUs(HWND window) {
+  using SetBehavior = BOOL(WINAPI*)(HWND, int mask, int values);
+  constexpr int kDisableAll = 1;
+  static const auto set_behavior = reinterpret_cast<SetBehavior>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32"), "SetDialogDpiChangeBehavior")));
+  if (set_behavior != nullptr) set_behavior(window, kDisableAll, kDisableAll);
+}
+
 }  // namespace
 
 Dialog::~Dialog() {
@@ -106,20 +117,23 @@ void Dialog::Forget() {
 
 INT_PTR Dialog::RunModal(HWND owner) {
   kind_ = Kind::kModal;
+  const DialogTemplate made(template_id_, SystemDialogFont());
+  if (made.get() == nullptr) return -1;
   dialogs.being_made = this;
-  const INT_PTR result =
-      DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
+  const INT_PTR result = DialogBoxIndirectParamW(GetModuleHandleW(nullptr), made.get(), owner, Procedure, 0);
   dialogs.being_made = nullptr;  // when no window was made
   return result;
 }
 
 bool Dialog::Create(HWND owner, Kind kind) {
   kind_ = kind;
+  const DialogTemplate layout(template_id_, SystemDialogFont());
+  if (layout.get() == nullptr) return false;
   dialogs.being_made = this;
-  const HWND made =
-      CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(template_id_), owner, Procedure, 0);
+  const HWND window =
+      CreateDialogIndirectParamW(GetModuleHandleW(nullptr), layout.get(), owner, Procedure, 0);
   dialogs.being_made = nullptr;
-  return made != nullptr;
+  return window != nullptr;
 }
 
 bool Dialog::CreateModeless(HWND owner) {
@@ -183,6 +197,18 @@ bool Dialog::IsUnderModalBox() const {
   return IsWindowEnabled(GetAncestor(window_, GA_ROOT)) == FALSE;
 }
 
+void Dialog::Rescale(int dpi, const RECT& suggested) {
+  if (dpi > 0 && dpi_ > 0 && dpi != dpi_) {
+    UniqueFont font = MakeDialogFont(SystemDialogFont(), dpi);
+    RescaleControls(window_, font.get(), dpi_, dpi);
+    font_ = std::move(font);  // the former one only now that no control has it any more
+    dpi_ = dpi;
+  }
+  SetWindowPos(window_, nullptr, suggested.left, suggested.top, suggested.right - suggested.left,
+               suggested.bottom - suggested.top, SWP_NOZORDER | SWP_NOACTIVATE);
+  OnDpiChanged(dpi_);
+}
+
 INT_PTR Dialog::Answer(UINT message, LRESULT result) {
   if (message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC) {
     return result;  // these answer with a brush, not through the window
@@ -195,7 +221,11 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   LRESULT result = 0;
   switch (message) {
     case WM_INITDIALOG:
-      if (kind_ != Kind::kChild) ShowProgramIcon(window_);
+      dpi_ = static_cast<int>(GetDpiForWindow(window_));
+      if (kind_ != Kind::kChild) {
+        ShowProgramIcon(window_);
+        LeaveScalingToUs(window_);
+      }
       CurrentLanguage().TranslateWindow(window_, template_id_);
       return OnInit() ? TRUE : FALSE;
     case WM_COMMAND: {
@@ -222,6 +252,9 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
                  : FALSE;
     case WM_HELP:
       return OnHelp() ? TRUE : FALSE;
+    case WM_DPICHANGED:
+      Rescale(LOWORD(wparam), *reinterpret_cast<const RECT*>(lparam));
+      return TRUE;
     case WM_SYSCOLORCHANGE:
       for (HWND child = GetWindow(window_, GW_CHILD); child != nullptr;
            child = GetWindow(child, GW_HWNDNEXT)) {

@@ -8,6 +8,8 @@
 
 #include <memory>
 
+#include "ui/handles.h"
+
 namespace quillbeaker {
 
 class Dialog {
@@ -58,6 +60,8 @@ class Dialog {
   virtual bool OnContextMenu(HWND /*control*/, POINT /*place*/) { return false; }
   // F1. False hands the request on to the owner or the parent.
   virtual bool OnHelp() { return false; }
+  // The window is on a screen of another resolution now; controls and window have been scaled already.
+  virtual void OnDpiChanged(int /*dpi*/) {}
   // The system's colours changed; the controls have been told already.
   virtual void OnSystemColours() {}
   // A message of the keyboard for one of the controls, before Tab, Enter and Esc take effect. True when it
@@ -80,11 +84,14 @@ class Dialog {
   INT_PTR Handle(UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR Answer(UINT message, LRESULT result);
   bool IsUnderModalBox() const;
+  void Rescale(int dpi, const RECT& suggested);
   void Forget();
 
   const int template_id_;
   HWND window_ = nullptr;
   Kind kind_ = Kind::kModal;
+  int dpi_ = 0;      // that the controls are laid out for
+  UniqueFont font_;  // of the controls, when that is not the one they were made with
 };
 
 }  // namespace quillbeaker

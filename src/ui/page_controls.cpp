@@ -84,8 +84,19 @@ void PageControls::SetChoices(int control, const std::vector<std::string>& texts
 }
 
 void PageControls::SetPictures(int control, int bitmap) {
+  pictures_[control] = bitmap;
+  const HWND list = dialog_.Control(control);
+  const int dpi = static_cast<int>(GetDpiForWindow(list));
   // The list view destroys its pictures with itself.
-  ListView_SetImageList(dialog_.Control(control), LoadPictures(bitmap).release(), LVSIL_SMALL);
+  ListView_SetImageList(list, LoadPictures(bitmap, dpi).release(), LVSIL_SMALL);
+}
+
+void PageControls::OnDpiChanged(int dpi) {
+  for (const auto& [control, bitmap] : pictures_) {
+    const HWND list = dialog_.Control(control);
+    const UniqueImageList former(
+        ListView_SetImageList(list, LoadPictures(bitmap, dpi).release(), LVSIL_SMALL));
+  }
 }
 
 void PageControls::Choose(int control, int place) {

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,9 @@ class PageControls : public ListPageView {
   std::vector<std::size_t> SelectedRows() const override;
   bool Run(int template_id, SmallDialog& dialog) override;
 
+  // The window is on a screen of that resolution now.
+  void OnDpiChanged(int dpi);
+
  private:
   // What owns a box: the dialog itself, or the one it is a page of.
   HWND BoxOwner() const { return GetAncestor(dialog_.window(), GA_ROOT); }
@@ -52,6 +56,7 @@ class PageControls : public ListPageView {
   const Dialog& dialog_;
   const Program& program_;
   VirtualList* list_ = nullptr;
+  std::map<int, int> pictures_;  // bitmaps by the control that shows them
 };
 
 }  // namespace quillbeaker

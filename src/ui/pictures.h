@@ -13,7 +13,8 @@ namespace quillbeaker {
 
 using UniqueImageList = UniqueHandle<HIMAGELIST, ImageList_Destroy>;
 
-// Square pictures with transparency. Null when there is no such bitmap.
-UniqueImageList LoadPictures(int bitmap);
+// Square pictures with transparency, the largest that are made for a screen of that resolution. Null when
+// there is no such bitmap.
+UniqueImageList LoadPictures(int bitmap, int dpi);
 
 }  // namespace quillbeaker

@@ -27,6 +27,8 @@ class SettingsPageWindow : public Dialog {
 
   // A key for one of its controls, before Tab, Enter and Esc take effect; true when it was used up.
   bool TakeKey(const MSG& message);
+  // The settings dialog was moved to a screen of that resolution; only that one is told by the system.
+  void OnDpiChanged(int dpi) override { controls_.OnDpiChanged(dpi); }
 
  private:
   bool OnInit() override;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ui/settings_window.h"
 
+#include <utility>
+
 #include "ui/fade_in.h"
-#include "ui/help.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 #include "ui/wide_text.h"
@@ -24,8 +25,7 @@ bool SettingsWindow::OnInit() {
 
 void SettingsWindow::FillTree() {
   const HWND tree = Control(SETTINGS_TREE);
-  pictures_ = LoadPictures(BITMAP_SETTINGS_TREE);
-  TreeView_SetImageList(tree, pictures_.get(), TVSIL_NORMAL);
+  ShowPictures(static_cast<int>(GetDpiForWindow(window())));
   const int selected = presenter_.selected();
   std::map<int, HTREEITEM> items;
   int picture = 0;
@@ -43,6 +43,21 @@ void SettingsWindow::FillTree() {
   }
   for (const auto& [id, item] : items) TreeView_Expand(tree, item, TVE_EXPAND);
   TreeView_SelectItem(tree, items[selected]);
+}
+
+void SettingsWindow::ShowPictures(int dpi) {
+  UniqueImageList pictures = LoadPictures(BITMAP_SETTINGS_TREE, dpi);
+  const HWND tree = Control(SETTINGS_TREE);
+  TreeView_SetImageList(tree, pictures.get(), TVSIL_NORMAL);
+  // Both grow with the pictures but do not shrink with them: the least there is room for.
+  TreeView_SetIndent(tree, 0);
+  TreeView_SetItemHeight(tree, -1);
+  pictures_ = std::move(pictures);  // the former ones only now that the tree has others
+}
+
+void SettingsWindow::OnDpiChanged(int dpi) {
+  ShowPictures(dpi);
+  for (const auto& [id, page] : pages_) page->OnDpiChanged(dpi);
 }
 
 bool SettingsWindow::OnCommand(int id, int notification) {
@@ -69,7 +84,7 @@ bool SettingsWindow::OnNotify(const NMHDR& notice, LRESULT&) {
 }
 
 bool SettingsWindow::OnHelp() {
-  OpenHelp(surroundings_.program.environment.program_directory, presenter_.HelpPage());
+  surroundings_.open_help(presenter_.HelpPage());
   return true;
 }
 

@@ -29,6 +29,7 @@ class SettingsWindow : public TableWindow, private SettingsDialogView {
   bool OnNotify(const NMHDR& notice, LRESULT& result) override;
   bool OnHelp() override;
   bool OnKey(const MSG& message) override;
+  void OnDpiChanged(int dpi) override;
   bool OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) override;
 
   void ShowPage(const SettingsPageRow& row) override;
@@ -39,6 +40,7 @@ class SettingsWindow : public TableWindow, private SettingsDialogView {
   void Close() override { End(IDOK); }
 
   void FillTree();
+  void ShowPictures(int dpi);
   SettingsPageWindow* MadePage(const SettingsPageRow& row);
 
   WindowSurroundings& surroundings_;

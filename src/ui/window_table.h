@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "config/program.h"
@@ -22,6 +23,7 @@ namespace quillbeaker {
 struct WindowSurroundings {
   Program& program;
   SettingsSurroundings settings;
+  std::function<void(std::string_view page)> open_help;
   std::function<void()> rearm_update_check;
   // Once a window is gone: memory that is not needed now can be given back.
   std::function<void()> window_closed;

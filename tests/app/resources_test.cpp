@@ -26,11 +26,12 @@ TEST(Resources, EveryBitmapHoldsItsImagesSideBySide) {
     int id;
     int images;
     int size;  // pixels
-  } kBitmaps[] = {{BITMAP_RESTORED, 1, 16},
-                  {BITMAP_RECYCLE_TOOLBAR, 5, 32},
-                  {BITMAP_TRAINING_TOOLBAR, 6, 32},
-                  {BITMAP_LEVELS, 5, 32},
-                  {BITMAP_SETTINGS_TREE, 10, 16}};
+  } kBitmaps[] = {{BITMAP_RESTORED, 1, 16},           {BITMAP_RECYCLE_TOOLBAR, 5, 32},
+                  {BITMAP_TRAINING_TOOLBAR, 6, 32},   {BITMAP_LEVELS, 5, 32},
+                  {BITMAP_SETTINGS_TREE, 10, 16},     {BITMAP_LEVELS_150, 5, 48},
+                  {BITMAP_LEVELS_200, 5, 64},         {BITMAP_LEVELS_300, 5, 96},
+                  {BITMAP_SETTINGS_TREE_150, 10, 24}, {BITMAP_SETTINGS_TREE_200, 10, 32},
+                  {BITMAP_SETTINGS_TREE_300, 10, 48}};
   for (const auto& expected : kBitmaps) {
     const UniqueBitmap bitmap(static_cast<HBITMAP>(LoadImageW(
         GetModuleHandleW(nullptr), MAKEINTRESOURCEW(expected.id), IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION)));

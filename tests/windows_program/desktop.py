@@ -30,8 +30,9 @@ def need(name, package):
 class Desktop:
     """`environment` is what a program must be given to appear here."""
 
-    def __init__(self, prefix=None, display=None):
+    def __init__(self, prefix=None, display=None, screen=SCREEN):
         """`display` is a screen that is there already, a person's perhaps; without it a virtual one is made."""
+        self.screen = screen
         self.directory = tempfile.mkdtemp(prefix="qd-", dir="/tmp")
         self.children = []
         self.environment = {
@@ -61,7 +62,7 @@ class Desktop:
 
     def _start_screen(self):
         reading, writing = os.pipe()
-        width, height = SCREEN
+        width, height = self.screen
         # The screen finds itself a free number and tells it.
         self._start(need("Xvfb", "xvfb"), "-displayfd", str(writing), "-screen", "0", f"{width}x{height}x24",
                     "-nolisten", "tcp", "-noreset", pass_fds=[writing])
@@ -110,6 +111,10 @@ class Desktop:
         maker = os.path.join(REPOSITORY, "tools/wine-prefix.sh")
         subprocess.run([maker, prefix], stdin=subprocess.DEVNULL, check=True, timeout=240)
         # A server that runs already may know another screen, or none: it must not be the one that we use.
+        self.restart_wine()
+
+    def restart_wine(self):
+        """Everything that runs in it ends."""
         self._server("-k")
         self._server("-w")
         self._server("-p")

@@ -1,0 +1,313 @@
+// SPDX-License-Identifier: MIT
+//
+// Opens every window of the program, in every language, and holds it to what every window must be. A window
+// that gets a row in the table of windows is tested from that day on. The resolution is that of the Wine it
+// runs under: tests/windows_program/test_every_window.py starts it once for each.
+
+#include <windows.h>
+
+#include <commctrl.h>
+#include <gtest/gtest.h>
+#include <ole2.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "support/test_program.h"
+#include "ui/dialog_template.h"
+#include "ui/presenter/expression_dialog.h"
+#include "ui/presenter/sender_dialog.h"
+#include "ui/presenter/settings_dialog.h"
+#include "ui/resource.h"
+#include "ui/small_dialog_window.h"
+#include "ui/translation.h"
+#include "ui/wide_text.h"
+#include "ui/window_table.h"
+#include "used_handles.h"
+#include "window_checks.h"
+
+namespace quillbeaker {
+namespace {
+
+void HandleMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (Dialog::TakeMessage(message)) continue;
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+}
+
+// "" is the built-in English.
+std::vector<std::string> Languages() {
+  std::vector<std::string> names = ListFiles(QUILLBEAKER_LANGUAGE_DIRECTORY, ".Quillbeaker.language");
+  names.insert(names.begin(), "");
+  return names;
+}
+
+void Speak(const std::string& language) {
+  const std::string path = QUILLBEAKER_LANGUAGE_DIRECTORY + language;
+  InitLanguage(language.empty() ? nullptr : &path);
+}
+
+// A row of the table, opened with an argument.
+struct Opening {
+  const WindowRow* row;
+  int argument;
+};
+
+std::vector<Opening> Openings() {
+  std::vector<Opening> all;
+  for (const WindowRow& row : WindowTable()) {
+    if (row.command != COMMAND_SETTINGS) {
+      all.push_back({&row, 0});
+      continue;
+    }
+    for (const SettingsPageRow& page : SettingsPages()) all.push_back({&row, page.id});
+  }
+  return all;
+}
+
+class EveryWindow : public testing::Test {
+ protected:
+  EveryWindow() {
+    OleInitialize(nullptr);
+    program.Configure("AlphaBlending=0");
+    Speak("");
+  }
+  ~EveryWindow() override {
+    windows.CloseAll();
+    UseDialogFont(font);
+    Speak("");
+    OleUninitialize();
+  }
+
+  // Null when it did not open.
+  HWND Open(const Opening& opening) {
+    windows.Open(*opening.row, nullptr, opening.argument);
+    HandleMessages();
+    return TopWindow();
+  }
+  static HWND TopWindow() {
+    HWND found = nullptr;
+    EnumThreadWindows(
+        GetCurrentThreadId(),
+        [](HWND window, LPARAM result) -> BOOL {
+          wchar_t name[16]{};
+          GetClassNameW(window, name, 16);
+          if (lstrcmpW(name, L"#32770") != 0 || !IsWindowVisible(window)) return TRUE;
+          *reinterpret_cast<HWND*>(result) = window;
+          return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+  }
+  void Close() {
+    windows.CloseAll();
+    HandleMessages();
+  }
+
+  // Calls `look` with every window that opens, by a name.
+  void ForEach(const std::function<void(HWND window, const std::string& name)>& look) {
+    for (const Opening& opening : Openings()) {
+      const HWND window = Open(opening);
+      ASSERT_NE(window, nullptr);
+      look(window, std::to_string(opening.row->template_id) + "-" + std::to_string(opening.argument));
+      Close();
+    }
+    ExpressionDialog expression([](const std::string&) { return false; });
+    SenderDialog sender({.name = "Ann", .address = "*@*", .kind = 1, .date = {}}, true, "Quillbeaker.ini",
+                        [](const SenderRecord&) { return SenderChange::kDone; });
+    LookAt(DIALOG_EXPRESSION, expression, look);
+    LookAt(DIALOG_SENDER, sender, look);
+  }
+  void LookAt(int template_id, SmallDialog& presenter,
+              const std::function<void(HWND window, const std::string& name)>& look) {
+    SmallDialogWindow dialog(template_id, presenter, program.program());
+    ASSERT_TRUE(dialog.CreateModeless(nullptr));
+    ShowWindow(dialog.window(), SW_SHOW);
+    HandleMessages();
+    look(dialog.window(), std::to_string(template_id));
+  }
+
+  // The window manager may answer the making of a window late, with the size that it had then.
+  static void Settle(HWND window, const RECT& wanted) {
+    constexpr ULONGLONG kMoment = 40;  // milliseconds
+    for (int tries = 0; tries < 10; ++tries) {
+      for (const ULONGLONG end = GetTickCount64() + kMoment; GetTickCount64() < end; Sleep(5))
+        HandleMessages();
+      RECT now{};
+      GetWindowRect(window, &now);
+      if (EqualRect(&now, &wanted)) return;
+      SetWindowPos(window, nullptr, wanted.left, wanted.top, wanted.right - wanted.left,
+                   wanted.bottom - wanted.top, SWP_NOZORDER | SWP_NOACTIVATE);
+    }
+  }
+
+  static void ExpectNone(const test::Faults& faults, const std::string& where) {
+    for (const std::string& fault : faults) ADD_FAILURE() << where << ": " << fault;
+  }
+  static void Picture(HWND window, const std::string& name) {
+    const char* const folder = std::getenv("QUILLBEAKER_WINDOW_PICTURES");
+    if (folder == nullptr) return;
+    // The screen shows a new window a moment after it was made.
+    constexpr ULONGLONG kMoment = 60;  // milliseconds
+    for (const ULONGLONG end = GetTickCount64() + kMoment; GetTickCount64() < end; Sleep(5)) HandleMessages();
+    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+    EXPECT_TRUE(test::SavePicture(window, Wide(std::string(folder) + "\\" + name + ".bmp"))) << name;
+  }
+
+  test::TestProgram program;
+  std::vector<std::string> helped;
+  WindowSurroundings surroundings{.program = program.program(),
+                                  .settings = {.program = program.program(),
+                                               .starts_with_system = [] { return false; },
+                                               .set_starts_with_system = [](bool) { return true; },
+                                               // With the longest notes that there are.
+                                               .ports_in_use =
+                                                   [] {
+                                                     return std::vector<PortUse>{{110, "", false}};
+                                                   },
+                                               .can_run = [](int) { return true; },
+                                               .run = [](int) {},
+                                               .import_senders = [](std::int32_t) {}},
+                                  .open_help = [this](std::string_view page) { helped.emplace_back(page); },
+                                  .rearm_update_check = {},
+                                  .window_closed = {}};
+  OpenWindows windows{surroundings};
+  const DialogFont font = SystemDialogFont();
+};
+
+TEST_F(EveryWindow, HasRoomForItsTextsInEveryLanguage) {
+  const std::string dpi = std::to_string(GetDpiForSystem());
+  for (const std::string& language : Languages()) {
+    Speak(language);
+    const std::string name = language.empty() ? "English" : language.substr(0, language.find('.'));
+    ForEach([&](HWND window, const std::string& id) {
+      const std::string where = dpi + "-" + name + "-" + id;
+      ExpectNone(test::FaultsOfLayout(window), where);
+      ExpectNone(test::FaultsOfMnemonics(window), where);
+      // Elsewhere the other languages are judged only: a person looks at each once.
+      if (language.empty() || GetDpiForSystem() == 96) Picture(window, where);
+    });
+  }
+}
+
+TEST_F(EveryWindow, HasRoomInAWiderFont) {
+  UseDialogFont({"DejaVu Sans", 9});
+  for (const std::string& language : Languages()) {
+    Speak(language);
+    ForEach([&](HWND window, const std::string& id) {
+      ExpectNone(test::FaultsOfLayout(window), language + " " + id);
+      if (language.empty()) Picture(window, std::to_string(GetDpiForSystem()) + "-wide-" + id);
+    });
+  }
+}
+
+TEST_F(EveryWindow, IsReadByTabFromTheTopToTheBottom) {
+  ForEach([&](HWND window, const std::string& id) { ExpectNone(test::FaultsOfTabOrder(window), id); });
+}
+
+TEST_F(EveryWindow, HasANameForEveryControl) {
+  ForEach([&](HWND window, const std::string& id) { ExpectNone(test::FaultsOfNames(window), id); });
+}
+
+TEST_F(EveryWindow, ClosesByEscape) {
+  ForEach([&](HWND window, const std::string& id) {
+    PostMessageW(GetFocus(), WM_KEYDOWN, VK_ESCAPE, 0);
+    HandleMessages();
+    EXPECT_FALSE(IsWindow(window)) << id;
+  });
+}
+
+TEST_F(EveryWindow, OpensItsHelpFromEveryControl) {
+  for (const Opening& opening : Openings()) {
+    const HWND window = Open(opening);
+    int controls = 0;
+    EnumChildWindows(
+        window,
+        [](HWND control, LPARAM count) -> BOOL {
+          wchar_t name[16]{};
+          GetClassNameW(control, name, 16);
+          if (IsWindowVisible(control) && lstrcmpW(name, L"Button") == 0) {
+            HELPINFO help{};
+            help.cbSize = sizeof help;
+            help.iContextType = HELPINFO_WINDOW;
+            help.hItemHandle = control;
+            SendMessageW(control, WM_HELP, 0, reinterpret_cast<LPARAM>(&help));
+            ++*reinterpret_cast<int*>(count);
+          }
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&controls));
+    ASSERT_GE(controls, 3);
+    const SettingsPageRow* page = FindSettingsPage(opening.argument);
+    ASSERT_NE(page, nullptr);
+    EXPECT_EQ(helped,
+              std::vector<std::string>(static_cast<std::size_t>(controls), std::string(page->help_page)));
+    helped.clear();
+    Close();
+  }
+}
+
+TEST_F(EveryWindow, MovesToAScreenOfAnotherResolution) {
+  const int here = static_cast<int>(GetDpiForSystem());
+  ForEach([&](HWND window, const std::string& id) {
+    RECT before{};
+    GetWindowRect(window, &before);
+    Settle(window, before);
+    RECT client{};
+    GetClientRect(window, &client);
+    const SIZE frame{before.right - before.left - client.right, before.bottom - before.top - client.bottom};
+    for (const int dpi : {144, 288, here}) {
+      // The system that sends this scales the frame too; here it keeps its size.
+      const RECT wanted{10, 10, 10 + frame.cx + MulDiv(client.right, dpi, here),
+                        10 + frame.cy + MulDiv(client.bottom, dpi, here)};
+      SendMessageW(window, WM_DPICHANGED, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&wanted));
+      Settle(window, wanted);
+      ExpectNone(test::FaultsOfLayout(window), id + " at " + std::to_string(dpi));
+      if (dpi != here && here == 96)
+        Picture(window, std::to_string(here) + "-moved-to-" + std::to_string(dpi) + "-" + id);
+    }
+  });
+}
+
+TEST_F(EveryWindow, LeavesNothingBehind) {
+  if (GetDpiForSystem() != 96) GTEST_SKIP() << "the same code at every resolution";
+  constexpr int kWarmUp = 3;
+  constexpr int kOpenings = 20;
+  int objects = 0;
+  int handles = 0;
+  for (int i = 0; i < kWarmUp + kOpenings; ++i) {
+    if (i == kWarmUp) {
+      objects = test::UsedGdiObjects();
+      handles = test::UsedHandles();
+    }
+    ForEach([](HWND, const std::string&) {});
+  }
+  EXPECT_LE(test::UsedGdiObjects(), objects);
+  EXPECT_LE(test::UsedHandles(), handles);
+}
+
+TEST(UsedHandles, SeeWhatIsLeftBehind) {
+  const int objects = test::UsedGdiObjects();
+  const int handles = test::UsedHandles();
+  ASSERT_GT(objects, 0);
+  ASSERT_GT(handles, 0);
+  {
+    const UniqueBrush brush(CreateSolidBrush(RGB(1, 2, 3)));
+    const UniqueKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    EXPECT_EQ(test::UsedGdiObjects(), objects + 1);
+    EXPECT_EQ(test::UsedHandles(), handles + 1);
+  }
+  EXPECT_EQ(test::UsedGdiObjects(), objects);
+  EXPECT_EQ(test::UsedHandles(), handles);
+}
+
+}  // namespace
+}  // namespace quillbeaker
