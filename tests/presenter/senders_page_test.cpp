@@ -50,7 +50,7 @@ TEST_F(SendersPageTest, EachPageListsItsOwnKindByName) {
   OpenPage(kSenderFriend);
   EXPECT_EQ(page->Columns(), (Rows{"Sender name", "Mail address"}));
   EXPECT_EQ(list->Rows(), (Rows{"Ann | ann@example.org", "Carl | carl@example.org"}));
-  EXPECT_EQ(list->TextIn(LISTED_COUNT), "2 entries");
+  EXPECT_EQ(list->TextIn(LISTED_COUNT), "Entries: 2");
   EXPECT_FALSE(list->controls.IsEnabled(LISTED_EDIT));
   EXPECT_FALSE(list->controls.IsEnabled(LISTED_IMPORT));
   OpenPage(kSenderBlocked);

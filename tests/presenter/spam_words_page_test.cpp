@@ -56,7 +56,7 @@ TEST_F(SpamWordsPageTest, ListsBothFilesSortedWithACount) {
   OpenPage();
   EXPECT_EQ(words->Columns(), (Rows{"Expression", "Probability of Spam"}));
   EXPECT_EQ(list->Rows(), (Rows{"cash | 80 %", "Cheap | 20 %", "free | 40 %", "viagra | 90 %"}));
-  EXPECT_EQ(list->TextIn(WORDS_COUNT), "4 entries");
+  EXPECT_EQ(list->TextIn(WORDS_COUNT), "Entries: 4");
   EXPECT_FALSE(list->controls.IsEnabled(WORDS_EDIT));
   EXPECT_FALSE(list->controls.IsEnabled(WORDS_DELETE));
 }
@@ -168,7 +168,7 @@ TEST_F(SpamWordsPageTest, SeveralAreDeletedAfterOneQuestion) {
   EXPECT_EQ(list->controls.questions, Rows{"Do you really want to delete 2 entries from the list?"});
   EXPECT_EQ(words->RowCount(), 2u);
   EXPECT_EQ(list->selected, Places{1});
-  EXPECT_EQ(list->TextIn(WORDS_COUNT), "2 entries");
+  EXPECT_EQ(list->TextIn(WORDS_COUNT), "Entries: 2");
 }
 
 TEST_F(SpamWordsPageTest, AddedAndDeletedAgainLeavesNothing) {

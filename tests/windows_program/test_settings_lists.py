@@ -129,7 +129,7 @@ def test_the_words(words, picture):
     assert dialog.rows() == [["free", "90 %"], ["mine", "33 %"], ["money", "80 %"]]
     assert [heading["text"] for heading in dialog.current.rows(WORD_LIST)["headings"]] == ["Expression",
                                                                                           "Probability of Spam"]
-    assert dialog.current.text(COUNT) == "3 entries"
+    assert dialog.current.text(COUNT) == "Entries: 3"
     assert dialog.enabled() == [True, False, False]
     dialog.select(0)
     assert dialog.enabled() == [True, True, True]
@@ -279,7 +279,7 @@ def senders(program):
 def test_the_senders(senders, picture):
     dialog = senders()
     assert dialog.rows() == [["Ann", "ann@example.org"], ["Bob", "bob@example.org"]]
-    assert dialog.current.text(COUNT) == "2 entries"
+    assert dialog.current.text(COUNT) == "Entries: 2"
     picture("settings-friends", dialog.window.place)
     dialog.current = dialog.page(BLOCKED)
     assert dialog.rows() == [["Spammer", "x@spam.example"]]
