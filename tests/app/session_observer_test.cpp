@@ -130,6 +130,8 @@ TEST(SessionObserver, TellsOfTrouble) {
                   "ann @ pop: the server did not confirm the deletion of 4 messages (-ERR locked)",
                   "ann @ pop: 5 spam messages could not be kept in the recycle bin and stay on the server "
                   "(recycle: full)",
+                  "ann @ pop: 6 restored messages could not be taken out of the recycle bin and will be "
+                  "delivered again",
                   "ann @ pop: the mail program gave up; 310 of 1000 are ready for its next try"}));
 }
 
