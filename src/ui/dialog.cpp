@@ -119,6 +119,7 @@ INT_PTR Dialog::RunModal(HWND owner) {
   kind_ = Kind::kModal;
   const DialogTemplate made(template_id_, SystemDialogFont());
   if (made.get() == nullptr) return -1;
+  const Call call;  // the object is still used when its window is gone
   dialogs.being_made = this;
   const INT_PTR result = DialogBoxIndirectParamW(GetModuleHandleW(nullptr), made.get(), owner, Procedure, 0);
   dialogs.being_made = nullptr;  // when no window was made

@@ -17,7 +17,10 @@ std::unique_ptr<TableWindow> Make(WindowSurroundings& surroundings, int argument
 }
 
 constexpr WindowRow kWindows[] = {
-    {COMMAND_SETTINGS, DIALOG_SETTINGS, Make<SettingsWindow>},
+    {.command = COMMAND_SETTINGS,
+     .template_id = DIALOG_SETTINGS,
+     .make = Make<SettingsWindow>,
+     .place = "Settings"},
 };
 
 void BringToFront(HWND window) {
@@ -32,6 +35,23 @@ std::span<const WindowRow> WindowTable() {
   return kWindows;
 }
 
+void TableWindow::Prepare(const WindowRow& row, WindowSurroundings& surroundings,
+                          std::function<void()> gone) {
+  row_ = &row;
+  surroundings_ = &surroundings;
+  gone_ = std::move(gone);
+}
+
+bool TableWindow::OnHelp() {
+  if (row_ == nullptr || row_->help_page.empty()) return false;
+  if (surroundings_->open_help) surroundings_->open_help(row_->help_page);
+  return true;
+}
+
+void TableWindow::OnDestroyed() {
+  if (gone_) gone_();
+}
+
 OpenWindows::~OpenWindows() {
   CloseAll();
 }
@@ -44,7 +64,12 @@ void OpenWindows::Open(const WindowRow& row, HWND owner, int argument) {
   std::unique_ptr<TableWindow> made = row.make(surroundings_, argument);
   TableWindow& window = *made;
   windows_[row.command] = std::move(made);
-  window.TellWhenGone([this, command = row.command] { Remove(command); });
+  window.Prepare(row, surroundings_, [this, command = row.command] { Remove(command); });
+  if (row.is_modal) {
+    // Gone from windows_ when this returns, unless it could not be made.
+    if (window.RunModal(owner) == -1) windows_.erase(row.command);
+    return;
+  }
   if (!window.CreateModeless(owner)) {
     windows_.erase(row.command);
     return;

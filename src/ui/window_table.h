@@ -30,27 +30,36 @@ struct WindowSurroundings {
   int last_settings_page = 0;  // 0: none yet
 };
 
-// A modeless window of the table.
-class TableWindow : public Dialog {
- public:
-  using Dialog::Dialog;
-  // Called once, when the window is gone.
-  void TellWhenGone(std::function<void()> gone) { gone_ = std::move(gone); }
-
- protected:
-  void OnDestroyed() override {
-    if (gone_) gone_();
-  }
-
- private:
-  std::function<void()> gone_;
-};
+class TableWindow;
 
 struct WindowRow {
   int command;  // of the main window
   int template_id;
   // `argument` is the window's own to understand (a page of the settings); 0: none.
   std::unique_ptr<TableWindow> (*make)(WindowSurroundings& surroundings, int argument);
+  // What F1 opens; empty for a window that answers OnHelp itself.
+  std::string_view help_page = {};
+  // The name under which its place is remembered; empty for a window that opens where the system puts it.
+  std::string_view place = {};
+  // A modal window disables its owner, and the command that opened it returns when it has closed.
+  bool is_modal = false;
+};
+
+// A window of the table.
+class TableWindow : public Dialog {
+ public:
+  using Dialog::Dialog;
+  // Before the window is made. Both outlive this object; `gone` is called once, when the window is gone.
+  void Prepare(const WindowRow& row, WindowSurroundings& surroundings, std::function<void()> gone);
+
+ protected:
+  bool OnHelp() override;
+  void OnDestroyed() override;
+
+ private:
+  const WindowRow* row_ = nullptr;
+  WindowSurroundings* surroundings_ = nullptr;
+  std::function<void()> gone_;
 };
 
 std::span<const WindowRow> WindowTable();
@@ -64,7 +73,7 @@ class OpenWindows {
   OpenWindows& operator=(const OpenWindows&) = delete;
 
   // Opens the window of that row, owned by `owner`; one that is open already comes to the front and ignores
-  // the argument.
+  // the argument. Returns at once, but for a modal window.
   void Open(const WindowRow& row, HWND owner, int argument = 0);
   // By the row's command; false when no row has it.
   bool OpenCommand(int command, HWND owner, int argument = 0);

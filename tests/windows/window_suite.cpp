@@ -245,11 +245,11 @@ TEST_F(EveryWindow, OpensItsHelpFromEveryControl) {
           return TRUE;
         },
         reinterpret_cast<LPARAM>(&controls));
-    ASSERT_GE(controls, 3);
-    const SettingsPageRow* page = FindSettingsPage(opening.argument);
-    ASSERT_NE(page, nullptr);
-    EXPECT_EQ(helped,
-              std::vector<std::string>(static_cast<std::size_t>(controls), std::string(page->help_page)));
+    ASSERT_GE(controls, 1);
+    const SettingsPageRow* const page = FindSettingsPage(opening.argument);
+    const std::string_view help_page = page != nullptr ? page->help_page : opening.row->help_page;
+    ASSERT_FALSE(help_page.empty());
+    EXPECT_EQ(helped, std::vector<std::string>(static_cast<std::size_t>(controls), std::string(help_page)));
     helped.clear();
     Close();
   }
