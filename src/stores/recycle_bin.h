@@ -60,6 +60,9 @@ struct FilingResult {
   bool index_unusable = false;
   // True when all could be kept, else the first failure.
   FileResult written;
+  // Places of the messages whose reserved name another program's file had taken meanwhile: under another name
+  // they can be filed.
+  std::vector<std::size_t> name_taken;
 };
 
 // A message that was filed before, under `name`. Not owned.

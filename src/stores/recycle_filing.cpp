@@ -80,7 +80,7 @@ RecycleIndexFile RecycleBin::IndexForFiling() const {
 
 FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::string_view account,
                               const std::function<void()>& on_each) {
-  FilingResult filing{std::vector<std::string>(messages.size()), false, {}};
+  FilingResult filing{std::vector<std::string>(messages.size()), false, {}, {}};
   if (messages.empty()) return filing;
   const auto held = lock_.Acquire();
   RecycleIndexFile index = IndexForFiling();
@@ -96,6 +96,7 @@ FilingResult RecycleBin::File(std::span<const DeletedMessage> messages, std::str
     if (on_each) on_each();
     times[i] = program_.environment.local_time();
     WrittenMessage written = WriteMessage(messages[i], times[i]);
+    if (written.result.code == std::errc::file_exists) filing.name_taken.push_back(i);
     if (!written.result && filing.written) filing.written = std::move(written.result);
     if (written.was_there && !written.name.empty()) were_there.push_back(written.name);
     filing.names[i] = std::move(written.name);

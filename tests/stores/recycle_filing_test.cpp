@@ -260,6 +260,7 @@ TEST_F(RecycleFilingTest, AReservedNameThatWasTakenMeanwhileIsNotOverwritten) {
   EXPECT_EQ(filing.names, (std::vector<std::string>{"", "", "2453797_130405_3e9.recycle"}));
   EXPECT_EQ(filing.written.path, bin().directory() + reserved[0]);
   EXPECT_EQ(filing.written.code, std::errc::file_exists);
+  EXPECT_EQ(filing.name_taken, (std::vector<std::size_t>{0}));
   EXPECT_EQ(GetFile(reserved[0]), "of another program");
   EXPECT_FALSE(surroundings.directory.Has("outside.recycle"));
   EXPECT_EQ(EntryNames(), "2453797_130405_3e9.recycle ");

@@ -13,9 +13,20 @@ SpamFiling::SpamFiling(Program& program, Mailbox& mailbox, const FetchedMail& fe
                        UnconfirmedRows& unconfirmed)
     : mailbox_(mailbox), fetched_(fetched), unconfirmed_(unconfirmed), recycle_bin_(program) {}
 
+// Another program over the same directory can reserve the same name in the same millisecond; the later one's
+// mail gets another name.
 void SpamFiling::Run(const std::function<void()>& on_each) {
+  constexpr int kAttempts = 5;
   std::vector<MessageEntry*> spam = WithoutWhatIsFiled(SpamWithContent());
-  if (spam.empty()) return;
+  for (int attempt = 0; attempt < kAttempts && !spam.empty(); ++attempt) {
+    spam = FileUnderNewNames(std::move(spam), on_each);
+  }
+}
+
+std::vector<MessageEntry*> SpamFiling::FileUnderNewNames(std::vector<MessageEntry*> spam,
+                                                         const std::function<void()>& on_each) {
+  for (const MessageEntry* const entry : spam) unfiled_.erase(entry);
+  if (unfiled_.empty()) why_.clear();
   std::vector<std::string> names = NamesFor(spam);
   // The rows name the files before there are any: what a filing leaves that is cut off can be told by them.
   if (FileResult saved = SaveRows(spam, names); !saved) {
@@ -26,10 +37,13 @@ void SpamFiling::Run(const std::function<void()>& on_each) {
     spam.erase(rest, spam.end());
     names = NamesFor(spam);
   }
+  std::vector<MessageEntry*> taken;
   for (const MailBatch& batch : SplitIntoBatches(spam)) {
-    File(std::span(spam).subspan(batch.first, batch.count),
-         std::span(names).subspan(batch.first, batch.count), on_each);
+    const std::vector<MessageEntry*> more = File(std::span(spam).subspan(batch.first, batch.count),
+                                                 std::span(names).subspan(batch.first, batch.count), on_each);
+    taken.insert(taken.end(), more.begin(), more.end());
   }
+  return taken;
 }
 
 void SpamFiling::KeepAllOnServer() {
@@ -107,8 +121,9 @@ FileResult SpamFiling::SaveRows(std::span<MessageEntry* const> spam, const std::
   return unconfirmed_.Save(mailbox_);
 }
 
-void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
-                      const std::function<void()>& on_each) {
+std::vector<MessageEntry*> SpamFiling::File(std::span<MessageEntry* const> spam,
+                                            std::span<const std::string> names,
+                                            const std::function<void()>& on_each) {
   std::vector<std::shared_ptr<const MailMessage>> messages;
   std::vector<DeletedMessage> deleted;
   for (std::size_t i = 0; i < spam.size(); ++i) {
@@ -121,6 +136,9 @@ void SpamFiling::File(std::span<MessageEntry* const> spam, std::span<const std::
   }
   if (filing.index_unusable) KeepAllOnServer();
   if (why_.empty() && !filing.written) why_ = filing.written.Text();
+  std::vector<MessageEntry*> taken;
+  for (const std::size_t place : filing.name_taken) taken.push_back(spam[place]);
+  return taken;
 }
 
 }  // namespace quillbeaker

@@ -45,8 +45,11 @@ class SpamFiling {
   std::vector<MessageEntry*> WithoutWhatIsFiled(const std::vector<MessageEntry*>& spam);
   std::vector<std::string> NamesFor(std::span<MessageEntry* const> spam);
   FileResult SaveRows(std::span<MessageEntry* const> spam, const std::vector<std::string>& names);
-  void File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
-            const std::function<void()>& on_each);
+  // Both give the mail whose name was taken meanwhile.
+  std::vector<MessageEntry*> FileUnderNewNames(std::vector<MessageEntry*> spam,
+                                               const std::function<void()>& on_each);
+  std::vector<MessageEntry*> File(std::span<MessageEntry* const> spam, std::span<const std::string> names,
+                                  const std::function<void()>& on_each);
 
   Mailbox& mailbox_;
   const FetchedMail& fetched_;

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <iterator>
 #include <memory>
+#include <regex>
 #include <span>
 #include <string>
 #include <vector>
@@ -421,6 +422,40 @@ TEST_F(MailCheckTest, NoSpamIsDeletedWhoseRowCannotSayThatItIsDue) {
             3);
   EXPECT_EQ(RecycleBin(world_.program()).List()->size(), 3u);
   EXPECT_EQ(std::ranges::count(person_.told, "deleted 3"), 1);
+}
+
+// Two programs over one directory reserve the same names in the same millisecond.
+TEST_F(MailCheckTest, SpamWhoseReservedNamesAnotherProgramTookIsFiledUnderOthers) {
+  world_.Configure("Aggressiveness=100", "");
+  std::vector<std::string> taken;
+  Environment environment = world_.MakeEnvironment();
+  environment.local_time = [&, local_time = environment.local_time] {
+    const std::string rows = world_.directory.Get("recycle/unconfirmed.xml").value_or("");
+    static const std::regex name("[0-9a-f_]+[.]recycle");
+    for (std::sregex_iterator found(rows.begin(), rows.end(), name), end; taken.size() < 3 && found != end;
+         ++found) {
+      taken.push_back(found->str());
+      world_.directory.Put("recycle/" + taken.back(), "of another program");
+    }
+    return local_time();
+  };
+  Program program(environment);
+  MailCheck check(program, watch_, kept_, 0);
+  ASSERT_TRUE(check.LogIn({"127.0.0.1", server_.port(), "jane", "secret"}));
+  check.BuildView();
+  check.Quit([] {});
+  check.End();
+  ASSERT_EQ(taken.size(), 3u);
+  for (const std::string& name : taken) {
+    EXPECT_EQ(world_.directory.Get("recycle/" + name), "of another program");
+  }
+  const auto filed = RecycleBin(world_.program()).List();
+  EXPECT_EQ(filed->size(), 3u);
+  EXPECT_TRUE(std::ranges::none_of(
+      *filed, [&](const auto& entry) { return std::ranges::find(taken, entry.name) != taken.end(); }));
+  EXPECT_EQ(std::ranges::count(person_.told, "deleted 3"), 1);
+  EXPECT_TRUE(std::ranges::none_of(person_.told,
+                                   [](const std::string& line) { return line.starts_with("not kept"); }));
 }
 
 TEST_F(MailCheckTest, WhatCannotBeKeptIsToldWithItsReason) {
