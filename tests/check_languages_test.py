@@ -22,6 +22,8 @@ TEXT_ROW(kPurgeToo, 179, kPlain, "Deleting...")
 TEXT_ROW(kMark, 183, kKept, "(LF:)")
 TEXT_ROW(kBackup, 190, kPlain, "Import?\n")
 TEXT_ROW(kFailed, 207, kFormat, "Message %i: %s")
+TEXT_ROW(kListening, 300, kPlain, "Listening")
+TEXT_ROW(kNoSetting, 700, kPlain, "No such setting")
 TEXT_ROW(kPageTray, 4015, kPlain, "Tray Area")
 """
 IDS = """
@@ -33,6 +35,10 @@ IDS = """
 
 #define DIALOG_STATISTICS 128
 #define STATISTICS_MAXIMUM 1040
+
+#define DIALOG_TO_COME 130
+#define TO_COME_LABEL 2
+#define MENU_TO_COME 122
 
 #define PAGE_TRAY 4015
 
@@ -60,6 +66,29 @@ END
 """
 FORMATS = '    {128, 1040, "%i %s"},  // statistic'
 
+# Everything that is demanded of a language the program comes with.
+WHOLE = """[texts]
+114 = Nach %s
+115 = Nachricht %i (%i KB) von %i
+138 = Spam: %i
+143 = Weg damit
+159 = aus
+163 = - %i weg
+169 = bis 100%
+172 = Ende
+179 = Weg damit
+190 = Ja?\\n
+207 = Nachricht %i: %s
+4015 = Symbol
+[menu 121]
+40008 = &Zeigen\\tEingabe
+40002 = &Beenden
+[dialog 128]
+caption = Zahlen
+1040 = Am meisten: %i %s
+1 = Gut
+"""
+
 INFORMATION = "[information]\nname = N\nlanguage = 0x0407\nauthor = A\n"
 
 
@@ -76,6 +105,16 @@ class CheckLanguages(unittest.TestCase):
     def check(self, text, information=INFORMATION):
         data = text if isinstance(text, bytes) else (information + text).encode()
         return check_languages.Check(self.originals, check_languages.LanguageFile("X", data)).run()
+
+    def faults_of(self, other, shipped=True):
+        """What is wrong with a language that the program comes with, or that somebody wrote, beside a whole one."""
+        with tempfile.TemporaryDirectory() as folder:
+            files = [Path(folder) / "Whole.Quillbeaker.language", Path(folder) / "Other.Quillbeaker.language"]
+            for path, text in zip(files, (WHOLE, other)):
+                path.write_text(INFORMATION + text, "utf-8")
+            checks = check_languages.check_files(self.originals, files, files[:2 if shipped else 1])
+        self.assertEqual([complete for _, complete in checks], [False, True, shipped])
+        return [fault for check, complete in checks[1:] for fault in check.faults + check.missing * complete]
 
     def assert_fault(self, text, word):
         faults = self.check(text).faults
@@ -123,7 +162,7 @@ class CheckLanguages(unittest.TestCase):
         self.assert_fault("[dialog 4015]\n1046 = a\n", "no control 1046")
         self.assert_fault("[menu 121]\n40009 = a\n", "no command 40009")
         self.assert_fault("[menu 121]\npopup 1 = a\n", "no sub-menu 1")
-        self.assert_fault("[menu 122]\npopup 0 = a\n40009 = a\n", "no menu 122")
+        self.assert_fault("[menu 123]\npopup 0 = a\n40009 = a\n", "no menu 123")
 
     def test_conversions(self):
         self.assert_fault("[texts]\n138 = Spam: %s\n", "conversions")
@@ -139,6 +178,29 @@ class CheckLanguages(unittest.TestCase):
     def test_mnemonics_are_not_doubled(self):
         self.assert_fault("[menu 121]\n40002 = &Verlassen\n", '"&v"')
         self.assert_fault("[dialog 128]\n1040 = &O %i %s\n", '"&o"')
+        self.assert_fault("[menu 122]\n1 = &A\n2 = B&a\n", '"&a"')
+        self.assert_fault("[dialog 130]\n1 = &A\n2 = B&a\n", '"&a"')
+
+    def test_a_shipped_language_has_every_text_of_the_windows(self):
+        self.assertEqual(self.faults_of(WHOLE), [])
+        for line in WHOLE.splitlines():
+            if " = " not in line:
+                continue
+            faults = self.faults_of(WHOLE.replace(line + "\n", ""))
+            self.assertEqual(len(faults), 1, (line, faults))
+            self.assertIn(line.split(" = ")[0], faults[0])
+            self.assertEqual(self.faults_of(WHOLE.replace(line + "\n", ""), shipped=False), [])
+
+    def test_texts_of_the_console_may_be_missing(self):
+        self.assertEqual(self.faults_of(WHOLE.replace("4015 =", "300 = Wartet\n700 = Fehlt\n4015 =")), [])
+
+    def test_shipped_languages_have_the_same_dialogs_and_menus_to_come(self):
+        to_come = ("[dialog 130]\ncaption = Neu\n1 = &Gut\n", "[menu 122]\n40009 = Neu\n")
+        for more, what in zip(to_come, ("control 1 of dialog 130", "command 40009 of menu 122")):
+            self.assertIn(f"{what}, which other languages have", self.faults_of(WHOLE + more))
+        self.assertEqual(self.faults_of(WHOLE + "[menu 121]\npopup 0 = N\n"),
+                         ["sub-menu 0 of menu 121, which other languages have"])
+        self.assertEqual(self.faults_of(WHOLE + to_come[0], shipped=False), [])
 
     def test_lengths(self):
         self.assert_fault("[texts]\n172 = " + "x" * 64 + "\n", "tip")

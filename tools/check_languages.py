@@ -3,8 +3,10 @@
 """check_languages.py [--missing] [FILE...]: holds language files against the program's texts.
 
 Without FILE all of resources/languages/. Prints one line per fault and exits with 1 if there is any. What is
-missing is a fault in a language that is to be complete (German); of others it is counted, and --missing lists
-it. The console's own texts (300 to 399, 700 to 799) may be missing in all of them. check_languages.py --template prints an empty file with every original, for a new language.
+missing is a fault in the files of that folder, which the program comes with; of others it is counted, and --missing
+lists it. A file of that folder also has what any other one there has: so dialogs and menus that have no template yet
+are complete in all of them or in none. The console's own texts (300 to 399, 700 to 799) may be missing everywhere.
+check_languages.py --template prints an empty file with every original, for a new language.
 docs/TRANSLATING.md describes the format and what is checked.
 """
 import argparse
@@ -14,7 +16,7 @@ import sys
 from pathlib import Path
 
 TOP = Path(__file__).resolve().parent.parent
-COMPLETE = {"German"}
+SHIPPED = TOP / "resources/languages"
 CONSOLE = {*range(300, 400), *range(700, 800)}
 
 # Filled in with these a tip of the tray icon has at most 63 characters and a line of the bubble 99.
@@ -300,8 +302,9 @@ class LanguageFile:
 # --- What is checked -------------------------------------------------------------------------------------
 
 class Check:
-    def __init__(self, originals, language):
-        self.originals, self.language = originals, language
+    def __init__(self, originals, language, others=()):
+        """The others are languages that come with this one and have what it has."""
+        self.originals, self.language, self.others = originals, language, others
         self.faults, self.missing = list(language.faults), []
 
     def run(self):
@@ -310,6 +313,7 @@ class Check:
         self.check_lengths()
         self.check_controls()
         self.check_menus()
+        self.check_others()
         return self
 
     def fault(self, where, what):
@@ -375,6 +379,11 @@ class Check:
                 self.fault(where, f"the conversions are {conversions(text)}, not {formats}")
         for number, dialog in originals.dialogs.items():
             self.check_dialog(number, dialog)
+        # Dialogs without a template yet are held against themselves.
+        for number in sorted({dialog for dialog, _ in controls} - set(originals.dialogs)):
+            self.check_mnemonics(f"dialog {number}", [
+                (f"control {control} of dialog {number}", text)
+                for (dialog, control), text in controls.items() if dialog == number])
 
     def check_dialog(self, number, dialog):
         controls = self.language.controls
@@ -416,6 +425,21 @@ class Check:
                     self.check_edges(language.line(language.commands, (menu, command)), original, text)
                 shown.append((f"command {command} of menu {menu}", text))
             self.check_mnemonics(f"menu {menu}", shown)
+
+    def check_others(self):
+        """What other languages have and the originals do not tell: dialogs and menus without a template yet."""
+        def only_others(table):
+            return sorted(set().union(*(getattr(other, table) for other in self.others))
+                          - set(getattr(self.language, table)), key=str)
+
+        for dialog, control in only_others("controls"):
+            if dialog not in self.originals.dialogs:
+                self.missing.append(f"control {control} of dialog {dialog}, which other languages have")
+        for menu, command in only_others("commands"):
+            if menu not in self.originals.commands:
+                self.missing.append(f"command {command} of menu {menu}, which other languages have")
+        for menu, path in only_others("popups"):
+            self.missing.append(f"sub-menu {path} of menu {menu}, which other languages have")
 
     def check_mnemonics(self, where, shown):
         letters = {}
@@ -481,6 +505,21 @@ def print_template(originals):
                 entry(control.number, control.text)
 
 
+def read_languages(files):
+    return [LanguageFile(path.name.split(".")[0], path.read_bytes()) for path in files]
+
+
+def check_files(originals, files, shipped):
+    """Checks of the English originals and of each file, and whether what is missing in it is a fault."""
+    complete = {path.resolve() for path in shipped}
+    others = read_languages(shipped)
+    checks = [(english(originals).run(), False)]
+    for path, language in zip(files, read_languages(files)):
+        is_shipped = path.resolve() in complete
+        checks.append((Check(originals, language, others if is_shipped else ()).run(), is_shipped))
+    return checks
+
+
 def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--missing", action="store_true", help="list what is missing in every language")
@@ -491,17 +530,15 @@ def main(arguments):
     if options.template:
         print_template(originals)
         return 0
-    files = options.files or sorted((TOP / "resources/languages").glob("*.language"))
+    shipped = sorted(SHIPPED.glob("*.language"))
+    files = options.files or shipped
     faults = 0
-    checks = [english(originals)] + [
-        Check(originals, LanguageFile(path.name.split(".")[0], path.read_bytes())) for path in files]
-    for check in checks:
+    for check, complete in check_files(originals, files, shipped):
         name = check.language.name
-        check.run()
-        found = check.faults + (["missing: " + what for what in check.missing] if name in COMPLETE else [])
+        found = check.faults + (["missing: " + what for what in check.missing] if complete else [])
         for what in found:
             print(f"{name}: {what}")
-        if options.missing and name not in COMPLETE and name != "English":
+        if options.missing and not complete and name != "English":
             for what in check.missing:
                 print(f"{name} lacks {what}")
         faults += len(found)
