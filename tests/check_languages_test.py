@@ -23,6 +23,7 @@ TEXT_ROW(kMark, 183, kKept, "(LF:)")
 TEXT_ROW(kBackup, 190, kPlain, "Import?\n")
 TEXT_ROW(kFailed, 207, kFormat, "Message %i: %s")
 TEXT_ROW(kListening, 300, kPlain, "Listening")
+TEXT_ROW(kNotSaved, 311, kPlain, "Not saved")
 TEXT_ROW(kNoSetting, 700, kPlain, "No such setting")
 TEXT_ROW(kPageTray, 4015, kPlain, "Tray Area")
 """
@@ -64,6 +65,7 @@ BEGIN
   DEFPUSHBUTTON "&OK", IDOK, 8, 66, 40, 15
 END
 """
+WINDOW = "if (!saved) Warn(TextOf(Text::kNotSaved), Change::kListening);"
 FORMATS = '    {128, 1040, "%i %s"},  // statistic'
 
 # Everything that is demanded of a language the program comes with.
@@ -79,6 +81,7 @@ WHOLE = """[texts]
 179 = Weg damit
 190 = Ja?\\n
 207 = Nachricht %i: %s
+311 = Nicht gespeichert
 4015 = Symbol
 [menu 121]
 40008 = &Zeigen\\tEingabe
@@ -97,7 +100,7 @@ class CheckLanguages(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         for name, text in {"src/config/text_rows.inc": ROWS, "src/ui/resource.h": IDS,
-                           "src/extras/language_file.cpp": FORMATS, "resources/Program.rc": SCRIPT}.items():
+                           "src/extras/language_file.cpp": FORMATS, "src/ui/a/window.cpp": WINDOW, "resources/Program.rc": SCRIPT}.items():
             (Path(folder.name) / name).parent.mkdir(parents=True, exist_ok=True)
             (Path(folder.name) / name).write_text(text)
         self.originals = check_languages.Originals(Path(folder.name))
@@ -135,7 +138,7 @@ class CheckLanguages(unittest.TestCase):
                            "1040 = Am meisten: %i %s\n[menu 121]\npopup 0 = T\n40008 = &Zeigen\\tEingabe\n"
                            "[dialog 4015]\n1045 = Zeigen\n")
         self.assertEqual(check.faults, [])
-        self.assertEqual(len([what for what in check.missing if what.startswith("text")]), 9)
+        self.assertEqual(len([what for what in check.missing if what.startswith("text")]), 10)
         self.assertIn("command 40002 of menu 121: 'E&xit'", check.missing)
         self.assertIn("control 1 of dialog 128: '&OK'", check.missing)
 

@@ -5,7 +5,8 @@
 Without FILE all of resources/languages/. Prints one line per fault and exits with 1 if there is any. What is
 missing is a fault in the files of that folder, which the program comes with; of others it is counted, and --missing
 lists it. A file of that folder also has what any other one there has: so dialogs and menus that have no template yet
-are complete in all of them or in none. The console's own texts (300 to 399, 700 to 799) may be missing everywhere.
+are complete in all of them or in none. The console's own texts (300 to 399, 700 to 799) may be missing everywhere,
+but for those that src/ui or src/app shows as well.
 check_languages.py --template prints an empty file with every original, for a new language.
 docs/TRANSLATING.md describes the format and what is checked.
 """
@@ -69,11 +70,12 @@ class Originals:
     """Everything that can be translated: texts, dialogs, menus; and which ids exist at all."""
 
     def __init__(self, top):
-        self.texts, self.kinds = {}, {}
+        self.texts, self.kinds, self.names = {}, {}, {}
         self.dialogs, self.commands, self.popups = {}, {}, {}
         self.ids, self.dialog_ids = dict(SYSTEM_IDS), {}
         self.menu_ids = {}
         self._read_rows(top / "src/config/text_rows.inc")
+        self.console = CONSOLE - self._shown_in_windows(top)
         self._read_ids(top / "src/ui/resource.h")
         self.control_formats = {
             (int(dialog), int(control)): formats.split()
@@ -83,10 +85,17 @@ class Originals:
             ResourceScript(self, script.read_text("utf-8")).read()
 
     def _read_rows(self, path):
-        row = re.compile(r'^TEXT_ROW\(\w+, (\d+), (\w+), "((?:[^"\\]|\\.)*)"\)', re.MULTILINE)
-        for number, kind, english in row.findall(path.read_text("utf-8")):
+        row = re.compile(r'^TEXT_ROW\((\w+), (\d+), (\w+), "((?:[^"\\]|\\.)*)"\)', re.MULTILINE)
+        for name, number, kind, english in row.findall(path.read_text("utf-8")):
+            self.names[name] = int(number)
             self.texts[int(number)] = unescape_c(english)
             self.kinds[int(number)] = kind
+
+    def _shown_in_windows(self, top):
+        """Numbers of the texts that the sources of the windows name."""
+        sources = [path for folder in ("src/ui", "src/app") for path in sorted((top / folder).rglob("*.cpp"))]
+        named = {name for path in sources for name in re.findall(r"\bText::(k\w+)", path.read_text("utf-8"))}
+        return {number for name, number in self.names.items() if name in named}
 
     def _read_ids(self, path):
         """A control's #define stands in the block of its dialog, or below the comment that names its pages."""
@@ -345,10 +354,10 @@ class Check:
                 self.fault(where, f"text {number} is never translated")
             if kind == "kFormat" and conversions(text) != conversions(original):
                 self.fault(where, f"the conversions are {conversions(text)}, not {conversions(original)}")
-            if number not in CONSOLE:  # there blanks fill columns
+            if number not in self.originals.console:  # there blanks fill columns
                 self.check_edges(where, original, text)
         for number, original in self.originals.texts.items():
-            if (self.originals.kinds[number] != "kKept" and number not in CONSOLE
+            if (self.originals.kinds[number] != "kKept" and number not in self.originals.console
                     and number not in self.language.texts):
                 self.missing.append(f"text {number}: {original!r}")
 
