@@ -218,17 +218,23 @@ INT_PTR Dialog::Answer(UINT message, LRESULT result) {
   return TRUE;
 }
 
+bool Dialog::Begin() {
+  dpi_ = static_cast<int>(GetDpiForWindow(window_));
+  if (kind_ != Kind::kChild) {
+    ShowProgramIcon(window_);
+    LeaveScalingToUs(window_);
+  }
+  CurrentLanguage().TranslateWindow(window_, template_id_);
+  const bool sets_focus = OnInit();
+  if (window_ != nullptr) OnMade();
+  return sets_focus;
+}
+
 INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   LRESULT result = 0;
   switch (message) {
     case WM_INITDIALOG:
-      dpi_ = static_cast<int>(GetDpiForWindow(window_));
-      if (kind_ != Kind::kChild) {
-        ShowProgramIcon(window_);
-        LeaveScalingToUs(window_);
-      }
-      CurrentLanguage().TranslateWindow(window_, template_id_);
-      return OnInit() ? TRUE : FALSE;
+      return Begin() ? TRUE : FALSE;
     case WM_COMMAND: {
       // 0 is a pressed button or a chosen menu item, 1 an accelerator. Cancel stays possible.
       const bool is_chosen = HIWORD(wparam) <= 1;
@@ -262,6 +268,9 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
         SendMessageW(child, message, wparam, lparam);
       }
       OnSystemColours();
+      return FALSE;
+    case WM_DESTROY:
+      OnDestroying();
       return FALSE;
     case WM_NCDESTROY:
       Forget();

@@ -45,6 +45,8 @@ class Dialog {
  protected:
   // The controls are there and carry their translated texts. True lets the system set the focus.
   virtual bool OnInit() { return true; }
+  // After OnInit, the window not shown yet.
+  virtual void OnMade() {}
   // True when the command was handled. Esc arrives as IDCANCEL. What a button or a menu sends while a modal
   // box disables the dialog is dropped, so that no handler runs a second time under its own box.
   virtual bool OnCommand(int id, int notification) = 0;
@@ -69,6 +71,8 @@ class Dialog {
   virtual bool OnKey(const MSG& /*message*/) { return false; }
   // Everything else; true when `result` is the answer.
   virtual bool OnMessage(UINT, WPARAM, LPARAM, LRESULT& /*result*/) { return false; }
+  // The window is about to be taken down; its controls are still there.
+  virtual void OnDestroying() {}
   // The window is gone; a modeless object may be handed to DeleteLater now. Not called when the object went
   // first.
   virtual void OnDestroyed() {}
@@ -81,6 +85,7 @@ class Dialog {
 
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   bool Create(HWND owner, Kind kind);
+  bool Begin();
   INT_PTR Handle(UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR Answer(UINT message, LRESULT result);
   bool IsUnderModalBox() const;

@@ -92,11 +92,6 @@ bool SettingsWindow::OnKey(const MSG& message) {
   return shown_ != nullptr && shown_->TakeKey(message);
 }
 
-bool SettingsWindow::OnMessage(UINT message, WPARAM, LPARAM, LRESULT&) {
-  if (message == WM_DESTROY) is_closing_ = true;
-  return false;
-}
-
 SettingsPageWindow* SettingsWindow::MadePage(const SettingsPageRow& row) {
   if (const auto made = pages_.find(row.id); made != pages_.end()) return made->second.get();
   auto page = std::make_unique<SettingsPageWindow>(

@@ -30,7 +30,7 @@ class SettingsWindow : public TableWindow, private SettingsDialogView {
   bool OnHelp() override;
   bool OnKey(const MSG& message) override;
   void OnDpiChanged(int dpi) override;
-  bool OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) override;
+  void OnClosing() override { is_closing_ = true; }
 
   void ShowPage(const SettingsPageRow& row) override;
   void SendApply(const bool* address) override;

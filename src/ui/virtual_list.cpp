@@ -42,6 +42,18 @@ void VirtualList::MakeColumns() {
   }
 }
 
+std::vector<int> VirtualList::ColumnWidths() const {
+  std::vector<int> widths;
+  const int columns = Header_GetItemCount(ListView_GetHeader(list_));
+  for (int i = 0; i < columns; ++i) widths.push_back(ListView_GetColumnWidth(list_, i));
+  return widths;
+}
+
+void VirtualList::SetColumnWidths(const std::vector<int>& widths) {
+  if (Index(widths.size()) != Header_GetItemCount(ListView_GetHeader(list_))) return;
+  for (std::size_t i = 0; i < widths.size(); ++i) ListView_SetColumnWidth(list_, Index(i), widths[i]);
+}
+
 void VirtualList::ShowOrder() {
   const HWND header = ListView_GetHeader(list_);
   const SortOrder order = rows_.Order();

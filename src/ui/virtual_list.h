@@ -26,6 +26,11 @@ class VirtualList {
   void SelectRows(const std::vector<std::size_t>& rows);
   std::vector<std::size_t> SelectedRows() const;
 
+  ListRows& rows() const { return rows_; }
+  std::vector<int> ColumnWidths() const;
+  // One for each column; other numbers of them change nothing.
+  void SetColumnWidths(const std::vector<int>& widths);
+
   // True when `result` is the answer to this notice of the list.
   bool Handle(const NMHDR& notice, LRESULT& result);
   // A person has changed the selection. The notices of single rows only post this message: a range of rows

@@ -35,8 +35,9 @@ std::span<const WindowRow> WindowTable() {
   return kWindows;
 }
 
-void TableWindow::Prepare(const WindowRow& row, WindowSurroundings& surroundings,
+void TableWindow::Prepare(const WindowRow& row, WindowSurroundings& surroundings, IniFile& places,
                           std::function<void()> gone) {
+  if (!row.place.empty()) place_.emplace(places, row.place);
   row_ = &row;
   surroundings_ = &surroundings;
   gone_ = std::move(gone);
@@ -48,9 +49,21 @@ bool TableWindow::OnHelp() {
   return true;
 }
 
+void TableWindow::OnMade() {
+  if (place_) place_->Restore(window(), RememberedList(), SIZE{});
+}
+
+void TableWindow::OnDestroying() {
+  if (place_) place_->Remember();
+  OnClosing();
+}
+
 void TableWindow::OnDestroyed() {
   if (gone_) gone_();
 }
+
+OpenWindows::OpenWindows(WindowSurroundings& surroundings)
+    : surroundings_(surroundings), places_(surroundings.program.PathOf(kWindowPlacesFile)) {}
 
 OpenWindows::~OpenWindows() {
   CloseAll();
@@ -64,7 +77,7 @@ void OpenWindows::Open(const WindowRow& row, HWND owner, int argument) {
   std::unique_ptr<TableWindow> made = row.make(surroundings_, argument);
   TableWindow& window = *made;
   windows_[row.command] = std::move(made);
-  window.Prepare(row, surroundings_, [this, command = row.command] { Remove(command); });
+  window.Prepare(row, surroundings_, places_, [this, command = row.command] { Remove(command); });
   if (row.is_modal) {
     // Gone from windows_ when this returns, unless it could not be made.
     if (window.RunModal(owner) == -1) windows_.erase(row.command);

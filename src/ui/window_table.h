@@ -9,12 +9,14 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "config/program.h"
 #include "ui/dialog.h"
+#include "ui/place_keeper.h"
 #include "ui/presenter/settings_page.h"
 
 namespace quillbeaker {
@@ -31,6 +33,7 @@ struct WindowSurroundings {
 };
 
 class TableWindow;
+class VirtualList;
 
 struct WindowRow {
   int command;  // of the main window
@@ -49,16 +52,27 @@ struct WindowRow {
 class TableWindow : public Dialog {
  public:
   using Dialog::Dialog;
-  // Before the window is made. Both outlive this object; `gone` is called once, when the window is gone.
-  void Prepare(const WindowRow& row, WindowSurroundings& surroundings, std::function<void()> gone);
+  // Before the window is made. All of them outlive this object; `gone` is called once, when the window is
+  // gone.
+  void Prepare(const WindowRow& row, WindowSurroundings& surroundings, IniFile& places,
+               std::function<void()> gone);
 
  protected:
+  // The list whose columns and order are remembered with the window's place; null without one.
+  virtual VirtualList* RememberedList() { return nullptr; }
+  // The window is about to be taken down; its controls are still there.
+  virtual void OnClosing() {}
   bool OnHelp() override;
+  // One that overrides it calls this one last.
   void OnDestroyed() override;
 
  private:
+  void OnMade() final;
+  void OnDestroying() final;
+
   const WindowRow* row_ = nullptr;
   WindowSurroundings* surroundings_ = nullptr;
+  std::optional<PlaceKeeper> place_;
   std::function<void()> gone_;
 };
 
@@ -67,7 +81,7 @@ std::span<const WindowRow> WindowTable();
 // The windows of the table that are open. UI thread.
 class OpenWindows {
  public:
-  explicit OpenWindows(WindowSurroundings& surroundings) : surroundings_(surroundings) {}
+  explicit OpenWindows(WindowSurroundings& surroundings);
   ~OpenWindows();
   OpenWindows(const OpenWindows&) = delete;
   OpenWindows& operator=(const OpenWindows&) = delete;
@@ -83,6 +97,7 @@ class OpenWindows {
   void Remove(int command);
 
   WindowSurroundings& surroundings_;
+  IniFile places_;
   std::map<int, std::unique_ptr<TableWindow>> windows_;  // by command
 };
 

@@ -9,35 +9,14 @@
 #include <vector>
 
 #include "ui/dialog.h"
+#include "ui/made_up_rows.h"
 #include "ui/resource.h"
 
 namespace quillbeaker {
 namespace {
 
-constexpr std::size_t kRows = 50'000;
-
-// "row 49999 | 49999"; counts what it is asked for.
-class MadeUpRows : public ListRows {
- public:
-  std::vector<std::string> Columns() const override { return {"Name", "Number"}; }
-  std::size_t RowCount() const override { return kRows; }
-  std::string RowText(std::size_t row, std::size_t column) const override {
-    ++asked;
-    const std::size_t number = order.is_descending ? kRows - 1 - row : row;
-    return (column == 0 ? "row " : "") + std::to_string(number);
-  }
-  SortOrder Order() const override { return order; }
-  void SortBy(std::size_t column) override {
-    order = {column, order.column == column && !order.is_descending};
-    list->RowsChanged(kRows);
-  }
-  void SelectionChanged() override { ++told; }
-
-  SortOrder order;
-  VirtualList* list = nullptr;
-  mutable int asked = 0;
-  int told = 0;
-};
+using test::MadeUpRows;
+constexpr std::size_t kRows = MadeUpRows::kRows;
 
 class Parent : public Dialog {
  public:

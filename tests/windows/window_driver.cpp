@@ -155,6 +155,11 @@ json Click(const json& request) {
   return control != nullptr && PostMessageW(control, BM_CLICK, 0, 0) != FALSE;
 }
 
+json Move(const json& request) {
+  return SetWindowPos(WindowOf(request), nullptr, request.at("left").get<int>(), request.at("top").get<int>(),
+                      0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE) != FALSE;
+}
+
 json Post(const json& request) {
   return PostMessageW(WindowOf(request), request.at("message").get<UINT>(),
                       request.value("wparam", std::uint64_t{0}),
@@ -598,6 +603,7 @@ const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
     {"message_only", MessageOnlyWindows},  // every message-only window of a class
     {"controls", Controls},                // of a window: id, text, place, state
     {"click", Click},                      // window, id
+    {"move", Move},                        // window, left, top
     {"post", Post},                        // window, message, wparam, lparam
     {"send", SendAndAnswer},               // the same; gives the answer
     {"title", Title},                      // of a window, asked of the window itself

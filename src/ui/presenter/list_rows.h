@@ -14,6 +14,7 @@ namespace quillbeaker {
 struct SortOrder {
   std::size_t column = 0;
   bool is_descending = false;
+  bool operator==(const SortOrder&) const = default;
 };
 
 // Texts are UTF-8.
