@@ -130,6 +130,19 @@ std::optional<std::size_t> SecretMask::SecretBegin(std::string_view line, bool s
   return starts_command ? SecretBeginOf(line) : std::nullopt;
 }
 
+void WipeSecret(std::string& secret) {
+  secret.resize(secret.capacity());
+  // A volatile object's writes stay.
+  volatile char* const bytes = secret.data();
+  for (std::size_t i = 0; i < secret.size(); ++i) bytes[i] = '\0';
+  secret.clear();
+}
+
+PasswordMask::~PasswordMask() {
+  WipeSecret(password_);
+  WipeSecret(before_);
+}
+
 PasswordMask::PasswordMask(std::string_view password) : password_(LowerAscii(password)) {}
 
 std::string PasswordMask::Next(std::string_view received) {

@@ -42,12 +42,19 @@ class SecretMask {
 class PasswordMask {
  public:
   explicit PasswordMask(std::string_view password);
+  PasswordMask(const PasswordMask&) = default;
+  PasswordMask& operator=(const PasswordMask&) = default;
+  ~PasswordMask();
   std::string Next(std::string_view received);
 
  private:
   std::string password_;  // lower case
   std::string before_;    // what came last, lower case, one byte less than the password at most
 };
+
+// Overwrites the text with zeros, also where the compiler knows that nobody reads it again, and leaves it
+// empty. What the text was copied to, or left behind when it grew, is not reached.
+void WipeSecret(std::string& secret);
 
 // PasswordMask over one answer, which is best handed over with its line end: without that, an end that looks
 // like the beginning of the password is taken for a part of it.

@@ -220,5 +220,16 @@ TEST(PasswordMask, HidesThePasswordWhereverTheAnswerIsCut) {
   }
 }
 
+TEST(WipeSecret, OverwritesTheTextWhereItStood) {
+  for (const std::size_t length : {std::size_t{6}, std::size_t{300}}) {
+    std::string secret(length, 's');
+    const volatile char* const bytes = secret.data();
+    WipeSecret(secret);
+    EXPECT_TRUE(secret.empty());
+    ASSERT_EQ(bytes, secret.data());
+    for (std::size_t i = 0; i < length; ++i) ASSERT_EQ(bytes[i], '\0') << i;
+  }
+}
+
 }  // namespace
 }  // namespace quillbeaker

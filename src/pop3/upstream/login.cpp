@@ -42,7 +42,7 @@ class Login {
   enum class Behind { kIgnored, kForbidden };
 
   bool LogIn(std::int32_t timeout_seconds, int own_port) {
-    const SecurityChoice choice = ChooseSecurity(program_, account_.server, account_.port);
+    const SecurityChoice choice = ChooseSecurity(program_, account_.server, account_.port, account_.security);
     if (!choice.address) {
       problem().failure = LoginFailure::kSecurityUnclear;
       problem().server = account_.server;

@@ -11,6 +11,7 @@
 #include "config/program.h"
 #include "pop3/login_problem.h"
 #include "pop3/upstream/pop3_client.h"
+#include "pop3/upstream/server_security.h"
 
 namespace quillbeaker {
 
@@ -19,6 +20,7 @@ struct Account {
   std::optional<std::int32_t> port;  // as the mail client's user name gives it, if it does
   std::string user;
   std::string password;
+  std::optional<Security> security = std::nullopt;  // chosen by the person; else the configuration says
 
   // "user @ server", as the recycle bin stores it.
   std::string Key() const { return user + " @ " + server; }

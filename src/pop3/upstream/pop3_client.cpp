@@ -66,7 +66,10 @@ bool Pop3Client::SendQueued() {
   queued_.clear();
   watch_.AboutToWait();
   last_command_ = std::chrono::steady_clock::now();
-  if (link_.Send(std::exchange(unsent_, {})) != ServerLink::Outcome::kDone) return false;
+  std::string bytes = std::exchange(unsent_, {});
+  const bool sent = link_.Send(bytes) == ServerLink::Outcome::kDone;
+  WipeSecret(bytes);  // it may be PASS
+  if (!sent) return false;
   for (std::size_t i = first_queued; i < commands_.size(); ++i) commands_[i].reply.Prepare();
   return true;
 }
@@ -85,6 +88,7 @@ bool Pop3Client::RequestWithPassword(const std::string& password) {
     return false;
   }
   queued_.push_back(MakeCommand({}, ReplyKind::kStatus, 0));
+  unsent_.reserve(unsent_.size() + password.size() + 16);  // grown, it would leave a copy behind
   unsent_.append("PASS ").append(password).append(kLineEnd);
   LogMarker('C', "PASS ********");
   answer_mask_.emplace(password);

@@ -3,11 +3,15 @@
 
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "config/ascii.h"
 
 namespace quillbeaker {
 namespace {
+
+constexpr std::pair<std::string_view, Security> kSecurityWords[] = {
+    {"plain", Security::kPlain}, {"tls", Security::kTls}, {"starttls", Security::kStartTls}};
 
 // One of the configuration's answers; nothing when the key is not there.
 struct Setting {
@@ -21,10 +25,8 @@ std::optional<Setting> ReadSetting(const IniDocument& configuration, std::string
   const auto value = configuration.Find(section, key);
   if (!value) return std::nullopt;
   if (EqualsIgnoringCase(*value, "auto")) return Setting{.automatic = true};
-  if (EqualsIgnoringCase(*value, "plain")) return Setting{.security = Security::kPlain};
-  if (EqualsIgnoringCase(*value, "tls")) return Setting{.security = Security::kTls};
-  if (EqualsIgnoringCase(*value, "starttls")) return Setting{.security = Security::kStartTls};
-  return Setting{.unclear = true};
+  const std::optional<Security> security = SecurityOfWord(*value);
+  return security ? Setting{.security = *security} : Setting{.unclear = true};
 }
 
 // An address may come in the brackets that URLs put around it.
@@ -39,8 +41,26 @@ Security ByPort(int port) {
 
 }  // namespace
 
+std::string_view SecurityWord(Security security) {
+  for (const auto& [word, named] : kSecurityWords) {
+    if (named == security) return word;
+  }
+  return {};
+}
+
+std::optional<Security> SecurityOfWord(std::string_view word) {
+  for (const auto& [name, security] : kSecurityWords) {
+    if (EqualsIgnoringCase(name, word)) return security;
+  }
+  return std::nullopt;
+}
+
 SecurityChoice ChooseSecurity(const Program& program, const std::string& host,
-                              std::optional<std::int32_t> given_port) {
+                              std::optional<std::int32_t> given_port, std::optional<Security> wanted) {
+  if (wanted) {
+    const int port = given_port.value_or(*wanted == Security::kTls ? kPop3TlsPort : kPop3Port);
+    return {ServerAddress{WithoutBrackets(host), port, *wanted}, {}};
+  }
   const std::shared_ptr<const IniDocument> configuration = program.configuration.ReadOrNull();
   // Deliberate: everywhere else a configuration that cannot be read counts as empty. Here that would be a
   // password in clear on a connection that was to be secured.

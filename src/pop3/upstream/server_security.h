@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "config/program.h"
 
@@ -39,8 +40,13 @@ struct SecurityChoice {
 };
 
 // `given_port` is what the mail client's user name says, if anything. A server that is to be kTls without a
-// port of its own is reached on 995.
+// port of its own is reached on 995. With `wanted` the configuration is not asked: the person has chosen.
 SecurityChoice ChooseSecurity(const Program& program, const std::string& host,
-                              std::optional<std::int32_t> given_port);
+                              std::optional<std::int32_t> given_port,
+                              std::optional<Security> wanted = std::nullopt);
+
+// As the configuration and the command line name it: "plain", "tls", "starttls"; nothing for another word.
+std::string_view SecurityWord(Security security);
+std::optional<Security> SecurityOfWord(std::string_view word);
 
 }  // namespace quillbeaker

@@ -36,6 +36,21 @@ TEST_P(ChooseSecurityTest, Is) {
 
 constexpr const char* kHost = "pop.example.org";
 
+TEST(ChooseSecurity, TakesWhatThePersonHasChosen) {
+  test::TestProgram world;
+  world.directory.Put("Quillbeaker.ini", "[SERVER]\nSecurity=nonsense\n[SECURITY]\npop.example.org=plain\n");
+  const auto choose = [&](std::optional<std::int32_t> port, Security wanted) {
+    const SecurityChoice choice = ChooseSecurity(world.program(), kHost, port, wanted);
+    return choice.address ? choice.address->Key() + " " + std::string(SecurityWord(choice.address->security))
+                          : "unclear";
+  };
+  EXPECT_EQ(choose(std::nullopt, Security::kTls), "pop.example.org:995 tls");
+  EXPECT_EQ(choose(std::nullopt, Security::kStartTls), "pop.example.org:110 starttls");
+  EXPECT_EQ(choose(2110, Security::kPlain), "pop.example.org:2110 plain");
+  EXPECT_EQ(SecurityOfWord("StartTLS"), Security::kStartTls);
+  EXPECT_EQ(SecurityOfWord("auto"), std::nullopt);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Table, ChooseSecurityTest,
     ::testing::Values(
