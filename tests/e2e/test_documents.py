@@ -11,7 +11,7 @@ import pytest
 from program import REPOSITORY, executable, run_cli
 
 DOCUMENTS = ["README.md", *sorted(glob.glob("docs/*.md", root_dir=REPOSITORY))]
-SOURCE_FOLDERS = "platform|config|message|filter|stores|pop3|pop3/upstream|pop3/check|pop3/local|extras|extras/senders|ui|ui/presenter|app|console"
+SOURCE_FOLDERS = "platform|config|message|filter|stores|pop3|pop3/upstream|pop3/check|pop3/local|extras|extras/senders|extras/account|ui|ui/presenter|app|console"
 
 
 def text_of(name):
