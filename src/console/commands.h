@@ -17,6 +17,7 @@ int Explain(Program& program, const ExplainOptions& options);
 int Learn(Program& program, const LearnOptions& options);
 int ManageSenders(Program& program, const SendersOptions& options);
 int ImportSenders(Program& program, const SendersOptions& options);  // of ManageSenders
+int TestAccount(Program& program, const AccountOptions& options);
 int ManageBin(Program& program, const BinOptions& options);
 int ManageTraining(Program& program, const TrainingOptions& options);
 int ManageSettings(Program& program, const SettingsOptions& options);

@@ -26,6 +26,7 @@ struct Execute {
   int operator()(const ExplainOptions& options) const { return Explain(program, options); }
   int operator()(const LearnOptions& options) const { return Learn(program, options); }
   int operator()(const SendersOptions& options) const { return ManageSenders(program, options); }
+  int operator()(const AccountOptions& options) const { return TestAccount(program, options); }
   int operator()(const BinOptions& options) const { return ManageBin(program, options); }
   int operator()(const TrainingOptions& options) const { return ManageTraining(program, options); }
   int operator()(const SettingsOptions& options) const { return ManageSettings(program, options); }

@@ -45,6 +45,7 @@ class CommandLineParser {
     AddMailCommands();
     AddLearn();
     AddSenders();
+    AddAccount();
     AddBin();
     AddTraining();
     AddSettings();
@@ -221,6 +222,34 @@ class CommandLineParser {
     AddSendersImport(*senders);
   }
 
+  void AddAccount() {
+    CLI::App* account = AddCommand(app_, "account", "Accounts on mail servers");
+    account->require_subcommand(1);
+    CLI::App* test =
+        AddCommand(*account, "test", "Log in to an account, count its messages, leave it as it is");
+    AsGiven(test->add_option("SERVER", account_.server, "The provider's POP3 server"))->required();
+    AsGiven(test->add_option("USER", account_.user, "User name there, mostly the e-mail address"))
+        ->required();
+    test->add_option("--port", account_.port, "Port of the server; else as the security says")
+        ->type_name("N")
+        ->check(CLI::Range(1, 65535));
+    CLI::Option* security =
+        AsGiven(test->add_option("--security", security_word_,
+                                 "plain, tls or starttls; else as the configuration says"))
+            ->check([](const std::string& word) {
+              return SecurityOfWord(word) ? std::string() : "the security is none of plain, tls and starttls";
+            });
+    test->add_flag("--keep-security", account_.keep_security,
+                   "If the login works, keep --security for this server in the configuration")
+        ->needs(security);
+    test->add_flag("--password-stdin", account_.password_from_input,
+                   "Read the password from the first line of the input");
+    test->callback([this] {
+      account_.security = SecurityOfWord(security_word_);
+      result_.command = account_;
+    });
+  }
+
   CLI::App* AddBinAction(CLI::App& parent, const char* name, const char* help, BinOptions::Action action,
                          bool takes_names) {
     CLI::App* command = AddCommand(parent, name, help);
@@ -331,6 +360,8 @@ class CommandLineParser {
   LearnOptions learn_;
   SendersOptions senders_;
   bool is_blocked_ = false;  // the other choice to is_friend
+  AccountOptions account_;
+  std::string security_word_;
   BinOptions bin_;
   TrainingOptions training_;
   SettingsOptions settings_;

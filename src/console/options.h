@@ -4,11 +4,13 @@
 // The command line of quillbeaker-cli, parsed into one record per command.
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "pop3/upstream/server_security.h"
 #include "stores/training_area.h"
 
 namespace quillbeaker {
@@ -59,6 +61,15 @@ struct SendersOptions {
   std::size_t address_column = 0;
 };
 
+struct AccountOptions {
+  std::string server;
+  std::string user;
+  std::optional<std::int32_t> port;
+  std::optional<Security> security;  // else the configuration says
+  bool password_from_input = false;  // its first line, whatever it is; else a terminal is asked
+  bool keep_security = false;
+};
+
 struct BinOptions {
   enum class Action {
     kList,
@@ -103,7 +114,7 @@ struct LearnOptions {
 
 using CommandOptions =
     std::variant<RunOptions, InspectOptions, SerialiseOptions, ClassifyOptions, ExplainOptions, LearnOptions,
-                 SendersOptions, BinOptions, TrainingOptions, SettingsOptions, StatsOptions>;
+                 SendersOptions, AccountOptions, BinOptions, TrainingOptions, SettingsOptions, StatsOptions>;
 
 struct ParsedCommandLine {
   std::optional<CommandOptions> command;  // absent: print `text` and end with `exit_code`

@@ -37,5 +37,8 @@ bool StandardOutputIsWhole();
 
 // One line typed by the person, without its end; nothing at the end of input.
 std::optional<std::string> ReadStandardInputLine();
+// The same, not shown while it is typed at a terminal, and kept nowhere else. For a program that reads
+// nothing else from there.
+std::optional<std::string> ReadSecretLine();
 
 }  // namespace quillbeaker

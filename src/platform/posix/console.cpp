@@ -3,8 +3,10 @@
 
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +25,45 @@ void Write(std::FILE* stream, std::string_view bytes) {
 
 struct FreeMemory {
   void operator()(char* memory) const { std::free(memory); }
+};
+
+termios shown_terminal;  // the terminal's state while nothing of it is hidden
+
+// tcsetattr, sigaction and raise may all be called in a signal handler.
+extern "C" void ShowAndEnd(int number) {
+  tcsetattr(STDIN_FILENO, TCSANOW, &shown_terminal);
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigaction(number, &action, nullptr);
+  raise(number);
+}
+
+// Typed characters are not shown while it lives. Ctrl+C ends the program as ever, and leaves a terminal that
+// shows what is typed.
+class HiddenInput {
+ public:
+  HiddenInput() : is_terminal_(tcgetattr(STDIN_FILENO, &shown_terminal) == 0) {
+    if (!is_terminal_) return;
+    struct sigaction action {};
+    action.sa_handler = ShowAndEnd;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &action, &before_[i]);
+    termios hidden = shown_terminal;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    hidden.c_lflag |= ECHONL;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  }
+  ~HiddenInput() {
+    if (!is_terminal_) return;
+    tcsetattr(STDIN_FILENO, TCSANOW, &shown_terminal);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &before_[i], nullptr);
+  }
+  HiddenInput(const HiddenInput&) = delete;
+  HiddenInput& operator=(const HiddenInput&) = delete;
+
+ private:
+  static constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+  const bool is_terminal_;
+  std::array<struct sigaction, kSignals.size()> before_{};
 };
 
 }  // namespace
@@ -85,6 +126,24 @@ bool StandardOutputIsWhole() {
 
 void WriteStandardError(std::string_view bytes) {
   Write(stderr, bytes);
+}
+
+// Character by character from the descriptor: a stream's buffer would keep the secret.
+std::optional<std::string> ReadSecretLine() {
+  constexpr std::size_t kLongest = 4096;
+  const HiddenInput hidden;
+  std::string line;
+  line.reserve(kLongest);  // grown, it would leave copies behind
+  bool any = false;
+  char c = 0;
+  while (read(STDIN_FILENO, &c, 1) == 1) {
+    any = true;
+    if (c == '\n') break;
+    if (line.size() < kLongest) line += c;
+  }
+  if (!any) return std::nullopt;
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
 }
 
 std::optional<std::string> ReadStandardInputLine() {

@@ -79,6 +79,43 @@ std::string ReadPiece(HANDLE input) {
   return std::string(buffer, got);
 }
 
+constexpr std::size_t kLongestSecret = 4096;  // bytes
+
+// What is typed up to the Enter key, not shown. Ctrl+Z at the start is the end of input.
+std::optional<std::string> ReadHiddenConsoleLine(HANDLE input) {
+  DWORD mode = 0;
+  GetConsoleMode(input, &mode);
+  SetConsoleMode(input, (mode | ENABLE_LINE_INPUT) & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
+  wchar_t typed[1024];
+  DWORD count = 0;
+  const bool read = ReadConsoleW(input, typed, 1024, &count, nullptr) && count > 0 && typed[0] != L'\x1A';
+  SetConsoleMode(input, mode);
+  WriteStandardError("\n");  // that of the Enter key was not shown either
+  std::optional<std::string> line;
+  if (read) {
+    const std::wstring_view text(typed, count);
+    line = Utf8FromWide(text.substr(0, text.find(L'\n')));
+  }
+  SecureZeroMemory(typed, sizeof typed);
+  return line;
+}
+
+// Byte by byte; what is longer than any secret is left out.
+std::optional<std::string> ReadUnbufferedLine(HANDLE input) {
+  std::string line;
+  line.reserve(kLongestSecret);  // grown, it would leave copies behind
+  bool any = false;
+  char c = 0;
+  DWORD got = 0;
+  while (ReadFile(input, &c, 1, &got, nullptr) && got == 1) {
+    any = true;
+    if (c == '\n') break;
+    if (line.size() < kLongestSecret) line += c;
+  }
+  if (!any) return std::nullopt;
+  return line;
+}
+
 }  // namespace
 
 std::vector<std::string> CommandLine(int, char**) {
@@ -144,6 +181,15 @@ std::optional<std::string> ReadStandardInputLine() {
   std::string line = unread.substr(0, end);
   unread.erase(0, end == std::string::npos ? end : end + 1);
   if (line.ends_with('\r')) line.pop_back();
+  return line;
+}
+
+// Not with ReadStandardInputLine, whose buffer would keep the secret.
+std::optional<std::string> ReadSecretLine() {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  std::optional<std::string> line =
+      IsConsole(input) ? ReadHiddenConsoleLine(input) : ReadUnbufferedLine(input);
+  if (line && line->ends_with('\r')) line->pop_back();
   return line;
 }
 
