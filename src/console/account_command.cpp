@@ -39,20 +39,6 @@ bool AskToTrust(const LoginProblem& problem) {
   return answer && (answer->starts_with('y') || answer->starts_with('Y'));
 }
 
-// What the table of providers knows of a server that refuses the login.
-std::string NeedsOfProvider(const Program& program, const AccountOptions& options,
-                            const AccountResult& result) {
-  const LoginFailure failure = result.problem.failure;
-  if (result.outcome != AccountOutcome::kFailed ||
-      (failure != LoginFailure::kUserRefused && failure != LoginFailure::kPasswordRefused)) {
-    return {};
-  }
-  for (const ServerProposal& known : ProviderTable(program).Propose(options.user).servers) {
-    if (EqualsIgnoringCase(known.server, options.server)) return DescribeNeeds(known);
-  }
-  return {};
-}
-
 // What to do with an account that works.
 int ReportSuccess(Program& program, const AccountOptions& options, std::int32_t port) {
   if (options.keep_security && !KeepSecurity(program, options.server, port, *options.security)) {
@@ -86,7 +72,8 @@ int TestAccount(Program& program, const AccountOptions& options) {
   WipeSecret(account.password);  // a short text is copied when it is moved
   const std::string lines = DescribeResult(result) + "\n";
   if (result.outcome != AccountOutcome::kWorks) {
-    WriteStandardError(lines + NeedsOfProvider(program, options, result));
+    WriteStandardError(lines +
+                       NeedsAfterRefusal(ProviderTable(program), options.server, options.user, result));
     return kExitFailed;
   }
   WriteStandardOutput(lines);

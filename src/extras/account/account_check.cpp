@@ -120,9 +120,10 @@ void List(Pop3Client& client, AccountResult& result) {
   }
 }
 
-void EndSession(Pop3Client& client) {
+// A person who cancels does not wait for what the server has to say to QUIT.
+void EndSession(Pop3Client& client, bool is_cancelled) {
   client.SendQuit();
-  client.WaitForItsEnd();
+  if (!is_cancelled) client.WaitForItsEnd();
   client.Close();
 }
 
@@ -178,7 +179,7 @@ AccountResult AccountCheck::LogInAndList(const Account& account) {
   } else {
     result.outcome = OutcomeOf(result.problem);
   }
-  EndSession(client);
+  EndSession(client, cancelled_);
   return result;
 }
 
@@ -187,6 +188,24 @@ bool AccountCheck::Trust(const AccountResult& result, const AskToTrust& ask) {
   return result.outcome == AccountOutcome::kFailed && problem.failure == LoginFailure::kCertificate &&
          problem.certificate && ask && ask(problem) && !cancelled_ &&
          TrustCertificate(program_, problem.server, problem.certificate->fingerprint);
+}
+
+std::string NeedsAfterRefusal(const ProviderTable& providers, const std::string& server,
+                              const std::string& user, const AccountResult& result) {
+  const LoginFailure failure = result.problem.failure;
+  if (result.outcome != AccountOutcome::kFailed ||
+      (failure != LoginFailure::kUserRefused && failure != LoginFailure::kPasswordRefused)) {
+    return {};
+  }
+  for (const ServerProposal& known : providers.Propose(user).servers) {
+    if (EqualsIgnoringCase(known.server, server)) return DescribeNeeds(known);
+  }
+  return {};
+}
+
+bool MailChecksUse(const Program& program, const std::string& server, std::int32_t port, Security security) {
+  const SecurityChoice choice = ChooseSecurity(program, server, port);
+  return choice.address && choice.address->security == security;
 }
 
 bool KeepSecurity(Program& program, const std::string& server, std::int32_t port, Security security) {

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "config/program.h"
+#include "extras/account/providers.h"
 #include "pop3/login_problem.h"
 #include "pop3/upstream/login.h"
 
@@ -37,6 +38,11 @@ struct AccountResult {
 // For the person, UTF-8 in the chosen language: what came out and, in a second line, what to do about it.
 std::string DescribeResult(const AccountResult& result);
 
+// What the table of providers knows of a server that refused the login: for the person, UTF-8, one line for
+// each. Empty for any other result.
+std::string NeedsAfterRefusal(const ProviderTable& providers, const std::string& server,
+                              const std::string& user, const AccountResult& result);
+
 class AccountCheck {
  public:
   // Whether to trust the problem's certificate from now on. Called on the thread of Run.
@@ -59,6 +65,8 @@ class AccountCheck {
   std::atomic<bool> cancelled_ = false;
 };
 
+// Whether mail checks connect to the server at that port so already.
+bool MailChecksUse(const Program& program, const std::string& server, std::int32_t port, Security security);
 // Keeps how the server at that port is to be connected to (section SECURITY), for the mail checks to come.
 // False when it could not be saved.
 bool KeepSecurity(Program& program, const std::string& server, std::int32_t port, Security security);
