@@ -272,10 +272,11 @@ void MailCheck::Quit(const std::function<void()>& answer) {
   filing_ = std::make_unique<SpamFiling>(program_, mailbox_, *fetched_, *unconfirmed_);
   filing_->Run([this] { watch_.LookNowAndThen(); });
   Learn();
-  MarkDeletionsDue();
+  const bool deletes = MarkDeletionsDue();
   CarryOutDeletions();
   RemoveDelivered();
   StoreUniqueIds();
+  if (!deletes) SaveRows();
   CountSpam();
   kept_.Forget(mailbox_.name());
   quit_said_ = client_.SendQuit();
@@ -310,14 +311,17 @@ void MailCheck::Learn() {
 }
 
 // Flushed before the first deletion goes out: from then on a mail may be gone whose file nothing else tells
-// of.
-void MailCheck::MarkDeletionsDue() {
+// of. Where nothing is deleted the rows can wait until the ids are stored, after which hardly one is left.
+bool MailCheck::MarkDeletionsDue() {
+  bool deletes = false;
   for (MessageEntry& entry : mailbox_) {
-    if (entry.unconfirmed && entry.delete_on_server && !filing_->IsUnfiled(entry)) {
-      entry.unconfirmed->deletion_due = true;
-    }
+    if (!entry.delete_on_server || entry.is_restored() || filing_->IsUnfiled(entry)) continue;
+    deletes = true;
+    if (entry.unconfirmed) entry.unconfirmed->deletion_due = true;
   }
+  if (!deletes) return false;
   if (FileResult saved = unconfirmed_->Save(mailbox_); !saved) filing_->KeepRowsOnServer(saved);
+  return true;
 }
 
 void MailCheck::CarryOutDeletions() {
@@ -437,6 +441,11 @@ void MailCheck::ForgetConfirmed(const Pop3Client::Farewell& farewell) {
   for (MessageEntry& entry : mailbox_) {
     if (farewell.accepted && deletions_.agreed.contains(&entry)) entry.unconfirmed.reset();
   }
+  SaveRows();
+}
+
+// Should it fail, what was learnt may be learnt once more.
+void MailCheck::SaveRows() {
   static_cast<void>(unconfirmed_->Save(mailbox_));
 }
 

@@ -110,7 +110,8 @@ class MailCheck {
   bool FetchFromBin(MessageEntry& entry);
 
   void Learn();
-  void MarkDeletionsDue();
+  // Whether anything is deleted on the server.
+  bool MarkDeletionsDue();
   void CountSpam();
   std::vector<const MessageEntry*> NoteAsCounted();
   void CarryOutDeletions();
@@ -119,6 +120,7 @@ class MailCheck {
   bool StaysOnServer(const MessageEntry& entry) const;
 
   void ForgetConfirmed(const Pop3Client::Farewell& farewell);
+  void SaveRows();
   void TellOfQuit(const Pop3Client::Farewell& farewell);
   void KeepForNextTry();
   std::uint32_t CountReady() const;
