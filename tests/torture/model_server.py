@@ -97,6 +97,7 @@ class ServerSession:
         self._last_sent = None
         self._pending = b""
         self._idle = None
+        self._held = None  # what is to be done after a pause, None: there is none
         self.wire = Wire(server.loop, sock, self, server.tls)
         self._reply("GREETING", b"+OK model server\r\n", lambda: None)
         self._restart_idle_timer()
@@ -142,7 +143,25 @@ class ServerSession:
 
     def _send(self, data):
         if not self.mute:
-            self.wire.send(data)
+            self._in_order(lambda: self.wire.send(data))
+
+    def _in_order(self, action):
+        """Replies to commands that were sent ahead wait for the end of a pause, as the reply that pauses does."""
+        if self._held is None:
+            action()
+        else:
+            self._held.append(action)
+
+    def _pause(self, seconds):
+        if self._held is None:
+            self._held = []
+            self.server.loop.after(seconds, self._go_on)
+
+    def _go_on(self):
+        held, self._held = self._held, None
+        for action in held:
+            if self.wire.open:
+                action()
 
     def _go_wrong(self, fault, reply, effect):
         self.transcript.append(f"({fault})")
@@ -166,7 +185,8 @@ class ServerSession:
             effect()
             cut = int(fault.where * len(reply))
             self._send(reply[:cut])
-            self.server.loop.after(fault.amount, lambda: self._send(reply[cut:]))
+            self._pause(fault.amount)
+            self._send(reply[cut:])
         elif action == "drip":
             effect()
             self.wire.drip(1 + int(fault.where * 40), fault.amount)
@@ -287,5 +307,5 @@ class ServerSession:
 
         self._reply("QUIT", b"+OK bye\r\n", update)
         if self.wire.open and not self.silent and not self.mute:
-            self.wire.finish()
+            self._in_order(self.wire.finish)
         self.silent = True
