@@ -202,6 +202,7 @@ void Dialog::Rescale(int dpi, const RECT& suggested) {
   if (dpi > 0 && dpi_ > 0 && dpi != dpi_) {
     UniqueFont font = MakeDialogFont(SystemDialogFont(), dpi);
     RescaleControls(window_, font.get(), dpi_, dpi);
+    layout_.Rescale(dpi_, dpi);
     font_ = std::move(font);  // the former one only now that no control has it any more
     dpi_ = dpi;
   }
@@ -226,7 +227,9 @@ bool Dialog::Begin() {
   }
   CurrentLanguage().TranslateWindow(window_, template_id_);
   const bool sets_focus = OnInit();
-  if (window_ != nullptr) OnMade();
+  if (window_ == nullptr) return sets_focus;
+  layout_.Begin(window_, Anchors());
+  OnMade();
   return sets_focus;
 }
 
@@ -249,7 +252,11 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     case WM_TIMER:
       OnTimer(wparam);
       return TRUE;
+    case WM_GETMINMAXINFO:
+      layout_.Limit(*reinterpret_cast<MINMAXINFO*>(lparam));
+      return FALSE;
     case WM_SIZE:
+      layout_.Follow();
       OnSize(LOWORD(lparam), HIWORD(lparam));
       return FALSE;
     case WM_CONTEXTMENU:

@@ -7,7 +7,9 @@
 #include <windows.h>
 
 #include <memory>
+#include <span>
 
+#include "ui/anchored_layout.h"
 #include "ui/handles.h"
 
 namespace quillbeaker {
@@ -47,6 +49,9 @@ class Dialog {
   virtual bool OnInit() { return true; }
   // After OnInit, the window not shown yet.
   virtual void OnMade() {}
+  // How the controls follow when the window is sized; asked once, after OnInit. A window that can be sized is
+  // never smaller than it was made.
+  virtual std::span<const Anchor> Anchors() const { return {}; }
   // True when the command was handled. Esc arrives as IDCANCEL. What a button or a menu sends while a modal
   // box disables the dialog is dropped, so that no handler runs a second time under its own box.
   virtual bool OnCommand(int id, int notification) = 0;
@@ -55,7 +60,7 @@ class Dialog {
   // The close box, Alt+F4.
   virtual void OnClose() { OnCommand(IDCANCEL, 0); }
   virtual void OnTimer(UINT_PTR) {}
-  // The client area has a new size.
+  // The client area has a new size, and the controls with a row in Anchors have followed.
   virtual void OnSize(int /*width*/, int /*height*/) {}
   // The context menu of a control was asked for, at a place of the screen, or (-1, -1) by the keyboard. True
   // when it was shown.
@@ -77,6 +82,9 @@ class Dialog {
   // first.
   virtual void OnDestroyed() {}
 
+  // The smallest size that the window can have now, its frame included.
+  SIZE LeastSize() const { return layout_.LeastSize(); }
+
   // Ends RunModal with that result, or destroys the modeless window.
   void End(INT_PTR result);
 
@@ -95,6 +103,7 @@ class Dialog {
   const int template_id_;
   HWND window_ = nullptr;
   Kind kind_ = Kind::kModal;
+  AnchoredLayout layout_;
   int dpi_ = 0;      // that the controls are laid out for
   UniqueFont font_;  // of the controls, when that is not the one they were made with
 };

@@ -60,16 +60,6 @@ bool IsOfClass(HWND window, const wchar_t* name) {
   return lstrcmpiW(own, name) == 0;
 }
 
-// Its height is that of the open list, of which the system shows only the closed part.
-LONG HeightOf(HWND control, const RECT& place) {
-  RECT open{};
-  if (!IsOfClass(control, WC_COMBOBOXW) ||
-      SendMessageW(control, CB_GETDROPPEDCONTROLRECT, 0, reinterpret_cast<LPARAM>(&open)) == 0) {
-    return place.bottom - place.top;
-  }
-  return open.bottom - open.top;
-}
-
 void RescaleColumns(HWND list, int from_dpi, int to_dpi) {
   const int columns = Header_GetItemCount(ListView_GetHeader(list));
   for (int i = 0; i < columns; ++i) {
@@ -121,12 +111,21 @@ UniqueFont MakeDialogFont(const DialogFont& font, int dpi) {
                                 DEFAULT_PITCH, Wide(font.face).c_str()));
 }
 
+LONG HeightToSet(HWND control, const RECT& place) {
+  RECT open{};
+  if (!IsOfClass(control, WC_COMBOBOXW) ||
+      SendMessageW(control, CB_GETDROPPEDCONTROLRECT, 0, reinterpret_cast<LPARAM>(&open)) == 0) {
+    return place.bottom - place.top;
+  }
+  return open.bottom - open.top;
+}
+
 void RescaleControls(HWND dialog, HFONT font, int from_dpi, int to_dpi) {
   const auto scaled = [&](LONG length) { return MulDiv(length, to_dpi, from_dpi); };
   for (HWND child = GetWindow(dialog, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
     RECT place{};
     GetWindowRect(child, &place);
-    const int height = scaled(HeightOf(child, place));
+    const int height = scaled(HeightToSet(child, place));
     MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&place), 2);
     SetWindowPos(child, nullptr, scaled(place.left), scaled(place.top), scaled(place.right - place.left),
                  height, SWP_NOZORDER | SWP_NOACTIVATE);

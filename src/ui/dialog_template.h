@@ -31,6 +31,10 @@ void UseDialogFont(const DialogFont& font);
 
 UniqueFont MakeDialogFont(const DialogFont& font, int dpi);
 
+// The height to give a control that has that place and is to keep its height: that of a combo box is the one
+// of its open list, of which the system shows only the closed part.
+LONG HeightToSet(HWND control, const RECT& place);
+
 // Moves and sizes every control of a dialog, those of its child dialogs included, from one resolution to
 // another and gives them that font.
 void RescaleControls(HWND dialog, HFONT font, int from_dpi, int to_dpi);

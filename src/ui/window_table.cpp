@@ -50,7 +50,7 @@ bool TableWindow::OnHelp() {
 }
 
 void TableWindow::OnMade() {
-  if (place_) place_->Restore(window(), RememberedList(), SIZE{});
+  if (place_) place_->Restore(window(), RememberedList(), LeastSize());
 }
 
 void TableWindow::OnDestroying() {

@@ -36,6 +36,12 @@ class BareListWindow : public TableWindow {
   bool OnNotify(const NMHDR& notice, LRESULT& result) override {
     return list && list->Handle(notice, result);
   }
+  std::span<const Anchor> Anchors() const override {
+    static constexpr Anchor kAnchors[] = {{BARE_LIST_ROWS, kAllEdges},
+                                          {BARE_LIST_COUNT, kLeftEdge | kBottomEdge},
+                                          {IDCANCEL, kRightEdge | kBottomEdge}};
+    return kAnchors;
+  }
   VirtualList* RememberedList() override { return list ? &*list : nullptr; }
 };
 

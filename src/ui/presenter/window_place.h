@@ -12,27 +12,11 @@
 
 #include "config/ini_file.h"
 #include "ui/presenter/list_rows.h"
+#include "ui/presenter/screen_area.h"
 
 namespace quillbeaker {
 
 inline constexpr std::string_view kWindowPlacesFile = "windows.ini";
-
-// In pixels of the desktop, on which screens can lie left of and above the first one: negative places exist.
-struct ScreenPoint {
-  int x = 0;
-  int y = 0;
-  bool operator==(const ScreenPoint&) const = default;
-};
-struct ScreenSize {
-  int width = 0;
-  int height = 0;
-  bool operator==(const ScreenSize&) const = default;
-};
-struct ScreenArea {
-  ScreenPoint corner;
-  ScreenSize size;
-  bool operator==(const ScreenArea&) const = default;
-};
 
 // What is remembered of a window. What is missing was never remembered, or could not be read.
 struct WindowPlace {
