@@ -71,6 +71,12 @@ bool IsKey(const MSG& message) {
   return message.message >= WM_KEYFIRST && message.message <= WM_KEYLAST;
 }
 
+UniqueAccelerators MakeAccelerators(std::span<const ACCEL> keys) {
+  if (keys.empty()) return nullptr;
+  std::vector<ACCEL> copy(keys.begin(), keys.end());  // the system asks for ones that it could change
+  return UniqueAccelerators(CreateAcceleratorTableW(copy.data(), static_cast<int>(copy.size())));
+}
+
 Dialog* ObjectOf(HWND window) {
   return reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
 }
@@ -172,10 +178,15 @@ bool Dialog::TakeMessage(MSG& message) {
     if (message.hwnd != window && !IsChild(window, message.hwnd)) return false;
     const Call call;
     Dialog* const dialog = IsKey(message) ? ObjectOf(window) : nullptr;
-    return (dialog != nullptr && dialog->OnKey(message)) || IsDialogMessageW(window, &message) != FALSE;
+    return (dialog != nullptr && dialog->TakeKey(message)) || IsDialogMessageW(window, &message) != FALSE;
   });
   dialogs.being_taken = former;
   return taken;
+}
+
+bool Dialog::TakeKey(MSG& message) {
+  if (OnKey(message)) return true;
+  return accelerators_ != nullptr && TranslateAcceleratorW(window_, accelerators_.get(), &message) != 0;
 }
 
 INT_PTR CALLBACK Dialog::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
@@ -229,6 +240,7 @@ bool Dialog::Begin() {
   const bool sets_focus = OnInit();
   if (window_ == nullptr) return sets_focus;
   layout_.Begin(window_, Anchors());
+  accelerators_ = MakeAccelerators(Accelerators());
   OnMade();
   return sets_focus;
 }

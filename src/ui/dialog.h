@@ -52,6 +52,10 @@ class Dialog {
   // How the controls follow when the window is sized; asked once, after OnInit. A window that can be sized is
   // never smaller than it was made.
   virtual std::span<const Anchor> Anchors() const { return {}; }
+  // Keys that are commands of this window (FVIRTKEY), whatever control has the focus; asked once, after
+  // OnInit. They arrive in OnCommand, and like buttons not while a modal box disables the window. Only
+  // modeless dialogs are asked.
+  virtual std::span<const ACCEL> Accelerators() const { return {}; }
   // True when the command was handled. Esc arrives as IDCANCEL. What a button or a menu sends while a modal
   // box disables the dialog is dropped, so that no handler runs a second time under its own box.
   virtual bool OnCommand(int id, int notification) = 0;
@@ -98,12 +102,14 @@ class Dialog {
   INT_PTR Answer(UINT message, LRESULT result);
   bool IsUnderModalBox() const;
   void Rescale(int dpi, const RECT& suggested);
+  bool TakeKey(MSG& message);
   void Forget();
 
   const int template_id_;
   HWND window_ = nullptr;
   Kind kind_ = Kind::kModal;
   AnchoredLayout layout_;
+  UniqueAccelerators accelerators_;
   int dpi_ = 0;      // that the controls are laid out for
   UniqueFont font_;  // of the controls, when that is not the one they were made with
 };

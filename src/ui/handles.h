@@ -21,6 +21,7 @@ using UniqueHandle = std::unique_ptr<std::remove_pointer_t<Handle>, HandleDelete
 using UniqueIcon = UniqueHandle<HICON, DestroyIcon>;
 using UniqueMenu = UniqueHandle<HMENU, DestroyMenu>;
 using UniqueBitmap = UniqueHandle<HBITMAP, DeleteObject>;
+using UniqueAccelerators = UniqueHandle<HACCEL, DestroyAcceleratorTable>;
 using UniqueFont = UniqueHandle<HFONT, DeleteObject>;
 using UniqueBrush = UniqueHandle<HBRUSH, DeleteObject>;
 using UniqueDeviceContext = UniqueHandle<HDC, DeleteDC>;

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -174,6 +175,70 @@ TEST(Dialog, GetsItsKeysInTheLoopOfAnotherDialogToo) {
   key.hwnd = GetDlgItem(other, IDOK);
   EXPECT_FALSE(Dialog::TakeMessage(key));
   DestroyWindow(other);
+}
+
+constexpr int kRefresh = 40900;
+
+class WithKeys : public Dialog {
+ public:
+  WithKeys() : Dialog(DIALOG_TIMEOUT) {}
+  std::vector<int> commands;
+  void PressF5() const { PostMessageW(Control(IDOK), WM_KEYDOWN, VK_F5, 0); }
+
+ private:
+  std::span<const ACCEL> Accelerators() const override {
+    static constexpr ACCEL kKeys[] = {{FVIRTKEY, VK_F5, kRefresh}};
+    return kKeys;
+  }
+  bool OnCommand(int id, int) override {
+    commands.push_back(id);
+    return true;
+  }
+};
+
+void HandleMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (!Dialog::TakeMessage(message)) DispatchMessageW(&message);
+  }
+}
+
+// Shows a message box owned by that window and closes it after a moment, in which its loop takes messages.
+void ShowBoxForAMoment(HWND owner) {
+  static HWND owner_of_box;
+  owner_of_box = owner;
+  const UINT_PTR timer = SetTimer(nullptr, 0, 200, [](HWND, UINT, UINT_PTR, DWORD) {
+    PostMessageW(GetLastActivePopup(owner_of_box), WM_COMMAND, IDOK, 0);
+  });
+  MessageBoxW(owner, L"in between", L"A box", MB_OK);
+  KillTimer(nullptr, timer);
+}
+
+TEST(Dialog, AKeyOfTheWindowIsACommand) {
+  WithKeys one;
+  WithKeys other;
+  ASSERT_TRUE(one.CreateModeless(nullptr));
+  ASSERT_TRUE(other.CreateModeless(nullptr));
+  one.PressF5();
+  HandleMessages();
+  EXPECT_EQ(one.commands, std::vector<int>{kRefresh});
+  EXPECT_TRUE(other.commands.empty());
+}
+
+TEST(Dialog, AKeyIsACommandWhileABoxOfAnotherWindowStands) {
+  WithKeys one;
+  WithKeys other;
+  ASSERT_TRUE(one.CreateModeless(nullptr));
+  ASSERT_TRUE(other.CreateModeless(nullptr));
+  ShowWindow(other.window(), SW_SHOW);
+  one.PressF5();
+  other.PressF5();
+  ShowBoxForAMoment(other.window());
+  EXPECT_EQ(one.commands, std::vector<int>{kRefresh});
+  EXPECT_TRUE(other.commands.empty());  // its own box disables it
+  other.PressF5();
+  HandleMessages();
+  EXPECT_EQ(other.commands, std::vector<int>{kRefresh});
 }
 
 TEST(Dialog, ToldOfHelpAndSize) {
