@@ -66,8 +66,10 @@ endforeach()
 
 # In the order of the toolbars' buttons.
 set(mask_colour fc02fc)
-_strip(recycle_toolbar 32 ${mask_colour} tool_empty tool_view tool_delete tool_restore tool_help)
-_strip(training_toolbar 32 ${mask_colour} tool_view tool_delete tool_good tool_spam tool_learn tool_help)
+set(recycle_drawings tool_empty tool_view tool_delete tool_restore tool_help)
+set(training_drawings tool_view tool_delete tool_good tool_spam tool_learn tool_help)
+_strip(recycle_toolbar 32 ${mask_colour} ${recycle_drawings})
+_strip(training_toolbar 32 ${mask_colour} ${training_drawings})
 # From "very low" to "very high".
 set(level_drawings level_1 level_2 level_3 level_4 level_5)
 # In the order of the settings pages.
@@ -76,6 +78,12 @@ set(tree_drawings tree_general tree_tray tree_connection tree_filter tree_traini
 _strip(levels 32 "" ${level_drawings})
 _strip(settings_tree 16 "" ${tree_drawings})
 # For screens of 150, 200 and 300 percent.
+_strip(recycle_toolbar_150 48 "" ${recycle_drawings})
+_strip(recycle_toolbar_200 64 "" ${recycle_drawings})
+_strip(recycle_toolbar_300 96 "" ${recycle_drawings})
+_strip(training_toolbar_150 48 "" ${training_drawings})
+_strip(training_toolbar_200 64 "" ${training_drawings})
+_strip(training_toolbar_300 96 "" ${training_drawings})
 _strip(levels_150 48 "" ${level_drawings})
 _strip(levels_200 64 "" ${level_drawings})
 _strip(levels_300 96 "" ${level_drawings})

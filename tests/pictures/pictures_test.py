@@ -25,7 +25,9 @@ MASK = (0xFC, 0x02, 0xFC)
 BITMAPS = {"recycle_toolbar": (5, 32, 24), "training_toolbar": (6, 32, 24), "levels": (5, 32, 32),
            "settings_tree": (10, 16, 32), "restored": (1, 16, 32), "levels_150": (5, 48, 32), "levels_200": (5, 64, 32),
            "levels_300": (5, 96, 32), "settings_tree_150": (10, 24, 32), "settings_tree_200": (10, 32, 32),
-           "settings_tree_300": (10, 48, 32)}
+           "settings_tree_300": (10, 48, 32),
+           **{f"{name}_toolbar_{percent}": (count, 32 * percent // 100, 32)
+              for name, count in (("recycle", 5), ("training", 6)) for percent in (150, 200, 300)}}
 MASKED = ["recycle_toolbar", "training_toolbar"]
 TASKBARS = {"dark": (0x20, 0x20, 0x20), "light": (0xF3, 0xF3, 0xF3), "blue": (0x00, 0x78, 0xD7)}
 
