@@ -198,7 +198,10 @@ void App::OnCommand(int command) {
     early_commands_.push_back(command);
     return;
   }
-  commands_.Run(command);
+  if (commands_.Run(command) == CommandTable::Result::kUnderWay) {
+    // The box that it shows is what a person has to answer.
+    SetForegroundWindow(GetLastActivePopup(main_window_));
+  }
   TrimWorkingSet();
 }
 
@@ -308,31 +311,19 @@ void App::ShowTrouble(const MailTrouble& trouble) {
 }
 
 void App::AskToQuit() {
-  if (asking_to_quit_) {
-    SetForegroundWindow(GetLastActivePopup(main_window_));
-    return;
-  }
-  asking_to_quit_ = true;
   const int answer =
       ShowMessageBox(main_window_, Text::kQuitQuestion, MB_YESNO | MB_ICONQUESTION | MB_SETFOREGROUND);
-  asking_to_quit_ = false;
   if (answer == IDYES) {
     DestroyWindow(main_window_);
   }
 }
 
 void App::SwitchFilter() {
-  if (switching_filter_) {
-    SetForegroundWindow(GetLastActivePopup(main_window_));
-    return;
-  }
-  switching_filter_ = true;
   if (program_.Read(keys::kEnable) != 0) {
     AskToDisableFilter();
   } else {
     EnableFilter();
   }
-  switching_filter_ = false;
   tray_icon_.SetDeletedCount(0);
 }
 

@@ -95,8 +95,6 @@ class App : private MailCheckView {
   UINT taskbar_created_ = 0;
   int served_port_ = 0;
   bool is_serving_ = false;
-  bool asking_to_quit_ = false;
-  bool switching_filter_ = false;
   bool initialised_ = false;
   std::atomic<bool> crashed_ = false;  // nothing acts any more, the crash question aside
 };

@@ -13,13 +13,13 @@ bool CommandTable::Has(int command) const {
   return actions_.contains(command);
 }
 
-bool CommandTable::Run(int command) const {
+CommandTable::Result CommandTable::Run(int command) {
   const auto found = actions_.find(command);
-  if (found == actions_.end()) {
-    return false;
-  }
+  if (found == actions_.end()) return Result::kUnknown;
+  if (!under_way_.insert(command).second) return Result::kUnderWay;
   found->second();
-  return true;
+  under_way_.erase(command);
+  return Result::kDone;
 }
 
 }  // namespace quillbeaker

@@ -25,17 +25,5 @@ TEST(TrainingAreaIsInUse, FollowsFilterLearningAndLevel) {
   EXPECT_TRUE(InUse("Aggressiveness=99"));
 }
 
-TEST(CommandTable, RunsWhatItHas) {
-  CommandTable commands;
-  int runs = 0;
-  EXPECT_FALSE(commands.Run(40002));
-  commands.Set(40002, [&runs] { ++runs; });
-  EXPECT_TRUE(commands.Has(40002));
-  EXPECT_FALSE(commands.Has(40003));
-  EXPECT_TRUE(commands.Run(40002));
-  EXPECT_FALSE(commands.Run(0));
-  EXPECT_EQ(runs, 1);
-}
-
 }  // namespace
 }  // namespace quillbeaker
