@@ -39,6 +39,7 @@ App::App()
           .open_help =
               [this](std::string_view page) { OpenHelp(program_.environment.program_directory, page); },
           .rearm_update_check = {},  // there is none yet
+          .post = [this](std::function<void()> task) { queue_.Post(std::move(task)); },
           .window_closed = TrimWorkingSet},
       windows_(window_surroundings_) {
   the_app = this;

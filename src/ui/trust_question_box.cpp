@@ -11,19 +11,21 @@
 
 namespace quillbeaker {
 
+bool AskToTrust(HWND owner, const LoginProblem& problem) {
+  return ShowMessageBox(owner, Wide(TrustQuestion(problem)),
+                        MB_YESNO | MB_ICONEXCLAMATION | MB_DEFBUTTON2 | MB_SETFOREGROUND) == IDYES;
+}
+
 void TrustQuestionBox::AskOnce(Program& program, const LoginProblem& problem) {
   if (!problem.certificate || !questions_->Begin(problem.server)) {
     return;
   }
-  const auto ask = [&program, questions = questions_, text = Wide(TrustQuestion(problem)),
-                    server = problem.server, fingerprint = problem.certificate->fingerprint] {
-    const int answer =
-        ShowMessageBox(nullptr, text, MB_YESNO | MB_ICONEXCLAMATION | MB_DEFBUTTON2 | MB_SETFOREGROUND);
-    if (answer != IDYES) {
+  const auto ask = [&program, questions = questions_, problem] {
+    if (!AskToTrust(nullptr, problem)) {
       return;
     }
-    if (TrustCertificate(program, server, fingerprint)) {
-      questions->Forget(server);
+    if (TrustCertificate(program, problem.server, problem.certificate->fingerprint)) {
+      questions->Forget(problem.server);
     } else {
       ShowNotSaved(nullptr, program);
     }

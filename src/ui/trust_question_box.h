@@ -4,6 +4,8 @@
 // Whether a certificate that does not check out shall be trusted: a message box on a thread of its own, so
 // that mail goes on meanwhile.
 
+#include <windows.h>
+
 #include <memory>
 
 #include "config/program.h"
@@ -11,6 +13,9 @@
 #include "pop3/login_problem.h"
 
 namespace quillbeaker {
+
+// Asks whether to trust that problem's certificate, and waits for the answer.
+bool AskToTrust(HWND owner, const LoginProblem& problem);
 
 class TrustQuestionBox {
  public:

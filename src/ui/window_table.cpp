@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/account_window.h"
 #include "ui/fade_in.h"
 #include "ui/resource.h"
 #include "ui/settings_window.h"
@@ -21,6 +22,11 @@ constexpr WindowRow kWindows[] = {
      .template_id = DIALOG_SETTINGS,
      .make = Make<SettingsWindow>,
      .place = "Settings"},
+    {.command = COMMAND_ACCOUNT,
+     .template_id = DIALOG_ACCOUNT,
+     .make = Make<AccountWindow>,
+     .help_page = "account.htm",
+     .place = "Account"},
 };
 
 void BringToFront(HWND window) {

@@ -27,6 +27,8 @@ struct WindowSurroundings {
   SettingsSurroundings settings;
   std::function<void(std::string_view page)> open_help;
   std::function<void()> rearm_update_check;
+  // Any thread: the task runs on the thread of the windows.
+  std::function<void(std::function<void()> task)> post = {};
   // Once a window is gone: memory that is not needed now can be given back.
   std::function<void()> window_closed;
   int last_settings_page = 0;  // 0: none yet

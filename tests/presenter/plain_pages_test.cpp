@@ -192,6 +192,16 @@ TEST_F(ConnectionPageTest, WritesItsKeysButNotThoseOnlyWrittenWhenChanged) {
   EXPECT_FALSE(applied.restart_needed);
 }
 
+TEST_F(ConnectionPageTest, LeadsToTheWindowOfTheAccount) {
+  Open<ConnectionPage>();
+  EXPECT_FALSE(view.IsEnabled(CONNECTION_ACCOUNT)) << "while nobody can open it";
+  runnable = {COMMAND_ACCOUNT};
+  Open<ConnectionPage>();
+  EXPECT_TRUE(view.IsEnabled(CONNECTION_ACCOUNT));
+  view.page->Pressed(CONNECTION_ACCOUNT);
+  EXPECT_EQ(run, std::vector<int>{COMMAND_ACCOUNT});
+}
+
 TEST_F(ConnectionPageTest, OnlyAnotherPortAsksForARestart) {
   Open<ConnectionPage>();
   view.Type(CONNECTION_CLIENT_LOG_SIZE, "200");

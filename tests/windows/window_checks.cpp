@@ -127,6 +127,13 @@ bool TextFits(HWND control) {
   return true;
 }
 
+// Windows takes the name of a drop-down list from the text before it. Wine's oleacc only knows what is chosen
+// in it.
+bool HasLabel(HWND list) {
+  const HWND before = GetWindow(list, GW_HWNDPREV);
+  return before != nullptr && Is(before, WC_STATICW) && !TextOf(before).empty();
+}
+
 bool IsInside(const RECT& place, const RECT& outer) {
   return outer.left <= place.left && place.right <= outer.right && outer.top <= place.top &&
          place.bottom <= outer.bottom;
@@ -197,6 +204,10 @@ Faults FaultsOfNames(HWND window) {
   Faults faults;
   for (const HWND control : ControlsOf(window)) {
     if ((StyleOf(control) & WS_TABSTOP) == 0) continue;
+    if (Is(control, WC_COMBOBOXW)) {
+      if (!HasLabel(control)) faults.push_back("without a name: " + Describe(control));
+      continue;
+    }
     IAccessible* accessible = nullptr;
     BSTR name = nullptr;
     if (SUCCEEDED(AccessibleObjectFromWindow(control, static_cast<DWORD>(OBJID_CLIENT), kAccessible,

@@ -590,6 +590,20 @@ json Choices(const json& request) {
   return {{"texts", texts}, {"chosen", Send(box, CB_GETCURSEL, 0, 0)}};
 }
 
+// The text in the clipboard; null when there is none.
+json Clipboard(const json&) {
+  if (!OpenClipboard(nullptr)) return nullptr;
+  json text = nullptr;
+  if (const HANDLE data = GetClipboardData(CF_UNICODETEXT)) {
+    if (const void* const bytes = GlobalLock(data)) {
+      text = Utf8(static_cast<const wchar_t*>(bytes));
+      GlobalUnlock(data);
+    }
+  }
+  CloseClipboard();
+  return text;
+}
+
 json SetText(const json& request) {
   return Send(WindowOf(request), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(Wide(request.at("text")).c_str())) !=
          0;
@@ -622,6 +636,7 @@ const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
     {"row_place", RowPlace},               // window, row
     {"choices", Choices},                  // window: a drop-down list
     {"set_text", SetText},                 // window, text
+    {"clipboard", Clipboard},              // the text in it
     {"menu", Menu},                        // window of an open menu
 };
 

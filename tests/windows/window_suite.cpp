@@ -178,6 +178,7 @@ class EveryWindow : public testing::Test {
                                                .import_senders = [](std::int32_t) {}},
                                   .open_help = [this](std::string_view page) { helped.emplace_back(page); },
                                   .rearm_update_check = {},
+                                  .post = [](const std::function<void()>&) {},
                                   .window_closed = {}};
   OpenWindows windows{surroundings};
   const DialogFont font = SystemDialogFont();

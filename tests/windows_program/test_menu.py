@@ -19,10 +19,11 @@ RE_ENABLED = "The spam filter has been re-enabled."
 
 MENU = [(40005, "&Recycle bin..."), (40014, "&Training Area..."), (40007, "Show spam statistic..."), (0, ""),
         (40004, "&Settings"), (40018, "&Disable spam filter"), (0, ""), (40006, "Check for &updates..."),
-        (3, "&Help"), (40013, "Online &FAQ..."), (40003, "&About Quillbeaker..."), (0, ""), (40002, "E&xit")]
+        (3, "&Help"), (40013, "Online &FAQ..."), (40003, "&About Quillbeaker..."),
+        (40020, "Set up a &mail account..."), (0, ""), (40002, "E&xit")]
 # What opens when a command is chosen. A command that comes alive must get its line here, or among the windows.
 OPENS = {COMMAND_EXIT: QUIT_QUESTION, COMMAND_SWITCH_FILTER: DISABLE_QUESTION}
-WINDOWS = {40004: "Settings"}
+WINDOWS = {40004: "Settings", 40020: "Set up a mail account"}
 
 
 def open_menu(one):

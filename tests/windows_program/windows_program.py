@@ -30,6 +30,7 @@ class WindowsProgram(Quillbeaker):
         self.desktop = desktop
         self.driver = driver
         self.exe = shutil.copy(built_program(), self.path("Quillbeaker.exe"))
+        self.arguments = []
         self.main = None
 
     def configure(self, settings=None, server=None, senders=None, **sections):
@@ -39,7 +40,7 @@ class WindowsProgram(Quillbeaker):
                           **sections)
 
     def spawn(self, **environment):
-        return subprocess.Popen(["wine", self.exe], env={**self.desktop.environment, **environment},
+        return subprocess.Popen(["wine", self.exe, *self.arguments], env={**self.desktop.environment, **environment},
                                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                 preexec_fn=end_with_the_tests, cwd="/")
 

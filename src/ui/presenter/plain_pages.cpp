@@ -140,6 +140,15 @@ void ConnectionPage::Load() {
   BindingsPage::Load();
   ShowWarning();
   ShowPortNote();
+  view().Enable(CONNECTION_ACCOUNT, surroundings().can_run(COMMAND_ACCOUNT));
+}
+
+void ConnectionPage::Pressed(int control) {
+  if (control == CONNECTION_ACCOUNT) {
+    surroundings().run(COMMAND_ACCOUNT);
+    return;
+  }
+  BindingsPage::Pressed(control);
 }
 
 void ConnectionPage::Edited(int control) {

@@ -42,6 +42,7 @@ class ConnectionPage : public BindingsPage {
  public:
   ConnectionPage(const SettingsSurroundings& surroundings, PageView& view);
   void Load() override;
+  void Pressed(int control) override;
   void Edited(int control) override;
   void Chosen(int control) override;
 
