@@ -6,6 +6,7 @@
 
 #include "app/tray_menu.h"
 #include "config/writable_directories.h"
+#include "extras/first_start.h"
 #include "extras/store_preparation.h"
 #include "platform/environment.h"
 #include "ui/dialog.h"
@@ -47,10 +48,11 @@ App::App()
 
 App::~App() = default;
 
-bool App::Init(HINSTANCE instance) {
+bool App::Init(HINSTANCE instance, bool sets_up_account) {
   if (initialised_) {
     return false;
   }
+  const bool is_first_start = IsFirstStart(program_);  // asked before the choice of the language is written
   InitChosenLanguage(program_);
   tray_icon_.PrepareImage();
   taskbar_created_ = RegisterWindowMessageW(L"TaskbarCreated");
@@ -64,6 +66,11 @@ bool App::Init(HINSTANCE instance) {
   PrepareStores();
   TrimWorkingSet();
   initialised_ = true;
+  if (sets_up_account) {
+    early_commands_.push_back(COMMAND_ACCOUNT);
+  } else if (is_first_start) {
+    OfferAccountSetup();
+  }
   for (const int command : early_commands_) {
     PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0);
   }
@@ -225,6 +232,9 @@ void App::OnTrayCallback(UINT mouse_message) {
       quillbeaker::ShowTrayMenu(main_window_, program_, commands_);
       TrimWorkingSet();
       break;
+    case NIN_BALLOONUSERCLICK:
+      OnNotificationClicked();
+      break;
     default:
       break;
   }
@@ -244,6 +254,7 @@ void App::OnTimer(UINT_PTR timer) {
       break;
     case TIMER_ADD_ICON:
       tray_icon_.AddOrTryLater();
+      if (account_setup_waits_) OfferAccountSetup();
       break;
     default:
       break;
@@ -297,7 +308,7 @@ void App::ShowLoginResult(const LoginProblem& problem) {
     return;
   }
   if (program_.Read(keys::kShowErrors) != 0 && login_problems_.IsNew(problem)) {
-    tray_icon_.Notify(Wide(DescribeProblem(problem)));
+    Notify(DescribeProblem(problem));
   }
   trust_question_.AskOnce(program_, problem);
 }
@@ -307,8 +318,28 @@ void App::ShowTrouble(const MailTrouble& trouble) {
     return;
   }
   if (const auto text = trouble_notices_.Tell(trouble)) {
-    tray_icon_.Notify(Wide(*text));
+    Notify(*text);
   }
+}
+
+void App::Notify(const std::string& text) {
+  account_setup_is_offered_ = false;  // a click is about the last one
+  tray_icon_.Notify(Wide(text));
+}
+
+void App::OfferAccountSetup() {
+  // A shell that is not there yet, as when the user logs on, takes it together with the icon.
+  account_setup_waits_ = !tray_icon_.Notify(WideText(Text::kSetupNotice), NIIF_INFO);
+  account_setup_is_offered_ = !account_setup_waits_;
+}
+
+void App::OnNotificationClicked() {
+  if (!account_setup_is_offered_) {
+    return;
+  }
+  account_setup_is_offered_ = false;
+  SetForegroundWindow(main_window_);
+  PostMessageW(main_window_, WM_COMMAND, COMMAND_ACCOUNT, 0);
 }
 
 void App::AskToQuit() {

@@ -34,9 +34,9 @@ class App : private MailCheckView {
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
-  // Everything up to the tray icon and the stores, in its fixed order. False when it was done already or the
-  // main window could not be made.
-  bool Init(HINSTANCE instance);
+  // Everything up to the tray icon and the stores, in its fixed order; with `sets_up_account` that window
+  // opens at the end. False when it was done already or the main window could not be made.
+  bool Init(HINSTANCE instance, bool sets_up_account);
   // The port is opened, mail clients are served.
   void StartListener();
   // Tells, once, when mail could not be kept because a directory is read-only. Messages are handled
@@ -74,6 +74,9 @@ class App : private MailCheckView {
 
   SettingsSurroundings PagesNeed();
   void AskToQuit();
+  void OfferAccountSetup();
+  void OnNotificationClicked();
+  void Notify(const std::string& text);
   void SwitchFilter();
   void AskToDisableFilter();
   void EnableFilter();
@@ -95,6 +98,9 @@ class App : private MailCheckView {
   UINT taskbar_created_ = 0;
   int served_port_ = 0;
   bool is_serving_ = false;
+  // Offered by a notification: one that the shell has not shown yet, and the last one that it has shown.
+  bool account_setup_waits_ = false;
+  bool account_setup_is_offered_ = false;
   bool initialised_ = false;
   std::atomic<bool> crashed_ = false;  // nothing acts any more, the crash question aside
 };

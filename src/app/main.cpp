@@ -5,6 +5,7 @@
 #include <commctrl.h>
 #include <ole2.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "app/app.h"
@@ -15,12 +16,14 @@
 #include "extras/crash_report.h"
 #include "platform/connection.h"
 #include "platform/environment.h"
+#include "ui/resource.h"
 #include "ui/wide_text.h"
 
 namespace quillbeaker {
 namespace {
 
 constexpr int kExitOtherInstance = 1;
+constexpr wchar_t kSetUpAccount[] = L"/setup";  // for an installer
 
 void PrepareSystemLibraries() {
   const INITCOMMONCONTROLSEX controls{sizeof controls, 0xFF};
@@ -28,16 +31,29 @@ void PrepareSystemLibraries() {
   OleInitialize(nullptr);
 }
 
-int Main(HINSTANCE instance) {
+// The one that runs opens the window. False when there is none to be found.
+bool HandOverSetup() {
+  const std::wstring title = WideText(Text::kTitle);
+  const HWND other = FindWindowW(title.c_str(), title.c_str());
+  if (other == nullptr) {
+    return false;
+  }
+  DWORD process = 0;
+  GetWindowThreadProcessId(other, &process);
+  AllowSetForegroundWindow(process);  // this one was started by the person just now
+  return PostMessageW(other, WM_COMMAND, COMMAND_ACCOUNT, 0) != FALSE;
+}
+
+int Main(HINSTANCE instance, bool sets_up_account) {
   PrepareSystemLibraries();
   SingleInstance single_instance;
   if (!single_instance.is_first()) {
-    return kExitOtherInstance;
+    return sets_up_account && HandOverSetup() ? 0 : kExitOtherInstance;
   }
   StartNetworking();
   // Never destroyed: a question on a thread of its own may still stand when the process ends.
   App* const app = new App;
-  app->Init(instance);
+  app->Init(instance, sets_up_account);
   NameThisThread("windows");
   // Never destroyed: a fault may come at any time.
   auto* const recorder =
@@ -63,5 +79,6 @@ int Main(HINSTANCE instance) {
 }  // namespace quillbeaker
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
-  return quillbeaker::Main(instance);
+  const bool sets_up_account = __argc > 1 && lstrcmpiW(__wargv[1], quillbeaker::kSetUpAccount) == 0;
+  return quillbeaker::Main(instance, sets_up_account);
 }

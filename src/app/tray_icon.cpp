@@ -93,17 +93,17 @@ void TrayIcon::SetTooltip(std::wstring_view text) {
   Update();
 }
 
-void TrayIcon::Notify(const std::wstring& text) {
+bool TrayIcon::Notify(const std::wstring& text, DWORD icon) {
   if (!wanted_) {
-    return;
+    return false;
   }
   NOTIFYICONDATAW notification = data_;
   notification.uFlags = NIF_INFO;
-  notification.dwInfoFlags = NIIF_WARNING;
+  notification.dwInfoFlags = icon;
   lstrcpynW(notification.szInfoTitle, WideText(Text::kTitle).c_str(), ARRAYSIZE(notification.szInfoTitle));
   const std::wstring fitting = FitNotice(Unbroken(text), ARRAYSIZE(notification.szInfo) - 1);
   lstrcpynW(notification.szInfo, fitting.c_str(), ARRAYSIZE(notification.szInfo));
-  shell_(NIM_MODIFY, notification);
+  return shell_(NIM_MODIFY, notification);
 }
 
 void TrayIcon::ShowIdleTooltip() {

@@ -42,8 +42,9 @@ class TrayIcon {
 
   // Cut at 63 characters, which is what every shell takes.
   void SetTooltip(std::wstring_view text);
-  // A notification at the icon, shown by the shell for as long as it likes.
-  void Notify(const std::wstring& text);
+  // A notification at the icon, shown by the shell for as long as it likes. False when there is no shell to
+  // show it. `icon` is NIIF_WARNING or another of its kind.
+  bool Notify(const std::wstring& text, DWORD icon = NIIF_WARNING);
   // Title and version; with it that nothing is served, or the deleted count when there is one.
   void ShowIdleTooltip();
 

@@ -10,14 +10,13 @@
 namespace quillbeaker {
 namespace {
 
-constexpr std::string_view kFileName = "uniqueid.xml";
 constexpr const char* kRoot = "uniqueid";
 constexpr const char* kMail = "mail";
 constexpr const char* kUid = "uid";
 constexpr const char* kDate = "date";
 
 std::string PathOfStore(const Program& program) {
-  return program.PathOf(kFileName);
+  return program.PathOf(kUniqueIdFile);
 }
 
 }  // namespace

@@ -18,6 +18,8 @@
 
 namespace quillbeaker {
 
+inline constexpr std::string_view kUniqueIdFile = "uniqueid.xml";
+
 class UniqueIdStore {
  public:
   // Nothing when the file has another root, or is there and cannot be read: the store is then not used and
