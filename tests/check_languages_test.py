@@ -100,7 +100,8 @@ class CheckLanguages(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         for name, text in {"src/config/text_rows.inc": ROWS, "src/ui/resource.h": IDS,
-                           "src/extras/language_file.cpp": FORMATS, "src/ui/a/window.cpp": WINDOW, "resources/Program.rc": SCRIPT}.items():
+                           "src/extras/language_file.cpp": FORMATS, "src/ui/a/window.cpp": WINDOW,
+                           "src/console/command.cpp": "Text::kListening", "resources/Program.rc": SCRIPT}.items():
             (Path(folder.name) / name).parent.mkdir(parents=True, exist_ok=True)
             (Path(folder.name) / name).write_text(text)
         self.originals = check_languages.Originals(Path(folder.name))

@@ -6,7 +6,7 @@ Without FILE all of resources/languages/. Prints one line per fault and exits wi
 missing is a fault in the files of that folder, which the program comes with; of others it is counted, and --missing
 lists it. A file of that folder also has what any other one there has: so dialogs and menus that have no template yet
 are complete in all of them or in none. The console's own texts (300 to 399, 700 to 799) may be missing everywhere,
-but for those that src/ui or src/app shows as well.
+but for those that sources outside src/console name: the Windows program shows these as well.
 check_languages.py --template prints an empty file with every original, for a new language.
 docs/TRANSLATING.md describes the format and what is checked.
 """
@@ -75,7 +75,7 @@ class Originals:
         self.ids, self.dialog_ids = dict(SYSTEM_IDS), {}
         self.menu_ids = {}
         self._read_rows(top / "src/config/text_rows.inc")
-        self.console = CONSOLE - self._shown_in_windows(top)
+        self.console = CONSOLE - self._named_outside_the_console(top)
         self._read_ids(top / "src/ui/resource.h")
         self.control_formats = {
             (int(dialog), int(control)): formats.split()
@@ -91,9 +91,8 @@ class Originals:
             self.texts[int(number)] = unescape_c(english)
             self.kinds[int(number)] = kind
 
-    def _shown_in_windows(self, top):
-        """Numbers of the texts that the sources of the windows name."""
-        sources = [path for folder in ("src/ui", "src/app") for path in sorted((top / folder).rglob("*.cpp"))]
+    def _named_outside_the_console(self, top):
+        sources = [path for path in (top / "src").rglob("*.cpp") if path.relative_to(top).parts[1] != "console"]
         named = {name for path in sources for name in re.findall(r"\bText::(k\w+)", path.read_text("utf-8"))}
         return {number for name, number in self.names.items() if name in named}
 

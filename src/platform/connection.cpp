@@ -270,7 +270,7 @@ std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog) {
 ConnectResult ConnectTo(const std::string& host, int port, milliseconds period,
                         const std::function<bool()>& on_wait, int own_port) {
   if (host.empty() || host.find('\0') != std::string::npos) return {ConnectStatus::kHostNotFound, nullptr};
-  if (port < 1 || port > 65535) return {ConnectStatus::kRefused, nullptr};
+  if (port < 1 || port > 65535) return {ConnectStatus::kNoSuchPort, nullptr};
   period = std::clamp(period, milliseconds(1), kLongestWait);
 
   auto addresses = Resolve(host, static_cast<std::uint16_t>(port), period, on_wait);

@@ -61,7 +61,15 @@ class Listener {
 // Binds 127.0.0.1:`port` so that no other program can share it; 0 is any port that is free. Null on failure.
 std::unique_ptr<Listener> ListenOnLoopback(int port, int backlog);
 
-enum class ConnectStatus { kConnected, kHostNotFound, kRefused, kTimedOut, kAborted, kOwnAddress };
+enum class ConnectStatus {
+  kConnected,
+  kHostNotFound,
+  kNoSuchPort,  // it is not from 1 to 65535
+  kRefused,
+  kTimedOut,
+  kAborted,
+  kOwnAddress
+};
 struct ConnectResult {
   ConnectStatus status = ConnectStatus::kRefused;
   std::shared_ptr<Connection> connection;  // set only when connected

@@ -20,6 +20,7 @@ constexpr Description kDescriptions[] = {
     {LoginFailure::kSecurityUnclear, Text::kLoginSecurityUnclear, "unclear setting"},
     {LoginFailure::kOwnAddress, Text::kLoginOwnAddress, "the server is this program itself"},
     {LoginFailure::kNameNotFound, Text::kLoginNameNotFound, "no server of that name"},
+    {LoginFailure::kNoSuchPort, Text::kLoginNoSuchPort, "no such port"},
     {LoginFailure::kNotReached, Text::kLoginNotReached, "not reached"},
     {LoginFailure::kTimedOut, Text::kLoginTimedOut, "no answer"},
     {LoginFailure::kTls, Text::kLoginTls, "no TLS"},

@@ -16,6 +16,7 @@ enum class LoginFailure {
   kSecurityUnclear,  // the configuration does not say how to connect
   kOwnAddress,       // the server is this very program
   kNameNotFound,
+  kNoSuchPort,   // the mail client's user name ends in a number that is none
   kNotReached,   // refused, unreachable
   kTimedOut,     // no answer, and nobody wanted to wait
   kTls,          // no TLS with this server

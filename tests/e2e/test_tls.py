@@ -451,6 +451,14 @@ def test_no_server_is_a_reason(proxy, client):
     assert re.search(r"failed: (no server of that name|no answer)\)$", failure(one))
 
 
+@pytest.mark.parametrize("port, number", [("99999", 99999), ("0", 0), ("-1", -1), ("pop3", 0)])
+def test_a_port_that_is_none_is_a_reason(proxy, client, port, number):
+    one = proxy()
+    login_fails(client, one, port)
+    assert failure(one) == f"(login to localhost:{number} failed: no such port)"
+    one.wait_for_output(rf"The login to localhost:{number} failed: a port is a number from 1 to 65535\. .*&\[port\]")
+
+
 # -- trust ---------------------------------------------------------------------------------------
 def in_pairs(certificate):
     """The fingerprint as the question shows it."""

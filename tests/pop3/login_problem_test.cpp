@@ -12,7 +12,8 @@ constexpr LoginFailure kAll[] = {
     LoginFailure::kSecurityUnclear, LoginFailure::kOwnAddress,      LoginFailure::kNameNotFound,
     LoginFailure::kNotReached,      LoginFailure::kTimedOut,        LoginFailure::kTls,
     LoginFailure::kCertificate,     LoginFailure::kGreeting,        LoginFailure::kStartTlsRefused,
-    LoginFailure::kUserRefused,     LoginFailure::kPasswordRefused, LoginFailure::kConnectionLost};
+    LoginFailure::kUserRefused,     LoginFailure::kPasswordRefused, LoginFailure::kConnectionLost,
+    LoginFailure::kNoSuchPort};
 
 LoginProblem Problem(LoginFailure failure, std::string detail = {}) {
   LoginProblem problem;

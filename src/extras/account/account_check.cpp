@@ -31,6 +31,7 @@ constexpr Advice kAdvice[] = {
     {LoginFailure::kSecurityUnclear, Text::kAdviceSecurityUnclear},
     {LoginFailure::kOwnAddress, Text::kAdviceOwnAddress},
     {LoginFailure::kNameNotFound, Text::kAdviceNameNotFound},
+    {LoginFailure::kNoSuchPort, Text::kAdviceTls},
     {LoginFailure::kNotReached, Text::kAdviceNotReached},
     {LoginFailure::kTimedOut, Text::kAdviceTimedOut},
     {LoginFailure::kTls, Text::kAdviceTls},

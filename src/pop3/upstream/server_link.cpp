@@ -22,6 +22,8 @@ LoginFailure FailureOf(ConnectStatus status) {
   switch (status) {
     case ConnectStatus::kHostNotFound:
       return LoginFailure::kNameNotFound;
+    case ConnectStatus::kNoSuchPort:
+      return LoginFailure::kNoSuchPort;
     case ConnectStatus::kOwnAddress:
       return LoginFailure::kOwnAddress;
     case ConnectStatus::kTimedOut:
