@@ -10,18 +10,19 @@ namespace quillbeaker {
 
 IniFile::IniFile(std::string path) : path_(std::move(path)), lock_(path_ + ".lock") {}
 
-std::shared_ptr<const IniDocument> IniFile::Load(bool& readable) const {
+std::shared_ptr<const IniDocument> IniFile::Load(FileResult& readable) const {
   const std::lock_guard guard(cache_mutex_);
-  readable = true;
+  readable = {};
   const FileState state = StateOfFile(path_);
   if (cached_ && state == cached_state_) return cached_;
   cached_.reset();
 
   // Asked before the bytes are read: a change that comes after them then has a later time stamp than `state`.
   const bool may_change_unseen = state.exists && ChangedJustNow(state);
-  const std::optional<std::string> bytes = ReadWholeFile(path_);
+  FileContents file = ReadContents(path_);
+  const std::optional<std::string> bytes = std::move(file.bytes);
   const FileState state_after = StateOfFile(path_);
-  readable = bytes.has_value() || !state_after.exists;
+  if (!bytes && state_after.exists) readable = std::move(file.result);
   auto document = std::make_shared<const IniDocument>(bytes ? std::string_view(*bytes) : std::string_view());
   if (readable && !may_change_unseen && state == state_after) {
     cached_ = document;
@@ -31,12 +32,12 @@ std::shared_ptr<const IniDocument> IniFile::Load(bool& readable) const {
 }
 
 std::shared_ptr<const IniDocument> IniFile::Read() const {
-  bool readable = false;
+  FileResult readable;
   return Load(readable);
 }
 
 std::shared_ptr<const IniDocument> IniFile::ReadOrNull() const {
-  bool readable = false;
+  FileResult readable;
   auto document = Load(readable);
   return readable ? document : nullptr;
 }
@@ -85,17 +86,35 @@ bool IniFile::Write(std::span<const IniChange> changes) {
   });
 }
 
+FileResult IniFile::WhyUnreadable() const {
+  FileResult readable;
+  Load(readable);
+  return readable;
+}
+
+FileResult IniFile::LastUpdate() const {
+  const std::lock_guard guard(cache_mutex_);
+  return last_update_;
+}
+
 bool IniFile::Update(const std::function<void(IniDocument&)>& change) {
+  FileResult saved = Save(change);
+  const std::lock_guard guard(cache_mutex_);
+  last_update_ = std::move(saved);
+  return static_cast<bool>(last_update_);
+}
+
+FileResult IniFile::Save(const std::function<void(IniDocument&)>& change) {
   const auto guard = lock_.Acquire();
-  bool readable = false;
+  FileResult readable;
   const auto before = Load(readable);
   // A file that is there and cannot be read is not replaced by what little is known of it.
-  if (!readable) return false;
+  if (!readable) return readable;
   IniDocument after = *before;
   change(after);
   const std::string bytes = after.Serialise();
-  if (bytes == before->Serialise()) return true;
-  return static_cast<bool>(ReplaceWholeFile(path_, bytes));
+  if (bytes == before->Serialise()) return {};
+  return ReplaceWholeFile(path_, bytes);
 }
 
 }  // namespace quillbeaker

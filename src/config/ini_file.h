@@ -61,16 +61,23 @@ class IniFile {
   [[nodiscard]] bool Write(std::span<const IniChange> changes);
   // Any number of changes in one load-change-save step. `change` must not call this object.
   bool Update(const std::function<void(IniDocument&)>& change);
+  // For telling a person: why this object's last Update, of any thread, did not save; true when it did. Of a
+  // key that no file can hold there is nothing to tell.
+  FileResult LastUpdate() const;
+  // Why ReadOrNull gives null.
+  FileResult WhyUnreadable() const;
 
  private:
   // The document and whether the file could be read; a missing file counts as read.
-  std::shared_ptr<const IniDocument> Load(bool& readable) const;
+  std::shared_ptr<const IniDocument> Load(FileResult& readable) const;
+  FileResult Save(const std::function<void(IniDocument&)>& change);
 
   std::string path_;
   StoreLock lock_;
   mutable std::mutex cache_mutex_;
   mutable FileState cached_state_;
   mutable std::shared_ptr<const IniDocument> cached_;
+  FileResult last_update_;  // under cache_mutex_
 };
 
 }  // namespace quillbeaker

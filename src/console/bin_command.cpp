@@ -9,12 +9,12 @@
 #include "config/texts.h"
 #include "console/commands.h"
 #include "console/entry_text.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "message/decoded_text.h"
 #include "message/mail_message.h"
 #include "message/mail_sender.h"
 #include "platform/console.h"
-#include "platform/files.h"
 #include "stores/recycle_bin.h"
 
 namespace quillbeaker {
@@ -62,19 +62,30 @@ std::string LineOf(const RecycleEntry& entry) {
   return text;
 }
 
+int Fail(Text text, const FileResult& why) {
+  return Fail(WithReason(text, why));
+}
+
 // What is in the bin; nothing when the index cannot be read. Before the first spam there is no index.
 std::optional<std::vector<RecycleEntry>> EntriesOf(const RecycleBin& bin) {
   auto entries = bin.List();
-  if (!entries && !FileExists(bin.index_path())) {
+  if (!entries && bin.TroubleWithIndex().is_missing) {
     entries.emplace();
   }
   return entries;
 }
 
+int FailUnreadable(const RecycleBin& bin) {
+  const IndexTrouble trouble = bin.TroubleWithIndex();
+  std::string text = WithReason(Text::kBinUnreadable, trouble.why);
+  if (trouble.is_damaged) text += "\n" + std::string(TextOf(Text::kBinRepairAdvice));
+  return Fail(text);
+}
+
 int List(const RecycleBin& bin, bool json) {
   const auto entries = EntriesOf(bin);
   if (!entries) {
-    return Fail(Text::kBinUnreadable);
+    return FailUnreadable(bin);
   }
   Json array = Json::array();
   std::string text;
@@ -126,10 +137,10 @@ int View(const RecycleBin& bin, const std::vector<std::string>& names) {
 
 // Every name must be in the index before anything is done to one of them.
 int WithEntries(RecycleBin& bin, const std::vector<std::string>& names,
-                bool (*act)(RecycleBin& bin, const std::vector<std::string>& names)) {
+                FileResult (*act)(RecycleBin& bin, const std::vector<std::string>& names)) {
   const auto entries = EntriesOf(bin);
   if (!entries) {
-    return Fail(Text::kBinUnreadable);
+    return FailUnreadable(bin);
   }
   for (const std::string& name : names) {
     if (std::none_of(entries->begin(), entries->end(),
@@ -137,15 +148,18 @@ int WithEntries(RecycleBin& bin, const std::vector<std::string>& names,
       return Fail(Format(Text::kNoSuchMessage, {DisplayLine(name)}));
     }
   }
-  return act(bin, names) ? kExitDone : Fail(Text::kNotSaved);
+  const FileResult done = act(bin, names);
+  return done ? kExitDone : Fail(Text::kNotSaved, done);
 }
 
 int Empty(RecycleBin& bin) {
   const auto entries = EntriesOf(bin);
   if (!entries) {
-    return Fail(Text::kBinUnreadable);
+    return FailUnreadable(bin);
   }
-  return entries->empty() || bin.Empty() ? kExitDone : Fail(Text::kNotSaved);
+  if (entries->empty()) return kExitDone;
+  const FileResult emptied = bin.Empty();
+  return emptied ? kExitDone : Fail(Text::kNotSaved, emptied);
 }
 
 int Repair(RecycleBin& bin) {

@@ -6,10 +6,12 @@
 
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "console/progress_line.h"
 #include "extras/senders/sender_import.h"
 #include "platform/console.h"
+#include "platform/files.h"
 
 namespace quillbeaker {
 namespace {
@@ -60,7 +62,7 @@ bool ImportOne(SenderImport& import, ConsoleImport& view, const std::string& pat
   view.columns_unknown = false;
   switch (import.ImportFile(path)) {
     case SenderFileKind::kUnreadable:
-      PrintError(Format(Text::kImportUnreadable, {DisplayLine(path)}));
+      PrintError(WithReason(Format(Text::kImportUnreadable, {DisplayLine(path)}), ReadContents(path).result));
       return false;
     case SenderFileKind::kNoText:
       PrintError(Format(Text::kImportNoText, {DisplayLine(path)}));
@@ -83,7 +85,8 @@ int ImportSenders(Program& program, const SendersOptions& options) {
     if (import.not_saved()) break;
   }
   if (import.not_saved()) {
-    PrintError(Format(Text::kImportNotSaved, {DisplayLine(program.configuration.path())}));
+    PrintError(WithReason(Format(Text::kImportNotSaved, {DisplayLine(program.configuration.path())}),
+                          program.configuration.LastUpdate()));
   }
   WriteStandardOutput(Format(Text::kAddressesImported, {std::to_string(import.count())}) + "\n");
   return whole && !import.not_saved() ? kExitDone : kExitFailed;

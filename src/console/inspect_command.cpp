@@ -11,6 +11,7 @@
 #include "config/day_number.h"
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "console/mail_files.h"
 #include "filter/tokeniser.h"
@@ -110,7 +111,7 @@ int Inspect(Program&, const InspectOptions& options) {
 int Serialise(Program&, const SerialiseOptions& options) {
   return ForEachMailFile(options.mail, [](const std::string& file, const MailMessage* message) {
     if (message == nullptr) {
-      WriteStandardError(DisplayLine(file) + ": " + std::string(TextOf(Text::kFileUnreadable)) + "\n");
+      WriteStandardError(UnreadableFile(file) + "\n");
       return;
     }
     WriteStandardOutput(message->Serialise().value_or(std::string()));

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "config/texts.h"
+#include "console/failure_text.h"
 
 namespace quillbeaker {
 namespace {
@@ -86,7 +87,7 @@ std::string LineOfJudgement(const std::string& file, const Judgement& judgement)
 
 std::string LineOfUnreadable(const std::string& file, bool json) {
   return json ? JsonLine({{"file", JsonFileName(file)}, {"error", EnglishText(Text::kFileUnreadable)}})
-              : DisplayLine(file) + ": " + std::string(TextOf(Text::kFileUnreadable)) + "\n";
+              : UnreadableFile(file) + "\n";
 }
 
 }  // namespace quillbeaker

@@ -7,6 +7,7 @@
 #include "config/program.h"
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/failure_text.h"
 #include "console/options.h"
 #include "extras/language_choice.h"
 #include "message/display_text.h"
@@ -57,8 +58,8 @@ int Main(const std::vector<std::string>& arguments) {
   // nothing were set. The settings themselves say it.
   if (!std::holds_alternative<SettingsOptions>(*line.command) &&
       program.configuration.ReadOrNull() == nullptr) {
-    WriteStandardError(DisplayLine(program.configuration.path()) + ": " +
-                       std::string(TextOf(Text::kConfigurationUnreadable)) + "\n");
+    WriteStandardError(WithReason(Text::kConfigurationUnreadable, program.configuration.WhyUnreadable()) +
+                       "\n");
   }
   const int exit_code = std::visit(Execute{program}, *line.command);
   // The proxy's own work is done whether or not anybody could read of it.

@@ -4,6 +4,7 @@
 
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "filter/sender_lists.h"
 #include "platform/console.h"
@@ -71,7 +72,12 @@ int LookUp(const SenderLists& lists, const std::string& address, bool json) {
   return kExitDone;
 }
 
-int Add(SenderLists& lists, const SendersOptions& options) {
+int FailNotSaved(const Program& program) {
+  WriteStandardError(WithReason(Text::kNotSaved, program.configuration.LastUpdate()) + "\n");
+  return kExitFailed;
+}
+
+int Add(const Program& program, SenderLists& lists, const SendersOptions& options) {
   SenderRecord record;
   record.name = Latin1FromTyped(options.name);
   record.address = Latin1FromTyped(options.address);
@@ -87,10 +93,10 @@ int Add(SenderLists& lists, const SendersOptions& options) {
     case SenderChange::kNotSaved:
       break;
   }
-  return Fail(Text::kNotSaved);
+  return FailNotSaved(program);
 }
 
-int Remove(SenderLists& lists, const std::string& address) {
+int Remove(const Program& program, SenderLists& lists, const std::string& address) {
   switch (lists.Remove(address)) {
     case SenderChange::kDone:
       return kExitDone;
@@ -99,7 +105,7 @@ int Remove(SenderLists& lists, const std::string& address) {
     case SenderChange::kNotSaved:
       break;
   }
-  return Fail(Text::kNotSaved);
+  return FailNotSaved(program);
 }
 
 }  // namespace
@@ -112,9 +118,9 @@ int ManageSenders(Program& program, const SendersOptions& options) {
     case SendersOptions::Action::kLookUp:
       return LookUp(lists, Latin1FromTyped(options.address), options.json);
     case SendersOptions::Action::kAdd:
-      return Add(lists, options);
+      return Add(program, lists, options);
     case SendersOptions::Action::kRemove:
-      return Remove(lists, Latin1FromTyped(options.address));
+      return Remove(program, lists, Latin1FromTyped(options.address));
     case SendersOptions::Action::kImport:
       return ImportSenders(program, options);
   }

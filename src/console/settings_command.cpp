@@ -11,6 +11,7 @@
 #include "config/settings.h"
 #include "config/texts.h"
 #include "console/commands.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "extras/setting_text.h"
 #include "platform/console.h"
@@ -153,7 +154,8 @@ int Set(Program& program, const Setting& setting, const std::string& typed) {
   SettingChanges changes;
   changes.Set(setting, stored.text);
   if (const std::string path = changes.Save(program); !path.empty()) {
-    return Fail(Format(Text::kSettingNotSaved, {DisplayLine(path)}));
+    return Fail(
+        WithReason(Format(Text::kSettingNotSaved, {DisplayLine(path)}), program.configuration.LastUpdate()));
   }
   if (ActsAtNextStart(setting)) WriteStandardOutput(std::string(TextOf(Text::kSettingNextStart)) + "\n");
   return kExitDone;
@@ -164,7 +166,9 @@ int Set(Program& program, const Setting& setting, const std::string& typed) {
 int ManageSettings(Program& program, const SettingsOptions& options) {
   const std::shared_ptr<const IniDocument> configuration = program.configuration.ReadOrNull();
   // Printing defaults for it would be a guess.
-  if (configuration == nullptr) return Fail(std::string(TextOf(Text::kConfigurationUnreadable)));
+  if (configuration == nullptr) {
+    return Fail(WithReason(Text::kConfigurationUnreadable, program.configuration.WhyUnreadable()));
+  }
   if (options.action == SettingsOptions::Action::kList) return List(*configuration, options.json);
   const Setting* setting = FindSetting(options.name);
   if (setting == nullptr) return Fail(Format(Text::kNoSuchSetting, {DisplayLine(options.name)}));

@@ -10,6 +10,7 @@
 #include "config/texts.h"
 #include "console/commands.h"
 #include "console/entry_text.h"
+#include "console/failure_text.h"
 #include "console/json_text.h"
 #include "console/progress_line.h"
 #include "platform/console.h"
@@ -30,6 +31,10 @@ int Fail(const std::string& text) {
 
 int Fail(Text text) {
   return Fail(std::string(TextOf(text)));
+}
+
+int Fail(Text text, const FileResult& why) {
+  return Fail(WithReason(text, why));
 }
 
 int FailNoSuchMessage(const std::string& name) {
@@ -86,7 +91,7 @@ std::string LineOf(const TrainingEntry& entry) {
 int List(TrainingArea& area, bool json) {
   const auto entries = area.List();
   if (!entries) {
-    return Fail(Text::kTrainingUnreadable);
+    return Fail(Text::kTrainingUnreadable, area.TroubleWithIndex());
   }
   Json array = Json::array();
   std::string text;
@@ -115,7 +120,7 @@ std::string HeadLine(Text what, const std::string& value) {
 int View(TrainingArea& area, const Names& names) {
   const auto entries = area.List();
   if (!entries) {
-    return Fail(Text::kTrainingUnreadable);
+    return Fail(Text::kTrainingUnreadable, area.TroubleWithIndex());
   }
   for (const std::string& name : names) {
     const TrainingEntry* entry = Find(*entries, name);
@@ -139,14 +144,14 @@ int View(TrainingArea& area, const Names& names) {
 // Every name must be in the index before anything is done to one of them; what stands there as it should is
 // no failure. `is_done` is asked with the entry, or none when there is none of the name.
 int Change(TrainingArea& area, const Names& names, const std::function<bool(const TrainingEntry*)>& is_done,
-           const std::function<bool()>& change) {
+           const std::function<FileResult()>& change) {
   const auto all_done = [&](const std::optional<Entries>& entries) {
     return entries && std::all_of(names.begin(), names.end(),
                                   [&](const std::string& name) { return is_done(Find(*entries, name)); });
   };
   const auto entries = area.List();
   if (!entries) {
-    return Fail(Text::kTrainingUnreadable);
+    return Fail(Text::kTrainingUnreadable, area.TroubleWithIndex());
   }
   for (const std::string& name : names) {
     if (!Find(*entries, name)) {
@@ -154,8 +159,9 @@ int Change(TrainingArea& area, const Names& names, const std::function<bool(cons
     }
   }
   // A mail check's purge, or another terminal, may have been faster: then there is nothing to save.
-  const bool done = all_done(entries) || change() || all_done(area.List());
-  return done ? kExitDone : Fail(Text::kNotSaved);
+  if (all_done(entries)) return kExitDone;
+  const FileResult changed = change();
+  return changed || all_done(area.List()) ? kExitDone : Fail(Text::kNotSaved, changed);
 }
 
 int Mark(TrainingArea& area, const TrainingOptions& options) {
@@ -190,7 +196,7 @@ int TellLesson(const TrainingLesson& lesson) {
 int Learn(Program& program, TrainingArea& area) {
   const auto entries = area.List();
   if (!entries) {
-    return Fail(Text::kTrainingUnreadable);
+    return Fail(Text::kTrainingUnreadable, area.TroubleWithIndex());
   }
   const auto marked = static_cast<std::uint64_t>(std::count_if(
       entries->begin(), entries->end(),

@@ -3,6 +3,8 @@
 #include "stores/recycle_bin.h"
 
 #include <charconv>
+#include <system_error>
+#include <utility>
 
 #include "config/ascii.h"
 #include "platform/files.h"
@@ -10,6 +12,7 @@
 #include "stores/index_entries.h"
 #include "stores/recycle_index.h"
 #include "stores/recycle_index_file.h"
+#include "stores/store_directory.h"
 
 namespace quillbeaker {
 namespace {
@@ -41,6 +44,11 @@ std::int64_t DayOfMail(const xmlNode* entry) {
   return UnsignedAttribute(entry, kDate);
 }
 
+// The system's reason, or, of a file that is no index of ours, that its content is none.
+FileResult WhyUnusable(const RecycleIndexFile& index, const std::string& path) {
+  return index.why ? FileResult{path, std::make_error_code(std::errc::invalid_argument)} : index.why;
+}
+
 // The day that the name of the message file begins with, as NewName makes it. Of another name no day of
 // filing is known.
 std::int64_t DayOfFiling(const xmlNode* entry) {
@@ -69,30 +77,30 @@ std::string RecycleBin::PathOfMessage(std::string_view name) const {
   return IsMessageName(name) ? directory_ + std::string(name) : std::string();
 }
 
-bool RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
+FileResult RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& change) {
   RecycleIndexFile index = ReadRecycleIndex(index_path_);
-  if (index.root == nullptr) return false;
+  if (index.root == nullptr) return WhyUnusable(index, index_path_);
   change(index.root);
-  return static_cast<bool>(SaveRecycleIndex(index, index_path_));
+  return SaveRecycleIndex(index, index_path_);
 }
 
 // `change` removes entries and gives the names of the files to erase.
-bool RecycleBin::ChangeIndexAndErase(
+FileResult RecycleBin::ChangeIndexAndErase(
     const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change) {
   RecycleIndexFile index = ReadRecycleIndex(index_path_);
-  if (index.root == nullptr) return false;
+  if (index.root == nullptr) return WhyUnusable(index, index_path_);
   std::vector<std::string> names;
   change(index.root, names);
-  if (!SaveRecycleIndex(index, index_path_)) return false;
-  if (names.empty()) return true;
+  if (FileResult saved = SaveRecycleIndex(index, index_path_); !saved) return saved;
+  if (names.empty()) return {};
   // Without the flush a loss of power could bring back the old index, but not the files.
-  if (!FlushDirectory(directory_)) return false;
+  if (FileResult flushed = FlushDirectory(directory_); !flushed) return flushed;
   const std::unordered_set<std::string> listed = NamesIn(index.root);
   for (const std::string& name : names) {
     const std::string path = PathOfMessage(name);
     if (!path.empty() && !listed.contains(name)) EraseFile(path);
   }
-  return true;
+  return {};
 }
 
 std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
@@ -104,7 +112,21 @@ std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
   return rows;
 }
 
-bool RecycleBin::MarkRestored(std::span<const std::string> names, bool restored) {
+IndexTrouble RecycleBin::TroubleWithIndex() const {
+  using State = RecycleIndexFile::State;
+  const auto held = lock_.Acquire();
+  if (FileResult usable = CheckStoreDirectory(program_.PathOf(kDirectoryName)); !usable) {
+    return {.why = std::move(usable)};
+  }
+  const RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  IndexTrouble trouble{index.state == State::kMissing, index.state == State::kDamaged, {}};
+  if (!trouble.is_missing && !trouble.is_damaged && index.root == nullptr) {
+    trouble.why = WhyUnusable(index, index_path_);
+  }
+  return trouble;
+}
+
+FileResult RecycleBin::MarkRestored(std::span<const std::string> names, bool restored) {
   const auto held = lock_.Acquire();
   return ChangeIndex([&](xmlNode* root) {
     ForEntriesNamed(root, names,
@@ -112,19 +134,19 @@ bool RecycleBin::MarkRestored(std::span<const std::string> names, bool restored)
   });
 }
 
-bool RecycleBin::ClearAccount(std::span<const std::string> names) {
+FileResult RecycleBin::ClearAccount(std::span<const std::string> names) {
   const auto held = lock_.Acquire();
   return ChangeIndex([&](xmlNode* root) {
     ForEntriesNamed(root, names, [](xmlNode* entry) { SetAttribute(entry, kAccount, ""); });
   });
 }
 
-bool RecycleBin::RemoveEntries(std::span<const std::string> names) {
+FileResult RecycleBin::RemoveEntries(std::span<const std::string> names) {
   const auto held = lock_.Acquire();
   return ChangeIndex([&](xmlNode* root) { ForEntriesNamed(root, names, RemoveElement); });
 }
 
-bool RecycleBin::DeleteMessages(std::span<const std::string> names) {
+FileResult RecycleBin::DeleteMessages(std::span<const std::string> names) {
   const auto held = lock_.Acquire();
   return ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
     ForEntriesNamed(root, names, RemoveElement);
@@ -132,7 +154,7 @@ bool RecycleBin::DeleteMessages(std::span<const std::string> names) {
   });
 }
 
-bool RecycleBin::Empty() {
+FileResult RecycleBin::Empty() {
   const auto held = lock_.Acquire();
   return ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
     ForEachEntry(root, [&](xmlNode* entry) {

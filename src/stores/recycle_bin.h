@@ -95,6 +95,13 @@ struct RepairReport {
   std::size_t unreadable = 0;      // files that have no entry and could not be read: they still have none
 };
 
+// Why the index cannot be listed, for telling a person.
+struct IndexTrouble {
+  bool is_missing = false;  // nothing was filed yet
+  bool is_damaged = false;  // Repair makes it anew
+  FileResult why;           // where it can neither be read nor be repaired
+};
+
 struct RestoredList {
   std::string directory;           // the recycle directory, ends in a separator
   std::vector<std::string> names;  // bare names
@@ -134,20 +141,22 @@ class RecycleBin {
 
   // Nothing when the index cannot be opened.
   std::optional<std::vector<RecycleEntry>> List() const;
+  // Of an index that List could not open.
+  IndexTrouble TroubleWithIndex() const;
 
-  // Each is one load-change-save; false when the index could not be opened or saved. A missing entry changes
+  // Each is one load-change-save; fails when the index could not be opened or saved. A missing entry changes
   // nothing. Several names are done in one save, and none where it would write the bytes that are there. Of
   // entries of one name the first is meant. ClearAccount is for the recycle bin's window.
-  bool MarkRestored(std::span<const std::string> names, bool restored);
-  bool ClearAccount(std::span<const std::string> names);
-  bool RemoveEntries(std::span<const std::string> names);
+  FileResult MarkRestored(std::span<const std::string> names, bool restored);
+  FileResult ClearAccount(std::span<const std::string> names);
+  FileResult RemoveEntries(std::span<const std::string> names);
   // Entries and their files. The entries are removed first, and the files only when the index without them is
   // on the disk: a restored entry whose file is gone would hand an empty mail to the client. A file that
   // another entry names stays, and one that cannot be erased is ignored. A restored message whose file was
   // missing when it was delivered is for RemoveEntries: the file may only have been away.
-  bool DeleteMessages(std::span<const std::string> names);
+  FileResult DeleteMessages(std::span<const std::string> names);
   // Everything in the index, in the same order.
-  bool Empty();
+  FileResult Empty();
 
   // Messages that the user restored and that belong to this account or to none. `capacity` (bytes) bounds the
   // directory and the names, each with a terminating zero: what does not fit is skipped and later ones are
@@ -188,8 +197,9 @@ class RecycleBin {
   enum class UnreadableMail { kLeftOut, kRefused };
   FileResult MakeIndex(RecycleIndexFile& index, UnreadableMail unreadable) const;
   RecycleIndexFile IndexForFiling() const;
-  bool ChangeIndex(const std::function<void(xmlNode* root)>& change);
-  bool ChangeIndexAndErase(const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change);
+  FileResult ChangeIndex(const std::function<void(xmlNode* root)>& change);
+  FileResult ChangeIndexAndErase(
+      const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change);
 
   Program& program_;
   std::string directory_;

@@ -2,9 +2,13 @@
 
 #include "stores/training_area.h"
 
+#include <system_error>
+#include <utility>
+
 #include "config/ascii.h"
 #include "platform/files.h"
 #include "stores/index_entries.h"
+#include "stores/store_directory.h"
 #include "stores/training_index.h"
 
 namespace quillbeaker {
@@ -39,11 +43,15 @@ TrainingArea::Index TrainingArea::OpenIndex() const {
   Index index;
   FileContents file = ReadContents(index_path_);
   // What is there but cannot be read now is not replaced: its entries would be lost.
-  if (!file.result && !file.result.IsMissing()) return index;
+  index.why = file.result.IsMissing() ? CheckStoreDirectory(program_.PathOf(kDirectoryName)) : file.result;
+  if (!index.why) return index;
   if (file.bytes) {
     index.document = ParseXml(*file.bytes);
     index.bytes = *std::move(file.bytes);
-    if (index.document != nullptr && xmlDocGetRootElement(index.document.get()) == nullptr) return index;
+    if (index.document != nullptr && xmlDocGetRootElement(index.document.get()) == nullptr) {
+      index.why = {index_path_, std::make_error_code(std::errc::invalid_argument)};
+      return index;
+    }
   }
   if (RootNamed(index.document, kRoot) == nullptr) {
     index.document = NewXmlDocument(kRoot);
@@ -55,12 +63,14 @@ TrainingArea::Index TrainingArea::OpenIndex() const {
 
 // A file that is no index of ours is kept under another name before it is replaced: it may be one that was
 // damaged, and can be mended by hand.
-bool TrainingArea::SaveIndex(const Index& index) const {
+FileResult TrainingArea::SaveIndex(const Index& index) const {
   const std::optional<std::string> bytes = DumpXml(index.document, true);
-  if (!bytes) return false;
-  if (*bytes == index.bytes) return true;
-  if (index.replaces_another && !ReplaceWholeFile(index_path_ + ".bad", index.bytes)) return false;
-  return static_cast<bool>(ReplaceWholeFile(index_path_, *bytes));
+  if (!bytes) return {index_path_, std::make_error_code(std::errc::illegal_byte_sequence)};
+  if (*bytes == index.bytes) return {};
+  if (index.replaces_another) {
+    if (FileResult kept = ReplaceWholeFile(index_path_ + ".bad", index.bytes); !kept) return kept;
+  }
+  return ReplaceWholeFile(index_path_, *bytes);
 }
 
 std::optional<std::vector<TrainingEntry>> TrainingArea::List() {
@@ -74,27 +84,35 @@ std::optional<std::vector<TrainingEntry>> TrainingArea::List() {
   return rows;
 }
 
-bool TrainingArea::ChangeEntries(std::span<const std::string> names,
-                                 const std::function<void(xmlNode* entry)>& change) {
+FileResult TrainingArea::TroubleWithIndex() const {
+  const auto held = lock_.Acquire();
+  return OpenIndex().why;
+}
+
+FileResult TrainingArea::ChangeEntries(std::span<const std::string> names,
+                                       const std::function<void(xmlNode* entry)>& change) {
   const Index index = OpenIndex();
-  if (index.root == nullptr || ForEntriesNamed(index.root, names, change) == 0) return false;
+  if (index.root == nullptr) return index.why;
+  if (ForEntriesNamed(index.root, names, change) == 0) {
+    return {index_path_, std::make_error_code(std::errc::invalid_argument)};
+  }
   return SaveIndex(index);
 }
 
-bool TrainingArea::SetMark(std::span<const std::string> names, TrainingMark mark) {
+FileResult TrainingArea::SetMark(std::span<const std::string> names, TrainingMark mark) {
   const auto held = lock_.Acquire();
   return ChangeEntries(names, [&](xmlNode* entry) { WriteMark(entry, mark); });
 }
 
-bool TrainingArea::RemoveEntries(std::span<const std::string> names) {
+FileResult TrainingArea::RemoveEntries(std::span<const std::string> names) {
   const auto held = lock_.Acquire();
   return ChangeEntries(names, RemoveElement);
 }
 
-bool TrainingArea::DeleteMessages(std::span<const std::string> names) {
+FileResult TrainingArea::DeleteMessages(std::span<const std::string> names) {
   std::vector<std::string> paths;
   const auto held = lock_.Acquire();
-  const bool removed = ChangeEntries(names, [&](xmlNode* entry) { paths.push_back(TakeOut(entry)); });
+  FileResult removed = ChangeEntries(names, [&](xmlNode* entry) { paths.push_back(TakeOut(entry)); });
   if (removed) EraseMessages(paths);
   return removed;
 }

@@ -20,6 +20,7 @@
 #include "message/mail_message.h"
 #include "message/mail_sender.h"
 #include "platform/file_lock.h"
+#include "platform/file_result.h"
 #include "stores/xml_index.h"
 
 namespace quillbeaker {
@@ -54,16 +55,18 @@ class TrainingArea {
   std::vector<bool> Add(std::span<const MailMessage* const> messages);
 
   // All entries. Deliberate: listing saves the index, and so creates a missing one. Nothing when the index is
-  // there but cannot be read.
+  // there but cannot be read, and when something else has the directory's name.
   std::optional<std::vector<TrainingEntry>> List();
+  // Why List gives nothing.
+  FileResult TroubleWithIndex() const;
 
-  // Each is one load-change-save; true when there was an entry of one of the names and the index was saved.
-  // Of entries of one name the first is meant. RemoveEntries is for the training area's window.
-  bool SetMark(std::span<const std::string> names, TrainingMark mark);
-  bool RemoveEntries(std::span<const std::string> names);
+  // Each is one load-change-save; fails when there is no entry of any of the names or the index was not
+  // saved. Of entries of one name the first is meant. RemoveEntries is for the training area's window.
+  FileResult SetMark(std::span<const std::string> names, TrainingMark mark);
+  FileResult RemoveEntries(std::span<const std::string> names);
   // Entries and their files. The entries go first, and the files only when the index was saved; a file that
   // cannot be deleted is ignored.
-  bool DeleteMessages(std::span<const std::string> names);
+  FileResult DeleteMessages(std::span<const std::string> names);
 
   // Sender name and address of an entry, when both are there and not empty; the index is not saved. For the
   // training area's window.
@@ -80,13 +83,15 @@ class TrainingArea {
   struct Index {
     XmlDocument document;
     xmlNode* root = nullptr;        // null when the index must be left alone
+    FileResult why;                 // of that
     std::string bytes;              // of the file as it was read
     bool replaces_another = false;  // the file is no index of ours; the document is a new one
   };
 
   Index OpenIndex() const;
-  bool SaveIndex(const Index& index) const;
-  bool ChangeEntries(std::span<const std::string> names, const std::function<void(xmlNode* entry)>& change);
+  FileResult SaveIndex(const Index& index) const;
+  FileResult ChangeEntries(std::span<const std::string> names,
+                           const std::function<void(xmlNode* entry)>& change);
   std::string TakeOut(xmlNode* entry) const;
   static Kept KeepText(const std::string& path, std::string_view text);
   static void EraseMessages(std::span<const std::string> paths);

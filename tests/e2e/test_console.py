@@ -118,6 +118,15 @@ def test_missing_file_is_one(command, home):
     assert done.returncode == 1
 
 
+@pytest.mark.parametrize("command", ["serialise", "classify"])
+def test_why_a_file_can_not_be_read_is_said(command, home, tmp_path):
+    os.mkdir(tmp_path / "folder.eml")
+    directory = ["--directory", home().directory] if command != "serialise" else []
+    for path, why in (("/nonexistent/file", "No such file or directory"), (tmp_path / "folder.eml", "Is a directory")):
+        done = run_cli(command, *directory, path)
+        assert f"{path}: The file can not be read. {why}\n" in (done.stdout + done.stderr).decode()
+
+
 # -- inspect ------------------------------------------------------------------------------------
 def test_inspect_prints_one_object_per_file_and_line(home, write):
     paths = [write(str(n), ham(n)) for n in range(5)]
@@ -561,4 +570,5 @@ def test_every_command_tells_of_a_configuration_that_can_not_be_read(tmp_path, w
     os.mkdir(tmp_path / "Quillbeaker.ini")
     files = [write("mail.eml", ham(1))] if command == ["classify"] else []
     done = run_cli(*command, "--directory", tmp_path, *files)
-    assert done.stderr.decode() == f"{tmp_path}/Quillbeaker.ini: The configuration file can not be read.\n"
+    assert done.stderr.decode() == ("The configuration file can not be read. "
+                                    f"{tmp_path}/Quillbeaker.ini: Is a directory\n")

@@ -71,6 +71,16 @@ def test_listed_sender_is_refused_on_either_list(senders, kind):
     assert senders.home.read("Quillbeaker.ini") == before
 
 
+def test_a_sender_that_is_not_saved_says_why(senders):
+    assert senders("add", "bob@example.org", "--friend").returncode == 0
+    configuration = senders.home.path("Quillbeaker.ini")
+    os.chmod(configuration, 0o400)
+    for arguments in (["add", "ann@example.org", "--friend"], ["remove", "bob@example.org"]):
+        done = senders(*arguments)
+        assert (done.returncode, done.stderr.decode()) == (
+            1, f"The change could not be saved. {configuration}: Permission denied\n")
+
+
 def test_pattern_does_not_make_an_address_a_duplicate(senders):
     assert senders("add", "*@example.org", "--blocked").returncode == 0
     assert senders("add", "bob@example.org", "--friend").returncode == 0
@@ -209,6 +219,42 @@ def test_bin_without_an_index_is_empty(recycle):
     done = recycle("list", "--json")
     assert done.returncode == 1 and b"can not be read" in done.stderr
     assert recycle("empty").returncode == 1
+
+
+def test_a_damaged_index_can_be_repaired_and_that_is_said(recycle):
+    recycle.home.write(f"recycle/{NAME}", KEPT)
+    recycle.home.write("recycle/recyclebin.xml", "no index")
+    done = recycle("list")
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert done.stderr.decode().splitlines() == [
+        "The index of the recycle bin can not be read.",
+        '"quillbeaker-cli bin repair" makes it anew from the message files.']
+    assert recycle("repair").returncode == 0
+    assert [entry["name"] for entry in listed(recycle)] == [NAME]
+
+
+@pytest.mark.parametrize("place, why", [("recycle", "Not a directory"), ("recycle/recyclebin.xml", "Is a directory"),
+                                        ("recycle/recyclebin.xml/x", "Is a directory")])
+def test_what_is_no_index_is_no_empty_bin(recycle, place, why):
+    if place == "recycle":
+        recycle.home.write(place, b"")
+    else:
+        os.makedirs(recycle.home.path(place))
+    told = f"The index of the recycle bin can not be read. {recycle.home.path(place.removesuffix('/x'))}: {why}\n"
+    for arguments in (["list"], ["restore", NAME], ["empty"]):
+        done = recycle(*arguments)
+        assert (done.returncode, done.stdout, done.stderr.decode()) == (1, b"", told)
+
+
+def test_a_change_of_the_bin_that_is_not_saved_says_why(recycle):
+    recycle.home.bin_entry(NAME, KEPT, "jane @ server")
+    index = recycle.home.path("recycle/recyclebin.xml")
+    os.chmod(index, 0o400)
+    for arguments in (["restore", NAME], ["delete", NAME], ["empty"]):
+        done = recycle(*arguments)
+        assert (done.returncode, done.stderr.decode()) == (
+            1, f"The change could not be saved. {index}: Permission denied\n")
+    assert os.path.exists(recycle.home.path(f"recycle/{NAME}"))
 
 
 def test_listing_of_the_bin_keeps_its_lines(recycle):

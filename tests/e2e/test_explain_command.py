@@ -148,7 +148,7 @@ def test_settled_by_learnt_words(home):
 
 def test_a_file_that_can_not_be_read(home):
     done = run_cli("explain", "--directory", home.directory, home.path("missing"))
-    assert done.returncode == 1 and done.stdout.endswith(b"The file can not be read.\n")
+    assert done.returncode == 1 and done.stdout.endswith(b"The file can not be read. No such file or directory\n")
     done = run_cli("explain", "--json", "--directory", home.directory, home.path("missing"))
     assert done.returncode == 1 and list(json.loads(done.stdout)) == ["file", "error"]
 

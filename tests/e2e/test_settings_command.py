@@ -102,7 +102,19 @@ def test_a_configuration_that_can_not_be_read_is_told(settings):
     os.mkdir(settings.home.path("Quillbeaker.ini"))
     for arguments in (["list"], ["get", "Port"], ["set", "Port", "2110"]):
         done = settings(*arguments)
-        assert (done.returncode, done.stderr) == (1, b"The configuration file can not be read.\n")
+        assert (done.returncode, done.stderr.decode()) == (
+            1, "The configuration file can not be read. "
+               f"{settings.home.path('Quillbeaker.ini')}: Is a directory\n")
+
+
+def test_a_setting_that_is_not_saved_says_why(settings):
+    assert settings("set", "Port", "2110").returncode == 0
+    configuration = settings.home.path("Quillbeaker.ini")
+    os.chmod(configuration, 0o400)
+    done = settings("set", "Port", "2111")
+    assert (done.returncode, done.stderr.decode()) == (
+        1, f'The setting could not be saved in "{configuration}". It stays as it is. '
+           f"{configuration}: Permission denied\n")
 
 
 @pytest.mark.parametrize("arguments", [["get"], ["set", "Port"], ["set"], ["list", "Port"]])

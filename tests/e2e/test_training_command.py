@@ -106,7 +106,18 @@ def test_index_that_cannot_be_read_is_said(training):
     for arguments in (["list"], ["list", "--json"], ["view", "1.eml"], ["mark", "--spam", "1.eml"], ["delete", "1.eml"],
                       ["learn"]):
         done = training(*arguments)
-        assert done.returncode == 1 and b"can not be read" in done.stderr and done.stdout == b""
+        assert (done.returncode, done.stdout) == (1, b"")
+        assert done.stderr.decode() == ("The index of the training area can not be read. "
+                                        f"{training.home.path('training/training.xml')}: Is a directory\n")
+
+
+@pytest.mark.parametrize("command", [["list"], ["list", "--json"], ["mark", "--spam", "1.eml"], ["learn"]])
+def test_a_file_in_the_place_of_the_directory_is_no_empty_area(training, command):
+    training.home.write("training", b"")
+    done = training(*command)
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert done.stderr.decode() == ("The index of the training area can not be read. "
+                                    f"{training.home.path('training')}: Not a directory\n")
 
 
 def test_mail_without_a_date_and_sender_shows_none(training):
@@ -214,7 +225,9 @@ def test_change_that_cannot_be_saved_is_said(training):
     os.chmod(training.home.path("training/training.xml"), 0o400)
     for arguments in (["mark", "--spam", name], ["delete", name]):
         done = training(*arguments)
-        assert done.returncode == 1 and done.stderr == b"The change could not be saved.\n"
+        assert done.returncode == 1
+        assert done.stderr.decode() == ("The change could not be saved. "
+                                        f"{training.home.path('training/training.xml')}: Permission denied\n")
     assert training.home.read("training/training.xml") == before and files(training.home) == [name]
 
 

@@ -240,7 +240,7 @@ TEST_F(RecycleFaultsTest, AFullDiskLeavesTheOldIndexWhole) {
   {
     const test::FullDisk full(100);
     if (!full.active()) GTEST_SKIP() << "this system cannot be told to refuse writes";
-    marked = bin().MarkRestored(Names({"a.recycle"}), true);
+    marked = static_cast<bool>(bin().MarkRestored(Names({"a.recycle"}), true));
   }
   EXPECT_FALSE(marked);
   EXPECT_EQ(Index(), before);
