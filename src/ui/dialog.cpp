@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "ui/dialog.h"
 
+#include <commctrl.h>
+
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -77,8 +80,54 @@ UniqueAccelerators MakeAccelerators(std::span<const ACCEL> keys) {
   return UniqueAccelerators(CreateAcceleratorTableW(copy.data(), static_cast<int>(copy.size())));
 }
 
+// A copy of what a message points to. Any program of the user can send messages with addresses that mean
+// nothing here.
+template <typename Record>
+std::optional<Record> CopyOf(LPARAM address) {
+  Record copy{};
+  SIZE_T read = 0;
+  const BOOL done = ReadProcessMemory(GetCurrentProcess(), reinterpret_cast<const void*>(address), &copy,
+                                      sizeof copy, &read);
+  if (!done || read != sizeof copy) return std::nullopt;
+  return copy;
+}
+
+bool IsFromWithin(HWND window, LPARAM notice) {
+  const auto copy = CopyOf<NMHDR>(notice);
+  return copy && IsChild(window, copy->hwndFrom);
+}
+
+// Nothing for what no screen can make the system send.
+std::optional<RECT> SuggestedPlace(int dpi, LPARAM address) {
+  constexpr int kLeastDpi = 48;
+  constexpr int kMostDpi = 960;
+  constexpr LONG kFarthest = 32767;
+  const auto place = CopyOf<RECT>(address);
+  if (!place || dpi < kLeastDpi || dpi > kMostDpi || place->left < -kFarthest || place->top < -kFarthest ||
+      place->right > kFarthest || place->bottom > kFarthest || place->left >= place->right ||
+      place->top >= place->bottom) {
+    return std::nullopt;
+  }
+  return place;
+}
+
 Dialog* ObjectOf(HWND window) {
   return reinterpret_cast<Dialog*>(GetWindowLongPtrW(window, DWLP_USER));
+}
+
+// The system tells top-level windows only.
+void ShowSystemColours(HWND window) {
+  for (HWND child = GetWindow(window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
+    SendMessageW(child, WM_SYSCOLORCHANGE, 0, 0);
+    wchar_t name[32]{};
+    GetClassNameW(child, name, 32);
+    if (lstrcmpiW(name, WC_LISTVIEWW) != 0) continue;
+    // A list that was made in the former colours may keep them.
+    ListView_SetBkColor(child, GetSysColor(COLOR_WINDOW));
+    ListView_SetTextBkColor(child, GetSysColor(COLOR_WINDOW));
+    ListView_SetTextColor(child, GetSysColor(COLOR_WINDOWTEXT));
+    InvalidateRect(child, nullptr, TRUE);
+  }
 }
 
 // In the title, and in the taskbar, where a dialog without an owner has a button.
@@ -210,7 +259,7 @@ bool Dialog::IsUnderModalBox() const {
 }
 
 void Dialog::Rescale(int dpi, const RECT& suggested) {
-  if (dpi > 0 && dpi_ > 0 && dpi != dpi_) {
+  if (dpi_ > 0 && dpi != dpi_) {
     UniqueFont font = MakeDialogFont(SystemDialogFont(), dpi);
     RescaleControls(window_, font.get(), dpi_, dpi);
     layout_.Rescale(dpi_, dpi);
@@ -257,6 +306,7 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       return OnCommand(LOWORD(wparam), HIWORD(wparam)) ? TRUE : FALSE;
     }
     case WM_NOTIFY:
+      if (!IsFromWithin(window_, lparam)) return FALSE;
       return OnNotify(*reinterpret_cast<const NMHDR*>(lparam), result) ? Answer(message, result) : FALSE;
     case WM_CLOSE:
       OnClose();
@@ -279,13 +329,10 @@ INT_PTR Dialog::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     case WM_HELP:
       return OnHelp() ? TRUE : FALSE;
     case WM_DPICHANGED:
-      Rescale(LOWORD(wparam), *reinterpret_cast<const RECT*>(lparam));
+      if (const auto place = SuggestedPlace(LOWORD(wparam), lparam)) Rescale(LOWORD(wparam), *place);
       return TRUE;
     case WM_SYSCOLORCHANGE:
-      for (HWND child = GetWindow(window_, GW_CHILD); child != nullptr;
-           child = GetWindow(child, GW_HWNDNEXT)) {
-        SendMessageW(child, message, wparam, lparam);
-      }
+      ShowSystemColours(window_);
       OnSystemColours();
       return FALSE;
     case WM_DESTROY:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/dialog.h"
 
+#include <commctrl.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -175,6 +176,61 @@ TEST(Dialog, GetsItsKeysInTheLoopOfAnotherDialogToo) {
   key.hwnd = GetDlgItem(other, IDOK);
   EXPECT_FALSE(Dialog::TakeMessage(key));
   DestroyWindow(other);
+}
+
+class Notified : public Dialog {
+ public:
+  Notified() : Dialog(DIALOG_TIMEOUT) {}
+  int notices = 0;
+  int dpi_changes = 0;
+
+ private:
+  bool OnCommand(int, int) override { return false; }
+  bool OnNotify(const NMHDR&, LRESULT&) override {
+    ++notices;
+    return false;
+  }
+  void OnDpiChanged(int) override { ++dpi_changes; }
+};
+
+TEST(Dialog, TakesNoticesOfItsOwnControlsOnly) {
+  Notified one;
+  Notified other;
+  ASSERT_TRUE(one.CreateModeless(nullptr));
+  ASSERT_TRUE(other.CreateModeless(nullptr));
+  NMHDR notice{one.Control(IDOK), IDOK, static_cast<UINT>(NM_CLICK)};
+  SendMessageW(one.window(), WM_NOTIFY, IDOK, reinterpret_cast<LPARAM>(&notice));
+  EXPECT_EQ(one.notices, 1);
+  for (const HWND from : {other.Control(IDOK), HWND{nullptr}, reinterpret_cast<HWND>(0x7FFF1234)}) {
+    notice.hwndFrom = from;
+    SendMessageW(one.window(), WM_NOTIFY, IDOK, reinterpret_cast<LPARAM>(&notice));
+  }
+  for (const LPARAM made_up : {LPARAM{0}, LPARAM{16}, LPARAM{-1}}) {
+    SendMessageW(one.window(), WM_NOTIFY, IDOK, made_up);
+  }
+  EXPECT_EQ(one.notices, 1);
+}
+
+TEST(Dialog, TakesNoResolutionThatNoScreenHas) {
+  Notified dialog;
+  ASSERT_TRUE(dialog.CreateModeless(nullptr));
+  RECT before{};
+  GetWindowRect(dialog.window(), &before);
+  const auto send = [&](int dpi, LPARAM place) {
+    SendMessageW(dialog.window(), WM_DPICHANGED, MAKEWPARAM(dpi, dpi), place);
+  };
+  const RECT good{10, 10, 400, 300};
+  for (const int dpi : {0, 1, 961, 65'535}) send(dpi, reinterpret_cast<LPARAM>(&good));
+  const RECT turned{400, 300, 10, 10};
+  const RECT far_away{0, 0, 1 << 30, 1 << 30};
+  for (const RECT* place : {&turned, &far_away}) send(144, reinterpret_cast<LPARAM>(place));
+  for (const LPARAM made_up : {LPARAM{0}, LPARAM{16}, LPARAM{-1}}) send(144, made_up);
+  RECT after{};
+  GetWindowRect(dialog.window(), &after);
+  EXPECT_TRUE(EqualRect(&before, &after));
+  EXPECT_EQ(dialog.dpi_changes, 0);
+  send(144, reinterpret_cast<LPARAM>(&good));
+  EXPECT_EQ(dialog.dpi_changes, 1);
 }
 
 constexpr int kRefresh = 40900;

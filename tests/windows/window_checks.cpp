@@ -139,6 +139,30 @@ bool IsInside(const RECT& place, const RECT& outer) {
          place.bottom <= outer.bottom;
 }
 
+// The colour that most pixels have after everything was drawn anew.
+COLORREF MainColourOf(HWND control) {
+  RedrawWindow(control, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+  const SIZE room = RoomOf(control);
+  const WindowContext seen(control);
+  const UniqueDeviceContext memory(CreateCompatibleDC(seen.get()));
+  BITMAPINFO info{};
+  info.bmiHeader = {sizeof(BITMAPINFOHEADER), room.cx, room.cy, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+  void* bits = nullptr;
+  const UniqueBitmap bitmap(CreateDIBSection(memory.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+  if (bitmap == nullptr) return CLR_INVALID;
+  const Selected selected(memory.get(), bitmap.get());
+  BitBlt(memory.get(), 0, 0, room.cx, room.cy, seen.get(), 0, 0, SRCCOPY);
+  GdiFlush();
+  std::map<DWORD, int> pixels;
+  const auto* const first = static_cast<const DWORD*>(bits);
+  for (LONG i = 0; i < room.cx * room.cy; ++i) ++pixels[first[i] & 0xFFFFFF];
+  const auto most = std::max_element(pixels.begin(), pixels.end(),
+                                     [](const auto& a, const auto& b) { return a.second < b.second; });
+  if (most == pixels.end()) return CLR_INVALID;
+  const DWORD colour = most->first;  // red first, where a COLORREF has it last
+  return RGB(colour >> 16, colour >> 8 & 0xFF, colour & 0xFF);
+}
+
 }  // namespace
 
 Faults FaultsOfLayout(HWND window) {
@@ -220,6 +244,26 @@ Faults FaultsOfNames(HWND window) {
     }
     if (SysStringLen(name) == 0) faults.push_back("without a name: " + Describe(control));
     SysFreeString(name);
+  }
+  return faults;
+}
+
+Faults FaultsOfColours(HWND window) {
+  Faults faults;
+  for (const HWND control : ControlsOf(window)) {
+    const LONG_PTR kind = StyleOf(control) & SS_TYPEMASK;
+    const bool is_text = Is(control, WC_STATICW) && kind != SS_ICON && kind != SS_BITMAP;
+    const bool is_field = Is(control, WC_EDITW) || Is(control, WC_LISTVIEWW) || Is(control, WC_TREEVIEWW);
+    if (!is_text && !is_field) continue;
+    const bool is_on_face = is_text || !IsWindowEnabled(control) ||
+                            (Is(control, WC_EDITW) && (StyleOf(control) & ES_READONLY) != 0);
+    const COLORREF wanted = GetSysColor(is_on_face ? COLOR_BTNFACE : COLOR_WINDOW);
+    const COLORREF shown = MainColourOf(control);
+    if (shown != wanted) {
+      char colours[48]{};
+      std::snprintf(colours, sizeof colours, "%06lX in place of %06lX: ", shown, wanted);
+      faults.push_back(colours + Describe(control));
+    }
   }
   return faults;
 }

@@ -21,6 +21,9 @@ Faults FaultsOfMnemonics(HWND window);
 // A screen reader has a name to say for whatever the keyboard reaches.
 Faults FaultsOfNames(HWND window);
 
+// Fields, lists, trees and texts lie on the system's colours as they are now. Buttons and headings have those
+// of the theme, which the system changes itself.
+Faults FaultsOfColours(HWND window);
 // What the screen shows of a window, as a bitmap file.
 bool SavePicture(HWND window, const std::wstring& path);
 

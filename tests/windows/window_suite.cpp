@@ -10,16 +10,19 @@
 #include <gtest/gtest.h>
 #include <ole2.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/files.h"
 #include "support/test_program.h"
 #include "ui/dialog_template.h"
+#include "ui/message_box.h"
 #include "ui/presenter/expression_dialog.h"
 #include "ui/presenter/sender_dialog.h"
 #include "ui/presenter/settings_dialog.h"
@@ -275,6 +278,124 @@ TEST_F(EveryWindow, MovesToAScreenOfAnotherResolution) {
       if (dpi != here && here == 96)
         Picture(window, std::to_string(here) + "-moved-to-" + std::to_string(dpi) + "-" + id);
     }
+  });
+}
+
+// Runs `act` after a moment, in whatever message loop there is then.
+class InAMoment {
+ public:
+  explicit InAMoment(std::function<void()> act) {
+    now = std::move(act);
+    timer_ = SetTimer(nullptr, 0, 30, [](HWND, UINT, UINT_PTR id, DWORD) {
+      KillTimer(nullptr, id);
+      const auto what = std::exchange(now, nullptr);
+      if (what) what();
+    });
+  }
+  ~InAMoment() {
+    KillTimer(nullptr, timer_);
+    now = nullptr;
+  }
+  InAMoment(const InAMoment&) = delete;
+  InAMoment& operator=(const InAMoment&) = delete;
+
+ private:
+  static inline std::function<void()> now;
+  UINT_PTR timer_ = 0;
+};
+
+int OpenDialogs() {
+  int count = 0;
+  EnumThreadWindows(
+      GetCurrentThreadId(),
+      [](HWND window, LPARAM result) -> BOOL {
+        wchar_t name[16]{};
+        GetClassNameW(window, name, 16);
+        if (lstrcmpW(name, L"#32770") == 0) ++*reinterpret_cast<int*>(result);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&count));
+  return count;
+}
+
+TEST_F(EveryWindow, ClosesWhileABoxOfItsOwnStands) {
+  for (const Opening& opening : Openings()) {
+    const HWND window = Open(opening);
+    const InAMoment close([window] {
+      EXPECT_EQ(OpenDialogs(), 2);
+      PostMessageW(window, WM_CLOSE, 0, 0);
+    });
+    ShowMessageBoxOf(window, L"a box", MB_OK);
+    HandleMessages();
+    EXPECT_FALSE(IsWindow(window)) << opening.argument;
+    EXPECT_EQ(OpenDialogs(), 0);
+    Close();
+  }
+}
+
+TEST_F(EveryWindow, IsClosedByTheProgramsEndWhileABoxOfItsOwnStands) {
+  for (const Opening& opening : Openings()) {
+    const HWND window = Open(opening);
+    const InAMoment quit([this] {
+      EXPECT_EQ(OpenDialogs(), 2);
+      windows.CloseAll();
+    });
+    ShowMessageBoxOf(window, L"a box", MB_OK);
+    HandleMessages();
+    EXPECT_FALSE(IsWindow(window)) << opening.argument;
+    EXPECT_EQ(OpenDialogs(), 0);
+  }
+}
+
+// A handler of the window is on the stack then, and those of the dialogs that it opened.
+TEST_F(EveryWindow, ClosesUnderADialogAndABoxThatItOpened) {
+  const WindowRow& settings =
+      *std::find_if(WindowTable().begin(), WindowTable().end(),
+                    [](const WindowRow& row) { return row.command == COMMAND_SETTINGS; });
+  for (const auto& [page, add] : {std::pair{PAGE_FRIENDS, LISTED_ADD}, {PAGE_SPAM_WORDS, WORDS_ADD}}) {
+    for (const bool by_program : {false, true}) {
+      for (const bool with_box : {false, true}) {
+        const HWND window = Open({&settings, page});
+        const InAMoment act([&, this] {
+          ASSERT_EQ(OpenDialogs(), 2);
+          const HWND dialog = GetLastActivePopup(window);
+          if (with_box) PostMessageW(dialog, WM_COMMAND, IDOK, 0);  // its fields are empty
+          const InAMoment close([&, this] {
+            EXPECT_EQ(OpenDialogs(), with_box ? 3 : 2);
+            if (by_program) {
+              windows.CloseAll();
+            } else {
+              PostMessageW(window, WM_CLOSE, 0, 0);
+            }
+          });
+          for (const ULONGLONG end = GetTickCount64() + 300; GetTickCount64() < end; Sleep(5))
+            HandleMessages();
+        });
+        SendMessageW(FindWindowExW(window, nullptr, L"#32770", nullptr), WM_COMMAND, static_cast<WPARAM>(add),
+                     0);
+        HandleMessages();
+        EXPECT_FALSE(IsWindow(window)) << page;
+        EXPECT_EQ(OpenDialogs(), 0) << page;
+        Close();
+      }
+    }
+  }
+}
+
+TEST_F(EveryWindow, FollowsTheColoursOfTheSystem) {
+  constexpr int kColours[] = {COLOR_WINDOW,  COLOR_WINDOWTEXT, COLOR_BTNFACE,
+                              COLOR_BTNTEXT, COLOR_HIGHLIGHT,  COLOR_HIGHLIGHTTEXT};
+  constexpr COLORREF kDark[] = {RGB(0, 0, 0),     RGB(255, 255, 255), RGB(16, 0, 32),
+                                RGB(255, 255, 0), RGB(0, 128, 128),   RGB(255, 255, 255)};
+  COLORREF former[6]{};
+  for (int i = 0; i < 6; ++i) former[i] = GetSysColor(kColours[i]);
+  ForEach([&](HWND window, const std::string& id) {
+    ExpectNone(test::FaultsOfColours(window), id);
+    SetSysColors(6, kColours, kDark);
+    SendMessageW(window, WM_SYSCOLORCHANGE, 0, 0);
+    ExpectNone(test::FaultsOfColours(window), id + " with other colours");
+    Picture(window, std::to_string(GetDpiForSystem()) + "-dark-" + id);
+    SetSysColors(6, kColours, former);
   });
 }
 

@@ -42,7 +42,7 @@ def test_every_window(resolution):
         code, report = suite_at(desktop, resolution)
         faults = [line for line in report.splitlines() if "[       OK" not in line and "[ RUN" not in line]
         assert code == 0, "\n".join(faults[:200])
-        assert "9 tests from 2 test suites ran." in report
+        assert "13 tests from 2 test suites ran." in report
     finally:
         set_resolution(desktop, 96)
         desktop.stop()

@@ -18,7 +18,7 @@ from windows_program import COMMAND_EXIT
 
 RESTART = "You have to restart the program to make the changes take affect."
 MESSAGE_APPLY = 0x400 + 1001
-WM_NEXTDLGCTL = 0x28
+WM_NEXTDLGCTL, WM_NOTIFY, WM_HELP, WM_DPICHANGED = 0x28, 0x4E, 0x53, 0x2E0
 
 
 def content(one):
@@ -281,6 +281,16 @@ def test_a_made_up_message_to_apply_does_nothing(program):
     assert unchanged(one, send)
     dialog.ok()
     assert one.setting("TrayNumSeconds") == "9"
+
+
+def test_messages_with_made_up_addresses_do_nothing(program):
+    one = program()
+    dialog = Settings(one)
+    for message in (WM_NOTIFY, WM_DPICHANGED, WM_HELP):
+        for address in (0, 16, 0x7FFFFFFF0000):
+            dialog.window.send(message, 144 << 16 | 144, address)
+    assert dialog.window.stands() and dialog.page(TRAY).text(1052) == "180"
+    dialog.cancel()
 
 
 def test_a_file_that_cannot_be_written(program, picture):
