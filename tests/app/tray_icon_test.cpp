@@ -107,6 +107,18 @@ TEST(TrayIcon, ARemovedIconDoesNotComeBack) {
   EXPECT_FALSE(taskbar.stands);
 }
 
+TEST(TrayIcon, SaysWhetherANotificationIsShown) {
+  Taskbar taskbar;
+  taskbar.icon.PrepareImage();
+  EXPECT_FALSE(taskbar.icon.Notify(L"hello")) << "before there is an icon";
+  taskbar.is_there = false;
+  taskbar.icon.AddTrayIcon(taskbar.window);
+  EXPECT_FALSE(taskbar.icon.Notify(L"hello")) << "while there is no shell";
+  taskbar.is_there = true;
+  taskbar.icon.AddOrTryLater();
+  EXPECT_TRUE(taskbar.icon.Notify(L"hello", NIIF_INFO));
+}
+
 TEST(TrayIcon, ItsTooltipSaysThatNothingIsServed) {
   Taskbar taskbar;
   taskbar.icon.PrepareImage();
