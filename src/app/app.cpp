@@ -11,6 +11,7 @@
 #include "platform/environment.h"
 #include "ui/dialog.h"
 #include "ui/help.h"
+#include "ui/import_windows.h"
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
 #include "ui/resource.h"
@@ -145,8 +146,12 @@ SettingsSurroundings App::PagesNeed() {
       .ports_in_use = [this] { return PortsInUse(is_serving_ ? served_port_ : 0); },
       .can_run = [this](int command) { return commands_.Has(command); },
       // Posted: what opens may outlive the dialog.
-      .run =
-          [this](int command) { PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0); }};
+      .run = [this](int command) { PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0); },
+      .import_senders =
+          [this](std::int32_t kind) {
+            ImportSenders(program_, windows_.WindowOf(COMMAND_SETTINGS), kind,
+                          [](std::int32_t) { return nullptr; });
+          }};
 }
 
 LRESULT CALLBACK App::WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {

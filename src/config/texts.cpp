@@ -83,8 +83,11 @@ std::string_view TextOf(Text text) {
 }
 
 std::string Format(Text text, std::initializer_list<std::string> arguments) {
+  return FillIn(TextOf(text), arguments);
+}
+
+std::string FillIn(std::string_view format, std::initializer_list<std::string> arguments) {
   std::string filled;
-  std::string_view format = TextOf(text);
   auto argument = arguments.begin();
   while (!format.empty()) {
     const std::size_t plain = std::min(format.find('%'), format.size());

@@ -60,6 +60,8 @@ std::string_view TextOf(Text text);
 // TextOf with its conversions filled in, each argument already in the form that its conversion asks for. A
 // conversion without an argument is left standing.
 std::string Format(Text text, std::initializer_list<std::string> arguments);
+// The same of a format from elsewhere, the text of a control for example.
+std::string FillIn(std::string_view format, std::initializer_list<std::string> arguments);
 
 // The printf conversions of a format in their order ("%i", "%.1f"); "%%" is none. A percent sign that begins
 // no conversion counts as one, "%" alone, so that no text with one equals an original.

@@ -21,6 +21,17 @@ bool IsListView(HWND control) {
   return IsOfClass(control, WC_LISTVIEWW);
 }
 
+// A plain list and a drop-down list understand the same under different numbers.
+struct ChoiceMessages {
+  UINT clear, add, choose, chosen;
+};
+
+ChoiceMessages MessagesOf(HWND control) {
+  return IsOfClass(control, WC_LISTBOXW)
+             ? ChoiceMessages{LB_RESETCONTENT, LB_ADDSTRING, LB_SETCURSEL, LB_GETCURSEL}
+             : ChoiceMessages{CB_RESETCONTENT, CB_ADDSTRING, CB_SETCURSEL, CB_GETCURSEL};
+}
+
 void FillListView(HWND list, const std::vector<std::string>& texts) {
   ListView_DeleteAllItems(list);
   if (Header_GetItemCount(ListView_GetHeader(list)) == 0) {
@@ -77,9 +88,10 @@ void PageControls::SetChoices(int control, const std::vector<std::string>& texts
     FillListView(window, texts);
     return;
   }
-  SendMessageW(window, CB_RESETCONTENT, 0, 0);
+  const ChoiceMessages messages = MessagesOf(window);
+  SendMessageW(window, messages.clear, 0, 0);
   for (const std::string& text : texts) {
-    SendMessageW(window, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Wide(text).c_str()));
+    SendMessageW(window, messages.add, 0, reinterpret_cast<LPARAM>(Wide(text).c_str()));
   }
 }
 
@@ -102,7 +114,7 @@ void PageControls::OnDpiChanged(int dpi) {
 void PageControls::Choose(int control, int place) {
   const HWND window = dialog_.Control(control);
   if (!IsListView(window)) {
-    SendMessageW(window, CB_SETCURSEL, static_cast<WPARAM>(place), 0);
+    SendMessageW(window, MessagesOf(window).choose, static_cast<WPARAM>(place), 0);
     return;
   }
   const UINT chosen = LVIS_SELECTED | LVIS_FOCUSED;
@@ -116,7 +128,7 @@ int PageControls::ChosenIn(int control) const {
   const HWND window = dialog_.Control(control);
   if (window == nullptr) return -1;
   return IsListView(window) ? ListView_GetNextItem(window, -1, LVNI_SELECTED)
-                            : static_cast<int>(SendMessageW(window, CB_GETCURSEL, 0, 0));
+                            : static_cast<int>(SendMessageW(window, MessagesOf(window).chosen, 0, 0));
 }
 
 void PageControls::Enable(int control, bool enabled) {
@@ -156,19 +168,20 @@ bool PageControls::Ask(std::string_view question) {
 }
 
 void PageControls::RowsChanged(std::size_t count) {
-  if (list_ != nullptr) list_->RowsChanged(count);
+  if (HasList()) list_->RowsChanged(count);
 }
 
 void PageControls::SelectRows(const std::vector<std::size_t>& rows) {
-  if (list_ != nullptr) list_->SelectRows(rows);
+  if (HasList()) list_->SelectRows(rows);
 }
 
 std::vector<std::size_t> PageControls::SelectedRows() const {
-  return list_ == nullptr ? std::vector<std::size_t>() : list_->SelectedRows();
+  return HasList() ? list_->SelectedRows() : std::vector<std::size_t>();
 }
 
 bool PageControls::Run(int template_id, SmallDialog& dialog) {
-  return SmallDialogWindow(template_id, dialog, program_).RunModal(BoxOwner()) == IDOK;
+  return dialog_.window() != nullptr &&
+         SmallDialogWindow(template_id, dialog, program_).RunModal(BoxOwner()) == IDOK;
 }
 
 }  // namespace quillbeaker

@@ -53,6 +53,9 @@ class PageControls : public ListPageView {
   // What owns a box: the dialog itself, or the one it is a page of.
   HWND BoxOwner() const { return GetAncestor(dialog_.window(), GA_ROOT); }
 
+  // A list whose window is gone would answer with 0, which is a row.
+  bool HasList() const { return list_ != nullptr && dialog_.window() != nullptr; }
+
   const Dialog& dialog_;
   const Program& program_;
   VirtualList* list_ = nullptr;

@@ -212,6 +212,10 @@
 #define ACCOUNT_MAIL_PROGRAM_LABEL 1182
 #define ACCOUNT_STEPS_LABEL 1183
 
+// Progress of an import of senders
+#define DIALOG_IMPORT_PROGRESS 151
+#define IMPORT_PROGRESS_TEXT 1150
+
 // Spam word to add or to edit
 #define DIALOG_EXPRESSION 4012
 #define EXPRESSION_TEXT 1062

@@ -28,6 +28,7 @@ bool SmallDialogWindow::OnCommand(int id, int notification) {
     End(IDCANCEL);
   } else if (id != IDOK) {
     presenter_.Pressed(controls_, id);
+    if (presenter_.IsAnswered()) End(IDOK);
   } else if (presenter_.Ok(controls_)) {
     End(IDOK);
   }

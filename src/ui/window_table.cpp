@@ -110,6 +110,11 @@ void OpenWindows::CloseAll() {
   while (!windows_.empty()) windows_.begin()->second->Destroy();
 }
 
+HWND OpenWindows::WindowOf(int command) const {
+  const auto found = windows_.find(command);
+  return found == windows_.end() ? nullptr : found->second->window();
+}
+
 void OpenWindows::Remove(int command) {
   const auto found = windows_.find(command);
   if (found == windows_.end()) return;

@@ -94,6 +94,8 @@ class OpenWindows {
   // By the row's command; false when no row has it.
   bool OpenCommand(int command, HWND owner, int argument = 0);
   void CloseAll();
+  // The window of the row with that command; null while it is not open.
+  HWND WindowOf(int command) const;
 
  private:
   void Remove(int command);

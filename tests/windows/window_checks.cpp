@@ -114,8 +114,9 @@ bool TextFits(HWND control) {
   if (Is(control, WC_EDITW)) return Drawn(control, L"Ag", 0, 0).cy <= room.cy;
   if (text.empty()) return true;
   if (Is(control, WC_STATICW)) {
-    const SIZE drawn = Drawn(control, text, static_cast<int>(room.cx),
-                             (StyleOf(control) & SS_NOPREFIX) != 0 ? DT_NOPREFIX : 0);
+    UINT more = (StyleOf(control) & SS_NOPREFIX) != 0 ? DT_NOPREFIX : 0;
+    if ((StyleOf(control) & SS_EDITCONTROL) != 0) more |= DT_EDITCONTROL;
+    const SIZE drawn = Drawn(control, text, static_cast<int>(room.cx), more);
     return drawn.cx <= room.cx && drawn.cy <= room.cy;
   }
   if (Is(control, WC_BUTTONW)) {
@@ -163,6 +164,14 @@ COLORREF MainColourOf(HWND control) {
   return RGB(colour >> 16, colour >> 8 & 0xFF, colour & 0xFF);
 }
 
+// A frame lies around the controls of its group, below its title.
+bool IsFrameAround(HWND frame, HWND control) {
+  if (!Is(frame, WC_BUTTONW) || (StyleOf(frame) & BS_TYPEMASK) != BS_GROUPBOX) return false;
+  RECT inner = PlaceOf(frame);
+  inner.top += Drawn(frame, L"Ag", 0, 0).cy;
+  return IsInside(PlaceOf(control), inner);
+}
+
 }  // namespace
 
 Faults FaultsOfLayout(HWND window) {
@@ -179,6 +188,7 @@ Faults FaultsOfLayout(HWND window) {
       RECT both{};
       const RECT first = PlaceOf(controls[i]);
       const RECT second = PlaceOf(controls[j]);
+      if (IsFrameAround(controls[i], controls[j])) continue;
       if (IntersectRect(&both, &first, &second)) {
         faults.push_back("one over the other: " + Describe(controls[i]) + " and " + Describe(controls[j]));
       }

@@ -24,6 +24,7 @@
 #include "ui/dialog_template.h"
 #include "ui/message_box.h"
 #include "ui/presenter/expression_dialog.h"
+#include "ui/presenter/import_dialogs.h"
 #include "ui/presenter/sender_dialog.h"
 #include "ui/presenter/settings_dialog.h"
 #include "ui/resource.h"
@@ -128,14 +129,36 @@ class EveryWindow : public testing::Test {
                         [](const SenderRecord&) { return SenderChange::kDone; });
     LookAt(DIALOG_EXPRESSION, expression, look);
     LookAt(DIALOG_SENDER, sender, look);
+    LookAtImport(look);
+  }
+  // With the longest texts that they show.
+  void LookAtImport(const std::function<void(HWND window, const std::string& name)>& look) {
+    ImportSourceDialog friends(std::nullopt);
+    LookAt(DIALOG_IMPORT_SOURCE, friends, look);
+    ImportSourceDialog blocked(TextOf(Text::kOutlookExpressBlockedSenders));
+    LookAt(DIALOG_IMPORT_SOURCE, blocked, look, "-blocked");
+    ImportOfferDialog offer({std::string(40, 'W') + std::string(210, 'n'), std::string(250, 'w')});
+    LookAt(DIALOG_OFFER_SENDER, offer, look);
+    ImportOfferDialog usual({"Ann Example", "ann@example.org"});
+    LookAt(DIALOG_OFFER_SENDER, usual, look, "-usual");
+    ImportColumnsDialog columns({"Ann", "Example", "ann@example.org", "+49 30 1234567"}, CsvColumns{0, 2});
+    LookAt(DIALOG_IMPORT_COLUMNS, columns, look);
+    class : public SmallDialog {
+      void Load(PageView& view) override {
+        view.SetText(IMPORT_PROGRESS_TEXT, Format(Text::kImportProgress, {"12345678", "1234567"}));
+      }
+      bool Ok(PageView&) override { return true; }
+    } progress;
+    LookAt(DIALOG_IMPORT_PROGRESS, progress, look);
   }
   void LookAt(int template_id, SmallDialog& presenter,
-              const std::function<void(HWND window, const std::string& name)>& look) {
+              const std::function<void(HWND window, const std::string& name)>& look,
+              const std::string& variant = {}) {
     SmallDialogWindow dialog(template_id, presenter, program.program());
     ASSERT_TRUE(dialog.CreateModeless(nullptr));
     ShowWindow(dialog.window(), SW_SHOW);
     HandleMessages();
-    look(dialog.window(), std::to_string(template_id));
+    look(dialog.window(), std::to_string(template_id) + variant);
   }
 
   // The window manager may answer the making of a window late, with the size that it had then.

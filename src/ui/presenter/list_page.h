@@ -24,6 +24,8 @@ class SmallDialog {
   virtual void Load(PageView& view) = 0;
   virtual void Edited(PageView& /*view*/, int /*control*/) {}
   virtual void Pressed(PageView& /*view*/, int /*control*/) {}
+  // Whether the button that Pressed was called with closes the dialog, as OK does.
+  virtual bool IsAnswered() const { return false; }
   // True when the dialog is to close; else it has shown why not and set the focus.
   virtual bool Ok(PageView& view) = 0;
 };

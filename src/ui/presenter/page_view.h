@@ -27,7 +27,7 @@ class PageView {
   virtual void LimitText(int control, std::size_t characters, bool digits) = 0;
   virtual void SetChecked(int control, bool checked) = 0;
   virtual bool IsChecked(int control) const = 0;
-  // The entries of a drop-down list or of a list of pictures; the chosen one by its place, -1 for none.
+  // The entries of a list, a drop-down list or a list of pictures; the chosen one by its place, -1 for none.
   virtual void SetChoices(int control, const std::vector<std::string>& texts) = 0;
   // The pictures before the entries of such a list: a bitmap that holds them side by side.
   virtual void SetPictures(int control, int bitmap) = 0;
