@@ -9,11 +9,13 @@
 #include "extras/first_start.h"
 #include "extras/store_preparation.h"
 #include "platform/environment.h"
+#include "ui/address_book_source.h"
 #include "ui/dialog.h"
 #include "ui/help.h"
 #include "ui/import_windows.h"
 #include "ui/message_box.h"
 #include "ui/optional_message_box.h"
+#include "ui/registry_senders.h"
 #include "ui/resource.h"
 #include "ui/system_settings.h"
 #include "ui/translation.h"
@@ -24,6 +26,12 @@ namespace quillbeaker {
 namespace {
 
 constexpr DWORD kWaitForListener = 5000;  // milliseconds
+
+// The senders that the system itself knows.
+std::unique_ptr<SenderSource> OpenListedSenders(std::int32_t kind, SenderImport::KeepWaiting keep_waiting) {
+  if (kind == kSenderBlocked) return BlockedSendersOfRegistry();
+  return std::make_unique<AddressBookSource>(ExecutablePath(), std::move(keep_waiting));
+}
 
 // Written once, at start-up; the window procedure has no other way to its object before WM_CREATE is over.
 App* the_app = nullptr;
@@ -149,8 +157,7 @@ SettingsSurroundings App::PagesNeed() {
       .run = [this](int command) { PostMessageW(main_window_, WM_COMMAND, static_cast<WPARAM>(command), 0); },
       .import_senders =
           [this](std::int32_t kind) {
-            ImportSenders(program_, windows_.WindowOf(COMMAND_SETTINGS), kind,
-                          [](std::int32_t) { return nullptr; });
+            ImportSenders(program_, windows_.WindowOf(COMMAND_SETTINGS), kind, OpenListedSenders);
           }};
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "app/address_book_child.h"
 #include "app/app.h"
 #include "app/crash_handler.h"
 #include "app/crash_recorder.h"
@@ -78,7 +79,8 @@ int Main(HINSTANCE instance, bool sets_up_account) {
 }  // namespace
 }  // namespace quillbeaker
 
-int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR arguments, int) {
+  if (quillbeaker::IsAddressBookChild(arguments)) return quillbeaker::ReadAddressBook();
   const bool sets_up_account = __argc > 1 && lstrcmpiW(__wargv[1], quillbeaker::kSetUpAccount) == 0;
   return quillbeaker::Main(instance, sets_up_account);
 }

@@ -19,18 +19,6 @@ namespace {
 
 constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 
-std::wstring ExecutablePath() {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD size = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    if (size < path.size()) {
-      path.resize(size);
-      return path;
-    }
-    path.resize(2 * path.size());
-  }
-}
-
 // Empty when the system does not tell.
 std::string ProgramOf(DWORD process_id) {
   const UniqueKernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
@@ -60,6 +48,18 @@ std::vector<MIB_TCPROW_OWNER_PID> Listeners() {
 }
 
 }  // namespace
+
+std::wstring ExecutablePath() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD size = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (size < path.size()) {
+      path.resize(size);
+      return path;
+    }
+    path.resize(2 * path.size());
+  }
+}
 
 bool StartsWithWindows() {
   DWORD bytes = 0;

@@ -66,7 +66,9 @@ class ImportPresenterTest : public testing::Test {
   }
   Told Run(std::int32_t kind = kSenderFriend) {
     ImportPresenter presenter(windows);
-    SenderImport(program.program(), presenter, kind).Run([](std::int32_t) { return nullptr; });
+    SenderImport(program.program(), presenter, kind).Run([](std::int32_t, const SenderImport::KeepWaiting&) {
+      return nullptr;
+    });
     return windows.told;
   }
   std::string File() { return program.directory.Get("Quillbeaker.ini").value_or("(no file)"); }

@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-from driver import IDCANCEL, IDNO, IDOK, IDYES
+from driver import IDCANCEL, IDNO, IDOK, IDYES, tools
 from program import eventually
 from settings import BLOCKED, FRIENDS, Settings
 
@@ -294,3 +294,109 @@ def test_quitting_during_an_import(program, csv, title, containing):
     code, seconds = one.wait_for_end()
     assert code == 0 and seconds < 7
     assert senders(one) == {} and os.path.exists(path)
+
+
+# -- The lists of the system ------------------------------------------------------------------------------
+
+IDENTITY = r"HKCU\Identities\{5B6D3F80-0000-0000-0000-000000000001}"
+CRITERIA = IDENTITY + r"\Software\Microsoft\Outlook Express\5.0\Block Senders\Mail\Criteria"
+ADDRESS_BOOK = r"HKLM\Software\Microsoft\WAB\DLLPath"
+
+
+@pytest.fixture
+def registry(desktop):
+    """registry(key, name, kind, value) writes; the empty name is the key's own value."""
+
+    def add(key, name, kind, value):
+        which = ["/v", name] if name else ["/ve"]
+        assert desktop.wine("reg", "add", key, *which, "/t", kind, "/d", value, "/f") == 0
+
+    yield add
+    for key in (IDENTITY, r"HKLM\Software\Microsoft\WAB"):
+        desktop.wine("reg", "delete", key, "/f")
+
+
+def stub(name):
+    return "Z:" + os.path.abspath(os.path.join(tools(), name)).replace("/", "\\")
+
+
+def test_blocked_senders_of_the_registry(program, registry):
+    for name, kind, value in (("a", "REG_SZ", "example.org"), ("b", "REG_SZ", "@x.org"), ("c", "REG_SZ", "a@x.net"),
+                              ("d", "REG_DWORD", "7"), ("e", "REG_SZ", "b@x.org")):
+        registry(f"{CRITERIA}\\{name}", "Value", kind, value)
+    registry(f"{CRITERIA}\\f", "Other", "REG_SZ", "no value of that name")
+    registry(IDENTITY + r"\Software\Microsoft\Outlook Express\4.0", "Block Senders", "REG_SZ", "no key")
+    one = program(senders={})
+    work = Import(one, BLOCKED)
+    work.source(FROM_SYSTEM)
+    work.answer("example.org (*@example.org)", IDYES)
+    work.answer("@x.org (*@x.org)", IDYES)
+    work.answer("a@x.net (a@x.net)", IDYES)
+    work.count(3)  # b@x.org is covered by *@x.org
+    assert senders(one) == {"*@example.org": "example.org,1", "*@x.org": "@x.org,1", "a@x.net": "a@x.net,1"}
+
+
+def test_cancel_stops_the_walk_through_the_registry(program, registry):
+    for name in "abc":
+        registry(f"{CRITERIA}\\{name}", "Value", "REG_SZ", name + "@x.org")
+    one = program(senders={})
+    work = Import(one, BLOCKED)
+    work.source(FROM_SYSTEM)
+    work.answer("a@x.org (a@x.org)", IDYES)
+    work.answer("b@x.org (b@x.org)", IDCANCEL)
+    work.count(1)
+
+
+def test_no_lists_of_the_system(program):
+    one = program(senders={})
+    for page in (BLOCKED, FRIENDS):
+        work = Import(one, page)
+        work.source(FROM_SYSTEM)
+        assert work.count(0) == "0 addresses have been imported successfully."
+        work.settings.cancel()
+
+
+def test_the_address_book(program, registry):
+    """Its library is loaded by another process; one without an address is left out."""
+    registry(ADDRESS_BOOK, "", "REG_SZ", stub("stub_address_book.dll"))
+    one = program(senders={"contact5@example.org": "Known,1"})
+    work = Import(one)
+    work.source(FROM_SYSTEM)
+    work.answer("Contact 1 (contact1@example.org)", IDNO)
+    work.answer("(contact2@example.org)", YES_TO_ALL)
+    work.count(117)
+    assert len(senders(one)) == 118 and senders(one)["contact2@example.org"] == "Ren\xe9 2,2"
+    assert one.main.stands() is False and work.settings.window.stands()
+
+
+@pytest.mark.parametrize("library, count", [("stub_address_book_without_entry.dll", 0), ("missing.dll", 0),
+                                            ("../spampoints.ini", 0), ("stub_address_book_crashing.dll", 50)])
+def test_address_books_that_fail(program, registry, library, count):
+    registry(ADDRESS_BOOK, "", "REG_SZ", stub(library))
+    one = program(senders={})
+    work = Import(one)
+    work.source(FROM_SYSTEM)
+    if count > 0:
+        work.answer("Contact 1 (contact1@example.org)", YES_TO_ALL)
+        count -= 1  # one has no address
+    assert work.count(count).endswith("addresses have been imported successfully.")
+    assert len(senders(one)) == count and work.is_over()
+
+
+def test_cancel_while_the_address_book_hangs(program, registry):
+    registry(ADDRESS_BOOK, "", "REG_SZ", stub("stub_address_book_hanging.dll"))
+    one = program(senders={})
+    work = Import(one)
+    work.source(FROM_SYSTEM)
+    work.answer("Contact 1 (contact1@example.org)", YES_TO_ALL)
+    began = time.monotonic()
+    work.dialog("addresses read").click(IDCANCEL)
+    work.count(49)
+    assert time.monotonic() - began < 20 and len(senders(one)) == 49
+
+
+def test_the_start_to_read_the_address_book_is_no_second_instance(program, desktop):
+    """It shows nothing and ends, whether the program runs or not."""
+    one = program()
+    assert desktop.wine(one.exe, "/readaddressbook", limit=60) == 1
+    assert len(one.driver.windows(kind="Quillbeaker", title="Quillbeaker")) == 1

@@ -31,7 +31,7 @@ class SenderSource {
 // before it.
 FoundSender SenderOfBlockedValue(std::string_view value);
 
-// Blocked senders that `next` gives as values of the registry. For the Windows reader to come.
+// Blocked senders that `next` gives as values of the registry.
 class BlockedValues : public SenderSource {
  public:
   explicit BlockedValues(std::function<std::optional<std::string>()> next) : next_(std::move(next)) {}

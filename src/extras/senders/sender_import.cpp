@@ -27,7 +27,10 @@ void SenderImport::Run(const OpenListed& open_listed) {
     case ImportChoice::kCancel:
       return;
     case ImportChoice::kListed:
-      if (const std::unique_ptr<SenderSource> source = open_listed(kind_)) ImportAll(*source);
+      if (const std::unique_ptr<SenderSource> source =
+              open_listed(kind_, [this] { return LookAtTheTime() == Next::kContinue; })) {
+        ImportAll(*source);
+      }
       trouble = TroubleOf(SenderFileKind::kText, {});
       break;
     case ImportChoice::kFile: {

@@ -52,9 +52,13 @@ class SenderImportView {
 
 class SenderImport {
  public:
+  // For a source that has to wait, to be called a few times a second meanwhile. False when the person has
+  // pressed Cancel: the source ends.
+  using KeepWaiting = std::function<bool()>;
   // The source of ImportChoice::kListed: the registry's blocked senders, or the address book's friends; null
-  // when the system has none. For the Windows readers to come.
-  using OpenListed = std::function<std::unique_ptr<SenderSource>(std::int32_t kind)>;
+  // when the system has none.
+  using OpenListed =
+      std::function<std::unique_ptr<SenderSource>(std::int32_t kind, KeepWaiting keep_waiting)>;
 
   // `kind` is kSenderBlocked or kSenderFriend. The references must outlive the import.
   SenderImport(Program& program, SenderImportView& view, std::int32_t kind);

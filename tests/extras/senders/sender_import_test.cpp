@@ -79,7 +79,7 @@ class SenderImportTest : public testing::Test {
 
   Told Run(std::vector<FoundSender> senders, std::int32_t kind = kSenderFriend) {
     SenderImport import(test_.program(), view_, kind);
-    import.Run([&](std::int32_t) { return std::make_unique<ListSource>(senders);
+    import.Run([&](std::int32_t, const SenderImport::KeepWaiting&) { return std::make_unique<ListSource>(senders);
   });
   return view_.told;
 } Told RunFile(std::string_view text) {
@@ -185,7 +185,7 @@ TEST_F(SenderImportTest, CancelOfSourceOrFileSaysNothing) {
 
 TEST_F(SenderImportTest, NoListOfTheSystemCountsNone) {
   SenderImport import(test_.program(), view_, kSenderFriend);
-  import.Run([](std::int32_t) { return nullptr;
+  import.Run([](std::int32_t, const SenderImport::KeepWaiting&) { return nullptr;
 });
 EXPECT_EQ(view_.told, (Told{"source -", "count 0"}));
 }  // namespace quillbeaker
@@ -242,6 +242,31 @@ TEST_F(SenderImportTest, SavesAtLeastEveryThousandCandidates) {
   EXPECT_GE(saved_at_3400, 299U);
   EXPECT_EQ(lines(), 350U);
   EXPECT_EQ(import.count(), 350U);
+}
+
+TEST_F(SenderImportTest, ASourceThatWaitsEndsOnCancel) {
+  class Waiting : public SenderSource {
+   public:
+    Waiting(SenderImport::KeepWaiting keep_waiting, std::uint32_t& ticks)
+        : keep_waiting_(std::move(keep_waiting)), ticks_(ticks) {}
+    std::optional<FoundSender> Next() override {
+      if (!std::exchange(gave_, true)) return FoundSender{"Ann", "a@x"};
+      while (keep_waiting_()) ticks_ += 100;
+      return std::nullopt;
+    }
+
+   private:
+    const SenderImport::KeepWaiting keep_waiting_;
+    std::uint32_t& ticks_;
+    bool gave_ = false;
+  };
+  view_.go_on = false;
+  SenderImport import(test_.program(), view_, kSenderFriend);
+  import.Run([this](std::int32_t, SenderImport::KeepWaiting keep_waiting) {
+    return std::make_unique<Waiting>(std::move(keep_waiting), test_.clock.ticks);
+});
+EXPECT_EQ(view_.told, (Told{"source -", "offer Ann (a@x)", "progress 1 1", "end progress", "count 1"}));
+EXPECT_TRUE(import.cancelled());
 }
 
 TEST_F(SenderImportTest, ShowsProgressAfterAQuietSecondAndEndsOnCancel) {
