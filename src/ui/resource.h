@@ -363,3 +363,4 @@
 #define MESSAGE_TRAINING_CHANGED (WM_USER + 165)
 #define MESSAGE_APPLY_SETTINGS (WM_USER + 1001)     // settings dialog to page: lParam is the restart flag
 #define MESSAGE_SELECTION_CHANGED (WM_USER + 1002)  // dialog to itself: carries nothing
+#define MESSAGE_MAIL_DROPPED (WM_USER + 1003)       // page to itself: carries nothing

@@ -27,6 +27,11 @@ bool SettingsPageWindow::OnInit() {
     page_ = row_.make(surroundings_, controls_);
   }
   if (page_ != nullptr) page_->Load();
+  if (list_page_ != nullptr && list_page_->TakesMail()) {
+    drop_target_.reset(
+        new MailDropTarget([this](const std::vector<std::string>& mails) { return TakeMail(mails); }));
+    drop_target_->Register(window());
+  }
   return false;  // the focus stays in the tree
 }
 
@@ -70,6 +75,10 @@ bool SettingsPageWindow::OnNotify(const NMHDR& notice, LRESULT& result) {
   return false;
 }
 
+bool SettingsPageWindow::TakeMail(const std::vector<std::string>& mails) {
+  return list_page_->TakeMail(mails) && PostMessageW(window(), MESSAGE_MAIL_DROPPED, 0, 0);
+}
+
 void SettingsPageWindow::TakeListKey(WORD key) {
   const ListPageControls& buttons = list_page_->Controls();
   if (key == VK_DELETE) Press(buttons.remove);
@@ -88,9 +97,18 @@ bool SettingsPageWindow::TakeKey(const MSG& message) {
   return message.hwnd == Control(list_page_->Controls().search) && list_page_->ClearSearch();
 }
 
+void SettingsPageWindow::OnDestroying() {
+  drop_target_.reset();
+}
+
 bool SettingsPageWindow::OnMessage(UINT message, WPARAM, LPARAM lparam, LRESULT&) {
   if (message == MESSAGE_SELECTION_CHANGED && list_) {
     list_->TellSelection();
+    return true;
+  }
+  if (message == MESSAGE_MAIL_DROPPED && drop_target_ != nullptr) {
+    SetForegroundWindow(GetAncestor(window(), GA_ROOT));  // the mail program's window is in front
+    list_page_->OfferTakenMail();
     return true;
   }
   if (message == MESSAGE_APPLY_SETTINGS && page_ != nullptr) {

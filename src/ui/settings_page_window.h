@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "ui/dialog.h"
+#include "ui/mail_drop_target.h"
 #include "ui/page_controls.h"
 #include "ui/presenter/settings_dialog.h"
 #include "ui/virtual_list.h"
@@ -36,7 +37,10 @@ class SettingsPageWindow : public Dialog {
   bool OnNotify(const NMHDR& notice, LRESULT& result) override;
   bool OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) override;
   void OnClose() override {}
+  void OnDestroying() override;
 
+  // Mail was dropped; false when the page has no use for it.
+  bool TakeMail(const std::vector<std::string>& mails);
   void TakeListKey(WORD key);
   // As if the person had pressed that button.
   void Press(int button);
@@ -46,7 +50,8 @@ class SettingsPageWindow : public Dialog {
   const ApplyPage apply_;
   PageControls controls_;
   std::optional<VirtualList> list_;
-  ListPage* list_page_ = nullptr;       // the same as page_ when that has a list
+  ListPage* list_page_ = nullptr;  // the same as page_ when that has a list
+  UniqueMailDropTarget drop_target_;
   std::unique_ptr<SettingsPage> page_;  // null for a page of texts alone
 };
 

@@ -156,6 +156,36 @@ TEST_F(SendersPageTest, ADroppedMailsSenderFillsTheDialogOfThePagesList) {
   EXPECT_EQ(Sender("zoe@example.org"), "Zoe,1");
 }
 
+TEST_F(SendersPageTest, DroppedMailIsOfferedOneAfterTheOther) {
+  OpenPage(kSenderBlocked);
+  EXPECT_TRUE(page->TakesMail());
+  std::vector<std::string> offered;
+  list->person = [&](SmallDialog& dialog) {
+    fields = {};
+    dialog.Load(fields);
+    offered.push_back(fields.TextIn(SENDER_NAME) + " " + fields.TextIn(SENDER_ADDRESS));
+    return offered.size() == 2 && dialog.Ok(fields);
+  };
+  EXPECT_TRUE(page->TakeMail({"From: Dan <dan@x>\r\n\r\nHello", "Subject: from nobody\r\n\r\n",
+                              "From: Eve <eve@x>\r\nSubject: cut o", "From: Fay <fay@x>\r\n"}));
+  EXPECT_TRUE(list->opened.empty());  // whoever dropped them waits
+  page->OfferTakenMail();
+  EXPECT_EQ(offered, (Rows{"Dan dan@x", "Eve eve@x", "Fay fay@x"}));
+  EXPECT_EQ(Sender("eve@x"), "Eve,1");
+  EXPECT_EQ(Sender("dan@x"), "(missing)");
+  page->OfferTakenMail();
+  EXPECT_EQ(offered.size(), 3U);
+}
+
+TEST_F(SendersPageTest, DroppedMailWithoutASenderIsRefused) {
+  OpenPage(kSenderFriend);
+  EXPECT_FALSE(page->TakeMail({}));
+  EXPECT_FALSE(
+      page->TakeMail({"", "Subject: x\r\n\r\nFrom: body@x", "From:\r\n\r\n", std::string(5000, '\0')}));
+  page->OfferTakenMail();
+  EXPECT_TRUE(list->opened.empty());
+}
+
 TEST_F(SendersPageTest, AnImportFillsThePagesListAndIsShown) {
   surroundings.import_senders = [this](std::int32_t kind) {
     EXPECT_EQ(kind, kSenderFriend);

@@ -57,6 +57,13 @@ class ListPage : public SettingsPage, public ListRows {
   virtual ListPageControls Controls() const = 0;
   // Esc in the search field: true when it had a text, which is gone then; else the key is the dialog's.
   virtual bool ClearSearch() = 0;
+
+  // Mail may be dropped onto the page.
+  virtual bool TakesMail() const { return false; }
+  // Some was, by its bytes, perhaps cut off. False when it is of no use. What was taken waits for
+  // OfferTakenMail: whoever dropped it waits for the answer.
+  virtual bool TakeMail(const std::vector<std::string>& /*mails*/) { return false; }
+  virtual void OfferTakenMail() {}
 };
 
 }  // namespace quillbeaker

@@ -146,6 +146,27 @@ void SendersPage::Offer(const SenderRecord& sender) {
   if (view_.Run(DIALOG_SENDER, dialog)) Select(dialog.record().address);
 }
 
+bool SendersPage::TakeMail(const std::vector<std::string>& mails) {
+  const std::size_t before = taken_.size();
+  for (const std::string& bytes : mails) {
+    MailMessage mail;
+    mail.ParseText(bytes);
+    SenderRecord sender;
+    if (SenderRecordOf(surroundings_.program, mail, sender) && !sender.address.empty()) {
+      taken_.push_back(std::move(sender));
+    }
+  }
+  return taken_.size() > before;
+}
+
+void SendersPage::OfferTakenMail() {
+  while (!taken_.empty()) {
+    const SenderRecord sender = std::move(taken_.front());
+    taken_.pop_front();
+    Offer(sender);
+  }
+}
+
 void SendersPage::Edit() {
   const std::vector<SenderRecord> selected = Selected();
   if (selected.size() != 1) return;

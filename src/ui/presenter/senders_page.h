@@ -5,6 +5,7 @@
 // once; neither OK nor Cancel has anything to do. Knows no window.
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,11 @@ class SendersPage : public ListPage {
   void SortBy(std::size_t column) override;
   ListPageControls Controls() const override;
   bool ClearSearch() override;
+  bool TakesMail() const override { return true; }
+  // A mail without a From field is of no use.
+  bool TakeMail(const std::vector<std::string>& mails) override;
+  // Opens the dialog with the sender of each, one after the other.
+  void OfferTakenMail() override;
 
   // The lists may have changed elsewhere.
   void Reload();
@@ -55,6 +61,7 @@ class SendersPage : public ListPage {
   std::vector<SenderRecord> rows_;
   std::size_t sorted_by_ = 0;
   bool is_descending_ = false;
+  std::deque<SenderRecord> taken_;  // of mail that was dropped
 };
 
 }  // namespace quillbeaker
