@@ -7,31 +7,25 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "filter/sender_lists.h"
-#include "ui/presenter/list_page.h"
+#include "ui/presenter/rows_page.h"
 
 namespace quillbeaker {
 
-class SendersPage : public ListPage {
+class SendersPage : public RowsPage<SenderRecord> {
  public:
   // `kind` is kSenderBlocked or kSenderFriend.
   SendersPage(const SettingsSurroundings& surroundings, ListPageView& view, std::int32_t kind);
 
   void Load() override;
   void Pressed(int control) override;
-  void Edited(int control) override;
-  void SelectionChanged() override;
   void Apply(AppliedSettings&) override {}
 
   std::vector<std::string> Columns() const override;
-  std::size_t RowCount() const override { return rows_.size(); }
   std::string RowText(std::size_t row, std::size_t column) const override;
-  SortOrder Order() const override { return {sorted_by_, is_descending_}; }
-  void SortBy(std::size_t column) override;
-  ListPageControls Controls() const override;
-  bool ClearSearch() override;
   bool TakesMail() const override { return true; }
   // A mail without a From field is of no use.
   bool TakeMail(const std::vector<std::string>& mails) override;
@@ -44,23 +38,18 @@ class SendersPage : public ListPage {
   void Offer(const SenderRecord& sender);
 
  private:
+  void SortRows() override;
+  std::string KeyOf(const SenderRecord& row) const override;
+  std::vector<std::string_view> SearchedTexts(const SenderRecord& row) const override;
+
   void Edit();
   void Delete();
-  void Search();
   void ReadRows();
-  void Sort();
-  void ShowRows(const std::vector<std::size_t>& selected);
   void Select(const std::string& address);
-  std::vector<SenderRecord> Selected() const;
-  std::vector<std::size_t> RowsOf(const std::vector<SenderRecord>& senders) const;
 
   const SettingsSurroundings& surroundings_;
-  ListPageView& view_;
   const std::int32_t kind_;
   SenderLists lists_;
-  std::vector<SenderRecord> rows_;
-  std::size_t sorted_by_ = 0;
-  bool is_descending_ = false;
   std::deque<SenderRecord> taken_;  // of mail that was dropped
 };
 

@@ -16,14 +16,11 @@ namespace {
 
 constexpr std::size_t kWordColumn = 0;
 
-bool IsSameRow(const SpamWord& a, const SpamWord& b) {
-  return a.predefined == b.predefined && EqualsIgnoringCase(a.word, b.word);
-}
-
 }  // namespace
 
 SpamWordsPage::SpamWordsPage(const SettingsSurroundings& surroundings, ListPageView& view)
-    : surroundings_(surroundings), view_(view) {}
+    : RowsPage(view, {WORDS_LIST, WORDS_SEARCH, WORDS_ADD, WORDS_EDIT, WORDS_DELETE}, WORDS_COUNT),
+      surroundings_(surroundings) {}
 
 void SpamWordsPage::Load() {
   const Program& program = surroundings_.program;
@@ -31,17 +28,21 @@ void SpamWordsPage::Load() {
     (word.predefined ? predefined_ : user_).push_back(std::move(word));
   }
   view_.SetChecked(WORDS_SHOW_PREDEFINED, program.Read(keys::kShowPredefinedWords) != 0);
-  ListRows();
+  FillRows();
   ShowRows({});
   is_disabled_ = program.Read(keys::kEnable) == 0 || program.Read(keys::kFilterWordEnable) == 0;
   if (is_disabled_) view_.DisablePage();
 }
 
-void SpamWordsPage::ListRows() {
+void SpamWordsPage::FillRows() {
   rows_ = user_;
   if (view_.IsChecked(WORDS_SHOW_PREDEFINED)) {
     rows_.insert(rows_.end(), predefined_.begin(), predefined_.end());
   }
+  SortRows();
+}
+
+void SpamWordsPage::SortRows() {
   // The words in lower case once: comparing is what sorting does most.
   std::vector<std::pair<std::string, std::size_t>> order;
   order.reserve(rows_.size());
@@ -49,34 +50,17 @@ void SpamWordsPage::ListRows() {
   std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
     const SpamWord& first = rows_[a.second];
     const SpamWord& second = rows_[b.second];
-    if (sorted_by_ != kWordColumn && first.probability != second.probability) {
-      return (first.probability < second.probability) != is_descending_;
+    if (order_.column != kWordColumn && first.probability != second.probability) {
+      return (first.probability < second.probability) != order_.is_descending;
     }
-    if (a.first != b.first) return (a.first < b.first) != (sorted_by_ == kWordColumn && is_descending_);
+    if (a.first != b.first)
+      return (a.first < b.first) != (order_.column == kWordColumn && order_.is_descending);
     return std::tie(first.predefined, a.second) < std::tie(second.predefined, b.second);
   });
   std::vector<SpamWord> sorted;
   sorted.reserve(rows_.size());
   for (const auto& [lower, place] : order) sorted.push_back(std::move(rows_[place]));
   rows_ = std::move(sorted);
-}
-
-void SpamWordsPage::ShowRows(const std::vector<std::size_t>& selected) {
-  view_.RowsChanged(rows_.size());
-  if (!selected.empty()) view_.SelectRows(selected);
-  view_.SetText(WORDS_COUNT, Format(Text::kEntryCount, {std::to_string(rows_.size())}));
-  SelectionChanged();
-}
-
-void SpamWordsPage::SelectionChanged() {
-  if (is_disabled_) return;
-  const std::size_t selected = view_.SelectedRows().size();
-  view_.Enable(WORDS_EDIT, selected == 1);
-  view_.Enable(WORDS_DELETE, selected > 0);
-}
-
-ListPageControls SpamWordsPage::Controls() const {
-  return {WORDS_LIST, WORDS_SEARCH, WORDS_ADD, WORDS_EDIT, WORDS_DELETE};
 }
 
 std::vector<std::string> SpamWordsPage::Columns() const {
@@ -88,29 +72,13 @@ std::string SpamWordsPage::RowText(std::size_t row, std::size_t column) const {
   return column == kWordColumn ? DisplayLine(rows_[row].word) : std::to_string(rows_[row].probability) + " %";
 }
 
-std::vector<SpamWord> SpamWordsPage::SelectedWords() const {
-  std::vector<SpamWord> words;
-  for (const std::size_t row : view_.SelectedRows()) {
-    if (row < rows_.size()) words.push_back(rows_[row]);
-  }
-  return words;
+// A word that is in both files has two rows.
+std::string SpamWordsPage::KeyOf(const SpamWord& row) const {
+  return (row.predefined ? 'p' : 'u') + LowerAscii(row.word);
 }
 
-std::vector<std::size_t> SpamWordsPage::RowsOf(const std::vector<SpamWord>& words) const {
-  std::vector<std::size_t> found;
-  for (std::size_t row = 0; row < rows_.size() && !words.empty(); ++row) {
-    const auto is_this = [&](const SpamWord& word) { return IsSameRow(word, rows_[row]); };
-    if (std::any_of(words.begin(), words.end(), is_this)) found.push_back(row);
-  }
-  return found;
-}
-
-void SpamWordsPage::SortBy(std::size_t column) {
-  is_descending_ = column == sorted_by_ && !is_descending_;
-  sorted_by_ = column;
-  const std::vector<SpamWord> selected = SelectedWords();
-  ListRows();
-  ShowRows(RowsOf(selected));
+std::vector<std::string_view> SpamWordsPage::SearchedTexts(const SpamWord& row) const {
+  return {row.word};
 }
 
 void SpamWordsPage::Pressed(int control) {
@@ -125,12 +93,9 @@ void SpamWordsPage::Pressed(int control) {
     case WORDS_DELETE:
       Delete();
       break;
-    case WORDS_SHOW_PREDEFINED: {
-      const std::vector<SpamWord> selected = SelectedWords();
-      ListRows();
-      ShowRows(RowsOf(selected));
+    case WORDS_SHOW_PREDEFINED:
+      ShowAgain([this] { FillRows(); });
       break;
-    }
     default:
       break;
   }
@@ -163,65 +128,33 @@ void SpamWordsPage::Add() {
   ExpressionDialog dialog([this](const std::string& word) { return IsListed(word); });
   if (!view_.Run(DIALOG_EXPRESSION, dialog)) return;
   SetUserWord(dialog.expression(), dialog.probability());
-  ListRows();
-  ShowRows(RowsOf({{dialog.expression(), dialog.probability(), false}}));
+  FillRows();
+  ShowRows({{dialog.expression(), dialog.probability(), false}});
 }
 
 void SpamWordsPage::Edit() {
-  const std::vector<SpamWord> selected = SelectedWords();
+  const std::vector<SpamWord> selected = Selected();
   if (selected.size() != 1) return;
   ExpressionDialog dialog(selected.front().word, selected.front().probability);
   if (!view_.Run(DIALOG_EXPRESSION, dialog)) return;
   // A predefined word gets a row of the user's beside its own, and both count.
   SetUserWord(selected.front().word, dialog.probability());
-  ListRows();
-  ShowRows(RowsOf({{selected.front().word, dialog.probability(), false}}));
+  FillRows();
+  ShowRows({{selected.front().word, dialog.probability(), false}});
 }
 
 void SpamWordsPage::Delete() {
   const std::vector<std::size_t> rows = view_.SelectedRows();
-  const std::vector<SpamWord> selected = SelectedWords();
+  const std::vector<SpamWord> selected = Selected();
   if (selected.empty()) return;
   if (std::any_of(selected.begin(), selected.end(), [](const SpamWord& word) { return word.predefined; })) {
     view_.Warn(TextOf(Text::kPredefinedExpression));
     return;
   }
-  const std::string question =
-      selected.size() == 1 ? Format(Text::kDeleteFromListQuestion, {DisplayLine(selected.front().word)})
-                           : Format(Text::kDeleteSeveralQuestion, {std::to_string(selected.size())});
-  if (!view_.Ask(question)) return;
+  if (!AskToDelete(selected.size(), selected.front().word)) return;
   for (const SpamWord& word : selected) RemoveUserWord(word.word);
-  ListRows();
-  if (rows_.empty()) {
-    ShowRows({});
-  } else {
-    ShowRows({std::min(rows.front(), rows_.size() - 1)});
-  }
-}
-
-void SpamWordsPage::Edited(int control) {
-  if (control == WORDS_SEARCH) Search();
-}
-
-// The first row that begins with the text, else the first that has it anywhere.
-void SpamWordsPage::Search() {
-  const std::string text = Latin1FromTyped(view_.TextIn(WORDS_SEARCH));
-  if (text.empty()) return;
-  const auto find = [this](const auto& matches) { return std::find_if(rows_.begin(), rows_.end(), matches); };
-  auto found = find([&text](const SpamWord& row) { return StartsWithIgnoringCase(row.word, text); });
-  if (found == rows_.end()) {
-    found = find(
-        [&text](const SpamWord& row) { return FindIgnoringCase(row.word, text) != std::string_view::npos; });
-  }
-  if (found == rows_.end()) return;
-  view_.SelectRows({static_cast<std::size_t>(found - rows_.begin())});
-  SelectionChanged();
-}
-
-bool SpamWordsPage::ClearSearch() {
-  if (view_.TextIn(WORDS_SEARCH).empty()) return false;
-  view_.SetText(WORDS_SEARCH, "");
-  return true;
+  FillRows();
+  ShowRowsAround(rows.front());
 }
 
 void SpamWordsPage::Apply(AppliedSettings& applied) {
