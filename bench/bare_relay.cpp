@@ -7,7 +7,8 @@
 //
 // Commands and replies (RFC 1939) pass through as they come, one client at a time; nothing is kept, judged or
 // written down. All that it does of its own accord is to ask for the next message as soon as one has come, so
-// that server and client work at the same time.
+// that server and client work at the same time. As the proxy, which learns from USER which server is meant,
+// it connects there when USER comes.
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -30,14 +31,25 @@ constexpr std::string_view kEndOfLongReply = "\r\n.\r\n";
 
 class Relay {
  public:
-  Relay(int client, int server) : client_(client), server_(server) {}
+  Relay(int client, std::uint16_t server_port) : client_(client), server_port_(server_port) {}
+  Relay(const Relay&) = delete;
+  Relay& operator=(const Relay&) = delete;
+  ~Relay() {
+    if (server_ >= 0) close(server_);
+  }
 
   void Run() {
-    bool goes_on = PassReply(/*is_long=*/false);  // the greeting
-    while (goes_on && NextCommand()) goes_on = Answer();
+    bool goes_on = SendAll(client_, "+OK\r\n");
+    while (goes_on && NextCommand()) goes_on = server_ < 0 ? AnswerUnconnected() : Answer();
   }
 
  private:
+  bool AnswerUnconnected() {
+    if (!command_.starts_with("USER ")) return SendAll(client_, "-ERR\r\n");
+    server_ = Connect(server_port_);
+    return server_ >= 0 && ReadReply(false, [](std::string_view, bool) { return true; }) && Answer();
+  }
+
   // Takes one line from the client. False at its end.
   bool NextCommand() {
     std::size_t end;
@@ -115,7 +127,8 @@ class Relay {
   }
 
   const int client_;
-  const int server_;
+  const std::uint16_t server_port_;
+  int server_ = -1;
   std::array<char, kPiece> piece_;
   std::string input_;  // of the client, not answered yet
   std::string command_;
@@ -125,10 +138,7 @@ class Relay {
 
 void Serve(int listener, std::uint16_t server_port) {
   for (int client; (client = Accept(listener)) >= 0; close(client)) {
-    const int server = Connect(server_port);
-    if (server < 0) continue;
-    Relay(client, server).Run();
-    close(server);
+    Relay(client, server_port).Run();
   }
 }
 
