@@ -71,7 +71,10 @@ bool IniFile::RemoveKey(std::string_view section, std::string_view key) {
 }
 
 bool IniFile::Write(std::span<const IniChange> changes) {
-  const auto holds = [](const IniChange& change) { return IniDocument::CanHoldKey(change.key); };
+  // What a file written by hand holds all the same can be removed.
+  const auto holds = [](const IniChange& change) {
+    return !change.value || IniDocument::CanHoldKey(change.key);
+  };
   if (!std::all_of(changes.begin(), changes.end(), holds)) return false;
   if (changes.empty()) return true;
   return Update([changes](IniDocument& document) {

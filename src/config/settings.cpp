@@ -102,8 +102,9 @@ std::string SettingChanges::Save(Program& program) {
     changes.clear();
     return true;
   };
-  if (!save(program.configuration, configuration)) return program.configuration.path();
+  // The configuration last: what follows from its change, such as the notice of a new port, is then told.
   if (!save(program.user_spam_words, user_spam_words)) return program.user_spam_words.path();
+  if (!save(program.configuration, configuration)) return program.configuration.path();
   return {};
 }
 

@@ -233,7 +233,8 @@ SenderChange SenderLists::ChangeSender(std::string_view address, const SenderRec
   SenderChange change = SenderChange::kNotSaved;
   const bool saved = program_.configuration.Update([&](IniDocument& document) {
     const std::size_t lines = CountKey(document, old_key);
-    if (lines == 0 || (!EqualsIgnoringCase(key, old_key) && HasKey(document, key))) {
+    // One that another program has removed meanwhile is added anew.
+    if ((lines == 0 || !EqualsIgnoringCase(key, old_key)) && HasKey(document, key)) {
       change = SenderChange::kRefused;
       return;
     }

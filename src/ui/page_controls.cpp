@@ -95,6 +95,10 @@ void PageControls::SetChoices(int control, const std::vector<std::string>& texts
   }
 }
 
+void PageControls::SetChoiceValue(int control, int place, std::int32_t value) {
+  SendMessageW(dialog_.Control(control), CB_SETITEMDATA, static_cast<WPARAM>(place), value);
+}
+
 void PageControls::SetPictures(int control, int bitmap) {
   pictures_[control] = bitmap;
   const HWND list = dialog_.Control(control);
@@ -161,6 +165,10 @@ void PageControls::Focus(int control) {
 
 void PageControls::Warn(std::string_view text) {
   ShowMessageBoxOf(BoxOwner(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
+}
+
+void PageControls::Tell(std::string_view text) {
+  ShowMessageBox(BoxOwner(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
 }
 
 bool PageControls::Ask(std::string_view question) {

@@ -31,6 +31,7 @@ class PageControls : public ListPageView {
   void SetChecked(int control, bool checked) override;
   bool IsChecked(int control) const override;
   void SetChoices(int control, const std::vector<std::string>& texts) override;
+  void SetChoiceValue(int control, int place, std::int32_t value) override;
   void SetPictures(int control, int bitmap) override;
   void Choose(int control, int place) override;
   int ChosenIn(int control) const override;
@@ -39,6 +40,7 @@ class PageControls : public ListPageView {
   void DisablePage() override;
   void Focus(int control) override;
   void Warn(std::string_view text) override;
+  void Tell(std::string_view text) override;
   bool Ask(std::string_view question) override;
 
   void RowsChanged(std::size_t count) override;

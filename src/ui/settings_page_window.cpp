@@ -26,7 +26,7 @@ bool SettingsPageWindow::OnInit() {
   } else if (row_.make != nullptr) {
     page_ = row_.make(surroundings_, controls_);
   }
-  if (page_ != nullptr) page_->Load();
+  if (page_ != nullptr) page_->Open(surroundings_.program, controls_);
   if (list_page_ != nullptr && list_page_->TakesMail()) {
     drop_target_.reset(
         new MailDropTarget([this](const std::vector<std::string>& mails) { return TakeMail(mails); }));

@@ -128,7 +128,7 @@ void SettingsWindow::Inform(std::string_view text) {
 }
 
 void SettingsWindow::Warn(std::string_view text) {
-  ShowMessageBoxOf(window(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
+  ShowMessageBox(window(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
 }
 
 void SettingsWindow::RearmUpdateCheck() {

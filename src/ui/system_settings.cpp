@@ -64,7 +64,7 @@ std::wstring ExecutablePath() {
 bool StartsWithWindows() {
   DWORD bytes = 0;
   const LSTATUS found = RegGetValueW(HKEY_CURRENT_USER, kRunKey, WideText(Text::kTitle).c_str(),
-                                     RRF_RT_REG_SZ, nullptr, nullptr, &bytes);
+                                     RRF_RT_ANY | RRF_NOEXPAND, nullptr, nullptr, &bytes);
   return found == ERROR_SUCCESS && bytes > sizeof(wchar_t);
 }
 

@@ -66,6 +66,14 @@ TEST_F(IniFileTest, AMissingFileReadsAsDefaultsAndIsNotMade) {
   EXPECT_EQ(directory.Names(), std::vector<std::string>());
 }
 
+TEST_F(IniFileTest, AKeyThatCannotBeWrittenCanBeRemoved) {
+  Put("[SENDERS]\r\n=5\r\n[abc=6\r\na@b=A,1\r\n");
+  EXPECT_FALSE(file.Write(std::vector<IniChange>{{"SENDERS", "", "7"}}));
+  EXPECT_TRUE(file.Write(std::vector<IniChange>{{"SENDERS", "", std::nullopt}}));
+  EXPECT_EQ(Get().find("=5"), std::string::npos);
+  EXPECT_NE(Get().find("a@b=A,1"), std::string::npos);
+}
+
 TEST_F(IniFileTest, ReadingAnExistingFileWritesNothing) {
   const std::string bytes = "[QUILLBEAKER]\nEnable=0\n";
   Put(bytes);

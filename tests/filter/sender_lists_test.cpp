@@ -290,11 +290,18 @@ TEST_F(SenderListsTest, AChangeToAnotherEntrysAddressIsRefused) {
   PutLines("a@b=A,1\r\nc@d=C,2\r\n");
   SenderLists lists(test_.program());
   EXPECT_EQ(lists.ChangeSender("a@b", {"A", "C@D", kSenderBlocked, {}}), SenderChange::kRefused);
-  EXPECT_EQ(lists.ChangeSender("gone@b", {"A", "new@d", kSenderBlocked, {}}), SenderChange::kRefused);
   EXPECT_EQ(lists.ChangeSender("a@b", {"A", " ", kSenderBlocked, {}}), SenderChange::kNotSaved);
   EXPECT_EQ(File(), "[SENDERS]\r\na@b=A,1\r\nc@d=C,2\r\n");
   // A pattern that matches is no entry of the address.
   EXPECT_EQ(lists.ChangeSender("a@b", {"A", "*@d", kSenderBlocked, {}}), SenderChange::kDone);
+}
+
+TEST_F(SenderListsTest, AChangeOfASenderThatIsGoneAddsIt) {
+  PutLines("c@d=C,2\r\n");
+  SenderLists lists(test_.program());
+  EXPECT_EQ(lists.ChangeSender("gone@b", {"A", "c@d", kSenderBlocked, {}}), SenderChange::kRefused);
+  EXPECT_EQ(lists.ChangeSender("gone@b", {"A", "new@d", kSenderBlocked, {}}), SenderChange::kDone);
+  EXPECT_EQ(File(), "[SENDERS]\r\nc@d=C,2\r\nnew@d=A,1\r\n");
 }
 
 TEST_F(SenderListsTest, AnAddressCanChangeItsCase) {

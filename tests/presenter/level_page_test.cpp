@@ -94,6 +94,19 @@ TEST_F(LevelPageTest, AnEmptiedFieldLeavesTheThreshold) {
   EXPECT_EQ(view.TextIn(LEVEL_THRESHOLD), "150");
 }
 
+// Each key press reports a text: what is left of the old threshold on the way was never meant.
+TEST_F(LevelPageTest, AThresholdDeletedDigitByDigitComesBack) {
+  Open<LevelPage>();
+  for (const char* text : {"15", "1", ""}) view.Type(LEVEL_THRESHOLD, text);
+  view.page->Left(LEVEL_THRESHOLD);
+  EXPECT_EQ(view.TextIn(LEVEL_THRESHOLD), "150");
+  EXPECT_TRUE(Ok());
+  EXPECT_EQ(UserFile(), "(missing)");
+  for (const char* text : {"15", "1", "", "9", "90"}) view.Type(LEVEL_THRESHOLD, text);
+  EXPECT_TRUE(Ok());
+  EXPECT_EQ(UserFile(), "[THRESHOLD]\r\nlevel50=90\r\n");
+}
+
 TEST_F(LevelPageTest, ShowingALevelStoresNothing) {
   Open<LevelPage>();
   for (const int level : {kVeryLow, kLow, kHigh, kVeryHigh, kNormal}) view.Pick(LEVEL_LIST, level);

@@ -27,6 +27,8 @@ TEST_F(TrayPageTest, ShowsDefaultsAndWritesAllItsKeys) {
   EXPECT_EQ(view.choices[TRAY_DOUBLE_CLICK],
             (std::vector<std::string>{"Recycle Bin", "Spam Mail Statistic", "Training Area", "Settings"}));
   EXPECT_EQ(view.ChosenIn(TRAY_DOUBLE_CLICK), 0);
+  EXPECT_EQ((view.choice_values[{TRAY_DOUBLE_CLICK, 0}]), 40005);
+  EXPECT_EQ((view.choice_values[{TRAY_DOUBLE_CLICK, 3}]), 40004);
   EXPECT_TRUE(Ok());
   EXPECT_EQ(Configuration(), "[QUILLBEAKER]\r\nShowBubble=1\r\nTrayNumSeconds=180\r\nTrayDblClk=40005\r\n");
   EXPECT_FALSE(applied.restart_needed);
@@ -127,14 +129,21 @@ TEST_F(GeneralPageTest, TheStartAtLogOnIsTheSystems) {
   Open<GeneralPage>();
   EXPECT_TRUE(view.IsChecked(GENERAL_RUN_AT_START_UP));
   view.Check(GENERAL_RUN_AT_START_UP, false);
-  EXPECT_TRUE(starts_with_system);
   EXPECT_TRUE(Ok());
-  EXPECT_FALSE(starts_with_system);
-  EXPECT_FALSE(applied.start_not_saved);
-  system_takes_it = false;
-  view.Check(GENERAL_RUN_AT_START_UP, true);
+  EXPECT_EQ(applied.starts_with_system, false);
+  EXPECT_TRUE(starts_with_system) << "the dialog writes it, when the files are saved";
+}
+
+// Its defaults would be written over what is stored.
+TEST_F(GeneralPageTest, WhileTheSettingsCannotBeReadItIsDisabledAndAppliesNothing) {
+  one.directory.MakeFolder("Quillbeaker.ini");
+  Open<GeneralPage>();
+  EXPECT_TRUE(view.page_disabled);
+  ASSERT_EQ(view.told.size(), 1u);
+  EXPECT_NE(view.told[0].find("Quillbeaker.ini"), std::string::npos);
+  one.directory.Remove("Quillbeaker.ini");
   EXPECT_TRUE(Ok());
-  EXPECT_TRUE(applied.start_not_saved);
+  EXPECT_EQ(Configuration(), "(missing)");
 }
 
 TEST_F(GeneralPageTest, CommandsAreGreyedUntilTheyCanRun) {

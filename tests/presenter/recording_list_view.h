@@ -27,6 +27,9 @@ class RecordingListView : public ListPageView {
   void SetChoices(int control, const std::vector<std::string>& texts) override {
     controls.SetChoices(control, texts);
   }
+  void SetChoiceValue(int control, int place, std::int32_t value) override {
+    controls.SetChoiceValue(control, place, value);
+  }
   void SetPictures(int control, int bitmap) override { controls.SetPictures(control, bitmap); }
   void Choose(int control, int place) override { controls.Choose(control, place); }
   int ChosenIn(int control) const override { return controls.ChosenIn(control); }
@@ -35,6 +38,7 @@ class RecordingListView : public ListPageView {
   void DisablePage() override { controls.DisablePage(); }
   void Focus(int control) override { controls.Focus(control); }
   void Warn(std::string_view text) override { controls.Warn(text); }
+  void Tell(std::string_view text) override { controls.Tell(text); }
   bool Ask(std::string_view question) override { return controls.Ask(question); }
 
   void RowsChanged(std::size_t row_count) override {

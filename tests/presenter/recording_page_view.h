@@ -5,9 +5,11 @@
 // uses them. As a real window it reports to the page while the page sets a text itself.
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ui/presenter/page_view.h"
@@ -38,6 +40,9 @@ class RecordingPageView : public PageView {
     choices[control] = choice_texts;
     chosen[control] = -1;
   }
+  void SetChoiceValue(int control, int place, std::int32_t value) override {
+    choice_values[{control, place}] = value;
+  }
   void SetPictures(int control, int bitmap) override { pictures[control] = bitmap; }
   void Choose(int control, int place) override { chosen[control] = place; }
   int ChosenIn(int control) const override {
@@ -49,6 +54,7 @@ class RecordingPageView : public PageView {
   void DisablePage() override { page_disabled = true; }
   void Focus(int control) override { focus = control; }
   void Warn(std::string_view text) override { warnings.emplace_back(text); }
+  void Tell(std::string_view text) override { told.emplace_back(text); }
   bool Ask(std::string_view question) override {
     questions.emplace_back(question);
     return answer;
@@ -74,6 +80,8 @@ class RecordingPageView : public PageView {
   }
 
   SettingsPage* page = nullptr;
+  std::map<std::pair<int, int>, std::int32_t> choice_values;  // by control and place
+  std::vector<std::string> told;
   std::map<int, std::string> texts;
   std::map<int, std::size_t> limits;
   std::map<int, bool> digits_only;

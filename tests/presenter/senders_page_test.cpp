@@ -25,7 +25,7 @@ class SendersPageTest : public test::SettingsPageTest {
     page = std::make_unique<SendersPage>(surroundings, *list, kind);
     list->page = page.get();
     list->controls.page = page.get();
-    page->Load();
+    page->Open(program(), list->controls);
   }
   // The next dialog is filled in like this; an empty text leaves the field. What is refused is cancelled.
   void Type(const std::string& name, const std::string& address) {
@@ -133,7 +133,7 @@ TEST_F(SendersPageTest, WhatCouldNotBeDeletedIsToldAndStays) {
   one.directory.SetReadOnly("Quillbeaker.ini", true);
   page->Pressed(LISTED_DELETE);
   one.directory.SetReadOnly("Quillbeaker.ini", false);
-  EXPECT_EQ(list->controls.warnings.size(), 1u);
+  EXPECT_EQ(list->controls.told.size(), 1u);
   EXPECT_EQ(page->RowCount(), 2u);
 }
 

@@ -24,7 +24,7 @@ class RecordingDialog : public SettingsDialogView {
     if (page.make == nullptr || pages.contains(page.id)) return;
     pages[page.id] = page.make(surroundings, views[page.id]);
     views[page.id].page = pages[page.id].get();
-    pages[page.id]->Load();
+    pages[page.id]->Open(surroundings.program, views[page.id]);
   }
   void SendApply(const bool* address) override {
     for (const auto& [id, page] : pages) applied += presenter->ApplyPage(*page, address) ? 1 : 0;
@@ -132,6 +132,37 @@ TEST_F(SettingsDialogTest, WhatCouldNotBeSavedIsToldAndTheDialogStays) {
   EXPECT_EQ(dialog->closed, 0);
   one.directory.SetReadOnly("Quillbeaker.ini", false);
   presenter->Ok();
+  EXPECT_EQ(dialog->closed, 1);
+}
+
+TEST_F(SettingsDialogTest, ARestartIsToldWhenTheSecondTryWritesThePort) {
+  ASSERT_TRUE(one.directory.Put("spampoints.ini", "[THRESHOLD]\nlevel50=150\n"));
+  one.directory.MakeFolder("spampoints_user.ini.new");  // where the next content would be written
+  OpenAt(PAGE_CONNECTION);
+  dialog->views[PAGE_CONNECTION].Type(CONNECTION_PORT, "1110");
+  presenter->Select(PAGE_AGGRESSIVENESS);
+  dialog->views[PAGE_AGGRESSIVENESS].Type(LEVEL_THRESHOLD, "140");
+  presenter->Ok();
+  EXPECT_EQ(dialog->warned.size(), 1u);
+  EXPECT_EQ(Value("SERVER", "Port"), "(missing)") << "Cancel would leave everything as it was";
+  one.directory.Remove("spampoints_user.ini.new");
+  presenter->Ok();
+  EXPECT_EQ(Value("SERVER", "Port"), "1110");
+  EXPECT_EQ(dialog->told.size(), 1u);
+}
+
+TEST_F(SettingsDialogTest, TheStartWithTheSystemIsSetWhenTheFilesAreSaved) {
+  one.directory.MakeFolder("Quillbeaker.ini.new");
+  OpenAt(PAGE_GENERAL);
+  dialog->views[PAGE_GENERAL].Check(GENERAL_RUN_AT_START_UP, true);
+  presenter->Ok();
+  EXPECT_FALSE(starts_with_system);
+  one.directory.Remove("Quillbeaker.ini.new");
+  system_takes_it = false;
+  presenter->Ok();
+  ASSERT_EQ(dialog->warned.size(), 2u);
+  EXPECT_EQ(dialog->warned[1],
+            "The start together with Windows could not be changed. Everything else was saved.");
   EXPECT_EQ(dialog->closed, 1);
 }
 

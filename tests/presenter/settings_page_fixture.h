@@ -29,13 +29,13 @@ class SettingsPageTest : public testing::Test {
     Page& opened = *page;
     view.page = &opened;
     page_ = std::move(page);
-    opened.Load();
+    opened.Open(program(), view);
     return opened;
   }
   // Presses OK; true when everything could be saved.
   bool Ok() {
     applied = {};
-    view.page->Apply(applied);
+    if (view.page->is_open()) view.page->Apply(applied);
     return applied.changes.Save(program()).empty();
   }
   std::string Configuration() const { return one.directory.Get("Quillbeaker.ini").value_or("(missing)"); }

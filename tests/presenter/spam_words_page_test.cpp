@@ -29,7 +29,7 @@ class SpamWordsPageTest : public test::SettingsPageTest {
     words = std::make_unique<SpamWordsPage>(surroundings, *list);
     list->page = words.get();
     list->controls.page = words.get();
-    words->Load();
+    words->Open(program(), list->controls);
   }
   bool PressOk() {
     AppliedSettings pressed;
@@ -80,6 +80,16 @@ TEST_F(SpamWordsPageTest, PredefinedOnesAreHiddenAndTheSelectionStays) {
   EXPECT_EQ(Configuration(), "[Quillbeaker]\r\nShowPredefinedWords=0\r\n");
   OpenPage();
   EXPECT_EQ(list->count, 2u);
+}
+
+TEST_F(SpamWordsPageTest, OfAWordInBothFilesTheUsersRowTakesTheSelection) {
+  ASSERT_TRUE(one.directory.Put("spampoints_user.ini", "[PROBABILITIES]\r\nfree=20\r\n"));
+  OpenPage();
+  EXPECT_EQ(list->Rows(), (Rows{"cash | 80 %", "free | 20 %", "free | 40 %"}));
+  list->Select({2});
+  list->SetChecked(WORDS_SHOW_PREDEFINED, false);
+  words->Pressed(WORDS_SHOW_PREDEFINED);
+  EXPECT_EQ(list->selected, Places{0});
 }
 
 TEST_F(SpamWordsPageTest, AnAddedWordIsSelectedAndWrittenByOkOnly) {

@@ -88,6 +88,12 @@ void BindingsPage::LoadChoices(const Binding& binding) {
   std::vector<std::string> texts;
   for (const BoundChoice& choice : binding.choices) texts.emplace_back(TextOf(choice.text));
   view_.SetChoices(binding.control, texts);
+  if (binding.setting.number != nullptr) {
+    for (std::size_t i = 0; i < binding.choices.size(); ++i) {
+      view_.SetChoiceValue(binding.control, static_cast<int>(i),
+                           LeadingInteger<std::int32_t>(binding.choices[i].stored));
+    }
+  }
   view_.Choose(binding.control, PlaceOf(binding, StoredText(binding.setting, *loaded_)));
 }
 
@@ -181,6 +187,7 @@ void BindingsPage::Write(std::size_t place, AppliedSettings& applied) {
     return;
   }
   const std::string text = typed.substr(0, kMostDigits);
+  if (binding.writing == Writing::kIfChangedHere && text == EditText(binding)) return;
   if (binding.writing == Writing::kIfNumber && !WholeNumber(text)) return;
   if (binding.writing == Writing::kIfOtherText) {
     const auto now = surroundings_.program.configuration.Read();

@@ -77,6 +77,7 @@ void LevelPage::ShowLevel() {
   view_.SetText(LEVEL_DESCRIPTION, place < 0 ? std::string_view() : TextOf(kDescriptions[place]));
   view_.SetText(LEVEL_THRESHOLD, threshold == kNoThreshold ? std::string() : std::to_string(threshold));
   view_.Enable(LEVEL_THRESHOLD, threshold != kNoThreshold);
+  shown_ = threshold;
   is_showing_ = false;
 }
 
@@ -88,9 +89,19 @@ void LevelPage::Edited(int control) {
   const int place = Place();
   if (control != LEVEL_THRESHOLD || is_showing_ || place < 0) return;
   std::int32_t& threshold = thresholds_[static_cast<std::size_t>(place)];
-  // An emptied field leaves the level what it had.
-  const std::optional<std::int32_t> typed = WholeNumber(view_.TextIn(LEVEL_THRESHOLD));
-  if (threshold != kNoThreshold && typed) threshold = *typed;
+  if (threshold == kNoThreshold) return;
+  const std::string text = view_.TextIn(LEVEL_THRESHOLD);
+  if (const std::optional<std::int32_t> typed = WholeNumber(text)) {
+    threshold = *typed;
+  } else if (text.empty()) {
+    // What was left on the way of deleting digit by digit was never meant.
+    threshold = shown_;
+  }
+}
+
+// An emptied field shows again what the level has.
+void LevelPage::Left(int control) {
+  if (control == LEVEL_THRESHOLD && !is_disabled_) ShowLevel();
 }
 
 void LevelPage::Apply(AppliedSettings& applied) {

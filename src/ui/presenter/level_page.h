@@ -20,6 +20,7 @@ class LevelPage : public SettingsPage {
   void Load() override;
   void Chosen(int control) override;
   void Edited(int control) override;
+  void Left(int control) override;
   void Apply(AppliedSettings& applied) override;
 
  private:
@@ -30,6 +31,7 @@ class LevelPage : public SettingsPage {
   const SettingsSurroundings& surroundings_;
   PageView& view_;
   std::array<std::int32_t, std::size(choices::kLevels)> thresholds_{};  // -1: none
+  std::int32_t shown_ = -1;  // of the chosen level, before the person typed
   bool is_showing_ = false;
   bool is_disabled_ = false;
 };

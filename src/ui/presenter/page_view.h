@@ -9,6 +9,7 @@
 // the system does when a text is set: presenters expect it.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,8 @@ class PageView {
   virtual void SetChoices(int control, const std::vector<std::string>& texts) = 0;
   // The pictures before the entries of such a list: a bitmap that holds them side by side.
   virtual void SetPictures(int control, int bitmap) = 0;
+  // The number that an entry of a drop-down list stands for, for whoever asks the list.
+  virtual void SetChoiceValue(int control, int place, std::int32_t value) = 0;
   virtual void Choose(int control, int place) = 0;
   virtual int ChosenIn(int control) const = 0;
 
@@ -43,6 +46,8 @@ class PageView {
 
   // A box with an exclamation icon and the title of the page's dialog, and OK.
   virtual void Warn(std::string_view text) = 0;
+  // The same with the application's title: for what no other entry of the person's would mend.
+  virtual void Tell(std::string_view text) = 0;
   // A question with the application's title, Yes and No; true for Yes.
   virtual bool Ask(std::string_view question) = 0;
 };

@@ -125,8 +125,7 @@ void GeneralPage::Chosen(int control) {
 
 void GeneralPage::Apply(AppliedSettings& applied) {
   BindingsPage::Apply(applied);
-  const bool starts = view().IsChecked(GENERAL_RUN_AT_START_UP);
-  if (!surroundings().set_starts_with_system(starts)) applied.start_not_saved = true;
+  applied.starts_with_system = view().IsChecked(GENERAL_RUN_AT_START_UP);
   const int chosen = view().ChosenIn(GENERAL_LANGUAGE);
   if (!language_changed_ || chosen < 0 || static_cast<std::size_t>(chosen) >= languages_.size()) return;
   applied.changes.Set(Row(keys::kLanguage), languages_[static_cast<std::size_t>(chosen)]);

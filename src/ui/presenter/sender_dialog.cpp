@@ -76,7 +76,9 @@ bool SenderDialog::Ok(PageView& view) {
     case SenderChange::kNotSaved:
       break;
   }
-  return Refuse(view, SENDER_ADDRESS, Format(Text::kSettingNotSaved, {DisplayLine(configuration_path_)}));
+  view.Tell(Format(Text::kSettingNotSaved, {DisplayLine(configuration_path_)}));
+  view.Focus(SENDER_ADDRESS);
+  return false;
 }
 
 std::string WholeDomain(std::string_view address) {
@@ -86,7 +88,8 @@ std::string WholeDomain(std::string_view address) {
 
 bool MatchesEverybody(std::string_view address) {
   const std::string_view pattern = TrimBlanks(address);
-  return !pattern.empty() && pattern.find_first_not_of("*?@.") == std::string_view::npos;
+  return pattern.find_first_of("*?") != std::string_view::npos &&
+         pattern.find_first_not_of("*?@.") == std::string_view::npos;
 }
 
 }  // namespace quillbeaker

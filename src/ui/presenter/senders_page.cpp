@@ -153,7 +153,7 @@ void SendersPage::Delete() {
   }
   IniFile& configuration = surroundings_.program.configuration;
   if (!configuration.Write(removals)) {
-    view_.Warn(Format(Text::kSettingNotSaved, {DisplayLine(configuration.path())}));
+    view_.Tell(Format(Text::kSettingNotSaved, {DisplayLine(configuration.path())}));
     return;
   }
   ReadRows();

@@ -89,7 +89,9 @@ void SettingsDialogPresenter::Ok() {
     view_.Warn(Format(Text::kSettingNotSaved, {DisplayLine(unsaved)}));
     return;
   }
-  if (applied_.start_not_saved) view_.Warn(TextOf(Text::kNotSaved));
+  if (applied_.starts_with_system && !surroundings_.set_starts_with_system(*applied_.starts_with_system)) {
+    view_.Warn(TextOf(Text::kStartNotSaved));
+  }
   if (applied_.restart_needed) view_.Inform(TextOf(Text::kRestartNeeded));
   view_.RearmUpdateCheck();
   view_.Close();
@@ -97,7 +99,7 @@ void SettingsDialogPresenter::Ok() {
 
 bool SettingsDialogPresenter::ApplyPage(SettingsPage& page, const void* address) {
   if (!is_applying_ || address != ApplyAddress()) return false;
-  page.Apply(applied_);
+  if (page.is_open()) page.Apply(applied_);
   return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,7 @@ struct SettingsSurroundings {
 struct AppliedSettings {
   SettingChanges changes;
   bool restart_needed = false;
-  bool start_not_saved = false;  // the system did not take the start at log-on
+  std::optional<bool> starts_with_system;  // written when the files are saved
 };
 
 // One thread.
@@ -46,7 +47,11 @@ class SettingsPage {
  public:
   virtual ~SettingsPage() = default;
 
-  // Once, when the controls are there.
+  // Once, when the controls are there: Load, where the settings can be read. Else the page stays disabled and
+  // applies nothing: what it showed would be the defaults, which OK would then write over what is stored.
+  void Open(const Program& program, PageView& view);
+  bool is_open() const { return is_open_; }
+
   virtual void Load() = 0;
   // A button or check box was pressed.
   virtual void Pressed(int /*control*/) {}
@@ -58,6 +63,9 @@ class SettingsPage {
   virtual void Chosen(int /*control*/) {}
   // Adds what OK writes.
   virtual void Apply(AppliedSettings& applied) = 0;
+
+ private:
+  bool is_open_ = false;
 };
 
 }  // namespace quillbeaker

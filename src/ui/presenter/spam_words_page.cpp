@@ -81,6 +81,17 @@ std::vector<std::string_view> SpamWordsPage::SearchedTexts(const SpamWord& row) 
   return {row.word};
 }
 
+void SpamWordsPage::ShowPredefined() {
+  std::vector<SpamWord> selected = Selected();
+  FillRows();
+  // Words that are hidden now may stand there as the user's, too.
+  if (!view_.IsChecked(WORDS_SHOW_PREDEFINED) &&
+      std::all_of(selected.begin(), selected.end(), [](const SpamWord& word) { return word.predefined; })) {
+    for (SpamWord& word : selected) word.predefined = false;
+  }
+  ShowRows(selected);
+}
+
 void SpamWordsPage::Pressed(int control) {
   if (is_disabled_) return;
   switch (control) {
@@ -94,7 +105,7 @@ void SpamWordsPage::Pressed(int control) {
       Delete();
       break;
     case WORDS_SHOW_PREDEFINED:
-      ShowAgain([this] { FillRows(); });
+      ShowPredefined();
       break;
     default:
       break;

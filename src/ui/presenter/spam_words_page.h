@@ -36,6 +36,7 @@ class SpamWordsPage : public RowsPage<SpamWord> {
   void Delete();
   // Fills and sorts the rows. A word that is in both files is listed twice, the user's above.
   void FillRows();
+  void ShowPredefined();
   void SetUserWord(const std::string& word, std::int32_t probability);
   void RemoveUserWord(const std::string& word);
   bool IsListed(const std::string& word) const;
