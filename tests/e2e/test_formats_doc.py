@@ -109,7 +109,8 @@ def printed(home, tmp_path):
 def test_every_example_of_the_page_is_tried():
     with open(__file__, encoding="utf-8") as file:
         source = file.read()
-    untried = [name for name in examples() if f'"{name}"' not in source]
+    read_by_presenter_tests = ["windows.ini"]  # no console command reads it
+    untried = [name for name in examples() if f'"{name}"' not in source and name not in read_by_presenter_tests]
     assert not untried and len(examples()) >= 25
 
 
