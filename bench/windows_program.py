@@ -1,15 +1,17 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""What the Windows program costs under Wine: its start beside an empty program's, its memory at rest, and the bubble's
-share of a mail check.
+"""What the Windows program costs under Wine: its start beside an empty program's, its memory at rest, the bubble's
+share of a mail check, and the time that its windows take.
 
 All of it on a desktop of its own, with a Wine server that is warm; what is compared is measured in turn. Needs
-build/windows (Quillbeaker, window_driver, empty_program)."""
+build/windows (Quillbeaker, window_driver, empty_program, window_times)."""
 
 import argparse
 import os
 import statistics
+import subprocess
 import sys
+import tempfile
 import time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -125,6 +127,25 @@ def measure_bubble(desktop, driver, messages, rounds):
     return share <= 0.02
 
 
+def measure_windows(desktop, rounds):
+    # A file and no pipe, which Wine's own programs would hold open.
+    with tempfile.TemporaryFile("w+") as told:
+        subprocess.run(["wine", os.path.join(drivers.tools(), "window_times.exe"), str(rounds)], env=desktop.environment,
+                       stdin=subprocess.DEVNULL, stdout=told, stderr=subprocess.DEVNULL, timeout=300, check=True)
+        told.seek(0)
+        times = {name: float(value) for name, value in map(str.split, told)}
+    ratio = times["settings"] / times["templates"]
+    print(f"settings: {times['settings']:.1f} ms to open and close, their two templates alone {times['templates']:.1f} ms "
+          f"(medians of {rounds} in turn): ratio {ratio:.2f} (at most 2.0)")
+    kept = ratio <= 2.0
+    for page in ("words", "senders"):
+        few, many, key = (times[f"{page}-{what}"] for what in ("few", "many", "key"))
+        print(f"  {page}: first rows of 20,000 after {many:.1f} ms, of 20 after {few:.1f} ms: {many - few:.1f} ms more (at most 50); "
+              f"the slowest key of a search {key:.1f} ms (at most 30)")
+        kept = kept and many - few <= 50 and 0 <= key <= 30
+    return kept
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--messages", type=int, default=1000)
@@ -134,7 +155,8 @@ def main():
     try:
         driver = drivers.Driver(desktop)
         kept = [measure_start(desktop, driver, 3 * arguments.rounds), measure_rest(desktop, driver),
-                measure_bubble(desktop, driver, arguments.messages, arguments.rounds)]
+                measure_bubble(desktop, driver, arguments.messages, arguments.rounds),
+                measure_windows(desktop, 20)]
         driver.stop()
     finally:
         desktop.stop()

@@ -216,6 +216,7 @@ def run(in_console, staying):
         proxy.start(port_for_clients())
         line(f"{proxy.description} runs on 127.0.0.1, port {proxy.port}.")
         agree = check_mail(proxy, server, samples)
+        proxy.show_windows()
         for what, path in proxy.pictures():
             line(f"Picture of {what}: {path}")
         explain(proxy.port, staying)

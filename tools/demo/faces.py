@@ -7,6 +7,7 @@ import shutil
 import subprocess
 import sys
 import threading
+import time
 from pathlib import Path
 
 TOP = Path(__file__).resolve().parents[2]
@@ -17,6 +18,13 @@ from driver import Driver  # noqa: E402
 from program import Quillbeaker, eventually, executable  # noqa: E402
 from windows_program import RIGHT_DOWN, WindowsProgram  # noqa: E402
 
+WM_CLOSE = 0x10
+MOMENT, LOOK = 1.0, 4.0  # seconds
+SHOWN_WINDOWS = (
+    (40004, "Settings", "the settings", "demo-settings"),
+    (40020, "Set up a mail account", "the window that sets up a mail account", "demo-account"),
+)
+
 
 class ConsoleFace(Quillbeaker):
     """quillbeaker-cli, silent until it stays."""
@@ -26,6 +34,9 @@ class ConsoleFace(Quillbeaker):
     @contextlib.contextmanager
     def watched_check(self):
         yield
+
+    def show_windows(self):
+        """It has none."""
 
     def pictures(self):
         return []
@@ -119,13 +130,26 @@ class WindowsFace(WindowsProgram):
             eventually(lambda: any("Spam" in one["text"] for one in bubble.controls()), what="spam in the bubble")
             self._picture("the bubble during the mail check", "demo-bubble")
 
-    def _picture(self, what, name):
+    def show_windows(self):
+        """Opens the windows that a person changes something in, one after the other, and takes their pictures; on a
+        person's own display each stays for a moment."""
+        for command, title, what, name in SHOWN_WINDOWS:
+            self.command(command)
+            window = self.driver.dialog(title, process=self.main.process)
+            time.sleep(MOMENT if self.screen is None else LOOK)  # it is painted a moment after it is there
+            if self.screen is None:
+                left, top, right, bottom = (window.place[side] for side in ("left", "top", "right", "bottom"))
+                self._picture(what, name, f"{right - left}x{bottom - top}+{left}+{top}")
+            window.post(WM_CLOSE)
+            window.wait_until_gone()
+
+    def _picture(self, what, name, part=None):
         self.picture_directory.mkdir(parents=True, exist_ok=True)
         path = self.picture_directory / f"{name}.png"
-        # All of it happens in the corner of the notification area.
+        # Unless told otherwise: all else happens in the corner of the notification area.
         width, height = 440, 360
-        corner = f"{width}x{height}+{SCREEN[0] - width}+{SCREEN[1] - height}"
-        subprocess.run(["import", "-window", "root", "-crop", corner, "+repage", str(path)], env=self.desktop.environment,
+        part = part or f"{width}x{height}+{SCREEN[0] - width}+{SCREEN[1] - height}"
+        subprocess.run(["import", "-window", "root", "-crop", part, "+repage", str(path)], env=self.desktop.environment,
                        stdin=subprocess.DEVNULL, check=True, timeout=60)
         self.taken.append((what, path))
 
