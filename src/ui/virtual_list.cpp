@@ -79,7 +79,11 @@ void VirtualList::RowsChanged(std::size_t count) {
 void VirtualList::SelectRows(const std::vector<std::size_t>& rows) {
   const bool former = std::exchange(is_changing_, true);
   const bool all = !rows.empty() && rows.size() == rows_.RowCount();
-  ListView_SetItemState(list_, -1, all ? LVIS_SELECTED : 0, LVIS_SELECTED | (all ? 0 : LVIS_FOCUSED));
+  if (all) {
+    ListView_SetItemState(list_, -1, LVIS_SELECTED, LVIS_SELECTED);
+  } else {
+    SelectNone();
+  }
   for (const std::size_t row : rows) {
     if (all) break;
     ListView_SetItemState(list_, Index(row), LVIS_SELECTED, LVIS_SELECTED);
@@ -91,6 +95,18 @@ void VirtualList::SelectRows(const std::vector<std::size_t>& rows) {
     ListView_EnsureVisible(list_, first, FALSE);
   }
   is_changing_ = former;
+}
+
+// One by one where they are few: asked for all rows at once the list walks through every row that it has.
+void VirtualList::SelectNone() {
+  constexpr UINT kFew = 100;
+  if (ListView_GetSelectedCount(list_) > kFew) {
+    ListView_SetItemState(list_, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+    return;
+  }
+  for (const std::size_t row : SelectedRows()) ListView_SetItemState(list_, Index(row), 0, LVIS_SELECTED);
+  const int focused = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
+  if (focused >= 0) ListView_SetItemState(list_, focused, 0, LVIS_FOCUSED);
 }
 
 std::vector<std::size_t> VirtualList::SelectedRows() const {

@@ -38,6 +38,7 @@ class VirtualList {
   void TellSelection();
 
  private:
+  void SelectNone();
   void MakeColumns();
   void ShowOrder();
   void GiveText(NMLVDISPINFOW& wanted) const;
