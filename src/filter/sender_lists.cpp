@@ -20,11 +20,14 @@ constexpr std::uint32_t kNoLine = UINT32_MAX;
 
 // The name stands before the first comma, the number of the list behind the last one. A value without comma
 // names no list.
-void ReadValue(std::string_view value, SenderRecord& record) {
+SenderRecord RecordOf(std::string_view key, std::string_view value) {
+  SenderRecord record;
+  record.address = key.substr(0, kMaxSenderAddress);
   record.name = value.substr(0, std::min(value.find(','), kMaxSenderName));
   const std::size_t comma = value.rfind(',');
   record.kind =
       comma == std::string_view::npos ? kSenderNone : LeadingInteger<std::int32_t>(value.substr(comma + 1));
+  return record;
 }
 
 std::string ValueOf(const SenderRecord& record) {
@@ -61,8 +64,6 @@ struct SenderLists::Index {
   void Collect(std::string_view lower_key, std::vector<std::uint32_t>& found) const;
   // The lines that match the address (in lower case), in file order.
   std::vector<std::uint32_t> Matching(std::string_view lower) const;
-  void Fill(std::uint32_t line, SenderRecord& record) const;
-
   const std::shared_ptr<const IniDocument> source;  // owns what the views show
   std::vector<Line> lines;
   std::unordered_map<std::string_view, std::uint32_t> first_line;  // by lower-case key
@@ -129,11 +130,6 @@ std::vector<std::uint32_t> SenderLists::Index::Matching(std::string_view lower) 
   return found;
 }
 
-void SenderLists::Index::Fill(std::uint32_t line, SenderRecord& record) const {
-  ReadValue(lines[line].value, record);
-  record.address = lines[line].key.substr(0, kMaxSenderAddress);
-}
-
 SenderLists::SenderLists(Program& program) : program_(program) {}
 
 std::shared_ptr<const SenderLists::Index> SenderLists::CurrentIndex() const {
@@ -161,8 +157,7 @@ bool SenderLists::LookUp(const Index& index, std::string_view address, SenderRec
   record.kind = kSenderNone;
   for (const std::uint32_t line : index.Matching(lower)) {
     const bool exact = index.lines[line].lower_key == lower;
-    SenderRecord candidate;
-    index.Fill(line, candidate);
+    SenderRecord candidate = RecordOf(index.lines[line].key, index.lines[line].value);
     // Deliberate: an exact entry outranks every line above it, whatever its list; of the patterns the first
     // counts, but Friend outranks Blocked, an exact Blocked entry included.
     if (!exact && record.kind != kSenderNone &&
@@ -264,11 +259,9 @@ std::optional<std::size_t> SenderLists::AddSenders(std::span<const SenderRecord>
 }
 
 void SenderLists::Enumerate(const std::function<void(const SenderRecord&)>& callback) const {
-  const std::shared_ptr<const Index> index = CurrentIndex();
-  for (std::uint32_t i = 0; i < index->lines.size(); ++i) {
-    SenderRecord record;
-    index->Fill(i, record);
-    callback(record);
+  const std::shared_ptr<const IniDocument> document = program_.configuration.Read();
+  for (const IniEntry& entry : document->Section(sections::kSenders)) {
+    if (entry.has_value) callback(RecordOf(entry.key, entry.value));
   }
 }
 

@@ -39,20 +39,21 @@ void SendersPage::ReadRows() {
 
 void SendersPage::SortRows() {
   // The keys once: comparing is what sorting does most.
-  std::vector<std::pair<std::string, std::size_t>> order;
-  order.reserve(rows_.size());
-  for (std::size_t i = 0; i < rows_.size(); ++i) {
-    const SenderRecord& row = rows_[i];
-    const std::string name = LowerAscii(row.name);
-    const std::string address = LowerAscii(row.address);
-    order.emplace_back(order_.column == kNameColumn ? name + '\0' + address : address + '\0' + name, i);
+  std::vector<std::string> keys;
+  keys.reserve(rows_.size());
+  for (const SenderRecord& row : rows_) {
+    const bool by_name = order_.column == kNameColumn;
+    std::string key = LowerAscii(by_name ? row.name : row.address);
+    key += '\0';
+    key += LowerAscii(by_name ? row.address : row.name);
+    keys.push_back(std::move(key));
   }
-  std::sort(order.begin(), order.end(),
-            [this](const auto& a, const auto& b) { return order_.is_descending ? b < a : a < b; });
-  std::vector<SenderRecord> sorted;
-  sorted.reserve(rows_.size());
-  for (const auto& [key, place] : order) sorted.push_back(std::move(rows_[place]));
-  rows_ = std::move(sorted);
+  SortPlaces([&](std::size_t a, std::size_t b) {
+    if (const int compared = keys[a].compare(keys[b]); compared != 0) {
+      return (compared < 0) != order_.is_descending;
+    }
+    return a < b;
+  });
 }
 
 std::vector<std::string> SendersPage::Columns() const {

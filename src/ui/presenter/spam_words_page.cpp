@@ -44,23 +44,21 @@ void SpamWordsPage::FillRows() {
 
 void SpamWordsPage::SortRows() {
   // The words in lower case once: comparing is what sorting does most.
-  std::vector<std::pair<std::string, std::size_t>> order;
-  order.reserve(rows_.size());
-  for (std::size_t i = 0; i < rows_.size(); ++i) order.emplace_back(LowerAscii(rows_[i].word), i);
-  std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
-    const SpamWord& first = rows_[a.second];
-    const SpamWord& second = rows_[b.second];
-    if (order_.column != kWordColumn && first.probability != second.probability) {
+  std::vector<std::string> lower;
+  lower.reserve(rows_.size());
+  for (const SpamWord& row : rows_) lower.push_back(LowerAscii(row.word));
+  const bool by_word = order_.column == kWordColumn;
+  SortPlaces([&](std::size_t a, std::size_t b) {
+    const SpamWord& first = rows_[a];
+    const SpamWord& second = rows_[b];
+    if (!by_word && first.probability != second.probability) {
       return (first.probability < second.probability) != order_.is_descending;
     }
-    if (a.first != b.first)
-      return (a.first < b.first) != (order_.column == kWordColumn && order_.is_descending);
-    return std::tie(first.predefined, a.second) < std::tie(second.predefined, b.second);
+    if (const int compared = lower[a].compare(lower[b]); compared != 0) {
+      return (compared < 0) != (by_word && order_.is_descending);
+    }
+    return std::tie(first.predefined, a) < std::tie(second.predefined, b);
   });
-  std::vector<SpamWord> sorted;
-  sorted.reserve(rows_.size());
-  for (const auto& [lower, place] : order) sorted.push_back(std::move(rows_[place]));
-  rows_ = std::move(sorted);
 }
 
 std::vector<std::string> SpamWordsPage::Columns() const {
