@@ -26,6 +26,7 @@ namespace quillbeaker {
 namespace {
 
 constexpr DWORD kWaitForListener = 5000;  // milliseconds
+constexpr UINT kOfferAgainAfter = 5000;
 
 // The senders that the system itself knows.
 std::unique_ptr<SenderSource> OpenListedSenders(std::int32_t kind, SenderImport::KeepWaiting keep_waiting) {
@@ -49,7 +50,7 @@ App::App()
           .open_help =
               [this](std::string_view page) { OpenHelp(program_.environment.program_directory, page); },
           .rearm_update_check = {},  // there is none yet
-          .post = [this](std::function<void()> task) { queue_.Post(std::move(task)); },
+          .post = [this](std::function<void()> task) { window_queue_.Post(std::move(task)); },
           .window_closed = TrimWorkingSet},
       windows_(window_surroundings_) {
   the_app = this;
@@ -66,7 +67,7 @@ bool App::Init(HINSTANCE instance, bool sets_up_account) {
   tray_icon_.PrepareImage();
   taskbar_created_ = RegisterWindowMessageW(L"TaskbarCreated");
   FillCommandTable();
-  if (!CreateMainWindow(instance) || !queue_.Open()) {
+  if (!CreateMainWindow(instance) || !queue_.Open() || !window_queue_.Open()) {
     return false;
   }
   observer_.SetMainWindow(main_window_);
@@ -207,6 +208,7 @@ LRESULT App::Handle(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     default:
       if (message == taskbar_created_ && taskbar_created_ != 0) {
         tray_icon_.AddAgain();
+        if (account_setup_waits_) OfferAccountSetup();
         return 0;
       }
       return DefWindowProcW(window, message, wparam, lparam);
@@ -266,7 +268,9 @@ void App::OnTimer(UINT_PTR timer) {
       break;
     case TIMER_ADD_ICON:
       tray_icon_.AddOrTryLater();
-      if (account_setup_waits_) OfferAccountSetup();
+      break;
+    case TIMER_ACCOUNT_OFFER:
+      OfferAccountSetup();
       break;
     default:
       break;
@@ -340,9 +344,14 @@ void App::Notify(const std::string& text) {
 }
 
 void App::OfferAccountSetup() {
-  // A shell that is not there yet, as when the user logs on, takes it together with the icon.
+  // A shell that is not there yet, as when the user logs on, takes it once it has the icon.
   account_setup_waits_ = !tray_icon_.Notify(WideText(Text::kSetupNotice), NIIF_INFO);
   account_setup_is_offered_ = !account_setup_waits_;
+  if (account_setup_waits_) {
+    SetTimer(main_window_, TIMER_ACCOUNT_OFFER, kOfferAgainAfter, nullptr);
+  } else {
+    KillTimer(main_window_, TIMER_ACCOUNT_OFFER);
+  }
 }
 
 void App::OnNotificationClicked() {
@@ -402,6 +411,7 @@ void App::ShutDown() {
   windows_.CloseAll();
   DestroyOtherWindows();
   KillTimer(main_window_, TIMER_UPDATE_CHECK);
+  KillTimer(main_window_, TIMER_ACCOUNT_OFFER);
   KillTimer(main_window_, TIMER_ANIMATION);
   KillTimer(main_window_, TIMER_DELETED_COUNT);
   KillTimer(main_window_, TIMER_DISABLED_FILTER);
@@ -433,6 +443,7 @@ void App::ShutDownAfterCrash() {
   // program.
   crashed_ = true;
   queue_.Close();
+  window_queue_.Close();
   tray_icon_.RemoveTrayIcon();
   // Windows can be destroyed by their own thread only.
   if (GetCurrentThreadId() == GetWindowThreadProcessId(main_window_, nullptr)) {

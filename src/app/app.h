@@ -84,6 +84,8 @@ class App : private MailCheckView {
   Program program_;
   TrayIcon tray_icon_;
   UiQueue queue_;
+  // Of the windows, whose tasks may open boxes: it is not drained while a mail check waits.
+  UiQueue window_queue_;
   SessionObserver observer_;
   ListenerThread listener_;
   std::unique_ptr<ProgressBubble> bubble_;

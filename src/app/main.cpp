@@ -25,6 +25,8 @@ namespace {
 
 constexpr int kExitOtherInstance = 1;
 constexpr wchar_t kSetUpAccount[] = L"/setup";  // for an installer
+constexpr ULONGLONG kWaitForWindow = 5000;      // milliseconds
+constexpr DWORD kLookAgainAfter = 100;
 
 void PrepareSystemLibraries() {
   const INITCOMMONCONTROLSEX controls{sizeof controls, 0xFF};
@@ -32,10 +34,23 @@ void PrepareSystemLibraries() {
   OleInitialize(nullptr);
 }
 
+// Another start may have come so far only that it is the first one, but has no window yet. Null when there is
+// none to be found.
+HWND FindMainWindow() {
+  const std::wstring title = WideText(Text::kTitle);
+  const ULONGLONG end = GetTickCount64() + kWaitForWindow;
+  for (;;) {
+    const HWND window = FindWindowW(title.c_str(), title.c_str());
+    if (window != nullptr || GetTickCount64() >= end) {
+      return window;
+    }
+    Sleep(kLookAgainAfter);
+  }
+}
+
 // The one that runs opens the window. False when there is none to be found.
 bool HandOverSetup() {
-  const std::wstring title = WideText(Text::kTitle);
-  const HWND other = FindWindowW(title.c_str(), title.c_str());
+  const HWND other = FindMainWindow();
   if (other == nullptr) {
     return false;
   }

@@ -352,6 +352,7 @@
 #define TIMER_DELETED_COUNT 300
 #define TIMER_DISABLED_FILTER 400
 #define TIMER_ADD_ICON 500
+#define TIMER_ACCOUNT_OFFER 600
 
 // Private messages, from WM_USER (1024) on. Any program of the user can send one: none carries a pointer.
 #define MESSAGE_TRAY (WM_USER)                     // shell: lParam is the mouse message
