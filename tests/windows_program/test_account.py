@@ -179,6 +179,22 @@ def test_a_certificate_of_its_own_is_asked_about_and_pinned(program, tls_dovecot
     assert one.setting(name, "CERTIFICATES") is not None
 
 
+def test_a_certificate_that_can_not_be_saved_is_told(program, tls_dovecot):
+    tls_dovecot.mailbox("unsaved", [ham(1)])
+    one = program()
+    account = Account(one)
+    account.enter(tls_dovecot.tls_port, TLS, "unsaved")
+    os.chmod(one.path("Quillbeaker.ini"), 0o444)
+    try:
+        account.start()
+        one.box("is not accepted").click(IDYES)
+        said = account.result()
+    finally:
+        os.chmod(one.path("Quillbeaker.ini"), 0o644)
+    assert "The setting could not be saved in" in said and "Quillbeaker.ini" in said
+    assert one.setting(f"localhost:{tls_dovecot.tls_port}", "CERTIFICATES") is None
+
+
 def test_the_security_is_kept_on_request(program, tls_dovecot):
     tls_dovecot.mailbox("kept", [ham(1)])
     one = program()

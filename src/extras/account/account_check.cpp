@@ -128,6 +128,11 @@ void EndSession(Pop3Client& client, bool is_cancelled) {
   client.Close();
 }
 
+std::string NoteOnUnsaved(const AccountResult& result) {
+  if (result.unsaved.empty()) return {};
+  return "\n" + Format(Text::kSettingNotSaved, {DisplayLine(result.unsaved)});
+}
+
 }  // namespace
 
 std::string DescribeResult(const AccountResult& result) {
@@ -142,7 +147,8 @@ std::string DescribeResult(const AccountResult& result) {
     case AccountOutcome::kLoginDelay:
       return DescribeProblem(result.problem) + "\n" + std::string(TextOf(Text::kAccountLoginDelay));
     case AccountOutcome::kFailed:
-      return DescribeProblem(result.problem) + "\n" + AdviceOn(result.problem.failure);
+      return DescribeProblem(result.problem) + "\n" + AdviceOn(result.problem.failure) +
+             NoteOnUnsaved(result);
     case AccountOutcome::kNoSuchEntry:
       return std::string(TextOf(Text::kNoAccountName));
     case AccountOutcome::kCancelled:
@@ -184,11 +190,15 @@ AccountResult AccountCheck::LogInAndList(const Account& account) {
   return result;
 }
 
-bool AccountCheck::Trust(const AccountResult& result, const AskToTrust& ask) {
+bool AccountCheck::Trust(AccountResult& result, const AskToTrust& ask) {
   const LoginProblem& problem = result.problem;
-  return result.outcome == AccountOutcome::kFailed && problem.failure == LoginFailure::kCertificate &&
-         problem.certificate && ask && ask(problem) && !cancelled_ &&
-         TrustCertificate(program_, problem.server, problem.certificate->fingerprint);
+  const bool is_trusted = result.outcome == AccountOutcome::kFailed &&
+                          problem.failure == LoginFailure::kCertificate && problem.certificate && ask &&
+                          ask(problem) && !cancelled_;
+  if (!is_trusted) return false;
+  if (TrustCertificate(program_, problem.server, problem.certificate->fingerprint)) return true;
+  result.unsaved = program_.configuration.path();
+  return false;
 }
 
 std::string NeedsAfterRefusal(const ProviderTable& providers, const std::string& server,

@@ -32,7 +32,8 @@ struct AccountResult {
   std::uint32_t messages = 0;  // of kWorks
   std::int32_t port = 0;       // that was connected to; 0 when none was
   LoginProblem problem;
-  std::string words;  // of kNotListed: the server's, UTF-8, one line
+  std::string words;    // of kNotListed: the server's, UTF-8, one line
+  std::string unsaved;  // the file that could not take a certificate that the person trusts; UTF-8
 };
 
 // For the person, UTF-8 in the chosen language: what came out and, in a second line, what to do about it.
@@ -59,7 +60,7 @@ class AccountCheck {
 
  private:
   AccountResult LogInAndList(const Account& account);
-  bool Trust(const AccountResult& result, const AskToTrust& ask);
+  bool Trust(AccountResult& result, const AskToTrust& ask);
 
   Program& program_;
   std::atomic<bool> cancelled_ = false;

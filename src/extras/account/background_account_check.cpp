@@ -23,6 +23,11 @@ struct BackgroundAccountCheck::Run {
   Run(Program& program, const Face& own_face, BackgroundAccountCheck& its_owner)
       : check(program), face(own_face), owner(&its_owner) {}
 
+  bool IsCancelled() {
+    const std::lock_guard lock(mutex);
+    return cancelled;
+  }
+
   AccountCheck check;
   const Face face;
   Account account;
@@ -91,7 +96,8 @@ bool BackgroundAccountCheck::Ask(const std::shared_ptr<Run>& run, const LoginPro
     run->answer.reset();
   }
   run->face.post([run, problem] {
-    const bool trusted = run->owner != nullptr && run->face.trust(problem);
+    if (run->owner == nullptr || run->IsCancelled()) return;  // nobody waits for an answer
+    const bool trusted = run->face.trust(problem);
     const std::lock_guard lock(run->mutex);
     run->answer = trusted;
     run->changed.notify_all();

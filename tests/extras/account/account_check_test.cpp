@@ -89,6 +89,15 @@ TEST_F(AccountCheckTest, EveryFailureHasItsAdvice) {
   }
 }
 
+TEST_F(AccountCheckTest, NamesTheFileThatCouldNotTakeACertificate) {
+  AccountResult result;
+  result.problem.failure = LoginFailure::kCertificate;
+  EXPECT_EQ(DescribeResult(result).find("could not be saved"), std::string::npos);
+  result.unsaved = "/mail/Quillbeaker.ini";
+  EXPECT_NE(DescribeResult(result).find("\nThe setting could not be saved in \"/mail/Quillbeaker.ini\"."),
+            std::string::npos);
+}
+
 TEST_F(AccountCheckTest, SendsNothingThatNoMailProgramCouldSay) {
   ScriptedPop3Server server({});
   const auto outcome = [&](const std::string& user, const std::string& password) {
