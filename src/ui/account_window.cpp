@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "config/secret_masking.h"
 #include "ui/clipboard.h"
 #include "ui/resource.h"
 #include "ui/trust_question_box.h"
@@ -59,6 +60,12 @@ bool AccountWindow::OnCommand(int id, int notification) {
     default:
       return false;
   }
+}
+
+void AccountWindow::OnClosing() {
+  // One that was typed but never tested.
+  std::string typed = TakePassword();
+  WipeSecret(typed);
 }
 
 void AccountWindow::OnDestroyed() {

@@ -22,6 +22,7 @@ class AccountWindow : public TableWindow {
  private:
   bool OnInit() override;
   bool OnCommand(int id, int notification) override;
+  void OnClosing() override;
   void OnDestroyed() override;
 
   AccountSurroundings PresenterNeeds();

@@ -163,6 +163,11 @@ void PageControls::Focus(int control) {
   if (IsOfClass(window, WC_EDITW)) SendMessageW(window, EM_SETSEL, 0, -1);
 }
 
+bool PageControls::HasFocus(int control) const {
+  const HWND window = dialog_.Control(control);
+  return window != nullptr && GetFocus() == window;
+}
+
 void PageControls::Warn(std::string_view text) {
   ShowMessageBoxOf(BoxOwner(), Wide(text), MB_OK | MB_ICONEXCLAMATION);
 }

@@ -39,6 +39,7 @@ class PageControls : public ListPageView {
   void Show(int control, bool shown) override;
   void DisablePage() override;
   void Focus(int control) override;
+  bool HasFocus(int control) const override;
   void Warn(std::string_view text) override;
   void Tell(std::string_view text) override;
   bool Ask(std::string_view question) override;

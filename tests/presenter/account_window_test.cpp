@@ -142,6 +142,25 @@ TEST_F(AccountWindowTest, NoProposalReplacesWhatThePersonTyped) {
   EXPECT_EQ(Server(), (Strings{"pop.example.com", "995", "TLS"}));
 }
 
+TEST_F(AccountWindowTest, NoProposalReplacesAPortOrASecurityThatThePersonChose) {
+  view_.Pick(ACCOUNT_SECURITY, 1);
+  view_.Type(ACCOUNT_USER, "ann@example.com");
+  EXPECT_EQ(Server(), (Strings{"pop.example.com", "110", "STARTTLS"}));
+  view_.Type(ACCOUNT_SERVER, "");
+  view_.Type(ACCOUNT_USER, "ann@example.org");
+  EXPECT_EQ(Server(), (Strings{"pop.example.org", "995", "TLS"}));
+  view_.Type(ACCOUNT_PORT, "1995");
+  view_.Type(ACCOUNT_USER, "ann@example.net");
+  EXPECT_EQ(Server(), (Strings{"mail.example.net", "1995", "TLS"}));
+  view_.Type(ACCOUNT_PORT, "110");
+  view_.Type(ACCOUNT_USER, "ann@example.com");
+  view_.Type(ACCOUNT_USER, "ann@example.net");
+  EXPECT_EQ(Server(), (Strings{"mail.example.net", "110", "STARTTLS"})) << "the proposal's own port";
+  view_.Pick(ACCOUNT_SERVER, 0);
+  view_.Type(ACCOUNT_USER, "ann@example.com");
+  EXPECT_EQ(Server(), (Strings{"pop.example.com", "995", "TLS"})) << "a chosen proposal is taken whole";
+}
+
 TEST_F(AccountWindowTest, ThePortFollowsTheSecurityWhileItIsTheUsualOne) {
   view_.Pick(ACCOUNT_SECURITY, 1);
   EXPECT_EQ(Shown(ACCOUNT_PORT), "110");
@@ -166,9 +185,14 @@ TEST_F(AccountWindowTest, ShowsAndCopiesWhatTheMailProgramNeeds) {
   EXPECT_TRUE(view_.warnings.empty());
   can_copy_ = false;
   presenter_->Pressed(ACCOUNT_COPY_PORT);
-  EXPECT_EQ(view_.warnings, Strings{std::string(TextOf(Text::kNotCopied))});
-  view_.Type(ACCOUNT_USER, "a b");
+  EXPECT_TRUE(view_.warnings.empty());
+  EXPECT_EQ(view_.told, Strings{std::string(TextOf(Text::kNotCopied))});
+  EXPECT_EQ(Shown(ACCOUNT_NOTE).find(TextOf(Text::kNoAccountName)), std::string::npos);
+  view_.Type(ACCOUNT_USER, "a b@example.com");
   EXPECT_EQ(Shown(ACCOUNT_LOCAL_USER), "") << "no mail program can say it";
+  EXPECT_EQ(Shown(ACCOUNT_NOTE).find(TextOf(Text::kNoAccountName)), 0U);
+  view_.Type(ACCOUNT_PORT, "");
+  EXPECT_EQ(Shown(ACCOUNT_NOTE).find(TextOf(Text::kNoAccountName)), std::string::npos) << "not yet";
   EXPECT_FALSE(view_.IsEnabled(ACCOUNT_COPY_SERVER));
 }
 
@@ -219,6 +243,25 @@ TEST_F(AccountWindowTest, CanBeCancelled) {
   End(cancelled);
   EXPECT_EQ(Shown(ACCOUNT_RESULT), TextOf(Text::kAccountTestCancelled));
   EXPECT_TRUE(EntriesAreEnabled());
+}
+
+TEST_F(AccountWindowTest, TheEndOfATestLeavesTheFocusWhereThePersonTookIt) {
+  Enter();
+  presenter_->Pressed(ACCOUNT_TEST);
+  view_.focus = ACCOUNT_STEPS;
+  End({});
+  EXPECT_EQ(view_.focus, ACCOUNT_STEPS);
+  EXPECT_TRUE(EntriesAreEnabled());
+}
+
+TEST_F(AccountWindowTest, SaysThatTheSecurityCouldNotBeSaved) {
+  Enter();
+  test_.directory.SetReadOnly("Quillbeaker.ini", true);
+  presenter_->Pressed(ACCOUNT_KEEP);
+  test_.directory.SetReadOnly("Quillbeaker.ini", false);
+  EXPECT_TRUE(view_.warnings.empty());
+  ASSERT_EQ(view_.told.size(), 1U);
+  EXPECT_NE(view_.told[0].find("Quillbeaker.ini"), std::string::npos);
 }
 
 TEST_F(AccountWindowTest, SaysWhatToDoAboutAFailure) {

@@ -37,6 +37,7 @@ class RecordingListView : public ListPageView {
   void Show(int control, bool shown) override { controls.Show(control, shown); }
   void DisablePage() override { controls.DisablePage(); }
   void Focus(int control) override { controls.Focus(control); }
+  bool HasFocus(int control) const override { return controls.HasFocus(control); }
   void Warn(std::string_view text) override { controls.Warn(text); }
   void Tell(std::string_view text) override { controls.Tell(text); }
   bool Ask(std::string_view question) override { return controls.Ask(question); }

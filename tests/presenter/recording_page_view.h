@@ -53,6 +53,7 @@ class RecordingPageView : public PageView {
   void Show(int control, bool is_shown) override { shown[control] = is_shown; }
   void DisablePage() override { page_disabled = true; }
   void Focus(int control) override { focus = control; }
+  bool HasFocus(int control) const override { return focus == control; }
   void Warn(std::string_view text) override { warnings.emplace_back(text); }
   void Tell(std::string_view text) override { told.emplace_back(text); }
   bool Ask(std::string_view question) override {

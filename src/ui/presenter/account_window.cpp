@@ -58,6 +58,10 @@ std::int32_t UsualPort(Security security) {
   return security == Security::kTls ? kPop3TlsPort : kPop3Port;
 }
 
+bool IsPort(std::int32_t number) {
+  return number >= 1 && number <= 65535;
+}
+
 // Edit fields of several lines want both characters at a line's end.
 std::string WithLineEnds(std::string_view text) {
   std::string lines;
@@ -115,9 +119,11 @@ void AccountPresenter::Edited(int control) {
       break;
     case ACCOUNT_SERVER:
       // Emptied, it takes proposals again.
-      has_own_values_ = !TrimBlanks(view_.TextIn(ACCOUNT_SERVER)).empty();
+      has_own_server_ = !TrimBlanks(view_.TextIn(ACCOUNT_SERVER)).empty();
+      if (!has_own_server_) has_own_port_ = has_own_security_ = false;
       break;
     case ACCOUNT_PORT:
+      has_own_port_ = !TrimBlanks(view_.TextIn(ACCOUNT_PORT)).empty();
       break;
     default:
       return;
@@ -133,7 +139,7 @@ void AccountPresenter::Chosen(int control) {
   if (control == ACCOUNT_SECURITY) ChangeSecurity();
   if (control == ACCOUNT_SERVER && place >= 0 &&
       static_cast<std::size_t>(place) < proposals_.servers.size()) {
-    has_own_values_ = false;
+    has_own_server_ = has_own_port_ = has_own_security_ = false;
     Take(proposals_.servers[static_cast<std::size_t>(place)]);
   }
   ShowNote();
@@ -158,7 +164,7 @@ AccountPresenter::Entries AccountPresenter::Typed() const {
 bool AccountPresenter::CheckEntries(const Entries& entries) {
   const std::pair<int, bool> fields[] = {{ACCOUNT_USER, !entries.user.empty()},
                                          {ACCOUNT_SERVER, !entries.server.empty()},
-                                         {ACCOUNT_PORT, entries.port >= 1 && entries.port <= 65535}};
+                                         {ACCOUNT_PORT, IsPort(entries.port)}};
   for (const auto& [control, is_there] : fields) {
     if (is_there) continue;
     view_.Warn(TextOf(Text::kEnterAValue));
@@ -177,16 +183,20 @@ void AccountPresenter::Propose() {
   const std::string typed = view_.TextIn(ACCOUNT_SERVER);
   is_filling_ = true;
   view_.SetChoices(ACCOUNT_SERVER, names);
-  view_.SetText(ACCOUNT_SERVER, has_own_values_ ? typed : std::string());
+  view_.SetText(ACCOUNT_SERVER, has_own_server_ ? typed : std::string());
   is_filling_ = false;
-  if (!has_own_values_ && !proposals_.servers.empty()) Take(proposals_.servers.front());
+  if (!has_own_server_ && !proposals_.servers.empty()) Take(proposals_.servers.front());
 }
 
+// Port and security belong together: one that the person chose decides what the other can be.
 void AccountPresenter::Take(const ServerProposal& proposal) {
   is_filling_ = true;
-  security_ = proposal.security;
   view_.SetText(ACCOUNT_SERVER, proposal.server);
-  view_.SetText(ACCOUNT_PORT, std::to_string(proposal.port));
+  if (!has_own_security_ && (!has_own_port_ || Typed().port == proposal.port)) security_ = proposal.security;
+  if (!has_own_port_) {
+    const std::int32_t port = security_ == proposal.security ? proposal.port : UsualPort(security_);
+    view_.SetText(ACCOUNT_PORT, std::to_string(port));
+  }
   view_.Choose(ACCOUNT_SECURITY, PlaceOf(security_));
   is_filling_ = false;
 }
@@ -195,6 +205,7 @@ void AccountPresenter::Take(const ServerProposal& proposal) {
 void AccountPresenter::ChangeSecurity() {
   const int place = view_.ChosenIn(ACCOUNT_SECURITY);
   if (place < 0 || static_cast<std::size_t>(place) >= std::size(kSecurities)) return;
+  has_own_security_ = true;
   const Security former = std::exchange(security_, kSecurities[static_cast<std::size_t>(place)].security);
   if (view_.TextIn(ACCOUNT_PORT) != std::to_string(UsualPort(former))) return;
   is_filling_ = true;
@@ -203,14 +214,21 @@ void AccountPresenter::ChangeSecurity() {
 }
 
 void AccountPresenter::ShowNote() {
-  const std::string server = Typed().server;
+  const Entries entries = Typed();
   std::string note;
+  if (!CanPassOn(entries)) note += Line(Text::kNoAccountName);
   if (security_ == Security::kPlain) note += Line(Text::kSecurityWarning);
   if (proposals_.no_pop3) note += Line(Text::kNoPop3);
   for (const ServerProposal& proposal : proposals_.servers) {
-    if (EqualsIgnoringCase(proposal.server, server)) note += NoteOn(proposal);
+    if (EqualsIgnoringCase(proposal.server, entries.server)) note += NoteOn(proposal);
   }
   view_.SetText(ACCOUNT_NOTE, WithLineEnds(note));
+}
+
+// True as well while something is still missing.
+bool AccountPresenter::CanPassOn(const Entries& entries) const {
+  return entries.user.empty() || entries.server.empty() || !IsPort(entries.port) ||
+         SettingsOfMailClient(surroundings_.program, entries.server, entries.user, entries.port);
 }
 
 void AccountPresenter::ShowSettings() {
@@ -236,16 +254,18 @@ void AccountPresenter::ShowResult(const std::string& text) {
 }
 
 void AccountPresenter::EnableEntries(bool enabled) {
-  // The focus moves before its control is disabled: there it would reach nothing any more.
+  // The focus moves before its control is disabled: there it would reach nothing any more. At the end of a
+  // test the person may be elsewhere already, in another window too, and stays there.
   view_.Enable(ACCOUNT_STOP, true);
   view_.Enable(ACCOUNT_TEST, true);
-  view_.Focus(enabled ? ACCOUNT_TEST : ACCOUNT_STOP);
+  if (!enabled) view_.Focus(ACCOUNT_STOP);
+  if (enabled && view_.HasFocus(ACCOUNT_STOP)) view_.Focus(ACCOUNT_TEST);
   for (const int control : kEntries) view_.Enable(control, enabled);
   view_.Enable(ACCOUNT_STOP, !enabled);
 }
 
 void AccountPresenter::Copy(int control) {
-  if (!surroundings_.copy(view_.TextIn(control))) view_.Warn(TextOf(Text::kNotCopied));
+  if (!surroundings_.copy(view_.TextIn(control))) view_.Tell(TextOf(Text::kNotCopied));
 }
 
 void AccountPresenter::Keep() {
@@ -253,7 +273,7 @@ void AccountPresenter::Keep() {
   if (!CheckEntries(entries)) return;
   Program& program = surroundings_.program;
   if (!KeepSecurity(program, entries.server, entries.port, entries.security)) {
-    view_.Warn(Format(Text::kSettingNotSaved, {DisplayLine(program.configuration.path())}));
+    view_.Tell(Format(Text::kSettingNotSaved, {DisplayLine(program.configuration.path())}));
     return;
   }
   const std::string server = DisplayLine(entries.server) + ":" + std::to_string(entries.port);

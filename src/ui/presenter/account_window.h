@@ -54,6 +54,7 @@ class AccountPresenter {
 
   void Propose();
   void Take(const ServerProposal& proposal);
+  bool CanPassOn(const Entries& entries) const;
   void ChangeSecurity();
   void ShowNote();
   void ShowSettings();
@@ -69,9 +70,11 @@ class AccountPresenter {
   const ProviderTable providers_;
   Proposals proposals_;
   Security security_ = Security::kTls;  // that is chosen
-  bool has_own_values_ = false;         // the person has chosen a server: no proposal replaces it
-  bool is_filling_ = false;             // a change of a field is the presenter's own
-  std::optional<Entries> tested_;       // while a test runs
+  bool has_own_server_ = false;         // the person has chosen a server: no proposal replaces it
+  bool has_own_port_ = false;
+  bool has_own_security_ = false;
+  bool is_filling_ = false;        // a change of a field is the presenter's own
+  std::optional<Entries> tested_;  // while a test runs
 };
 
 }  // namespace quillbeaker

@@ -43,6 +43,7 @@ class PageView {
   virtual void DisablePage() = 0;
   // The focus, and in an edit field everything selected.
   virtual void Focus(int control) = 0;
+  virtual bool HasFocus(int control) const = 0;
 
   // A box with an exclamation icon and the title of the page's dialog, and OK.
   virtual void Warn(std::string_view text) = 0;
