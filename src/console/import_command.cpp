@@ -56,7 +56,7 @@ class ConsoleImport : public SenderImportView {
   ProgressLine line_;
 };
 
-// False, and said so, when the file gave nothing for a reason.
+// False, and said so, when the file gave nothing for a reason or could not be read to its end.
 bool ImportOne(SenderImport& import, ConsoleImport& view, const std::string& path) {
   view.path = path;
   view.columns_unknown = false;
@@ -71,7 +71,8 @@ bool ImportOne(SenderImport& import, ConsoleImport& view, const std::string& pat
     case SenderFileKind::kVCard:
       break;
   }
-  return !view.columns_unknown;
+  if (import.read_failed()) PrintError(UnreadableFile(path));
+  return !view.columns_unknown && !import.read_failed();
 }
 
 }  // namespace

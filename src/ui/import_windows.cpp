@@ -102,8 +102,9 @@ void ImportBoxes::EndProgress() {
   progress_.reset();
 }
 
-void ImportBoxes::Inform(std::string_view text) {
-  if (IsWindow(owner_)) ShowMessageBox(owner_, Wide(text), MB_OK | MB_ICONINFORMATION);
+void ImportBoxes::Inform(std::string_view text, bool trouble) {
+  const UINT icon = trouble ? MB_ICONEXCLAMATION : MB_ICONINFORMATION;
+  if (IsWindow(owner_)) ShowMessageBox(owner_, Wide(text), MB_OK | icon);
 }
 
 void ImportSenders(Program& program, HWND owner, std::int32_t kind, const SenderImport::OpenListed& open) {

@@ -26,7 +26,7 @@ class ImportBoxes : public ImportWindows {
                                         std::string_view extension) override;
   bool ShowProgress(std::string_view text) override;
   void EndProgress() override;
-  void Inform(std::string_view text) override;
+  void Inform(std::string_view text, bool trouble) override;
 
  private:
   class Progress;

@@ -39,7 +39,9 @@ class RecordingWindows : public ImportWindows {
     return go_on;
   }
   void EndProgress() override { told.push_back("end of progress"); }
-  void Inform(std::string_view text) override { told.push_back("box " + std::string(text)); }
+  void Inform(std::string_view text, bool trouble) override {
+    told.push_back((trouble ? "warning " : "box ") + std::string(text));
+  }
 
   std::function<bool(int, SmallDialog&, test::RecordingPageView&)> person;
   std::optional<std::string> file;
@@ -133,7 +135,7 @@ TEST_F(ImportPresenterTest, CountsAlsoForAFileThatIsNotThere) {
 TEST_F(ImportPresenterTest, SaysThatAFileIsNeitherTextNorVCard) {
   Answer(std::string_view("\0\1\2\3\4\5\6\7\0\0\0\0", 12), {});
   const std::string box = Run().back();
-  EXPECT_EQ(box.find("box \""), 0U);
+  EXPECT_EQ(box.find("warning \""), 0U);
   EXPECT_NE(box.find("is neither a text file nor a vCard file.\n\n0 addresses"), std::string::npos) << box;
 }
 

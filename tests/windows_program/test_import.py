@@ -17,6 +17,7 @@ ADDRESS_COLUMN, NAME_COLUMN = 1097, 1098
 FILE_NAMES, FILE_KINDS = (0x480, 0x47C), 0x470  # an edit field, or a drop-down list with one
 LB_GETCOUNT, LB_GETCURSEL, LB_SETCURSEL = 0x18B, 0x188, 0x186
 CAPTION, OPEN = "Import sender", "Open"
+COLUMNS, COUNT = "The first record in the file", "0 addresses have been imported successfully."
 
 
 class Import:
@@ -48,7 +49,7 @@ class Import:
 
     def columns(self, address=None, name=None):
         """The dialog, with these columns selected."""
-        box = self.dialog("The first record in the file")
+        box = self.dialog(COLUMNS)
         for number, wanted in ((ADDRESS_COLUMN, address), (NAME_COLUMN, name)):
             if wanted is not None:
                 self.driver.ask("send", window=box.control(number)["window"], message=LB_SETCURSEL, wparam=wanted)
@@ -279,16 +280,20 @@ def test_progress_of_a_long_import(program, csv, picture):
     work.settings.cancel()  # it can be used again
 
 
-@pytest.mark.parametrize("title, containing", [(CAPTION, "Import source"), (OPEN, None), (CAPTION, "Ann (a@x)")])
+@pytest.mark.parametrize("title, containing", [(CAPTION, "Import source"), (OPEN, None), (CAPTION, "Ann (a@x)"),
+                                               (CAPTION, COLUMNS), ("Quillbeaker", COUNT)])
 def test_quitting_during_an_import(program, csv, title, containing):
     one = program(senders={})
     work = Import(one)
     path = csv("Ann,a@x\nBob,b@x\n")
     if containing != "Import source":
         work.source(FROM_FILE)
-        if title == CAPTION:
+        if title != OPEN:
             work.file(path)
+        if title != OPEN and containing != COLUMNS:
             work.columns().click(IDOK)
+        if containing == COUNT:
+            work.answer("Ann (a@x)", IDCANCEL)
     one.driver.dialog(title, containing=containing, process=one.main.process)
     one.log_off()
     code, seconds = one.wait_for_end()

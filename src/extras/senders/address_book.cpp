@@ -10,7 +10,6 @@ namespace quillbeaker {
 namespace {
 
 constexpr std::string_view kUsualLibrary = "WAB32.DLL";
-constexpr std::size_t kMostTextBytes = kMaxFoundText + 1;  // one more than is offered: it is skipped
 
 bool IsSlash(char character) {
   return character == '\\' || character == '/';
@@ -34,17 +33,13 @@ std::optional<std::string> AddressBookLibrary(std::string_view registered,
 }
 
 std::string ContactBytes(const FoundSender& contact) {
-  std::string bytes;
-  for (const std::string* text : {&contact.name, &contact.address}) {
-    bytes.append(text->c_str(), std::min(std::char_traits<char>::length(text->c_str()), kMostTextBytes));
-    bytes.push_back('\0');
-  }
-  return bytes;
+  const FoundSender fit = FitToOffer(contact).value_or(FoundSender{});
+  return fit.name + '\0' + fit.address + '\0';
 }
 
 std::size_t ContactBytesReader::EndOfText(std::size_t from) {
   const std::size_t end = bytes_.find('\0', from);
-  if (std::min(end, bytes_.size()) - from > kMostTextBytes) is_broken_ = true;
+  if (std::min(end, bytes_.size()) - from > kMaxFoundText) is_broken_ = true;
   return is_broken_ ? std::string::npos : end;
 }
 

@@ -19,8 +19,8 @@ namespace quillbeaker {
 // current directory or along PATH, where others may have put one. UTF-8.
 std::optional<std::string> AddressBookLibrary(std::string_view registered, std::string_view system_directory);
 
-// A contact as bytes: name and address, each ended by a NUL. What is too long to be offered stays so, but is
-// cut.
+// A contact as bytes: name and address, each ended by a NUL. One that cannot be offered is two empty texts, a
+// sign of life for who reads.
 std::string ContactBytes(const FoundSender& contact);
 
 // The contacts in such bytes, which come in pieces of any size. The process that wrote them may have died in

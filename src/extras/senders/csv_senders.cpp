@@ -96,7 +96,7 @@ std::optional<FoundSender> CsvSenders::Next() {
   while (lines_->Next(line, kMaxCsvLine)) {
     std::vector<std::string> fields = SplitCsvLine(line);
     if (!columns_) {
-      // Nothing could be chosen from a blank line, and nothing is lost with it.
+      // Deliberate: nothing could be chosen from a blank line, and nothing is lost with it.
       if (fields.size() == 1 && fields[0].empty()) continue;
       columns_ = choose_(fields);
       if (!columns_) return std::nullopt;

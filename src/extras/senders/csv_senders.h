@@ -43,6 +43,7 @@ class CsvSenders : public SenderSource {
   CsvSenders(std::unique_ptr<TextLines> lines, ChooseColumns choose);
   // Deliberate: the first line is a sender like the others, whatever it is.
   std::optional<FoundSender> Next() override;
+  bool failed() const override { return lines_->failed(); }
 
  private:
   std::unique_ptr<TextLines> lines_;

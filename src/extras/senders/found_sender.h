@@ -24,6 +24,8 @@ class SenderSource {
   virtual ~SenderSource() = default;
   // Nothing at the end. What was read need not be fit to be offered.
   virtual std::optional<FoundSender> Next() = 0;
+  // After the end: it came because what was behind it could not be read.
+  virtual bool failed() const { return false; }
 };
 
 // A blocked sender as Outlook Express keeps it, a value of the registry. Deliberate: the value is the name as

@@ -23,10 +23,9 @@ SenderFile OpenSenderFile(const std::string& path, CsvSenders::ChooseColumns cho
   std::optional<InputFile> opened = InputFile::Open(path);
   if (!opened) return {};
   const auto file = std::make_shared<InputFile>(std::move(*opened));
-  // A file that fails in the middle ends there.
   const auto read = [file, at = std::uint64_t{0}](char* buffer, std::size_t capacity) mutable {
-    const std::size_t count = file->ReadAt(at, buffer, capacity).value_or(0);
-    at += count;
+    const std::optional<std::size_t> count = file->ReadAt(at, buffer, capacity);
+    at += count.value_or(0);
     return count;
   };
   return OpenSenderText(read, std::move(choose));

@@ -51,6 +51,7 @@ SenderFileKind SenderImport::ImportFile(const std::string& path) {
     return columns;
   });
   if (file.source) ImportAll(*file.source);
+  read_failed_ = file.source && file.source->failed();
   return file.kind;
 }
 
@@ -147,6 +148,7 @@ SenderImport::Next SenderImport::LookAtTheTime() {
 // Deliberate: a file that cannot be opened is no trouble that is told; its count is 0.
 std::string SenderImport::TroubleOf(SenderFileKind kind, const std::string& path) const {
   if (not_saved_) return Format(Text::kImportNotSaved, {DisplayLine(program_.configuration.path())});
+  if (read_failed_) return DisplayLine(path) + ": " + std::string(TextOf(Text::kFileUnreadable));
   if (kind == SenderFileKind::kNoText) return Format(Text::kImportNoText, {DisplayLine(path)});
   return {};
 }

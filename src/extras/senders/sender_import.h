@@ -66,13 +66,14 @@ class SenderImport {
   // One import from the first question to the count. Cancel of the source or the file ends it without a word.
   void Run(const OpenListed& open_listed);
   // The parts of it, for who knows already where from. They may follow each other; ShowCount is theirs to
-  // call.
+  // call. read_failed tells of the last file whether it could not be read to its end.
   SenderFileKind ImportFile(const std::string& path);
   void ImportAll(SenderSource& source);
 
   std::size_t count() const { return count_; }
   bool cancelled() const { return cancelled_; }
   bool not_saved() const { return not_saved_; }
+  bool read_failed() const { return read_failed_; }
 
  private:
   enum class Next { kContinue, kStop };
@@ -93,6 +94,7 @@ class SenderImport {
   bool yes_to_all_ = false;
   bool cancelled_ = false;
   bool not_saved_ = false;
+  bool read_failed_ = false;
   std::size_t count_ = 0;  // saved
   std::size_t read_ = 0;
   std::size_t candidates_ = 0;  // since the last save

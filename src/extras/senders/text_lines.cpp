@@ -49,9 +49,7 @@ void TrimPartialCharacter(std::string& utf8) {
 }  // namespace
 
 TextLines::TextLines(Read read) : read_(std::move(read)) {
-  raw_.resize(kPiece);
-  raw_.resize(std::min(read_(raw_.data(), kPiece), kPiece));
-  ended_ = raw_.size() < kPiece;
+  ReadPiece();
   DetectEncoding();
   if (encoding_ == Encoding::kBytes) {
     text_ = raw_;
@@ -59,6 +57,14 @@ TextLines::TextLines(Read read) : read_(std::move(read)) {
     AppendUtf16(raw_, ended_);
   }
   binary_ = LooksBinary(text_);
+}
+
+void TextLines::ReadPiece() {
+  raw_.resize(kPiece);
+  const std::optional<std::size_t> count = read_(raw_.data(), kPiece);
+  failed_ = !count;
+  raw_.resize(std::min(count.value_or(0), kPiece));
+  ended_ = raw_.size() < kPiece;
 }
 
 // Deliberate: UTF-16 without a byte order mark is known by two letters of ASCII at the beginning; nothing
@@ -107,9 +113,7 @@ void TextLines::AppendUtf16(std::string_view bytes, bool last) {
 
 bool TextLines::Fill() {
   if (ended_) return false;
-  raw_.resize(kPiece);
-  raw_.resize(std::min(read_(raw_.data(), kPiece), kPiece));
-  ended_ = raw_.size() < kPiece;
+  ReadPiece();
   text_.clear();
   at_ = 0;
   if (encoding_ == Encoding::kBytes) {
@@ -132,7 +136,10 @@ bool TextLines::Next(std::string& line, std::size_t longest) {
     line += piece.substr(0, room);
     cut = cut || piece.size() > room;
     at_ += end == std::string_view::npos ? rest.size() : end + 1;
-    if (end != std::string_view::npos || !Fill()) break;
+    if (end != std::string_view::npos) break;
+    if (Fill()) continue;
+    if (failed_) return false;
+    break;
   }
   if (cut && was_utf16()) TrimPartialCharacter(line);
   return true;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,8 +15,8 @@ namespace quillbeaker {
 
 class TextLines {
  public:
-  // Fills the buffer as far as it can; fewer bytes than asked for are the end.
-  using Read = std::function<std::size_t(char* buffer, std::size_t capacity)>;
+  // Fills the buffer as far as it can; fewer bytes than asked for are the end, nothing is a failure.
+  using Read = std::function<std::optional<std::size_t>(char* buffer, std::size_t capacity)>;
 
   // Reads the first piece at once.
   explicit TextLines(Read read);
@@ -28,11 +29,16 @@ class TextLines {
   std::string_view head() const { return text_; }
   // Where the file's bytes are no text: too many of the first ones are control bytes.
   bool is_binary() const { return binary_; }
+  // The text ended because reading failed. A line that was cut off by that is not given: half an address is
+  // another one.
+  bool failed() const { return failed_; }
   bool was_utf16() const { return encoding_ != Encoding::kBytes; }
 
  private:
   enum class Encoding { kBytes, kUtf16LittleEndian, kUtf16BigEndian };
 
+  // Puts the next piece of the file into raw_.
+  void ReadPiece();
   // Puts the next piece into text_; false at the end.
   bool Fill();
   void DetectEncoding();
@@ -46,6 +52,7 @@ class TextLines {
   Encoding encoding_ = Encoding::kBytes;
   bool binary_ = false;
   bool ended_ = false;
+  bool failed_ = false;
 };
 
 }  // namespace quillbeaker

@@ -151,7 +151,7 @@ bool VCardSenders::NextProperty(std::string& property) {
   bool soft = quoted_printable && property.ends_with('=');
   std::string line;
   for (;;) {
-    if (!read(line)) return true;
+    if (!read(line)) return !lines_->failed();  // it might have gone on
     const bool folded = line.starts_with(' ') || line.starts_with('\t');
     if (!folded && !soft) {
       ahead_ = std::move(line);
@@ -166,9 +166,9 @@ bool VCardSenders::NextProperty(std::string& property) {
 }
 
 void VCardSenders::Begin() {
-  // Deliberate: without an AGENT before it a card begins where another one has not ended: the end is missing,
-  // and what follows shall not be lost for that.
-  if (card_ && (agent_begins_ || inner_cards_ > 0)) {
+  // Deliberate: without an AGENT before it a card begins where others, one inside the other, have not ended:
+  // the ends are missing, and what follows shall not be lost for that.
+  if (card_ && agent_begins_) {
     ++inner_cards_;
     return;
   }

@@ -30,6 +30,7 @@ class VCardSenders : public SenderSource {
   // One for each address of each card, named as the card says: by its FN, else by N, else by ORG, else by the
   // address. A card inside another one (AGENT) is left out. A card that the file cuts off is taken as it is.
   std::optional<FoundSender> Next() override;
+  bool failed() const override { return lines_->failed(); }
 
  private:
   // What a card has told of itself so far.

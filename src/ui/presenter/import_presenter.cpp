@@ -37,7 +37,7 @@ bool ImportPresenter::ShowProgress(std::size_t read, std::size_t taken) {
 void ImportPresenter::ShowCount(std::size_t count, std::string_view trouble) {
   std::string text = Format(Text::kAddressesImported, {std::to_string(count)});
   if (!trouble.empty()) text.insert(0, std::string(trouble) + "\n\n");
-  windows_.Inform(text);
+  windows_.Inform(text, !trouble.empty());
 }
 
 }  // namespace quillbeaker

@@ -33,8 +33,8 @@ class ImportWindows {
   // that was Cancel, or when the windows are gone.
   virtual bool ShowProgress(std::string_view text) = 0;
   virtual void EndProgress() = 0;
-  // A box with an icon for information and the application's title.
-  virtual void Inform(std::string_view text) = 0;
+  // A box with the application's title and an icon for information, or for a warning when there was trouble.
+  virtual void Inform(std::string_view text, bool trouble) = 0;
 };
 
 class ImportPresenter : public SenderImportView {

@@ -61,14 +61,20 @@ TEST(ContactBytes, LeaveOutAContactThatIsCutOff) {
   EXPECT_FALSE(reader.is_broken());
 }
 
-TEST(ContactBytes, AreCutToWhatIsSkippedAnyway) {
+TEST(ContactBytes, AreEmptyTextsForWhatIsTooLong) {
+  const std::string longest(250, 'a');
   ContactBytesReader reader;
-  reader.Append(ContactBytes({std::string(10'000, 'n'), std::string(250, 'a')}));
+  reader.Append(ContactBytes({std::string(10'000, 'n'), longest}));
+  for (const std::string& address : {" " + std::string(300, 'a'), longest + " aaa", longest + "\n@x"}) {
+    reader.Append(ContactBytes({"Ann", address}));
+  }
+  reader.Append(ContactBytes({" Bob", longest + " \r\n"}));
   const std::vector<FoundSender> all = All(reader);
-  ASSERT_EQ(all.size(), 1U);
-  EXPECT_EQ(all[0].name.size(), 251U);
-  EXPECT_EQ(all[0].address.size(), 250U);
-  EXPECT_FALSE(FitToOffer(all[0]));
+  ASSERT_EQ(all.size(), 5U);
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(all[i].name + all[i].address, "") << i;
+  EXPECT_EQ(all[4].name, "Bob");
+  EXPECT_EQ(all[4].address, longest);
+  EXPECT_FALSE(reader.is_broken());
 }
 
 TEST(ContactBytes, AreNoContactsWithoutAnyEnd) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/input_file.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -118,6 +119,15 @@ TEST(BlockedValues, MakeNobodyOfAnEmptyValue) {
   EXPECT_FALSE(FitToOffer(*source.Next()));
   EXPECT_EQ(source.Next()->address, "*@x.org");
   EXPECT_FALSE(source.Next());
+}
+
+TEST_F(SenderImportTest, TellsOfAFileThatCannotBeReadToItsEnd) {
+  // Can be opened, but has nothing that could be read at its beginning.
+  const std::string path = "/proc/self/mem";
+  if (!InputFile::Open(path)) GTEST_SKIP() << "no such file on this system";
+  view_.choice = ImportChoice::kFile;
+  view_.file = path;
+  EXPECT_EQ(Run({}), (Told{"source -", "file", "count 0: " + path + ": The file can not be read."}));
 }
 
 TEST_F(SenderImportTest, OffersOneByOneAndSavesEachAtOnce) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -104,6 +105,28 @@ TEST(TextLines, TellBinaryFiles) {
   EXPECT_FALSE(binary("name,address\r\nBob,b@x\r\n\x1A"));
   EXPECT_FALSE(binary(std::string("a\0b,c@d\n", 8)));
   EXPECT_FALSE(binary("\xFF\xFE" + Utf16(u"name;address\r\n", true)));
+}
+
+TEST(TextLines, TellOfAFailureAndLeaveOutTheLineThatItCuts) {
+  for (const std::size_t pieces : {0U, 1U, 3U}) {
+    std::size_t left = pieces;
+    TextLines lines([&left](char* buffer, std::size_t capacity) -> std::optional<std::size_t> {
+      if (left == 0) return std::nullopt;
+      --left;
+      for (std::size_t i = 0; i < capacity; ++i) buffer[i] = i % 100 == 99 ? '\n' : 'x';
+      return capacity;
+    });
+    std::string line;
+    std::size_t read = 0;
+    for (; lines.Next(line, 1000); ++read) EXPECT_GE(line.size(), 99U);
+    EXPECT_EQ(read, pieces * (64 * 1024 / 100));
+    EXPECT_TRUE(lines.failed());
+    EXPECT_FALSE(lines.Next(line, 1000));
+  }
+  TextLines whole(FromText("a\nb"));
+  std::string line;
+  while (whole.Next(line, 1000)) continue;
+  EXPECT_FALSE(whole.failed());
 }
 
 TEST(TextLines, ReadALineOfAHundredMegabytesInLittleMemory) {

@@ -88,6 +88,15 @@ TEST(VCardSenders, LeaveInnerCardsOut) {
             (Found{"Bob|b@x"}));
 }
 
+TEST(VCardSenders, EndAnInnerCardWithoutItsEndAtTheNextCard) {
+  const std::string ann = "FN:Bob\r\nEMAIL:b@x\r\nAGENT:\r\nBEGIN:VCARD\r\nFN:Agent\r\nEMAIL:agent@x\r\n";
+  const Found all{"Bob|b@x", "Cy|c@x", "Dan|d@x"};
+  const std::string more = Card("FN:Cy\r\nEMAIL:c@x\r\n") + Card("FN:Dan\r\nEMAIL:d@x\r\n");
+  EXPECT_EQ(Import(Card(ann) + more), all);
+  EXPECT_EQ(Import("BEGIN:VCARD\r\n" + ann + more), all);
+  EXPECT_EQ(Import(Card(ann + "AGENT:\r\nBEGIN:VCARD\r\nFN:Agent's\r\nEMAIL:inner@x\r\n") + more), all);
+}
+
 TEST(VCardSenders, TakeCardsThatDoNotEnd) {
   EXPECT_EQ(Import("BEGIN:VCARD\nFN:Bob\nEMAIL:b@x\nBEGIN:VCARD\nFN:Ann\nEMAIL:a@x"),
             (Found{"Bob|b@x", "Ann|a@x"}));
