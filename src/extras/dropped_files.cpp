@@ -66,11 +66,9 @@ std::optional<std::vector<DroppedFile>> ReadFileGroupDescriptor(std::string_view
   const std::size_t descriptor_size = kNameAt + name_size;
   if (bytes.size() < 4) return std::nullopt;
   const std::size_t count = NumberAt(bytes, 0);
-  if (count == 0 || count > kMostDroppedFiles || (bytes.size() - 4) / descriptor_size < count) {
-    return std::nullopt;
-  }
+  if (count == 0 || (bytes.size() - 4) / descriptor_size < count) return std::nullopt;
   std::vector<DroppedFile> files;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < std::min(count, kMostDroppedFiles); ++i) {
     const std::string_view descriptor = bytes.substr(4 + i * descriptor_size, descriptor_size);
     const std::string_view name = descriptor.substr(kNameAt);
     DroppedFile file;
@@ -84,8 +82,9 @@ std::optional<std::vector<DroppedFile>> ReadFileGroupDescriptor(std::string_view
 }
 
 std::optional<std::size_t> SizeOfContent(const DroppedFile& file, std::size_t held) {
-  if (file.size && *file.size > held) return std::nullopt;
-  const std::size_t size = file.size ? static_cast<std::size_t>(*file.size) : held;
+  const std::uint64_t announced = file.size.value_or(0);
+  if (announced > held) return std::nullopt;
+  const std::size_t size = announced > 0 ? static_cast<std::size_t>(announced) : held;
   return std::min(size, kMostDroppedBytes);
 }
 

@@ -26,12 +26,13 @@ struct DroppedFile {
 
 enum class DescriptorForm { kBytes, kWide };
 
-// Nothing when the bytes hold fewer descriptors than they announce, none, or more than kMostDroppedFiles.
+// The first kMostDroppedFiles; nothing when the bytes hold fewer descriptors than they announce, or none.
 // Bytes behind the last one are the padding of the memory that they came in.
 std::optional<std::vector<DroppedFile>> ReadFileGroupDescriptor(std::string_view bytes, DescriptorForm form);
 
 // How much of a content of `held` bytes belongs to the file, kMostDroppedBytes at most: memory is handed over
-// in blocks that are larger than what is in them. Nothing when fewer bytes are there than were announced.
+// in blocks that are larger than what is in them. Programs announce 0 for what they have not counted. Nothing
+// when fewer bytes are there than were announced.
 std::optional<std::size_t> SizeOfContent(const DroppedFile& file, std::size_t held);
 
 // The paths of CF_HDROP, which is a DROPFILES.

@@ -74,9 +74,10 @@ bool Has(IDataObject& data, FORMATETC format) {
   return data.QueryGetData(&format) == S_OK;
 }
 
-// At most kMostDroppedBytes. The stream may have been read before.
-std::optional<std::string> ReadStream(IStream& stream) {
-  if (FAILED(stream.Seek({}, STREAM_SEEK_SET, nullptr))) return std::nullopt;
+// At most kMostDroppedBytes. The stream may have been read before; one that cannot go back is at its
+// beginning.
+std::string ReadStream(IStream& stream) {
+  static_cast<void>(stream.Seek({}, STREAM_SEEK_SET, nullptr));
   std::string bytes;
   char buffer[16 * 1024];
   while (bytes.size() < kMostDroppedBytes) {

@@ -79,6 +79,10 @@ bool SettingsPageWindow::TakeMail(const std::vector<std::string>& mails) {
   return list_page_->TakeMail(mails) && PostMessageW(window(), MESSAGE_MAIL_DROPPED, 0, 0);
 }
 
+void SettingsPageWindow::OfferWaitingMail() {
+  if (mail_waits_ && drop_target_ != nullptr) PostMessageW(window(), MESSAGE_MAIL_DROPPED, 0, 0);
+}
+
 void SettingsPageWindow::TakeListKey(WORD key) {
   const ListPageControls& buttons = list_page_->Controls();
   if (key == VK_DELETE) Press(buttons.remove);
@@ -107,7 +111,10 @@ bool SettingsPageWindow::OnMessage(UINT message, WPARAM, LPARAM lparam, LRESULT&
     return true;
   }
   if (message == MESSAGE_MAIL_DROPPED && drop_target_ != nullptr) {
-    SetForegroundWindow(GetAncestor(window(), GA_ROOT));  // the mail program's window is in front
+    const HWND root = GetAncestor(window(), GA_ROOT);
+    mail_waits_ = !IsWindowEnabled(root);
+    if (mail_waits_) return true;
+    SetForegroundWindow(root);  // the mail program's window is in front
     list_page_->OfferTakenMail();
     return true;
   }

@@ -30,6 +30,8 @@ class SettingsPageWindow : public Dialog {
   bool TakeKey(const MSG& message);
   // The settings dialog was moved to a screen of that resolution; only that one is told by the system.
   void OnDpiChanged(int dpi) override { controls_.OnDpiChanged(dpi); }
+  // No box stands over the settings dialog any more: mail that was dropped meanwhile has its turn.
+  void OfferWaitingMail();
 
  private:
   bool OnInit() override;
@@ -52,6 +54,7 @@ class SettingsPageWindow : public Dialog {
   std::optional<VirtualList> list_;
   ListPage* list_page_ = nullptr;  // the same as page_ when that has a list
   UniqueMailDropTarget drop_target_;
+  bool mail_waits_ = false;             // for the box over the settings dialog to close
   std::unique_ptr<SettingsPage> page_;  // null for a page of texts alone
 };
 

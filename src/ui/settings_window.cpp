@@ -92,6 +92,13 @@ bool SettingsWindow::OnKey(const MSG& message) {
   return shown_ != nullptr && shown_->TakeKey(message);
 }
 
+bool SettingsWindow::OnMessage(UINT message, WPARAM wparam, LPARAM, LRESULT&) {
+  if (message == WM_ENABLE && wparam != FALSE) {
+    for (const auto& [id, page] : pages_) page->OfferWaitingMail();
+  }
+  return false;
+}
+
 SettingsPageWindow* SettingsWindow::MadePage(const SettingsPageRow& row) {
   if (const auto made = pages_.find(row.id); made != pages_.end()) return made->second.get();
   auto page = std::make_unique<SettingsPageWindow>(

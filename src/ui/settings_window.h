@@ -29,6 +29,7 @@ class SettingsWindow : public TableWindow, private SettingsDialogView {
   bool OnNotify(const NMHDR& notice, LRESULT& result) override;
   bool OnHelp() override;
   bool OnKey(const MSG& message) override;
+  bool OnMessage(UINT message, WPARAM wparam, LPARAM lparam, LRESULT& result) override;
   void OnDpiChanged(int dpi) override;
   void OnClosing() override { is_closing_ = true; }
 

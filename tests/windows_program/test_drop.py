@@ -14,6 +14,7 @@ from settings import BLOCKED, FRIENDS, WORDS, Settings
 
 NAME, ADDRESS, SENDER_LIST = 1013, 1009, 1014
 COPY, NONE = 1, 0
+MESSAGE_MAIL_DROPPED = 0x400 + 1003
 ANN = b"Received: by somebody\r\nFrom: =?iso-8859-1?Q?Ann_M=FCller?= <ann@example.org>\r\nSubject: x\r\n\r\nText\r\n"
 BOB = b"From: Bob <bob@example.org>\r\n\r\nText\r\n"
 NOBODY = b"Subject: no sender\r\n\r\nText\r\n"
@@ -164,6 +165,22 @@ def test_nothing_is_taken_under_a_box_or_by_other_pages(program, source):
     box.wait_until_gone()
     page.settings.page(WORDS)
     assert f" {NONE} over " in source("wide-stream", BOB).drag(place)
+    assert page.nothing_opens()
+
+
+def test_no_dialog_opens_over_another_one(program, source):
+    """The page's message that mail was dropped comes again while its dialog stands; any program may send it."""
+    one = program(senders={})
+    page = Page(one)
+    source("wide-stream", ANN, BOB).drag(page.place())
+    first = page.dialog()
+    for shown in page.settings.pages():
+        one.driver.ask("post", window=shown["window"], message=MESSAGE_MAIL_DROPPED, wparam=0, lparam=0)
+    time.sleep(0.5)
+    assert len(one.driver.windows(title="Add new sender", visible=True)) == 1 and first.stands()
+    page.expect("Ann M\xfcller", "ann@example.org", IDCANCEL)
+    page.expect("Bob", "bob@example.org")
+    eventually(lambda: one.setting("bob@example.org", "SENDERS") == "Bob,2", what="the sender in the file")
     assert page.nothing_opens()
 
 
