@@ -16,7 +16,7 @@ RESOLUTIONS = (96, 144, 192, 288)
 KEY = r"HKCU\Control Panel\Desktop"
 
 
-def suite_at(desktop, resolution, *arguments, limit=200):
+def suite_at(desktop, resolution, *arguments, limit=400):
     """The exit code and what was printed."""
     report = os.path.join(desktop.directory, "suite.txt")
     pictures = os.path.join(desktop.directory, "pictures")
