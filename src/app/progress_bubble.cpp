@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/high_contrast.h"
 #include "ui/presenter/trouble_notices.h"
 #include "ui/presenter/unbroken_text.h"
 #include "ui/resource.h"
@@ -27,8 +28,16 @@ constexpr int kTextPoints = 8;  // as in the template, whose font stays that of 
 
 constexpr std::size_t kMaxStatus = 99;  // characters
 constexpr int kBarSteps = 1000;
-constexpr COLORREF kTitleColour = RGB(0x1F, 0x4E, 0x79);
-constexpr COLORREF kFrameColour = RGB(0x8A, 0xA5, 0xC4);
+struct Colours {
+  COLORREF title;
+  COLORREF title_text;
+  COLORREF frame;
+};
+constexpr Colours kOwnColours{RGB(0x1F, 0x4E, 0x79), RGB(255, 255, 255), RGB(0x8A, 0xA5, 0xC4)};
+
+Colours SystemColours() {
+  return {GetSysColor(COLOR_HIGHLIGHT), GetSysColor(COLOR_HIGHLIGHTTEXT), GetSysColor(COLOR_WINDOWTEXT)};
+}
 
 UniqueFont MakeFont(int height, int weight, const wchar_t* face) {
   return UniqueFont(CreateFontW(-height, 0, 0, 0, weight, FALSE, FALSE, FALSE, DEFAULT_CHARSET,
@@ -46,6 +55,7 @@ void ProgressBubble::Show() {
   if (window() == nullptr && !CreateModeless(main_window_)) {
     return;
   }
+  high_contrast_ = HighContrastIsOn();
   Arrange();
   Refresh();
   UpdateWindow(window());
@@ -174,7 +184,13 @@ bool ProgressBubble::IsOverCancelButton() const {
          Control(BUBBLE_CANCEL);
 }
 
+void ProgressBubble::UseHighContrast(bool high_contrast) {
+  high_contrast_ = high_contrast;
+  if (window() != nullptr) InvalidateRect(window(), nullptr, TRUE);
+}
+
 void ProgressBubble::Paint(HDC context) {
+  const Colours colours = high_contrast_ ? SystemColours() : kOwnColours;
   RECT area{};
   GetClientRect(window(), &area);
   FillRect(context, &area, GetSysColorBrush(COLOR_WINDOW));
@@ -183,7 +199,7 @@ void ProgressBubble::Paint(HDC context) {
 
   RECT title = area;
   title.bottom = scaled(kTitleHeight);
-  const UniqueBrush title_brush(CreateSolidBrush(kTitleColour));
+  const UniqueBrush title_brush(CreateSolidBrush(colours.title));
   FillRect(context, &title, title_brush.get());
   const int icon_size = scaled(16);
   const UniqueIcon icon(static_cast<HICON>(LoadImageW(
@@ -193,10 +209,10 @@ void ProgressBubble::Paint(HDC context) {
   title.left = scaled(kMargin) + icon_size + scaled(8);
   const Selected font(context, title_font_.get());
   SetBkMode(context, TRANSPARENT);
-  SetTextColor(context, RGB(255, 255, 255));
+  SetTextColor(context, colours.title_text);
   DrawTextW(context, WideText(Text::kTitle).c_str(), -1, &title, DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX);
 
-  const UniqueBrush frame(CreateSolidBrush(kFrameColour));
+  const UniqueBrush frame(CreateSolidBrush(colours.frame));
   const UniqueHandle<HRGN, DeleteObject> outline(
       CreateRoundRectRgn(0, 0, scaled(kWidth), scaled(kHeight), scaled(kCorner), scaled(kCorner)));
   FrameRgn(context, outline.get(), frame.get(), 1, 1);

@@ -35,6 +35,8 @@ class ProgressBubble : public Dialog {
   void SetActivity(std::wstring_view text);
   void SetSpamCount(std::uint32_t count);
   bool IsCancelled() const { return cancelled_; }
+  // Of title and frame. Show asks the system.
+  void UseHighContrast(bool high_contrast);
 
  private:
   bool OnInit() override;
@@ -55,6 +57,7 @@ class ProgressBubble : public Dialog {
   std::wstring status_;
   std::wstring activity_;
   std::uint32_t spam_count_ = 0;
+  bool high_contrast_ = false;
   UniqueFont title_font_;
   UniqueFont text_font_;
 };
