@@ -181,10 +181,10 @@ class EveryWindow : public testing::Test {
   static void Picture(HWND window, const std::string& name) {
     const char* const folder = std::getenv("QUILLBEAKER_WINDOW_PICTURES");
     if (folder == nullptr) return;
-    // The screen shows a new window a moment after it was made.
-    constexpr ULONGLONG kMoment = 60;  // milliseconds
-    for (const ULONGLONG end = GetTickCount64() + kMoment; GetTickCount64() < end; Sleep(5)) HandleMessages();
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+    // The screen shows a new window, and what was painted last, a moment later.
+    constexpr ULONGLONG kMoment = 80;  // milliseconds
+    for (const ULONGLONG end = GetTickCount64() + kMoment; GetTickCount64() < end; Sleep(5)) HandleMessages();
     EXPECT_TRUE(test::SavePicture(window, Wide(std::string(folder) + "\\" + name + ".bmp"))) << name;
   }
 
