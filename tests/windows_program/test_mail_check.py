@@ -347,7 +347,7 @@ def test_a_very_long_time_is_no_short_one(program, client, server):
 def made_up_messages(one):
     """Everything around the program's own messages, as another program of the user might send it."""
     windows = [one.main, *one.driver.message_only("QuillbeakerQueue", one.main.process)]
-    assert len(windows) == 2
+    assert len(windows) == 3  # its main window, and the queues of the mail check and of the windows
     for window in windows:
         for number in range(150, 171):
             for parameters in ((0, 1), (1, 1), (0, 0), (3, 0x10000)):
