@@ -106,6 +106,11 @@ void AppendRow(xmlNode* root, const MailboxName& mailbox, const UnconfirmedMail&
   if (row.deletion_due) SetAttribute(element, kDeletionDue, "1");
 }
 
+MailboxName MailboxOf(const xmlNode* element) {
+  return {Column(element, kServer), LeadingInteger<std::int32_t>(TextAttribute(element, kPort)),
+          Column(element, kUser)};
+}
+
 bool IsOf(const xmlNode* element, const MailboxName& mailbox) {
   return LeadingInteger<std::int32_t>(TextAttribute(element, kPort)) == mailbox.port &&
          Column(element, kServer) == mailbox.server && Column(element, kUser) == mailbox.user;
@@ -190,14 +195,18 @@ FileResult UnconfirmedMailStore::Replace(const MailboxName& mailbox,
   if (contents.document == nullptr) return WhyUnreadable();
   if (RowsOf(contents.document, mailbox) == rows) return {};
 
-  xmlNode* root = RootNamed(contents.document, kRoot);
-  ForEachElement(root, kMail, [&](xmlNode* element) {
-    if (IsOf(element, mailbox) || Column(element, kUniqueId).empty()) RemoveElement(element);
+  // Made anew: what a file edited by hand in another encoding holds besides the rows might make it one that
+  // cannot be read again.
+  const XmlDocument after = NewXmlDocument(kRoot);
+  xmlNode* root = RootNamed(after, kRoot);
+  ForEachElement(RootNamed(contents.document, kRoot), kMail, [&](const xmlNode* element) {
+    const UnconfirmedMail row = ReadRow(element);
+    if (!row.unique_id.empty() && !IsOf(element, mailbox)) AppendRow(root, MailboxOf(element), row);
   });
   for (const UnconfirmedMail& row : rows) AppendRow(root, mailbox, row);
   std::optional<std::string> bytes;
   if (xmlFirstElementChild(root) != nullptr) {
-    bytes = DumpXml(contents.document, true);
+    bytes = DumpXml(after, true);
     // A mail is deleted on the strength of its row, so the row must be one that can be read again: an id may
     // be too long for the parser, or memory may have run out.
     if (!bytes || RowsOf(ParseXml(*bytes), mailbox) != rows) {

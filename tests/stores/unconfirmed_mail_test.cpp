@@ -136,6 +136,17 @@ TEST_F(UnconfirmedMailTest, MissingColumnsReadAsNothing) {
   EXPECT_EQ(store().Rows(ann), Mails{{"b"}});
 }
 
+// A name that this file's encoding does not have would leave a file behind that cannot be read again.
+TEST_F(UnconfirmedMailTest, WhatAnotherEncodingHoldsBesidesDoesNotKeepRowsOut) {
+  ASSERT_TRUE(
+      Put("<?xml version=\"1.0\" encoding=\"ISO-8859-2\"?>\n<unconfirmed><mail server=\"pop.example.org\" "
+          "port=\"110\" user=\"ann\" uid=\"a\" se\xFF=\"x\"/></unconfirmed>\n"));
+  const MailboxName other{"other", -7, "new"};
+  EXPECT_TRUE(store().Replace(other, {{"added"}}));
+  EXPECT_EQ(store().Rows(other), Mails{{"added"}});
+  EXPECT_EQ(store().Rows(ann), Mails{{"a"}});
+}
+
 TEST_F(UnconfirmedMailTest, ARowWithoutIdIsPassedOver) {
   ASSERT_TRUE(
       PutElements("<mail server=\"pop.example.org\" port=\"110\" user=\"ann\" file=\"1.recycle\"/>"
