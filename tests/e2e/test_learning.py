@@ -509,6 +509,8 @@ def test_killed_proxy_leaves_whole_files(proxy, client, server, delay):
     one.process.wait()
     one.process = None
     good, bad = lists(one)
+    # Killed between the two lists, which are one step: the next load brings the other one up to date.
+    between = os.path.exists(one.path("training/wordlist.journal"))
     assert good in ((5, {"quiet": 5}),
                     (65, {**learnt_words(*mails[:60]), "quiet": 125}))
     assert bad in (NOTHING, (60, learnt_words(*mails[60:120])))
@@ -525,8 +527,8 @@ def test_killed_proxy_leaves_whole_files(proxy, client, server, delay):
         raw.stat()
         raw.quit()
         other.wait_for_end()
-        assert word_list(two, "good")[0] == good[0] + 60
-        assert word_list(two, "bad")[0] == bad[0] + 60
+        for name, before in (("good", good), ("bad", bad)):
+            assert word_list(two, name)[0] in ((before[0] + 60, before[0] + 120) if between else (before[0] + 60,)), name
         assert len(training_entries(two)) == len(training_files(two)) == 61
     finally:
         two.stop()
