@@ -10,6 +10,7 @@ import pytest
 
 from desktop import REPOSITORY, Desktop, need
 from driver import tools
+from program import eventually
 
 SCREENSHOTS = os.path.join(REPOSITORY, "build/screenshots/windows")
 RESOLUTIONS = (96, 144, 192, 288)
@@ -50,5 +51,9 @@ def test_every_window(resolution):
 
 def set_resolution(desktop, resolution):
     """It counts from the next start of Wine on."""
-    assert desktop.wine("reg", "add", KEY, "/v", "LogPixels", "/t", "REG_DWORD", "/d", str(resolution), "/f") == 0
+    def is_set():
+        return desktop.wine("reg", "add", KEY, "/v", "LogPixels", "/t", "REG_DWORD", "/d", str(resolution), "/f") == 0
+
+    # The first try may meet a Wine that is still ending.
+    eventually(is_set, what="the resolution in Wine's registry")
     desktop.restart_wine()
