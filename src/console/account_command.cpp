@@ -21,11 +21,9 @@ namespace {
 
 // False when there is none.
 bool ReadPassword(Account& account, bool from_input) {
-  if (!from_input) {
-    if (!StandardInputIsTerminal()) return false;
-    WriteStandardError(Format(Text::kPasswordPrompt, {DisplayLine(account.Key())}) + " ");
-  }
-  std::optional<std::string> typed = ReadSecretLine();
+  if (!from_input && !StandardInputIsTerminal()) return false;
+  std::optional<std::string> typed = ReadSecretLine(
+      from_input ? std::string() : Format(Text::kPasswordPrompt, {DisplayLine(account.Key())}) + " ");
   if (!typed) return false;
   account.password = std::move(*typed);
   WipeSecret(*typed);  // a short text is copied when it is moved

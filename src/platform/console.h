@@ -38,7 +38,7 @@ bool StandardOutputIsWhole();
 // One line typed by the person, without its end; nothing at the end of input.
 std::optional<std::string> ReadStandardInputLine();
 // The same, not shown while it is typed at a terminal, and kept nowhere else. For a program that reads
-// nothing else from there.
-std::optional<std::string> ReadSecretLine();
+// nothing else from there. `prompt` goes to standard error once nothing that is typed is shown any more.
+std::optional<std::string> ReadSecretLine(std::string_view prompt);
 
 }  // namespace quillbeaker

@@ -129,9 +129,10 @@ void WriteStandardError(std::string_view bytes) {
 }
 
 // Character by character from the descriptor: a stream's buffer would keep the secret.
-std::optional<std::string> ReadSecretLine() {
+std::optional<std::string> ReadSecretLine(std::string_view prompt) {
   constexpr std::size_t kLongest = 4096;
   const HiddenInput hidden;
+  WriteStandardError(prompt);
   std::string line;
   line.reserve(kLongest);  // grown, it would leave copies behind
   bool any = false;

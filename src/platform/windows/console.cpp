@@ -82,10 +82,11 @@ std::string ReadPiece(HANDLE input) {
 constexpr std::size_t kLongestSecret = 4096;  // bytes
 
 // What is typed up to the Enter key, not shown. Ctrl+Z at the start is the end of input.
-std::optional<std::string> ReadHiddenConsoleLine(HANDLE input) {
+std::optional<std::string> ReadHiddenConsoleLine(HANDLE input, std::string_view prompt) {
   DWORD mode = 0;
   GetConsoleMode(input, &mode);
   SetConsoleMode(input, (mode | ENABLE_LINE_INPUT) & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
+  WriteStandardError(prompt);
   wchar_t typed[1024];
   DWORD count = 0;
   const bool read = ReadConsoleW(input, typed, 1024, &count, nullptr) && count > 0 && typed[0] != L'\x1A';
@@ -185,10 +186,10 @@ std::optional<std::string> ReadStandardInputLine() {
 }
 
 // Not with ReadStandardInputLine, whose buffer would keep the secret.
-std::optional<std::string> ReadSecretLine() {
+std::optional<std::string> ReadSecretLine(std::string_view prompt) {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   std::optional<std::string> line =
-      IsConsole(input) ? ReadHiddenConsoleLine(input) : ReadUnbufferedLine(input);
+      IsConsole(input) ? ReadHiddenConsoleLine(input, prompt) : ReadUnbufferedLine(input);
   if (line && line->ends_with('\r')) line->pop_back();
   return line;
 }
