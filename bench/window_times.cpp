@@ -22,9 +22,12 @@
 #include "support/test_program.h"
 #include "ui/resource.h"
 #include "ui/window_table.h"
+#include "windows/message_loop.h"
 
 namespace quillbeaker {
 namespace {
+
+using test::HandleMessages;
 
 constexpr int kFewRows = 20;
 constexpr int kManyRows = 20000;
@@ -40,16 +43,6 @@ double Milliseconds(const std::function<void()>& what) {
 double Median(std::vector<double> times) {
   std::sort(times.begin(), times.end());
   return times[times.size() / 2];
-}
-
-// Until nothing is left to be painted.
-void HandleMessages() {
-  MSG message;
-  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    if (Dialog::TakeMessage(message)) continue;
-    TranslateMessage(&message);
-    DispatchMessageW(&message);
-  }
 }
 
 INT_PTR CALLBACK AnswerNothing(HWND, UINT message, WPARAM, LPARAM) {

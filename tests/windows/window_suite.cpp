@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "message_loop.h"
 #include "platform/files.h"
 #include "support/test_program.h"
 #include "ui/dialog_template.h"
@@ -38,14 +39,7 @@
 namespace quillbeaker {
 namespace {
 
-void HandleMessages() {
-  MSG message;
-  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    if (Dialog::TakeMessage(message)) continue;
-    TranslateMessage(&message);
-    DispatchMessageW(&message);
-  }
-}
+using test::HandleMessages;
 
 // "" is the built-in English.
 std::vector<std::string> Languages() {

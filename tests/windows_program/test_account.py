@@ -211,19 +211,20 @@ def test_the_security_is_kept_on_request(program, tls_dovecot):
     assert "another security" not in account.test()
 
 
-def silent(server):
-    one = server(ham(1))
-    one.when("PASS", then_silence())
-    return one
-
-
-def test_a_test_is_cancelled_at_once(program, server):
-    one = program()
-    upstream = silent(server)
+def start_endless_test(one, server):
+    """At a server that never answers the password."""
+    upstream = server(ham(1))
+    upstream.when("PASS", then_silence())
     account = Account(one)
     account.enter(upstream.port)
     account.start()
     eventually(lambda: b"PASS" in upstream.raw(), what="the password at the server")
+    return account
+
+
+def test_a_test_is_cancelled_at_once(program, server):
+    one = program()
+    account = start_endless_test(one, server)
     began = time.monotonic()
     account.window.click(STOP)
     assert account.result() == "The test was cancelled."
@@ -233,11 +234,7 @@ def test_a_test_is_cancelled_at_once(program, server):
 @pytest.mark.parametrize("way", ["close", "escape", "exit", "log off"])
 def test_a_test_that_runs_holds_nothing_up(program, server, way):
     one = program()
-    upstream = silent(server)
-    account = Account(one)
-    account.enter(upstream.port)
-    account.start()
-    eventually(lambda: b"PASS" in upstream.raw(), what="the password at the server")
+    account = start_endless_test(one, server)
     began = time.monotonic()
     if way in ("close", "escape"):
         if way == "close":

@@ -487,6 +487,28 @@ TEST_F(MailCheckTest, EveryFileIsWholeWhenTheClientHearsOfIt) {
   EXPECT_EQ(asked.back(), "QUIT") << "the server was told before the client";
 }
 
+TEST_F(MailCheckTest, NoRowIsWrittenWhereNothingIsDeletedAndTheIdsAreStored) {
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  bool has_rows = true;
+  check_.Quit([&] { has_rows = world_.directory.Has("recycle/unconfirmed.xml"); });
+  check_.End();
+  EXPECT_FALSE(has_rows);
+}
+
+// Without a row it would be learnt again at the next check, which meets it as new.
+TEST_F(MailCheckTest, WhatWasLearntIsNotedBeforeTheAnswerWhereTheIdsCannotBeStored) {
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  world_.directory.MakeFolder("uniqueid.xml.new");  // where the next content would be written
+  std::string rows;
+  check_.Quit([&] { rows = world_.directory.Get("recycle/unconfirmed.xml").value_or(""); });
+  check_.End();
+  for (const char* const id : {"uid1", "uid2", "uid3"}) {
+    EXPECT_NE(rows.find("uid=\"" + std::string(id) + "\" learnt=\"1\""), std::string::npos) << rows;
+  }
+}
+
 TEST_F(MailCheckTest, SaysNoopWhenTheServerHasHeardNothing) {
   world_.Configure("", "[SERVER]\r\nKeepAliveSeconds=1\r\n");
   ASSERT_TRUE(LogIn());
