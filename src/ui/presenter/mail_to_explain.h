@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quillbeaker {
+
+// A stored mail whose verdict is to be explained.
+struct MailToExplain {
+  std::string path;  // of its file
+  // The Subject of a text that the training area stored without one (the row's, in the store's bytes); none
+  // for a whole mail.
+  std::optional<std::string> stored_subject = {};
+  // What the mail check decided; nothing where that is not known. True for whatever is in the recycle bin.
+  std::optional<bool> was_spam = {};
+};
+
+}  // namespace quillbeaker
