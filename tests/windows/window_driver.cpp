@@ -506,7 +506,8 @@ json Tree(const json& request) {
   return items;
 }
 
-// Rows of a list view: their texts, column by column, and which are selected.
+// Rows of a list view: their texts, column by column, the number of the picture beside each (negative for
+// none), and which are selected.
 json List(const json& request) {
   const HWND list = WindowOf(request);
   const MemoryThere there(list);
@@ -523,9 +524,11 @@ json List(const json& request) {
     there.Get(&asked, sizeof asked);
     headings.push_back({{"text", there.Text()},
                         {"up", (asked.fmt & HDF_SORTUP) != 0},
-                        {"down", (asked.fmt & HDF_SORTDOWN) != 0}});
+                        {"down", (asked.fmt & HDF_SORTDOWN) != 0},
+                        {"width", Send(list, LVM_GETCOLUMNWIDTH, static_cast<WPARAM>(column), 0)}});
   }
   json rows = json::array();
+  json pictures = json::array();
   for (int row = 0; row < std::min(count, request.value("most", 100)); ++row) {
     json texts = json::array();
     for (int column = 0; column < columns; ++column) {
@@ -537,6 +540,13 @@ json List(const json& request) {
       texts.push_back(there.Text());
     }
     rows.push_back(std::move(texts));
+    LVITEMW asked{};
+    asked.mask = LVIF_IMAGE;
+    asked.iItem = row;
+    asked.iImage = I_IMAGENONE;
+    Send(list, LVM_GETITEMW, 0, there.Put(&asked, sizeof asked));
+    there.Get(&asked, sizeof asked);
+    pictures.push_back(asked.iImage);
   }
   json selected = json::array();
   for (LRESULT row = -1; (row = Send(list, LVM_GETNEXTITEM, static_cast<WPARAM>(row), LVNI_SELECTED)) >= 0;) {
@@ -545,7 +555,9 @@ json List(const json& request) {
   return {{"count", count},
           {"headings", headings},
           {"rows", rows},
+          {"pictures", pictures},
           {"selected", selected},
+          {"focused", Send(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_FOCUSED)},
           {"top", Send(list, LVM_GETTOPINDEX, 0, 0)}};
 }
 
@@ -574,6 +586,68 @@ json RowPlace(const json& request) {
   there.Get(&place, sizeof place);
   MapWindowPoints(list, nullptr, reinterpret_cast<POINT*>(&place), 2);
   return Place(place);
+}
+
+// Where the heading of a column is on the screen.
+json HeadingPlace(const json& request) {
+  const HWND list = WindowOf(request);
+  const MemoryThere there(list);
+  const auto header = reinterpret_cast<HWND>(Send(list, LVM_GETHEADER, 0, 0));
+  RECT place{};
+  Send(header, HDM_GETITEMRECT, request.at("column").get<WPARAM>(), there.Put(&place, sizeof place));
+  there.Get(&place, sizeof place);
+  MapWindowPoints(header, nullptr, reinterpret_cast<POINT*>(&place), 2);
+  return Place(place);
+}
+
+// The buttons of a toolbar in their order; a separator has the number 0.
+json Toolbar(const json& request) {
+  const HWND toolbar = WindowOf(request);
+  const MemoryThere there(toolbar);
+  json buttons = json::array();
+  for (int i = 0; i < static_cast<int>(Send(toolbar, TB_BUTTONCOUNT, 0, 0)); ++i) {
+    TBBUTTON button{};
+    Send(toolbar, TB_GETBUTTON, static_cast<WPARAM>(i), there.Put(&button, sizeof button));
+    there.Get(&button, sizeof button);
+    const wchar_t nothing = L'\0';
+    there.Put(&nothing, sizeof nothing, MemoryThere::kText);
+    Send(toolbar, TB_GETBUTTONTEXTW, static_cast<WPARAM>(button.idCommand),
+         reinterpret_cast<LPARAM>(there.text()));
+    const std::string text = there.Text();
+    RECT place{};
+    Send(toolbar, TB_GETITEMRECT, static_cast<WPARAM>(i), there.Put(&place, sizeof place));
+    there.Get(&place, sizeof place);
+    MapWindowPoints(toolbar, nullptr, reinterpret_cast<POINT*>(&place), 2);
+    const bool separates = (button.fsStyle & BTNS_SEP) != 0;
+    buttons.push_back({{"id", separates ? 0 : button.idCommand},
+                       {"text", separates ? std::string() : text},
+                       {"picture", button.iBitmap},
+                       {"enabled", (button.fsState & TBSTATE_ENABLED) != 0},
+                       {"drops_down", (button.fsStyle & BTNS_DROPDOWN) != 0},
+                       {"place", Place(place)}});
+  }
+  return buttons;
+}
+
+// The texts of a status bar, part by part.
+json StatusBar(const json& request) {
+  const HWND bar = WindowOf(request);
+  const MemoryThere there(bar);
+  json texts = json::array();
+  for (int part = 0; part < static_cast<int>(Send(bar, SB_GETPARTS, 0, 0)); ++part) {
+    Send(bar, SB_GETTEXTW, static_cast<WPARAM>(part), reinterpret_cast<LPARAM>(there.text()));
+    texts.push_back(there.Text());
+  }
+  return texts;
+}
+
+// The whole text of a control, however long.
+json WholeText(const json& request) {
+  const HWND window = WindowOf(request);
+  std::wstring text(static_cast<std::size_t>(Send(window, WM_GETTEXTLENGTH, 0, 0)) + 1, L'\0');
+  text.resize(
+      static_cast<std::size_t>(Send(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()))));
+  return Utf8(text);
 }
 
 // The texts of a drop-down list and the chosen one.
@@ -634,6 +708,10 @@ const std::map<std::string, std::function<json(const json&)>> kPossibilities = {
     {"list", List},                        // window, most: headings, rows, selection of a list view
     {"select_row", SelectRow},             // window, row, add: also keep the others
     {"row_place", RowPlace},               // window, row
+    {"heading_place", HeadingPlace},       // window, column
+    {"toolbar", Toolbar},                  // window: its buttons
+    {"status_bar", StatusBar},             // window: the texts of its parts
+    {"whole_text", WholeText},             // of a control
     {"choices", Choices},                  // window: a drop-down list
     {"set_text", SetText},                 // window, text
     {"clipboard", Clipboard},              // the text in it

@@ -36,6 +36,7 @@ class Window:
         self.process = facts["process"]
         self.thread = facts["thread"]
         self.visible = facts["visible"]
+        self.enabled = facts["enabled"]
         self.ex_style = facts["ex_style"]
         self.owner = facts["owner"]
         self.place = facts["place"]

@@ -7,6 +7,7 @@ import pytest
 
 from desktop import need
 from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, WM_KEYDOWN
+from icons import click_at
 from program import eventually
 from settings import BLOCKED, FRIENDS, LEVELS, WORDS, Settings
 
@@ -334,18 +335,14 @@ def test_several_senders_are_deleted(senders):
     assert dialog.one.setting("x@spam.example", "SENDERS") == "Spammer,1"
 
 
-def test_sorting(senders):
+def test_sorting(senders, desktop):
     dialog = senders()
     the_list = dialog.current.control(SENDER_LIST)["window"]
-    header = next(c for c in dialog.current.controls() if c["class"] == "SysHeader32")
     dialog.select(0)
 
     def click(column):
-        width = (header["place"]["right"] - header["place"]["left"]) // 2
-        at = 20 + column * width + (40 if column else 0)
-        for message in (0x201, 0x202):
-            dialog.driver.ask("post", window=header["window"], message=message, wparam=1, lparam=8 << 16 | at)
-        dialog.driver.ask("send", window=the_list, message=0)
+        place = dialog.driver.ask("heading_place", window=the_list, column=column)
+        click_at(desktop, (place["left"] + place["right"]) // 2, (place["top"] + place["bottom"]) // 2)
 
     click(0)
     eventually(lambda: dialog.rows()[0][0] == "Bob", what="the other order")
