@@ -318,6 +318,10 @@ void App::AddDeleted(std::uint32_t count) {
   tray_icon_.SetDeletedCount(tray_icon_.deleted_count() + count);
 }
 
+void App::ShowStoreChange(const StoreChange& change) {
+  window_surroundings_.store_changes.Tell(change);
+}
+
 void App::ShowLoginResult(const LoginProblem& problem) {
   if (problem.failure == LoginFailure::kNone) {
     login_problems_.Forget(problem);

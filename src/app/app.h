@@ -69,6 +69,7 @@ class App : private MailCheckView {
   void ShowServing(bool serving) override;
   void ShowProgress(const ProgressChanges& changes) override;
   void AddDeleted(std::uint32_t count) override;
+  void ShowStoreChange(const StoreChange& change) override;
   void ShowLoginResult(const LoginProblem& problem) override;
   void ShowTrouble(const MailTrouble& trouble) override;
 

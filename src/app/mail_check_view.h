@@ -7,6 +7,7 @@
 
 #include "extras/mail_trouble.h"
 #include "pop3/login_problem.h"
+#include "stores/store_change.h"
 #include "ui/presenter/session_progress.h"
 
 namespace quillbeaker {
@@ -20,6 +21,7 @@ class MailCheckView {
   virtual void ShowProgress(const ProgressChanges& changes) = 0;
   // So many more messages were deleted.
   virtual void AddDeleted(std::uint32_t count) = 0;
+  virtual void ShowStoreChange(const StoreChange& change) = 0;
   // How the last session's login ended.
   virtual void ShowLoginResult(const LoginProblem& problem) = 0;
   virtual void ShowTrouble(const MailTrouble& trouble) = 0;

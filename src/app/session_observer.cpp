@@ -45,6 +45,10 @@ void SessionObserver::AddDeleted(std::uint32_t count) {
   queue_.Post([this, count] { view_.AddDeleted(count); });
 }
 
+void SessionObserver::StoreChanged(const StoreChange& change) {
+  queue_.Post([this, change] { view_.ShowStoreChange(change); });
+}
+
 void SessionObserver::MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) {
   Tell({.trouble = Trouble::kMessageRefused,
         .account = std::string(account),

@@ -48,6 +48,7 @@ class SessionObserver : public CheckObserver {
   bool IsCancelled() override { return cancelled_; }
   void AskToAbort(const AskedServer& server, std::function<void()> abort) override;
   void AddDeleted(std::uint32_t count) override;
+  void StoreChanged(const StoreChange& change) override;
   void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override;
   void ServerGone(std::string_view account) override;
   void DeletionsUnconfirmed(std::string_view account, std::uint32_t count, std::string_view words) override;

@@ -39,6 +39,7 @@ class ConsoleObserver : public CheckObserver {
   bool IsCancelled() override { return false; }
   void AskToAbort(const AskedServer& server, std::function<void()> abort) override;
   void AddDeleted(std::uint32_t) override {}
+  void StoreChanged(const StoreChange&) override {}
   void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override;
   void ServerGone(std::string_view account) override;
   void DeletionsUnconfirmed(std::string_view account, std::uint32_t count, std::string_view words) override;

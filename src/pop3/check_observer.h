@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "pop3/login_problem.h"
+#include "stores/store_change.h"
 
 namespace quillbeaker {
 
@@ -71,6 +72,8 @@ class CheckObserver {
 
   // Spam deleted in this session, told after the client's QUIT was answered.
   virtual void AddDeleted(std::uint32_t count) = 0;
+  // What is filed, learnt, delivered, counted or too old to be kept; told where something has changed.
+  virtual void StoreChanged(const StoreChange& change) = 0;
 
   // What went wrong without the mail client hearing of it. `account` is "user @ server" as the client sent
   // it; `words` and `why` are UTF-8, one line, and may be empty.

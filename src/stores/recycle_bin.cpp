@@ -187,24 +187,28 @@ RestoredList RecycleBin::RestoredFor(std::string_view account, std::size_t capac
   return list;
 }
 
-void RecycleBin::Purge(std::int32_t max_days) {
+std::vector<std::string> RecycleBin::Purge(std::int32_t max_days) {
   const std::int32_t today = program_.Today();
-  if (program_.Read(keys::kRecycleOldMessagesLast) == today) return;
+  if (program_.Read(keys::kRecycleOldMessagesLast) == today) return {};
   // Deliberate: the day counts as done before anything is, also when the index then cannot be opened.
   // A day that cannot be noted, or a configuration that cannot be read, must not make the default age delete
   // mail.
-  if (!program_.Write(keys::kRecycleOldMessagesLast, today)) return;
+  if (!program_.Write(keys::kRecycleOldMessagesLast, today)) return {};
   const std::int64_t cutoff = std::int64_t{today} - max_days;
   const auto day_of = CountsFromFiling(program_) ? DayOfFiling : DayOfMail;
   const auto held = lock_.Acquire();
+  std::vector<std::string> removed;
   // Deliberate: an entry exactly `max_days` old goes.
-  ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
+  const FileResult done = ChangeIndexAndErase([&](xmlNode* root, std::vector<std::string>& to_erase) {
     ForEachEntry(root, [&](xmlNode* entry) {
       if (day_of(entry) > cutoff) return;
       to_erase.push_back(TextAttribute(entry, kName));
       RemoveElement(entry);
     });
+    removed = to_erase;
   });
+  if (!done) removed.clear();
+  return removed;
 }
 
 }  // namespace quillbeaker

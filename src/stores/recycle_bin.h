@@ -166,7 +166,8 @@ class RecycleBin {
 
   // At most once per calendar day: removes entries whose message is `max_days` days old and older, and then
   // their files. The configuration says which day counts, that of the mail or that of its filing.
-  void Purge(std::int32_t max_days);
+  // Gives the names of the removed ones.
+  std::vector<std::string> Purge(std::int32_t max_days);
   // Takes *.eml files in by renaming them; `on_first` is called before the first (a progress window opens
   // there), with no lock held. They get no entries here: those come with a rebuild. A file that cannot be
   // renamed stays.

@@ -131,23 +131,28 @@ std::optional<MailSender> TrainingArea::SenderOf(std::string_view name) const {
   return sender;
 }
 
-void TrainingArea::Purge(std::int32_t max_days) {
+std::vector<std::string> TrainingArea::Purge(std::int32_t max_days) {
   const std::int32_t today = program_.Today();
-  if (program_.Read(keys::kTrainingAreaDeleteOldMessagesLast) == today) return;
+  if (program_.Read(keys::kTrainingAreaDeleteOldMessagesLast) == today) return {};
   // Deliberate: the day counts as done before anything is, also when the index then cannot be opened.
   // A day that cannot be noted, or a configuration that cannot be read, must not make the default age delete
   // mail.
-  if (!program_.Write(keys::kTrainingAreaDeleteOldMessagesLast, today)) return;
+  if (!program_.Write(keys::kTrainingAreaDeleteOldMessagesLast, today)) return {};
   const std::int64_t cutoff = std::int64_t{today} - max_days;
+  std::vector<std::string> names;
   std::vector<std::string> paths;
   const auto held = lock_.Acquire();
   const Index index = OpenIndex();
-  if (index.root == nullptr) return;
+  if (index.root == nullptr) return {};
   // Deliberate: the age is that of the message's own Date field, and an entry exactly `max_days` old goes.
   ForEachEntry(index.root, [&](xmlNode* entry) {
-    if (UnsignedAttribute(entry, kDate) <= cutoff) paths.push_back(TakeOut(entry));
+    if (UnsignedAttribute(entry, kDate) > cutoff) return;
+    names.push_back(TextAttribute(entry, kName));
+    paths.push_back(TakeOut(entry));
   });
-  if (SaveIndex(index)) EraseMessages(paths);
+  if (!SaveIndex(index)) return {};
+  EraseMessages(paths);
+  return names;
 }
 
 // Removes the entry and gives the path of its file, empty when it names none of ours.

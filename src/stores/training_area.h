@@ -73,7 +73,8 @@ class TrainingArea {
   std::optional<MailSender> SenderOf(std::string_view name) const;
 
   // At most once per calendar day: removes entries whose message is `max_days` days old and older.
-  void Purge(std::int32_t max_days);
+  // Gives the names of the removed ones.
+  std::vector<std::string> Purge(std::int32_t max_days);
 
   // The file's path, or empty when the name is none that this store gives (a bare name ending in .eml).
   std::string PathOfMessage(std::string_view name) const;

@@ -18,6 +18,7 @@
 #include "ui/dialog.h"
 #include "ui/place_keeper.h"
 #include "ui/presenter/settings_page.h"
+#include "ui/store_changes.h"
 
 namespace quillbeaker {
 
@@ -32,6 +33,7 @@ struct WindowSurroundings {
   // Once a window is gone: memory that is not needed now can be given back.
   std::function<void()> window_closed;
   int last_settings_page = 0;  // 0: none yet
+  StoreChanges store_changes = {};
 };
 
 class TableWindow;

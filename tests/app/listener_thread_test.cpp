@@ -61,6 +61,7 @@ class BusyPort : private MailCheckView {
   void ShowServing(bool serving) override { serving_ += serving ? '+' : '-'; }
   void ShowProgress(const ProgressChanges&) override {}
   void AddDeleted(std::uint32_t) override {}
+  void ShowStoreChange(const StoreChange&) override {}
   void ShowLoginResult(const LoginProblem&) override {}
   void ShowTrouble(const MailTrouble&) override {}
 

@@ -65,6 +65,12 @@ class Receiver : private MailCheckView {
   }
   void ShowServing(bool serving) override { told.push_back(serving ? "serving" : "not serving"); }
   void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
+  void ShowStoreChange(const StoreChange& change) override {
+    std::string names;
+    for (const std::string& name : change.added) names += " +" + name;
+    for (const std::string& name : change.removed) names += " -" + name;
+    told.push_back("store" + names);
+  }
   void ShowLoginResult(const LoginProblem& problem) override { told.push_back("login " + problem.server); }
   void ShowTrouble(const MailTrouble& trouble) override { told.push_back(DescribeTrouble(trouble)); }
 
@@ -94,10 +100,12 @@ TEST(SessionObserver, TellsEverythingInTheOrderInWhichItHappened) {
   receiver.Listen([&] {
     receiver.observer.SessionBegins();
     receiver.observer.AddDeleted(3);
+    receiver.observer.StoreChanged({.store = Store::kRecycleBin, .added = {"a"}, .removed = {"b"}});
     receiver.observer.AddDeleted(4);
     receiver.observer.SessionEnds(summary);
   });
-  EXPECT_EQ(receiver.told, (Told{"begin", "deleted 3", "deleted 4", "end", "login pop.example.org:110"}));
+  EXPECT_EQ(receiver.told,
+            (Told{"begin", "deleted 3", "store +a -b", "deleted 4", "end", "login pop.example.org:110"}));
   // Nothing travels in a message.
   EXPECT_EQ(receiver.parameters, (std::vector<WPARAM>{0, 0, 0, 0}));
 }

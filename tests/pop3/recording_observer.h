@@ -28,6 +28,7 @@ class RecordingObserver : public CheckObserver {
   bool IsCancelled() override { return cancelled; }
   void AskToAbort(const AskedServer&, std::function<void()> abort) override { abort(); }
   void AddDeleted(std::uint32_t count) override { told.push_back("deleted " + std::to_string(count)); }
+  void StoreChanged(const StoreChange& change) override { changes.push_back(change); }
   void MessageRefused(std::string_view account, std::uint32_t number, std::string_view words) override {
     told.push_back("refused " + std::string(account) + " " + std::to_string(number) + " " +
                    std::string(words));
@@ -49,6 +50,7 @@ class RecordingObserver : public CheckObserver {
   }
 
   std::vector<std::string> told;
+  std::vector<StoreChange> changes;
   CheckSummary summary;
   bool cancelled = false;
 };

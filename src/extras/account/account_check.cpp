@@ -68,6 +68,7 @@ class QuietObserver : public CheckObserver {
   bool IsCancelled() override { return cancelled_; }
   void AskToAbort(const AskedServer&, std::function<void()> abort) override { abort(); }
   void AddDeleted(std::uint32_t) override {}
+  void StoreChanged(const StoreChange&) override {}
   void MessageRefused(std::string_view, std::uint32_t, std::string_view) override {}
   void ServerGone(std::string_view) override {}
   void DeletionsUnconfirmed(std::string_view, std::uint32_t, std::string_view) override {}

@@ -3,15 +3,13 @@
 
 // The daily purge of old messages, which each session's begin looks for.
 
-#include <functional>
-#include <string_view>
-
 #include "config/program.h"
+#include "pop3/check_observer.h"
 
 namespace quillbeaker {
 
-// Before a mail client is greeted: the daily purge of old messages. `show_status` gets a text while something
-// is purged and an empty one after it.
-void RunDailyPurges(Program& program, const std::function<void(std::string_view)>& show_status);
+// Before a mail client is greeted: the daily purge of old messages. The observer is shown a text while
+// something is purged and an empty one after it, and told what has gone.
+void RunDailyPurges(Program& program, CheckObserver& observer);
 
 }  // namespace quillbeaker

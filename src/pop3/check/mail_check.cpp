@@ -32,7 +32,7 @@ MailCheck::MailCheck(Program& program, Watch& watch, KeptMail& kept, int own_por
 }
 
 void MailCheck::Begin() {
-  RunDailyPurges(program_, [this](std::string_view status) { observer_.ShowStatus(status); });
+  RunDailyPurges(program_, observer_);
 }
 
 // Log in.
@@ -271,6 +271,9 @@ void MailCheck::Quit(const std::function<void()>& answer) {
   observer_.ShowTooltip(TextOf(Text::kClosingConnection));
   filing_ = std::make_unique<SpamFiling>(program_, mailbox_, *fetched_, *unconfirmed_);
   filing_->Run([this] { watch_.LookNowAndThen(); });
+  if (!filing_->filed().empty()) {
+    observer_.StoreChanged({.store = Store::kRecycleBin, .added = filing_->filed(), .removed = {}});
+  }
   Learn();
   const bool deletes = MarkDeletionsDue();
   CarryOutDeletions();
@@ -296,6 +299,7 @@ void MailCheck::Learn() {
     const bool learnt = entry.unconfirmed && entry.unconfirmed->learnt;
     if (entry.is_judged() && !learnt && !filing_->IsUnfiled(entry)) lessons.push_back(&entry);
   }
+  bool any_kept = false;
   for (const MailBatch& batch : SplitIntoBatches(lessons)) {
     std::vector<std::shared_ptr<const MailMessage>> held;
     std::vector<const MailMessage*> messages;
@@ -303,8 +307,9 @@ void MailCheck::Learn() {
       held.push_back(MessageOf(*lessons[i]));
       if (held.back() != nullptr) messages.push_back(held.back().get());
     }
-    LearnFromMail(program_, messages);
+    if (LearnFromMail(program_, messages)) any_kept = true;
   }
+  if (any_kept) observer_.StoreChanged({.store = Store::kTrainingArea, .added = {}, .removed = {}});
   for (MessageEntry* const entry : lessons) {
     if (UnconfirmedMail* const row = UnconfirmedRows::RowOf(*entry)) row->learnt = true;
   }
@@ -346,10 +351,16 @@ void MailCheck::RemoveDelivered() {
     (entry.file_missing ? without_file : delivered).push_back(RestoredFileName(entry));
   }
   RecycleBin recycle_bin(program_);
-  if (!delivered.empty() && !recycle_bin.DeleteMessages(delivered)) restored_staying_ += delivered.size();
-  if (!without_file.empty() && !recycle_bin.RemoveEntries(without_file)) {
-    restored_staying_ += without_file.size();
-  }
+  const auto take_out = [&](const std::vector<std::string>& names, auto operation) {
+    if (names.empty()) return;
+    if ((recycle_bin.*operation)(names)) {
+      observer_.StoreChanged({.store = Store::kRecycleBin, .added = {}, .removed = names});
+    } else {
+      restored_staying_ += names.size();
+    }
+  };
+  take_out(delivered, &RecycleBin::DeleteMessages);
+  take_out(without_file, &RecycleBin::RemoveEntries);
 }
 
 // Of messages that were neither known nor fetched nothing is stored: they would never be judged.
@@ -384,6 +395,7 @@ void MailCheck::CountSpam() {
   }
   // Whoever shows the statistic loads it anew; a check that fails here has still removed its spam.
   static_cast<void>(statistics.Save());
+  if (!spam.empty()) observer_.StoreChanged({.store = Store::kStatistics, .added = {}, .removed = {}});
   summary_.deleted = static_cast<std::uint32_t>(spam.size());
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pop3/check/quit_learning.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "filter/filter_settings.h"
@@ -41,9 +42,9 @@ Lessons SortMail(Program& program, const FilterSettings& settings,
 
 }  // namespace
 
-void LearnFromMail(Program& program, std::span<const MailMessage* const> messages) {
+bool LearnFromMail(Program& program, std::span<const MailMessage* const> messages) {
   const FilterSettings settings = ReadFilterSettings(program);
-  if (messages.empty() || !settings.LearningIsOn()) return;
+  if (messages.empty() || !settings.LearningIsOn()) return false;
   const Lessons lessons = SortMail(program, settings, messages);
   if (!lessons.good.empty() || !lessons.spam.empty()) {
     LearningBatch batch(program);
@@ -51,7 +52,9 @@ void LearnFromMail(Program& program, std::span<const MailMessage* const> message
     for (const MailMessage* message : lessons.spam) batch.Count(*message, LearnKind::kSpam);
     static_cast<void>(batch.Save());
   }
-  if (!lessons.for_the_user.empty()) TrainingArea(program).Add(lessons.for_the_user);
+  if (lessons.for_the_user.empty()) return false;
+  const std::vector<bool> added = TrainingArea(program).Add(lessons.for_the_user);
+  return std::ranges::find(added, true) != added.end();
 }
 
 }  // namespace quillbeaker

@@ -132,7 +132,11 @@ std::vector<MessageEntry*> SpamFiling::File(std::span<MessageEntry* const> spam,
   }
   const FilingResult filing = recycle_bin_.File(deleted, mailbox_.AccountKey(), on_each);
   for (std::size_t i = 0; i < spam.size(); ++i) {
-    if (filing.names[i].empty()) unfiled_.insert(spam[i]);
+    if (!filing.names[i].empty()) {
+      filed_.push_back(filing.names[i]);
+    } else {
+      unfiled_.insert(spam[i]);
+    }
   }
   if (filing.index_unusable) KeepAllOnServer();
   if (why_.empty() && !filing.written) why_ = filing.written.Text();

@@ -36,6 +36,8 @@ class SpamFiling {
 
   // Deliberate: spam that could not be kept stays on the server and is judged again in the next check.
   bool IsUnfiled(const MessageEntry& entry) const { return unfiled_.contains(&entry); }
+  // The files of what was put into the bin by this object.
+  const std::vector<std::string>& filed() const { return filed_; }
   std::uint32_t unfiled() const { return static_cast<std::uint32_t>(unfiled_.size()); }
   // Why the first of it could not be kept: path and reason, one line; may be empty.
   const std::string& why() const { return why_; }
@@ -57,6 +59,7 @@ class SpamFiling {
   RecycleBin recycle_bin_;
   std::unordered_set<const MessageEntry*> has_file_;  // of its row, without an entry
   std::unordered_set<const MessageEntry*> unfiled_;
+  std::vector<std::string> filed_;
   std::string why_;
 };
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "pop3/recording_observer.h"
 #include "support/test_program.h"
 
 namespace quillbeaker {
@@ -22,9 +23,9 @@ constexpr char kTrainingIndex[] =
 class DailyPurgesTest : public testing::Test {
  protected:
   std::vector<std::string> Purge() {
-    std::vector<std::string> told;
-    RunDailyPurges(world_.program(), [&](std::string_view text) { told.emplace_back(text); });
-    return told;
+    observer_.told.clear();
+    RunDailyPurges(world_.program(), observer_);
+    return observer_.told;
   }
   void PutTrainingMail() {
     ASSERT_TRUE(world_.directory.Put("training/training.xml", kTrainingIndex));
@@ -33,11 +34,13 @@ class DailyPurgesTest : public testing::Test {
   }
 
   test::TestProgram world_;
+  RecordingObserver observer_;
 };
 
 TEST_F(DailyPurgesTest, SaysWhichMailIsDeleted) {
-  EXPECT_EQ(Purge(), (std::vector<std::string>{"Deleting old messages from recycle bin...", "",
-                                               "Deleting old messages from training area...", ""}));
+  EXPECT_EQ(Purge(),
+            (std::vector<std::string>{"status Deleting old messages from recycle bin...", "status ",
+                                      "status Deleting old messages from training area...", "status "}));
 }
 
 TEST_F(DailyPurgesTest, TrainingMailOfThreeDaysGoesOncePerDay) {
@@ -45,6 +48,9 @@ TEST_F(DailyPurgesTest, TrainingMailOfThreeDaysGoesOncePerDay) {
   Purge();
   EXPECT_FALSE(world_.directory.Has("training/a.eml"));
   EXPECT_TRUE(world_.directory.Has("training/b.eml"));
+  ASSERT_EQ(observer_.changes.size(), 1U);
+  EXPECT_EQ(observer_.changes[0].store, Store::kTrainingArea);
+  EXPECT_EQ(observer_.changes[0].removed, std::vector<std::string>{"a.eml"});
   EXPECT_EQ(world_.program().Read(keys::kTrainingAreaDeleteOldMessagesLast), 2453797);
   PutTrainingMail();
   Purge();
@@ -58,18 +64,32 @@ TEST_F(DailyPurgesTest, TheAgeOfTrainingMailIsASetting) {
   EXPECT_FALSE(world_.directory.Has("training/b.eml"));
 }
 
-TEST_F(DailyPurgesTest, NoStoreIsLockedWhileSomethingIsTold) {
-  PutTrainingMail();
+// Takes the lock of every store whenever it is told something, and would wait for ever for one that is held.
+class LockingObserver : public RecordingObserver {
+ public:
+  explicit LockingObserver(test::TestProgram& world) : world_(world) {}
+  void ShowStatus(std::string_view) override { TakeLocks(); }
+  void StoreChanged(const StoreChange&) override { TakeLocks(); }
+
   int calls = 0;
-  RunDailyPurges(world_.program(), [&](std::string_view) {
-    // Each of these takes a store's lock, and would wait for ever.
+
+ private:
+  void TakeLocks() {
     EXPECT_TRUE(world_.program().Write(keys::kPort, 1000 + ++calls));
     StoreLock recycle_bin(world_.directory.PathOf("recycle/recyclebin.xml.lock"));
     StoreLock training_area(world_.directory.PathOf("training/training.xml.lock"));
     EXPECT_NE(recycle_bin.Acquire(), nullptr);
     EXPECT_NE(training_area.Acquire(), nullptr);
-  });
-  EXPECT_EQ(calls, 4);
+  }
+
+  test::TestProgram& world_;
+};
+
+TEST_F(DailyPurgesTest, NoStoreIsLockedWhileSomethingIsTold) {
+  PutTrainingMail();
+  LockingObserver observer(world_);
+  RunDailyPurges(world_.program(), observer);
+  EXPECT_EQ(observer.calls, 5);
 }
 
 }  // namespace

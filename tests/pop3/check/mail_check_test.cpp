@@ -655,5 +655,41 @@ TEST_F(MailCheckTest, CountsSpamOnTheDayOfItsDateField) {
   EXPECT_EQ(check_.summary().deleted, 3u);
 }
 
+TEST_F(MailCheckTest, TellsWhatHasBecomeAnotherInTheStores) {
+  RestoreMail();
+  const std::string restored = RecycleBin(world_.program()).List().value().front().name;
+  world_.Configure("Aggressiveness=100", "");
+  ASSERT_TRUE(LogIn());
+  check_.BuildView();
+  for (MessageEntry& entry : check_.mailbox()) entry.done = entry.is_restored();
+  check_.Quit([] {});
+  check_.End();
+  ASSERT_EQ(person_.changes.size(), 3u);
+  const StoreChange& filed = person_.changes[0];
+  EXPECT_EQ(filed.store, Store::kRecycleBin);
+  std::vector<std::string> listed;
+  const auto entries = RecycleBin(world_.program()).List().value();
+  for (const RecycleEntry& entry : entries) listed.push_back(entry.name);
+  EXPECT_EQ(filed.added, listed);
+  EXPECT_EQ(listed.size(), 3u);
+  EXPECT_EQ(person_.changes[1].removed, std::vector<std::string>{restored});
+  EXPECT_EQ(person_.changes[2].store, Store::kStatistics);
+}
+
+TEST_F(MailCheckTest, TellsOfTheTrainingAreaOnlyWhereMailWasKeptThere) {
+  for (const bool is_new : {true, false}) {
+    person_.changes.clear();
+    world_.directory.Remove("uids.dat");
+    ASSERT_TRUE(LogIn());
+    check_.BuildView();
+    check_.Quit([] {});
+    check_.End();
+    ASSERT_EQ(person_.changes.size(), is_new ? 1u : 0u);
+    if (is_new) {
+      EXPECT_EQ(person_.changes[0].store, Store::kTrainingArea);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace quillbeaker
