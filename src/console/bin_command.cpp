@@ -8,9 +8,9 @@
 
 #include "config/texts.h"
 #include "console/commands.h"
-#include "console/entry_text.h"
 #include "console/failure_text.h"
 #include "console/json_text.h"
+#include "extras/entry_text.h"
 #include "message/decoded_text.h"
 #include "message/mail_message.h"
 #include "message/mail_sender.h"

@@ -9,10 +9,10 @@
 
 #include "config/texts.h"
 #include "console/commands.h"
-#include "console/entry_text.h"
 #include "console/failure_text.h"
 #include "console/json_text.h"
 #include "console/progress_line.h"
+#include "extras/entry_text.h"
 #include "platform/console.h"
 #include "platform/files.h"
 #include "stores/training_area.h"

@@ -69,7 +69,8 @@ WindowPlace PlaceKeeper::Current() const {
   if (IsSizable(window_)) place.size = area.size;
   if (list_ != nullptr) {
     place.columns = list_->ColumnWidths();
-    place.order = list_->rows().Order();
+    const SortOrder order = list_->rows().Order();
+    if (order.column < place.columns.size()) place.order = order;
   }
   place.dpi = static_cast<int>(GetDpiForWindow(window_));
   return place;

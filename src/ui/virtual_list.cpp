@@ -24,20 +24,26 @@ VirtualList::VirtualList(HWND list, ListRows& rows) : list_(list), rows_(rows) {
   MakeColumns();
 }
 
-// The first column gets more than half of the room, the others share the rest.
+// Unless the rows say it, the first column gets more than half of the room, and the others share the rest.
 void VirtualList::MakeColumns() {
   RECT client{};
   GetClientRect(list_, &client);
   const int room = client.right - GetSystemMetricsForDpi(SM_CXVSCROLL, GetDpiForWindow(list_));
   const std::vector<std::string> headings = rows_.Columns();
   const int first = headings.size() < 2 ? room : room * kFirstColumnPercent / 100;
+  const std::vector<ColumnLook> looks = rows_.ColumnLooks();
+  const auto dpi = static_cast<int>(GetDpiForWindow(list_));
   for (std::size_t i = 0; i < headings.size(); ++i) {
     std::wstring heading = Wide(headings[i]);
     LVCOLUMNW column{};
-    column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
+    column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM | LVCF_FMT;
     column.pszText = heading.data();
     column.cx = i == 0 ? first : (room - first) / Index(headings.size() - 1);
     column.iSubItem = Index(i);
+    if (i < looks.size()) {
+      column.cx = MulDiv(looks[i].width, dpi, USER_DEFAULT_SCREEN_DPI);
+      if (looks[i].is_number) column.fmt = LVCFMT_RIGHT;
+    }
     SendMessageW(list_, LVM_INSERTCOLUMNW, i, reinterpret_cast<LPARAM>(&column));
   }
 }
@@ -62,7 +68,8 @@ void VirtualList::ShowOrder() {
     item.mask = HDI_FORMAT;
     SendMessageW(header, HDM_GETITEMW, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(&item));
     item.fmt &= ~(HDF_SORTUP | HDF_SORTDOWN);
-    if (i == Index(order.column)) item.fmt |= order.is_descending ? HDF_SORTDOWN : HDF_SORTUP;
+    if (static_cast<std::size_t>(i) == order.column)
+      item.fmt |= order.is_descending ? HDF_SORTDOWN : HDF_SORTUP;
     SendMessageW(header, HDM_SETITEMW, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(&item));
   }
 }
@@ -86,7 +93,7 @@ void VirtualList::SelectRows(const std::vector<std::size_t>& rows) {
   }
   for (const std::size_t row : rows) {
     if (all) break;
-    ListView_SetItemState(list_, Index(row), LVIS_SELECTED, LVIS_SELECTED);
+    Select(row);
   }
   if (!rows.empty()) {
     const int first = Index(rows.front());
@@ -95,6 +102,43 @@ void VirtualList::SelectRows(const std::vector<std::size_t>& rows) {
     ListView_EnsureVisible(list_, first, FALSE);
   }
   is_changing_ = former;
+}
+
+void VirtualList::Select(std::size_t row) {
+  ListView_SetItemState(list_, Index(row), LVIS_SELECTED, LVIS_SELECTED);
+}
+
+// The list knows only how to make a row visible: from below it comes up to the upper edge.
+void VirtualList::ScrollTo(std::size_t row) {
+  const int last = ListView_GetItemCount(list_) - 1;
+  if (last < 0 || ListView_GetTopIndex(list_) == Index(row)) return;
+  ListView_EnsureVisible(list_, std::min(last, Index(row) + ListView_GetCountPerPage(list_) - 1), FALSE);
+  ListView_EnsureVisible(list_, std::min(last, Index(row)), FALSE);
+}
+
+void VirtualList::ShowRows(std::size_t count, const ListPlace& place) {
+  const bool former = std::exchange(is_changing_, true);
+  RowsChanged(count);
+  if (!place.selected.empty() && place.selected.size() == count) {
+    ListView_SetItemState(list_, -1, LVIS_SELECTED, LVIS_SELECTED);
+  } else {
+    for (const std::size_t row : place.selected) Select(row);
+  }
+  if (place.focused) {
+    ListView_SetItemState(list_, Index(*place.focused), LVIS_FOCUSED, LVIS_FOCUSED);
+    ListView_SetSelectionMark(list_, Index(*place.focused));
+  }
+  ScrollTo(place.top);
+  is_changing_ = former;
+}
+
+ListPlace VirtualList::Place() const {
+  ListPlace place;
+  place.selected = SelectedRows();
+  const int focused = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
+  if (focused >= 0) place.focused = static_cast<std::size_t>(focused);
+  place.top = static_cast<std::size_t>(ListView_GetTopIndex(list_));
+  return place;
 }
 
 // One by one where they are few: asked for all rows at once the list walks through every row that it has.
@@ -117,9 +161,17 @@ std::vector<std::size_t> VirtualList::SelectedRows() const {
   return rows;
 }
 
-void VirtualList::GiveText(NMLVDISPINFOW& wanted) const {
+void VirtualList::Give(NMLVDISPINFOW& wanted) const {
   LVITEMW& item = wanted.item;
-  if ((item.mask & LVIF_TEXT) == 0 || item.cchTextMax <= 0 || item.iItem < 0 || item.iSubItem < 0) return;
+  if (item.iItem < 0 || item.iSubItem < 0) return;
+  if ((item.mask & LVIF_IMAGE) != 0) {
+    const int picture = item.iSubItem == 0 ? rows_.RowPicture(static_cast<std::size_t>(item.iItem)) : -1;
+    item.iImage = picture < 0 ? I_IMAGENONE : picture;
+  }
+  if ((item.mask & LVIF_TEXT) != 0 && item.cchTextMax > 0) GiveText(item);
+}
+
+void VirtualList::GiveText(LVITEMW& item) const {
   const std::wstring text =
       Wide(rows_.RowText(static_cast<std::size_t>(item.iItem), static_cast<std::size_t>(item.iSubItem)));
   const std::size_t length = std::min(text.size(), static_cast<std::size_t>(item.cchTextMax) - 1);
@@ -150,7 +202,7 @@ bool VirtualList::Handle(const NMHDR& notice, LRESULT& result) {
   const auto* const bytes = reinterpret_cast<const char*>(&notice);
   switch (notice.code) {
     case LVN_GETDISPINFOW:
-      GiveText(*reinterpret_cast<NMLVDISPINFOW*>(const_cast<char*>(bytes)));
+      Give(*reinterpret_cast<NMLVDISPINFOW*>(const_cast<char*>(bytes)));
       return true;
     case LVN_ODFINDITEMW:
       result = Find(*reinterpret_cast<const NMLVFINDITEMW*>(bytes));

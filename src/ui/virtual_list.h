@@ -25,6 +25,9 @@ class VirtualList {
   void RowsChanged(std::size_t count);
   void SelectRows(const std::vector<std::size_t>& rows);
   std::vector<std::size_t> SelectedRows() const;
+  // Both at once, and the list scrolled to where it says.
+  void ShowRows(std::size_t count, const ListPlace& place);
+  ListPlace Place() const;
 
   ListRows& rows() const { return rows_; }
   std::vector<int> ColumnWidths() const;
@@ -39,9 +42,12 @@ class VirtualList {
 
  private:
   void SelectNone();
+  void Select(std::size_t row);
+  void ScrollTo(std::size_t row);
   void MakeColumns();
   void ShowOrder();
-  void GiveText(NMLVDISPINFOW& wanted) const;
+  void Give(NMLVDISPINFOW& wanted) const;
+  void GiveText(LVITEMW& item) const;
   LRESULT Find(const NMLVFINDITEMW& wanted) const;
   void SelectionMayHaveChanged();
 

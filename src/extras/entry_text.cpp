@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "console/entry_text.h"
+#include "extras/entry_text.h"
 
 #include <cstdio>
 

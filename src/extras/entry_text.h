@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the lists of the recycle bin and of the training area print of a mail, so that they print it alike.
-// UTF-8, safe for a terminal, without line ends.
+// What the lists of the recycle bin and of the training area show of a mail, in the terminal and in the
+// windows, so that they show it alike. UTF-8, safe for a screen, without line ends.
 
 #include <cstdint>
 #include <string>
