@@ -7,6 +7,22 @@
 #include "config/leading_integer.h"
 
 namespace quillbeaker {
+namespace {
+
+// An editor may save a file in UTF-16, and a power failure may leave one of nothing but NULs. Taken for a
+// file without settings it would be filled up with more lines, and who wanted TLS would go without.
+bool IsNoIniText(std::string_view bytes) {
+  return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF") ||
+         bytes.substr(0, 2).find('\0') != std::string_view::npos;
+}
+
+FileContents ReadIniText(const std::string& path) {
+  FileContents file = ReadContents(path);
+  if (!file.bytes || !IsNoIniText(*file.bytes)) return file;
+  return {std::nullopt, {path, std::make_error_code(std::errc::illegal_byte_sequence)}};
+}
+
+}  // namespace
 
 IniFile::IniFile(std::string path) : path_(std::move(path)), lock_(path_ + ".lock") {}
 
@@ -19,7 +35,7 @@ std::shared_ptr<const IniDocument> IniFile::Load(FileResult& readable) const {
 
   // Asked before the bytes are read: a change that comes after them then has a later time stamp than `state`.
   const bool may_change_unseen = state.exists && ChangedJustNow(state);
-  FileContents file = ReadContents(path_);
+  FileContents file = ReadIniText(path_);
   const std::optional<std::string> bytes = std::move(file.bytes);
   const FileState state_after = StateOfFile(path_);
   if (!bytes && state_after.exists) readable = std::move(file.result);

@@ -39,6 +39,22 @@ class IniFileTest : public testing::Test {
   IniFile file{directory.PathOf("Quillbeaker.ini")};
 };
 
+TEST_F(IniFileTest, WhatIsNoTextOfBytesIsNotTakenForUnset) {
+  using namespace std::string_literals;
+  for (const std::string& bytes : {"\xFF\xFE[\0S\0]\0\r\0\n\0k\0=\0"s, "\xFE\xFF\0[\0S\0]\0\n"s,
+                                   "[\0S\0]\0\n\0"s, "\0[\0S\0]\0\n"s, std::string(200, '\0')}) {
+    Put(bytes);
+    EXPECT_EQ(file.ReadOrNull(), nullptr);
+    EXPECT_FALSE(file.WriteString("SERVER", "Port", "9"));
+    EXPECT_EQ(file.LastUpdate().path, file.path());
+    EXPECT_EQ(Get(), bytes);
+  }
+  for (const std::string& bytes : {""s, "["s, "\xEF\xBB\xBF[S]\n"s, "[S]\nx=\0\n"s}) {
+    Put(bytes);
+    EXPECT_NE(file.ReadOrNull(), nullptr);
+  }
+}
+
 TEST_F(IniFileTest, IntegerKeysFollowTheTextOfTheirValue) {
   Put("[QUILLBEAKER]\r\nword=abc\r\nempty=\r\ndigits=12x\r\nminus=-1\r\nhex=0x10\r\noctal=010\r\nspaced=   7 "
       " \r\n"
