@@ -42,27 +42,41 @@ void KeepFrom(ExclusiveFile& file, std::uint64_t offset) {
 }
 
 constexpr std::string_view kOurFiles[] = {"Quillbeaker.ini", "spampoints.ini", "spampoints_user.ini",
-                                          "uniqueid.xml",    "windows.ini",    "crash.txt"};
+                                          "uniqueid.xml",    "windows.ini",    "providers.ini",
+                                          "crash.txt"};
+constexpr std::string_view kOurEndings[] = {".language", ".lock", ".new", ".exe", ".dll"};
 constexpr std::string_view kOurFolders[] = {"recycle", "training"};
 
-// Without the "./" that change nothing, with one "/" between the parts.
+// Without the "./" that change nothing, with one "/" between the parts, and without the dots and blanks at a
+// part's end: Windows passes over them.
 std::string PlainPath(std::string_view name) {
   std::string path;
   for (std::size_t begin = 0; begin < name.size();) {
     const std::size_t end = std::min(name.find_first_of("/\\", begin), name.size());
-    const std::string_view part = name.substr(begin, end - begin);
-    if (!part.empty() && part != ".") path.append(path.empty() ? "" : "/").append(part);
+    std::string_view part = name.substr(begin, end - begin);
+    part = part.substr(0, part.find_last_not_of(". ") + 1);
+    if (!part.empty()) path.append(path.empty() ? "" : "/").append(part);
     begin = end + 1;
   }
   return path;
 }
 
+// "QUILLB~1.INI": the second name that Windows gives to a file with a long one.
+bool MayBeAShortName(std::string_view name) {
+  const std::size_t tilde = name.find('~');
+  return tilde != std::string_view::npos && tilde + 1 < name.size() && name[tilde + 1] >= '0' &&
+         name[tilde + 1] <= '9';
+}
+
 bool IsOneOfOurFiles(std::string_view name) {
   const std::string path = PlainPath(name);
+  if (path.empty() || MayBeAShortName(path)) return true;
   const auto is_it = [&path](std::string_view ours) { return EqualsIgnoringCase(path, ours); };
+  const auto ends_so = [&path](std::string_view ours) { return EndsWithIgnoringCase(path, ours); };
   const std::string_view folder = std::string_view(path).substr(0, path.find('/'));
   const auto is_in = [folder](std::string_view ours) { return EqualsIgnoringCase(folder, ours); };
   return std::any_of(std::begin(kOurFiles), std::end(kOurFiles), is_it) ||
+         std::any_of(std::begin(kOurEndings), std::end(kOurEndings), ends_so) ||
          std::any_of(std::begin(kOurFolders), std::end(kOurFolders), is_in);
 }
 

@@ -349,11 +349,23 @@ TEST(LogPath, IsEmptyForANameThatCouldLeadElsewhere) {
 TEST(LogPath, IsEmptyForAFileThatTheProgramKeepsItsDataIn) {
   for (const std::string_view name :
        {"Quillbeaker.ini", "QUILLBEAKER.INI", "./uniqueid.xml", ".\\spampoints.ini", "spampoints_user.ini",
-        "windows.ini", "crash.txt", "recycle/recyclebin.xml", "recycle\\x.log", ".//Training/client.log"}) {
+        "windows.ini", "crash.txt", "recycle/recyclebin.xml", "recycle\\x.log", ".//Training/client.log",
+        "providers.ini", "German.Quillbeaker.language", "uniqueid.xml.lock", "Quillbeaker.ini.new",
+        "Quillbeaker.exe", "bin/help.exe"}) {
     EXPECT_EQ(LogPath("/opt/quillbeaker/", name), "") << name;
   }
   EXPECT_EQ(LogPath("/opt/quillbeaker/", "logs/recycle.log"), "/opt/quillbeaker/logs/recycle.log");
   EXPECT_EQ(LogPath("/opt/quillbeaker/", "recycle.log"), "/opt/quillbeaker/recycle.log");
+}
+
+TEST(LogPath, IsEmptyForWhatWindowsTakesForOneOfTheseFiles) {
+  for (const std::string_view name :
+       {"Quillbeaker.ini.", "Quillbeaker.ini ", "uniqueid.xml . .", "recycle./x.log", "training /x.log",
+        "./. /windows.ini.", "QUILLB~1.INI", "quillb~2", "RECYCL~1/x.log", ".", "./", " "}) {
+    EXPECT_EQ(LogPath("/opt/quillbeaker/", name), "") << name;
+  }
+  EXPECT_EQ(LogPath("/opt/quillbeaker/", "client.log~"), "/opt/quillbeaker/client.log~");
+  EXPECT_EQ(LogPath("/opt/quillbeaker/", "~client.log"), "/opt/quillbeaker/~client.log");
 }
 
 TEST(LogLines, BeginWithTheTimeOfDayAndTheSide) {
