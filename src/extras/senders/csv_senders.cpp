@@ -93,21 +93,19 @@ CsvSenders::CsvSenders(std::unique_ptr<TextLines> lines, ChooseColumns choose)
 
 std::optional<FoundSender> CsvSenders::Next() {
   std::string line;
-  while (lines_->Next(line, kMaxCsvLine)) {
-    std::vector<std::string> fields = SplitCsvLine(line);
-    if (!columns_) {
-      // Deliberate: nothing could be chosen from a blank line, and nothing is lost with it.
-      if (fields.size() == 1 && fields[0].empty()) continue;
-      columns_ = choose_(fields);
-      if (!columns_) return std::nullopt;
-    }
-    const auto take = [&](std::size_t column) {
-      const std::string text = column < fields.size() ? fields[column] : std::string();
-      return lines_->was_utf16() ? Latin1FromTyped(text) : text;
-    };
-    return FoundSender{take(columns_->name), take(columns_->address)};
+  if (!lines_->Next(line, kMaxCsvLine)) return std::nullopt;
+  const std::vector<std::string> fields = SplitCsvLine(line);
+  if (!columns_) {
+    // Deliberate: nothing could be chosen from a blank line, and nothing is lost with it.
+    if (fields.size() == 1 && fields[0].empty()) return FoundSender{};
+    columns_ = choose_(fields);
+    if (!columns_) return std::nullopt;
   }
-  return std::nullopt;
+  const auto take = [&](std::size_t column) {
+    const std::string text = column < fields.size() ? fields[column] : std::string();
+    return lines_->was_utf16() ? Latin1FromTyped(text) : text;
+  };
+  return FoundSender{take(columns_->name), take(columns_->address)};
 }
 
 }  // namespace quillbeaker

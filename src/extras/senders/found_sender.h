@@ -22,7 +22,8 @@ struct FoundSender {
 class SenderSource {
  public:
   virtual ~SenderSource() = default;
-  // Nothing at the end. What was read need not be fit to be offered.
+  // Nothing at the end. What was read need not be fit to be offered; an empty one stands for a stretch of the
+  // source that had none. So no call takes long, whatever the source holds.
   virtual std::optional<FoundSender> Next() = 0;
   // After the end: it came because what was behind it could not be read.
   virtual bool failed() const { return false; }

@@ -13,6 +13,7 @@ namespace quillbeaker {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
+constexpr int kPropertiesAtOnce = 1000;
 
 // "group.NAME;PARAMETER;PARAMETER=value:value", RFC 6350, section 3.3.
 struct Property {
@@ -225,8 +226,10 @@ void VCardSenders::Take(std::string_view line) {
 
 std::optional<FoundSender> VCardSenders::Next() {
   std::string property;
-  while (found_.empty() && NextProperty(property)) Take(property);
-  if (found_.empty()) End();  // of the file, which may lack the card's
+  int left = kPropertiesAtOnce;
+  for (; found_.empty() && left > 0 && NextProperty(property); --left) Take(property);
+  if (found_.empty() && left == 0) return FoundSender{};  // a file without addresses may be long
+  if (found_.empty()) End();                              // of the file, which may lack the card's
   if (found_.empty()) return std::nullopt;
   FoundSender found = std::move(found_.front());
   found_.pop_front();

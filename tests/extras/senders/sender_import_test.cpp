@@ -304,6 +304,35 @@ TEST_F(SenderImportTest, ShowsProgressAfterAQuietSecondAndEndsOnCancel) {
   EXPECT_EQ(view_.told.size(), 3U);  // offer, progress, its end
 }
 
+TEST_F(SenderImportTest, EndsOnCancelInAFileWithoutASender) {
+  std::string cards;
+  for (int i = 0; i < 10'000; ++i) cards += "BEGIN:VCARD\r\nFN:Nobody\r\nEND:VCARD\r\n";
+  for (const std::string& text : {std::string(50'000, '\n'), cards}) {
+    view_.told.clear();
+    view_.go_on = false;
+    ASSERT_TRUE(test_.directory.Put("list.csv", text));
+    const SenderFile file = OpenSenderFile(test_.directory.PathOf("list.csv"), {});
+    ASSERT_NE(file.source, nullptr);
+    // Every step of the source takes its time.
+    class Slow : public SenderSource {
+     public:
+      Slow(SenderSource& source, std::uint32_t& ticks) : source_(source), ticks_(ticks) {}
+      std::optional<FoundSender> Next() override {
+        ticks_ += 500;
+        return source_.Next();
+      }
+
+     private:
+      SenderSource& source_;
+      std::uint32_t& ticks_;
+    } slow(*file.source, test_.clock.ticks);
+    SenderImport import(test_.program(), view_, kSenderFriend);
+    import.ImportAll(slow);
+    EXPECT_TRUE(import.cancelled());
+    EXPECT_EQ(view_.told, (Told{"progress 2 0", "end progress"}));
+  }
+}
+
 TEST_F(SenderImportTest, AWaitForAnAnswerIsNoQuietSecond) {
   view_.on_offer = [&] { test_.clock.ticks += 5000; };
   EXPECT_EQ(Run({{"A", "a@x"}, {"B", "b@x"}}),

@@ -27,7 +27,9 @@ std::unique_ptr<TextLines> LinesOf(const std::string& text) {
 Found Import(const std::string& text) {
   VCardSenders senders(LinesOf(text));
   Found found;
-  while (const auto one = senders.Next()) found.push_back(one->name + "|" + one->address);
+  while (const auto one = senders.Next()) {
+    if (!one->address.empty()) found.push_back(one->name + "|" + one->address);
+  }
   return found;
 }
 
