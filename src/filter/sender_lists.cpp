@@ -221,6 +221,43 @@ SenderChange SenderLists::Remove(std::string_view address) {
   return saved ? change : SenderChange::kNotSaved;
 }
 
+bool SenderLists::RemoveFromList(std::int32_t kind, std::span<const std::string> keys) {
+  struct Lines {
+    bool is_on_list = false;
+    std::optional<std::string> elsewhere;  // of the other list, the value that counts
+  };
+  return program_.configuration.Update([&](IniDocument& document) {
+    std::unordered_map<std::string, Lines> found;
+    for (const std::string& key : keys) found[LowerAscii(key)];
+    for (const IniEntry& entry : document.Section(sections::kSenders)) {
+      const auto lines = found.find(LowerAscii(entry.key));
+      if (!entry.has_value || lines == found.end()) continue;
+      if (RecordOf(entry.key, entry.value).kind == kind) {
+        lines->second.is_on_list = true;
+      } else {
+        lines->second.elsewhere = std::string(entry.value);
+      }
+    }
+    for (const std::string& key : keys) {
+      const Lines& lines = found[LowerAscii(key)];
+      if (!lines.is_on_list || (lines.elsewhere && !IniDocument::CanHoldKey(key))) continue;
+      while (document.Remove(sections::kSenders, key)) {
+      }
+      if (lines.elsewhere) document.Set(sections::kSenders, key, *lines.elsewhere);
+    }
+  });
+}
+
+std::int32_t SenderLists::ListOfKey(std::string_view key) const {
+  const std::shared_ptr<const IniDocument> document = program_.configuration.Read();
+  std::int32_t kind = kSenderNone;
+  for (const IniEntry& entry : document->Section(sections::kSenders)) {
+    // Of equal keys the last line counts.
+    if (entry.has_value && EqualsIgnoringCase(entry.key, key)) kind = RecordOf(entry.key, entry.value).kind;
+  }
+  return kind;
+}
+
 SenderChange SenderLists::ChangeSender(std::string_view address, const SenderRecord& record) {
   const std::string old_key = SenderKey(address);
   const std::string key = SenderKey(record.address);

@@ -65,6 +65,11 @@ class SenderLists {
   [[nodiscard]] SenderChange Add(const SenderRecord& record);
   // Removes every line of that key; kRefused when there is none. One step as well.
   [[nodiscard]] SenderChange Remove(std::string_view address);
+  // Removes from the list `kind` those with exactly these keys, in one save: what the other list has of them,
+  // perhaps since they were shown, stays. False when that could not be saved.
+  [[nodiscard]] bool RemoveFromList(std::int32_t kind, std::span<const std::string> keys);
+  // The list whose entry with exactly this key counts; kSenderNone where neither has one.
+  std::int32_t ListOfKey(std::string_view key) const;
   // The entry of `address` becomes `record`, in one save. With another address the old key goes, every line
   // of it, and the new one is written at the end. kRefused when the old key is not there, or when the new one
   // is another entry's; the entry's own key, in any case, is no hindrance.

@@ -286,6 +286,16 @@ TEST_F(SenderListsTest, AChangedAddressTakesItsOldKeyAway) {
   EXPECT_EQ(File(), "[SENDERS]\r\n*@x=,1\r\n?y z@e=A,1\r\n");
 }
 
+TEST_F(SenderListsTest, RemovesFromOneListAlone) {
+  PutLines("a@b=A,1\r\nc@d=C,2\r\nboth@b=B,1\r\nBOTH@b=F,2\r\nkept@b=K,1\r\nz=Z,1\r\nz=Z,1\r\n");
+  SenderLists lists(test_.program());
+  const std::vector<std::string> keys = {"A@b", "c@d", "both@b", "nobody@b", "z"};
+  EXPECT_TRUE(lists.RemoveFromList(kSenderBlocked, keys));
+  EXPECT_EQ(File(), "[SENDERS]\r\nc@d=C,2\r\nkept@b=K,1\r\nboth@b=F,2\r\n");
+  EXPECT_EQ(lists.ListOfKey("C@D"), kSenderFriend);
+  EXPECT_EQ(lists.ListOfKey("nobody@b"), kSenderNone);
+}
+
 TEST_F(SenderListsTest, AChangeToAnotherEntrysAddressIsRefused) {
   PutLines("a@b=A,1\r\nc@d=C,2\r\n");
   SenderLists lists(test_.program());

@@ -137,6 +137,21 @@ TEST_F(SendersPageTest, WhatCouldNotBeDeletedIsToldAndStays) {
   EXPECT_EQ(page->RowCount(), 2u);
 }
 
+TEST_F(SendersPageTest, WhatHasMovedToTheOtherListMeanwhileStaysThere) {
+  OpenPage(kSenderBlocked);
+  ASSERT_EQ(list->Rows(), Rows{"Spam | *@spam.example"});
+  ASSERT_TRUE(SenderLists(program()).Write({"Spam", "*@spam.example", kSenderFriend, {}}));
+  list->Select({0});
+  Type("Other", "*@spam.example");
+  page->Pressed(LISTED_EDIT);
+  EXPECT_EQ(fields.warnings.size(), 1u);
+  EXPECT_EQ(Sender("*@spam.example"), "Spam,2");
+  list->Select({0});
+  page->Pressed(LISTED_DELETE);
+  EXPECT_EQ(Sender("*@spam.example"), "Spam,2");
+  EXPECT_EQ(page->RowCount(), 0u);
+}
+
 TEST_F(SendersPageTest, OkAndCancelHaveNothingToDo) {
   OpenPage(kSenderFriend);
   AppliedSettings pressed;

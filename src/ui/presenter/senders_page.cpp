@@ -137,9 +137,14 @@ void SendersPage::Edit() {
   const std::vector<SenderRecord> selected = Selected();
   if (selected.size() != 1) return;
   const SenderRecord& old = selected.front();
-  SenderDialog dialog(
-      old, /*is_new=*/false, surroundings_.program.configuration.path(),
-      [this, &old](const SenderRecord& record) { return lists_.ChangeSender(old.address, record); });
+  SenderDialog dialog(old, /*is_new=*/false, surroundings_.program.configuration.path(),
+                      [this, &old](const SenderRecord& record) {
+                        // Another program or window may have moved it to the other list since it was shown:
+                        // it is not moved back by who changes its name.
+                        const std::int32_t now = lists_.ListOfKey(old.address);
+                        if (now != kSenderNone && now != kind_) return SenderChange::kRefused;
+                        return lists_.ChangeSender(old.address, record);
+                      });
   if (view_.Run(DIALOG_SENDER, dialog)) Select(dialog.record().address);
 }
 
@@ -148,13 +153,10 @@ void SendersPage::Delete() {
   const std::vector<SenderRecord> selected = Selected();
   if (selected.empty() || rows.empty()) return;
   if (!AskToDelete(selected.size(), selected.front().address)) return;
-  std::vector<IniChange> removals;
-  for (const SenderRecord& sender : selected) {
-    removals.push_back({std::string(sections::kSenders), sender.address, std::nullopt});
-  }
-  IniFile& configuration = surroundings_.program.configuration;
-  if (!configuration.Write(removals)) {
-    view_.Tell(Format(Text::kSettingNotSaved, {DisplayLine(configuration.path())}));
+  std::vector<std::string> keys;
+  for (const SenderRecord& sender : selected) keys.push_back(sender.address);
+  if (!lists_.RemoveFromList(kind_, keys)) {
+    view_.Tell(Format(Text::kSettingNotSaved, {DisplayLine(surroundings_.program.configuration.path())}));
     return;
   }
   ReadRows();
