@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // `stats`: how much spam came within the last 30 days.
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "config/day_number.h"
 #include "config/texts.h"
 #include "console/bar_chart.h"
 #include "console/commands.h"
 #include "console/json_text.h"
+#include "extras/statistic_text.h"
 #include "platform/console.h"
 #include "stores/statistics.h"
 
@@ -24,19 +23,6 @@ std::vector<DayCount> DaysOf(const Statistics& statistics) {
   return days;
 }
 
-std::string WrittenDate(std::uint32_t day) {
-  const CalendarTime date = DateOfDayNumber(static_cast<std::int32_t>(day));
-  char text[24];
-  std::snprintf(text, sizeof text, "%02i.%02i.%04i", date.day, date.month, date.year);
-  return text;
-}
-
-std::string WrittenAverage(double average) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f", average);
-  return text;
-}
-
 Json JsonOf(const Statistics& statistics) {
   Json days = Json::array();
   for (const DayCount& day : DaysOf(statistics)) {
@@ -46,7 +32,7 @@ Json JsonOf(const Statistics& statistics) {
   const std::uint32_t highest = statistics.Highest(&day);
   return {{"days", std::move(days)},
           {"highest", {{"date", day}, {"count", highest}}},
-          {"average", WrittenAverage(statistics.Average())}};
+          {"average", StatisticAverage(statistics.Average())}};
 }
 
 std::string Shown(const Statistics& statistics) {
@@ -55,8 +41,8 @@ std::string Shown(const Statistics& statistics) {
   const std::string chart = DrawBarChart(DaysOf(statistics), StandardOutputColumns());
   std::string text(TextOf(Text::kStatisticAbout));
   text += "\n\n" + chart + (chart.empty() ? "" : "\n");
-  text += Format(Text::kStatisticHighest, {std::to_string(highest), WrittenDate(day)}) + "\n";
-  text += Format(Text::kStatisticAverage, {WrittenAverage(statistics.Average())}) + "\n";
+  text += Format(Text::kStatisticHighest, {std::to_string(highest), StatisticDate(day)}) + "\n";
+  text += Format(Text::kStatisticAverage, {StatisticAverage(statistics.Average())}) + "\n";
   return text;
 }
 
