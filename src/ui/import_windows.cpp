@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/import_windows.h"
 
-#include <commdlg.h>
-
+#include "ui/file_dialogs.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 #include "ui/small_dialog_window.h"
@@ -10,17 +9,6 @@
 
 namespace quillbeaker {
 namespace {
-
-constexpr std::size_t kLongestPath = 32768;  // characters, the system's own limit
-
-// Pairs of text and patterns, each with its NUL, and another NUL at the end.
-std::wstring FilterList(const std::vector<FileFilter>& filters) {
-  std::wstring list;
-  for (const FileFilter& filter : filters) {
-    list += Wide(filter.text) + L'\0' + Wide(filter.patterns) + L'\0';
-  }
-  return list;
-}
 
 // False when the program ends.
 bool HandleMessages() {
@@ -74,21 +62,7 @@ bool ImportBoxes::Run(int template_id, SmallDialog& dialog) {
 // Deliberate: a name without a file is handed on; the import says how many addresses that gave.
 std::optional<std::string> ImportBoxes::ChooseFile(const std::vector<FileFilter>& filters,
                                                    std::string_view extension) {
-  if (!IsWindow(owner_)) return std::nullopt;
-  const std::wstring list = FilterList(filters);
-  const std::wstring added = Wide(extension);
-  std::wstring path(kLongestPath, L'\0');
-  OPENFILENAMEW asked{};
-  asked.lStructSize = sizeof asked;
-  asked.hwndOwner = owner_;
-  asked.lpstrFilter = list.c_str();
-  asked.lpstrFile = path.data();
-  asked.nMaxFile = static_cast<DWORD>(path.size());
-  asked.lpstrDefExt = added.c_str();
-  asked.Flags = OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-  if (!GetOpenFileNameW(&asked) || !IsWindow(owner_)) return std::nullopt;
-  path.resize(path.find(L'\0'));
-  return Utf8(path);
+  return AskForFile(owner_, filters, extension);
 }
 
 bool ImportBoxes::ShowProgress(std::string_view text) {

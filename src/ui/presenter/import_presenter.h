@@ -10,15 +10,10 @@
 #include <vector>
 
 #include "extras/senders/sender_import.h"
+#include "ui/presenter/file_filter.h"
 #include "ui/presenter/list_page.h"
 
 namespace quillbeaker {
-
-// A row of the file dialog's list of kinds, as "Text file (*.txt)" and "*.txt".
-struct FileFilter {
-  std::string text;
-  std::string patterns;
-};
 
 // The windows of one import; they may be gone while it still runs. Texts are UTF-8.
 class ImportWindows {
