@@ -8,6 +8,7 @@
 #include "ui/fade_in.h"
 #include "ui/resource.h"
 #include "ui/settings_window.h"
+#include "ui/statistics_window.h"
 
 namespace quillbeaker {
 namespace {
@@ -27,6 +28,11 @@ constexpr WindowRow kWindows[] = {
      .make = Make<AccountWindow>,
      .help_page = "account.htm",
      .place = "Account"},
+    {.command = COMMAND_STATISTICS,
+     .template_id = DIALOG_STATISTICS,
+     .make = Make<StatisticsWindow>,
+     .help_page = "stat.htm",
+     .place = "Statistics"},
 };
 
 void BringToFront(HWND window) {

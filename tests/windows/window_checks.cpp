@@ -262,7 +262,9 @@ Faults FaultsOfColours(HWND window) {
   Faults faults;
   for (const HWND control : ControlsOf(window)) {
     const LONG_PTR kind = StyleOf(control) & SS_TYPEMASK;
-    const bool is_text = Is(control, WC_STATICW) && kind != SS_ICON && kind != SS_BITMAP;
+    // What is drawn by the program has colours of its own.
+    const bool is_text =
+        Is(control, WC_STATICW) && kind != SS_ICON && kind != SS_BITMAP && kind != SS_OWNERDRAW;
     const bool is_field = Is(control, WC_EDITW) || Is(control, WC_LISTVIEWW) || Is(control, WC_TREEVIEWW);
     if (!is_text && !is_field) continue;
     const bool is_on_face = is_text || !IsWindowEnabled(control) ||

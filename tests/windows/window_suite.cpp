@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "config/day_number.h"
 #include "message_loop.h"
 #include "platform/files.h"
 #include "support/test_program.h"
@@ -75,7 +76,7 @@ class EveryWindow : public testing::Test {
  protected:
   EveryWindow() {
     OleInitialize(nullptr);
-    program.Configure("AlphaBlending=0");
+    program.Configure("AlphaBlending=0", SomeSpam());
     Speak("");
   }
   ~EveryWindow() override {
@@ -83,6 +84,17 @@ class EveryWindow : public testing::Test {
     UseDialogFont(font);
     Speak("");
     OleUninitialize();
+  }
+
+  // A month of it before the day of the test's clock, for the statistic.
+  static std::string SomeSpam() {
+    std::string days;
+    std::string mails;
+    for (int age = 0; age < 30; ++age) {
+      days += std::to_string(DayNumber(2006, 3, 2) - age) + ",";
+      mails += std::to_string((age * 37 + 11) % 23 * 10) + ",";
+    }
+    return "[STATS]\r\nDays=" + days + "\r\nMails=" + mails + "\r\n";
   }
 
   // Null when it did not open.
