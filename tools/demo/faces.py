@@ -21,6 +21,7 @@ from windows_program import RIGHT_DOWN, WindowsProgram  # noqa: E402
 WM_CLOSE = 0x10
 MOMENT, LOOK = 1.0, 4.0  # seconds
 SHOWN_WINDOWS = (
+    (40007, "Spam Mail Statistic", "the statistic", "demo-statistic"),
     (40004, "Settings", "the settings", "demo-settings"),
     (40020, "Set up a mail account", "the window that sets up a mail account", "demo-account"),
 )
@@ -131,7 +132,7 @@ class WindowsFace(WindowsProgram):
             self._picture("the bubble during the mail check", "demo-bubble")
 
     def show_windows(self):
-        """Opens the windows that a person changes something in, one after the other, and takes their pictures; on a
+        """Opens the windows, one after the other, and takes their pictures; on a
         person's own display each stays for a moment."""
         for command, title, what, name in SHOWN_WINDOWS:
             self.command(command)
