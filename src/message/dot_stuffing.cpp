@@ -38,4 +38,19 @@ std::string StuffDots(std::string text) {
   return stuffed;
 }
 
+std::string UnstuffDots(std::string text) {
+  if (FindBareDot(text, 0) != std::string::npos) return text;
+  std::string plain;
+  plain.reserve(text.size());
+  std::size_t copied = 0;
+  for (std::size_t dot = text.find(".."); dot != std::string::npos; dot = text.find("..", dot + 1)) {
+    const bool begins_line = dot == 0 || (dot >= 2 && text.compare(dot - 2, 2, "\r\n") == 0);
+    if (!begins_line) continue;
+    plain.append(text, copied, dot - copied);
+    copied = dot + 1;
+  }
+  plain.append(text, copied);
+  return plain;
+}
+
 }  // namespace quillbeaker

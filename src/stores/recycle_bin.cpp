@@ -86,21 +86,34 @@ FileResult RecycleBin::ChangeIndex(const std::function<void(xmlNode* root)>& cha
 
 // `change` removes entries and gives the names of the files to erase.
 FileResult RecycleBin::ChangeIndexAndErase(
-    const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change) {
+    const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change,
+    const std::function<bool()>& go_on) {
   RecycleIndexFile index = ReadRecycleIndex(index_path_);
   if (index.root == nullptr) return WhyUnusable(index, index_path_);
   std::vector<std::string> names;
+  const std::string former = go_on ? index.bytes : std::string();
   change(index.root, names);
   if (FileResult saved = SaveRecycleIndex(index, index_path_); !saved) return saved;
   if (names.empty()) return {};
   // Without the flush a loss of power could bring back the old index, but not the files.
   if (FileResult flushed = FlushDirectory(directory_); !flushed) return flushed;
   const std::unordered_set<std::string> listed = NamesIn(index.root);
-  for (const std::string& name : names) {
-    const std::string path = PathOfMessage(name);
-    if (!path.empty() && !listed.contains(name)) EraseFile(path);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (go_on && !go_on()) return PutBack(former, std::span(names).first(i));
+    const std::string path = PathOfMessage(names[i]);
+    if (!path.empty() && !listed.contains(names[i])) EraseFile(path);
   }
   return {};
+}
+
+// The index as it was, but for the entries whose files are erased.
+FileResult RecycleBin::PutBack(const std::string& former_index, std::span<const std::string> erased) const {
+  RecycleIndexFile index = ReadRecycleIndex(index_path_);
+  index.document = ParseXml(former_index);
+  index.root = RootNamed(index.document, kRoot);
+  if (index.root == nullptr) return WhyUnusable(index, index_path_);
+  ForEntriesNamed(index.root, erased, RemoveElement);
+  return SaveRecycleIndex(index, index_path_);
 }
 
 std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
@@ -152,6 +165,16 @@ FileResult RecycleBin::DeleteMessages(std::span<const std::string> names) {
     ForEntriesNamed(root, names, RemoveElement);
     to_erase.assign(names.begin(), names.end());
   });
+}
+
+FileResult RecycleBin::DeleteWhile(std::span<const std::string> names, const std::function<bool()>& go_on) {
+  const auto held = lock_.Acquire();
+  return ChangeIndexAndErase(
+      [&](xmlNode* root, std::vector<std::string>& to_erase) {
+        ForEntriesNamed(root, names, RemoveElement);
+        to_erase.assign(names.begin(), names.end());
+      },
+      go_on);
 }
 
 FileResult RecycleBin::Empty() {

@@ -155,6 +155,10 @@ class RecycleBin {
   // another entry names stays, and one that cannot be erased is ignored. A restored message whose file was
   // missing when it was delivered is for RemoveEntries: the file may only have been away.
   FileResult DeleteMessages(std::span<const std::string> names);
+  // The same for many, `go_on` being asked before each file is erased, with the store's lock held: it must
+  // tell and ask nobody. When it says no, the entries of the files that are left are put back where they
+  // were.
+  FileResult DeleteWhile(std::span<const std::string> names, const std::function<bool()>& go_on);
   // Everything in the index, in the same order.
   FileResult Empty();
 
@@ -200,7 +204,9 @@ class RecycleBin {
   RecycleIndexFile IndexForFiling() const;
   FileResult ChangeIndex(const std::function<void(xmlNode* root)>& change);
   FileResult ChangeIndexAndErase(
-      const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change);
+      const std::function<void(xmlNode* root, std::vector<std::string>& names)>& change,
+      const std::function<bool()>& go_on = {});
+  FileResult PutBack(const std::string& former_index, std::span<const std::string> erased) const;
 
   Program& program_;
   std::string directory_;

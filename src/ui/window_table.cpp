@@ -6,6 +6,7 @@
 
 #include "ui/account_window.h"
 #include "ui/fade_in.h"
+#include "ui/recycle_bin_window.h"
 #include "ui/resource.h"
 #include "ui/settings_window.h"
 #include "ui/statistics_window.h"
@@ -33,6 +34,11 @@ constexpr WindowRow kWindows[] = {
      .make = Make<StatisticsWindow>,
      .help_page = "stat.htm",
      .place = "Statistics"},
+    {.command = COMMAND_RECYCLE_BIN,
+     .template_id = DIALOG_RECYCLE_BIN,
+     .make = Make<RecycleBinWindow>,
+     .help_page = "recycle.htm",
+     .place = "RecycleBin"},
 };
 
 void BringToFront(HWND window) {

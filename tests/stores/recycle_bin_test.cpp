@@ -263,5 +263,23 @@ TEST_F(RecycleBinTest, NewFilesAreForTheUserAlone) {
   }
 }
 
+TEST_F(RecycleBinTest, ADeletionThatIsStoppedLeavesTheRestWhereItWas) {
+  const std::vector<std::string> names{"a.recycle", "c.recycle", "d.recycle"};
+  ASSERT_TRUE(
+      PutIndex("<recyclefile name=\"a.recycle\"/><recyclefile name=\"b.recycle\"/>"
+               "<recyclefile name=\"c.recycle\" restored=\"1\"/><recyclefile name=\"d.recycle\"/>"));
+  for (const std::string& name : names) ASSERT_TRUE(PutFile(name, "mail"));
+  int asked = 0;
+  EXPECT_TRUE(bin().DeleteWhile(names, [&asked] { return ++asked < 2; }));
+  EXPECT_EQ(RowNames(), "b.recycle c.recycle d.recycle ");
+  EXPECT_EQ(Entries().at(1)["restored"], "1");
+  EXPECT_FALSE(HasFile("a.recycle"));
+  EXPECT_TRUE(HasFile("c.recycle"));
+  asked = -10;
+  EXPECT_TRUE(bin().DeleteWhile(names, [&asked] { return ++asked < 2; }));
+  EXPECT_EQ(RowNames(), "b.recycle ");
+  EXPECT_FALSE(HasFile("d.recycle"));
+}
+
 }  // namespace
 }  // namespace quillbeaker

@@ -267,7 +267,8 @@ TEST_F(EveryWindow, OpensItsHelpFromEveryControl) {
         [](HWND control, LPARAM count) -> BOOL {
           wchar_t name[16]{};
           GetClassNameW(control, name, 16);
-          if (IsWindowVisible(control) && lstrcmpW(name, L"Button") == 0) {
+          const bool is_asked = lstrcmpW(name, L"Button") == 0 || lstrcmpiW(name, WC_LISTVIEWW) == 0;
+          if (IsWindowVisible(control) && is_asked) {
             HELPINFO help{};
             help.cbSize = sizeof help;
             help.iContextType = HELPINFO_WINDOW;

@@ -190,6 +190,7 @@ void MailList::Arrange() {
 // The keys of what is shown, once: comparing is what sorting does most.
 void MailList::Sort() {
   const std::size_t column = order_.column;
+  SortBegins();
   if (IsNumber(column)) {
     std::vector<double> keys(EntryCount());
     for (const std::size_t entry : rows_) keys[entry] = NumberIn(entry, column);

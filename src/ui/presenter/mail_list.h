@@ -73,6 +73,8 @@ class MailList : public ListRows, public ViewedMails {
   virtual bool IsNumber(std::size_t /*column*/) const { return false; }
   virtual double NumberIn(std::size_t /*entry*/, std::size_t /*column*/) const { return 0; }
   virtual std::string KeyIn(std::size_t entry, std::size_t column) const;
+  // Many of these will be asked for now.
+  virtual void SortBegins() {}
   // Whether a search finds the entry.
   virtual bool Has(std::size_t /*entry*/, const SearchedText& /*text*/) const { return true; }
   // Whether the entry is shown at all, searched for or not.
