@@ -15,6 +15,7 @@ int Serialise(Program& program, const SerialiseOptions& options);
 int Classify(Program& program, const ClassifyOptions& options);
 int Explain(Program& program, const ExplainOptions& options);
 int Learn(Program& program, const LearnOptions& options);
+int UndoLearning(Program& program, const LearnOptions& options);  // of Learn
 int ManageSenders(Program& program, const SendersOptions& options);
 int ImportSenders(Program& program, const SendersOptions& options);  // of ManageSenders
 int TestAccount(Program& program, const AccountOptions& options);

@@ -14,6 +14,7 @@
 #include "console/progress_line.h"
 #include "filter/bulk_learning.h"
 #include "platform/console.h"
+#include "stores/last_lesson.h"
 
 namespace quillbeaker {
 namespace {
@@ -93,9 +94,15 @@ void RunWithProgress(BulkLearning& learning, ProgressLine& line) {
   line.Clear();
 }
 
+// In its turn among the lessons: what is left of an earlier one is finished first.
+bool SaveLesson(Program& program, BulkLearning& learning) {
+  return WithLessonsLocked(program, [&] { return learning.Save(); });
+}
+
 }  // namespace
 
 int Learn(Program& program, const LearnOptions& options) {
+  if (options.undo) return UndoLearning(program, options);
   ProgressLine line;
   MailFolders mails([&line](std::size_t found) {
     if (line.IsDue(false)) line.Draw(0, 0, Format(Text::kLearnLooking, {std::to_string(found)}));
@@ -111,7 +118,7 @@ int Learn(Program& program, const LearnOptions& options) {
   BulkLearning learning(program, mails, MannerOf(options));
   if (!MayBeSaved(learning.sizes(), options.yes)) return kExitFailed;
   RunWithProgress(learning, line);
-  if (!learning.Save()) {
+  if (!SaveLesson(program, learning)) {
     PrintError(TextOf(Text::kLearnNotSaved));
     return kExitFailed;
   }

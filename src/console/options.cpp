@@ -157,14 +157,20 @@ class CommandLineParser {
     CLI::App* command = AddCommand(app_, "learn", "Teach the filter from many messages at once");
     CLI::Option_group* mail =
         command->add_option_group("mail", "Files, folders, Maildir folders and mbox files");
-    AsGiven(mail->add_option("--good", learn_.good, "Where wanted mail is"))->type_name("PATH");
-    AsGiven(mail->add_option("--spam", learn_.spam, "Where spam is"))->type_name("PATH");
+    CLI::Option* good = AsGiven(mail->add_option("--good", learn_.good, "Where wanted mail is"));
+    good->type_name("PATH");
+    CLI::Option* spam = AsGiven(mail->add_option("--spam", learn_.spam, "Where spam is"));
+    spam->type_name("PATH");
+    mail->add_flag("--undo", learn_.undo, "Take the last learning back instead, whatever it was")
+        ->excludes(good)
+        ->excludes(spam);
     mail->require_option(1, 0);  // at least one; CLI11's help for "one or two" has a misprint
     CLI::Option* keen = command->add_flag(
         "--keen", learn_.keen,
         "Catch more spam; some more wanted messages will be lost (from 2000 good messages on)");
     command->add_flag("--plain", learn_.plain, "Count every message once, as it comes")->excludes(keen);
-    command->add_flag("--yes", learn_.yes, "Learn also where there is too little mail");
+    command->add_flag("--yes", learn_.yes,
+                      "Ask nothing: learn also where there is too little mail, undo at once");
     command->add_flag("--json", learn_.json, "Report as a JSON object");
     command->callback([this] { result_.command = learn_; });
   }

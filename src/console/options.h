@@ -110,6 +110,7 @@ struct LearnOptions {
   bool keen = false;
   bool plain = false;
   bool json = false;
+  bool undo = false;  // take the last lesson back instead
 };
 
 using CommandOptions =

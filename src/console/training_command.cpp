@@ -15,6 +15,7 @@
 #include "extras/entry_text.h"
 #include "platform/console.h"
 #include "platform/files.h"
+#include "stores/last_lesson.h"
 #include "stores/training_area.h"
 #include "stores/training_lesson.h"
 
@@ -225,6 +226,8 @@ int Learn(Program& program, TrainingArea& area) {
 
 int ManageTraining(Program& program, const TrainingOptions& options) {
   TrainingArea area(program);
+  // What cannot be finished now is finished later; the area is shown as it is until then.
+  static_cast<void>(FinishLesson(program));
   switch (options.action) {
     case TrainingOptions::Action::kList:
       return List(area, options.json);

@@ -155,7 +155,7 @@ void BulkLearning::RunKeen() {
 }
 
 bool BulkLearning::Save() {
-  const bool saved = batch_.Save();
+  const bool saved = batch_.SaveAsLesson();
   TellTotals();
   return saved;
 }

@@ -91,7 +91,8 @@ class BulkLearning {
   // called after each mail with how many of how many steps are done (keen reads good mail twice) and ends the
   // run when it gives false: what was counted stays.
   void Run(const Progress& progress);
-  // Saves what was counted. False when the lists could not be written; it may be called again.
+  // Saves what was counted, as the last lesson, which can be undone. False when the lists could not be
+  // written; it may be called again. Only under the lock of lessons (kLessonLock).
   bool Save();
   const BulkReport& report() const { return report_; }
 

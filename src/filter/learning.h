@@ -7,11 +7,13 @@
 // process, both lists are the old or both the new ones. One thread per batch.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "config/program.h"
+#include "filter/lesson_record.h"
 #include "filter/word_tables.h"
 #include "message/mail_message.h"
 #include "platform/files.h"
@@ -43,6 +45,11 @@ class LearningBatch {
   // touched. Each list is read and written once, whatever the number of messages; again only where somebody
   // else saved it since it was loaded.
   bool Save();
+  // The same for a lesson that a person gave, which can be undone: what it really added to the lists is kept
+  // as the last lesson's record in the same step, with `mails`, bytes of the caller. Where there are some the
+  // record stays open until the caller has done its part (stores/last_lesson.h). With nothing counted the
+  // record is made all the same where there are `mails`. Only under the lock of lessons (kLessonLock).
+  bool SaveAsLesson(std::string_view mails = {});
 
  private:
   // What a list was before this batch counted into it.
@@ -59,17 +66,21 @@ class LearningBatch {
   // has what it was loaded from.
   struct Merged {
     std::optional<WordCountTable> fresh;
+    std::vector<std::uint32_t> counts;  // of the words of `fresh` before the batch's were added to them
+    std::uint32_t messages = 0;         // the same
     std::uint64_t refusals = 0;
   };
 
   void Load();
   static void Remember(const WordCountTable& list, Base& base);
   static void CountInto(const WordCountTable& words, std::uint32_t times, WordCountTable& list, Base& base);
-  static bool AddToDisk(const WordCountTable& list, const Base& base, WordCountTable& fresh,
-                        std::uint64_t& refusals);
+  static bool AddToDisk(const WordCountTable& list, const Base& base, Merged& merged);
   static bool Merge(const WordCountTable& list, const Base& base, Merged& merged);
   static void TakeOver(Merged& merged, WordCountTable& list, Base& base);
+  static LearntWords Added(const Merged& merged, const WordCountTable& list, const Base& base);
   bool SaveBoth(const Merged& good, const Merged& bad) const;
+  bool SaveBothAsLesson(const Merged& good, const Merged& bad, std::string_view mails) const;
+  bool SaveWith(const std::function<bool(const Merged& good, const Merged& bad)>& save);
 
   Program& program_;
   WordTables tables_;  // loaded lists plus what was counted

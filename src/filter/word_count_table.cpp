@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "filter/little_endian.h"
 #include "platform/files.h"
@@ -107,6 +108,29 @@ bool WordCountTable::Add(const Word& word, std::uint32_t times) {
 
 void WordCountTable::AddMessages(std::uint32_t times) {
   messages = CappedSum(messages, times);
+}
+
+void WordCountTable::Subtract(std::span<const WordEntry> words, std::uint32_t so_many_messages) {
+  messages -= std::min(messages, so_many_messages);
+  if (slots_.empty()) return;
+  bool any_gone = false;
+  for (const WordEntry& word : words) {
+    const std::uint32_t reference = slots_[SlotOf(word)].reference;
+    if (reference == 0) continue;
+    std::uint32_t& count = entries_[reference - 1].count;
+    count -= std::min(count, word.count);
+    any_gone |= count == 0;
+  }
+  if (!any_gone) return;
+  WordCountTable rest;
+  rest.messages = messages;
+  for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
+    const WordEntry* const entry = EntryInSlot(slot);
+    if (entry != nullptr && entry->count != 0) rest.Add(*entry, entry->count);
+  }
+  rest.byte_budget = byte_budget;
+  rest.file_name_ = std::move(file_name_);
+  *this = std::move(rest);
 }
 
 std::uint32_t WordCountTable::Count(const Word& word) const {

@@ -48,6 +48,9 @@ class WordCountTable {
   bool Add(std::string_view word) { return Add(Word(word)); }
   // The same for the number of messages.
   void AddMessages(std::uint32_t times);
+  // Takes these counts, and so many messages, away again, never below 0. A word of which nothing is left
+  // leaves the table; the others then get their slots anew, in the order of the slots.
+  void Subtract(std::span<const WordEntry> words, std::uint32_t so_many_messages);
   // Count of the word, 0 when absent.
   std::uint32_t Count(const Word& word) const;
   std::uint32_t Count(std::string_view word) const { return Count(Word(word)); }

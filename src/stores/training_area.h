@@ -39,6 +39,13 @@ struct TrainingEntry {
   TrainingMark mark = TrainingMark::kNone;
 };
 
+// An entry as it was when it left the area, for its return.
+struct LearntMail {
+  TrainingEntry entry;
+  std::optional<std::string> text;  // of its file; nothing when there was none
+  std::uint32_t place = 0;          // among the entries of the index, counted from 0
+};
+
 class TrainingArea {
  public:
   // Creates training/ when it is missing.
@@ -67,6 +74,11 @@ class TrainingArea {
   // Entries and their files. The entries go first, and the files only when the index was saved; a file that
   // cannot be deleted is ignored.
   FileResult DeleteMessages(std::span<const std::string> names);
+
+  // Entries return to their places, with their files and marks, in one save of the index. One whose message
+  // has come again meanwhile is there already and gets the mark. False when the index was not saved or a text
+  // could not be written; it may then be called again.
+  FileResult PutBack(std::span<const LearntMail> mails);
 
   // Sender name and address of an entry, when both are there and not empty; the index is not saved. For the
   // training area's window.

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <system_error>
 #include <unordered_map>
 
 #include "message/decoded_text.h"
@@ -78,6 +79,37 @@ std::vector<bool> TrainingArea::Add(std::span<const MailMessage* const> messages
     added.assign(messages.size(), false);
   }
   return added;
+}
+
+// Texts first, as when mail is kept for the first time: an entry never stands without its text.
+FileResult TrainingArea::PutBack(std::span<const LearntMail> mails) {
+  const auto held = lock_.Acquire();
+  const Index index = OpenIndex();
+  if (index.root == nullptr) return index.why;
+  std::unordered_map<std::string, xmlNode*> listed;
+  std::vector<xmlNode*> entries;
+  training_index::ForEachEntry(index.root, [&](xmlNode* entry) {
+    listed.emplace(TextAttribute(entry, training_index::kName), entry);
+    entries.push_back(entry);
+  });
+  std::size_t next = 0;  // of `entries`, the one that stands at `place` now
+  std::size_t place = 0;
+  for (const LearntMail& mail : mails) {
+    const std::string path = PathOfMessage(mail.entry.name);
+    if (mail.text && !path.empty() && KeepText(path, *mail.text) == Kept::kNot) {
+      return {path, std::make_error_code(std::errc::io_error)};
+    }
+    const auto former = listed.find(mail.entry.name);
+    if (former != listed.end()) {
+      training_index::WriteMark(former->second, mail.entry.mark);
+      continue;
+    }
+    for (; place < mail.place && next < entries.size(); ++place) ++next;
+    xmlNode* const entry = training_index::AppendEntry(index.root, mail.entry);
+    if (next < entries.size()) xmlAddPrevSibling(entries[next], entry);
+    ++place;
+  }
+  return SaveIndex(index);
 }
 
 }  // namespace quillbeaker

@@ -31,6 +31,22 @@ xmlNode* AppendEntry(xmlNode* root, std::string_view name, const MailMessage& me
   return entry;
 }
 
+xmlNode* AppendEntry(xmlNode* root, const TrainingEntry& row) {
+  CalendarTime time;
+  time.hour = static_cast<std::uint16_t>(row.minutes / 60);
+  time.minute = static_cast<std::uint16_t>(row.minutes % 60);
+  xmlNode* entry = AddElement(root, kEntry);
+  SetAttribute(entry, kName, row.name);
+  SetAttribute(entry, kSender, row.sender);
+  SetAttribute(entry, kAddress, row.address);
+  if (row.subject) SetAttribute(entry, kSubject, *row.subject);
+  SetAttribute(entry, kDate, std::to_string(row.day));
+  SetAttribute(entry, kTime, TimeText(time));
+  SetAttribute(entry, kSize, std::to_string(row.size));
+  WriteMark(entry, row.mark);
+  return entry;
+}
+
 TrainingEntry ReadEntry(const xmlNode* entry) {
   TrainingEntry row;
   row.name = TextAttribute(entry, kName);

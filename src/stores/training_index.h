@@ -31,6 +31,9 @@ inline constexpr const char* kMark = "mark";
 // Appends the entry of a message whose decoded text of `size` bytes is in the file `name`.
 xmlNode* AppendEntry(xmlNode* root, std::string_view name, const MailMessage& message, std::size_t size);
 
+// Appends an entry as ReadEntry gave it.
+xmlNode* AppendEntry(xmlNode* root, const TrainingEntry& entry);
+
 TrainingEntry ReadEntry(const xmlNode* entry);
 void WriteMark(xmlNode* entry, TrainingMark mark);
 

@@ -2,9 +2,9 @@
 #pragma once
 
 // "Learn!": the marked messages of the training area are counted into the word lists and leave the area for
-// good. The lists are saved before anything is removed: whatever ends the process in between, a message is
-// learnt twice at worst, never lost. This one file of the stores knows the filter, because it is where the
-// two meet.
+// good, until the lesson is undone (last_lesson.h). The lists are saved before anything is removed, and the
+// lesson's record with them: whatever ends the process in between, the next one removes what was learnt. This
+// file of the stores and last_lesson know the filter, because they are where the two meet.
 
 #include <cstdint>
 #include <functional>
@@ -22,6 +22,7 @@ struct TrainingLesson {
   std::uint32_t good = 0;        // counted
   std::uint32_t spam = 0;        // counted
   std::uint32_t unreadable = 0;  // without a text, removed all the same
+  bool stopped = false;          // it ended early; the entries that were not read keep their marks
   bool lists_saved = true;       // when false nothing was learnt and nothing removed
   bool removed = true;           // when false the index could not be saved: all will be learnt once more
 };
@@ -30,9 +31,11 @@ struct TrainingLesson {
 // none nothing is read or written. `on_entry`, which may be empty, is called for each of them once it has
 // left the area, with no lock held: a window removes the row there. `on_counted` is called for each as soon
 // as its text was counted or found missing, before anything is saved: a progress bar steps there. No store is
-// locked then, but no other lesson can begin: it must not start one.
+// locked then, but no other lesson can begin: it must not start one. `is_stopped` is asked before each
+// message is read; true ends the reading, and what was read until then is learnt.
 TrainingLesson LearnFromTrainingArea(Program& program, std::span<const TrainingEntry> entries,
                                      const std::function<void(const TrainingEntry&)>& on_entry,
-                                     const std::function<void()>& on_counted = {});
+                                     const std::function<void()>& on_counted = {},
+                                     const std::function<bool()>& is_stopped = {});
 
 }  // namespace quillbeaker

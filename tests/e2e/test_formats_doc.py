@@ -577,6 +577,13 @@ def test_json_of_learning_is_as_shown(printed):
     assert code == 0 and in_order(text) == in_order(examples()["learn --json"])
 
 
+def test_the_last_lesson_is_kept_and_undone_as_shown(home, printed):
+    printed("learn", "--yes", "--json", "--good", "lunch.eml", "--spam", "offer.eml")
+    assert home.read("training/last-lesson") == list_bytes("last-lesson")
+    code, text = printed("learn", "--undo", "--yes", "--json")
+    assert code == 0 and in_order(text) == in_order(examples()["learn --undo --json"])
+
+
 def test_reasons_are_those_of_the_page(home, printed):
     """Every reason that the page names is given for some setting."""
     row = re.search(r"(?m)^\| `reason` \| (.*) \|$", page())[1]

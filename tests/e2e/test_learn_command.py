@@ -250,3 +250,65 @@ def test_a_file_size_limit_is_a_failure_and_not_the_end(home):
     assert done.returncode == 1, done
     assert done.stderr.endswith(b"The word lists could not be saved. Nothing was learnt.\n")
     assert messages_of(home) == before
+
+
+# -- taking it back ------------------------------------------------------------------------------
+def lists(home):
+    return word_list(home, "good"), word_list(home, "bad")
+
+
+def learn_one_each(home):
+    home.write("good.eml", mail(1, "garden"))
+    home.write("spam.eml", mail(2, "lottery"))
+    report(home, "--yes", "--good", home.path("good.eml"), "--spam", home.path("spam.eml"))
+
+
+def test_the_last_learning_is_taken_back_once(home):
+    home.write("before.eml", mail(3, "lottery"))
+    report(home, "--yes", "--plain", "--spam", home.path("before.eml"))
+    before = lists(home)
+    learn_one_each(home)
+    assert lists(home) != before
+    assert report(home, "--undo", "--yes") == {"good_undone": 3, "spam_undone": 1, "mails_back": 0}
+    assert lists(home) == before
+    again = learn(home, "--undo", "--yes")
+    assert (again.returncode, again.stdout) == (1, b"")
+    assert again.stderr == b"There is no learning that could be taken back.\n"
+    assert lists(home) == before
+
+
+def test_without_a_terminal_nothing_is_taken_back_unasked(home):
+    learn_one_each(home)
+    learnt = lists(home)
+    done = learn(home, "--undo")
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert done.stderr == b"Nothing was taken back. With --yes it is done without a question.\n"
+    assert lists(home) == learnt
+
+
+@pytest.mark.parametrize("answer, undone", [(b"y\n", True), (b"n\n", False), (b"\n", False)])
+def test_on_a_terminal_it_is_asked_before_an_undo(home, answer, undone):
+    learn_one_each(home)
+    learnt = lists(home)
+    code, shown = run_on_terminal("learn", "--directory", home.directory, "--undo",
+                                  replies=[(b"[y/N] ", answer)])
+    assert b"Take the last learning back? It counted 1 messages as spam and 3 as wanted mail. [y/N] " in shown
+    assert code == (0 if undone else 1)
+    assert (b"Taken back: 1 messages as spam, 3 as wanted mail." in shown) == undone
+    assert (lists(home) != learnt) == undone
+
+
+def test_a_damaged_record_is_refused(home):
+    learn_one_each(home)
+    learnt = lists(home)
+    record = home.read("training/last-lesson")
+    home.write("training/last-lesson", record[:-1] + bytes([record[-1] ^ 1]))
+    done = learn(home, "--undo", "--yes")
+    assert done.returncode == 1
+    assert done.stderr == b"The record of the last learning is damaged. It can not be taken back.\n"
+    assert lists(home) == learnt
+
+
+def test_undo_stands_alone(home):
+    done = learn(home, "--undo", "--good", home.directory)
+    assert done.returncode == 2

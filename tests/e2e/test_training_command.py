@@ -331,3 +331,19 @@ def test_terminal_and_proxy_lose_nothing_of_each_other(proxy, client, server):
     assert sorted(entry["filename"] for entry in entries) == files(one)
     assert words(one, "bad")[0] == 4 and words(one, "good")[0] == 4 * 6
     assert words(one, "bad")[1]["old"] == 4 and words(one, "good")[1]["quiet"] == 4 * 6
+
+
+def test_learning_is_taken_back_with_entries_texts_and_marks(training):
+    home = training.home
+    spam = keep(home, "\r\ncheap pills cheap\r\n", mark=1)
+    keep(home, "\r\nnothing said of it\r\n")
+    keep(home, "\r\nlunch at noon\r\n", mark=0, subject=None)
+    before = index(home), files(home), home.read(f"training/{spam}")
+    assert training("learn").returncode == 0
+    assert len(index(home)) == 1 and files(home) != before[1]
+    done = run_cli("learn", "--undo", "--yes", "--directory", home.directory)
+    assert done.returncode == 0
+    assert done.stdout == (b"Taken back: 1 messages as spam, 1 as wanted mail.\n"
+                           b"Messages that are in the training area again, with their marks: 2.\n")
+    assert (index(home), files(home), home.read(f"training/{spam}")) == before
+    assert words(home, "bad")[0] == words(home, "good")[0] == 0

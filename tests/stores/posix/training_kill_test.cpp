@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "filter/word_tables.h"
+#include "stores/last_lesson.h"
 #include "stores/posix/traced_process.h"
 #include "stores/statistics.h"
 #include "stores/training_area.h"
@@ -290,6 +292,55 @@ TEST(TrainingKillTest, KilledWhileLearningNoMarkedMessageIsLost) {
   EXPECT_EQ(states.count("1 entries, 1 learnt"), 1U);
 }
 
+// What is found after FinishLesson: index, files and both lists.
+std::string WholeState(Area& area) {
+  EXPECT_TRUE(FinishLesson(area.program()));
+  EXPECT_TRUE(WordTables().Load(area.program(), false));
+  std::string state = area.Index();
+  for (const std::string& name : area.Files()) {
+    state += name + ": " + area.surroundings.directory.Get("training/" + name).value_or("") + "\n";
+  }
+  for (const char* const list : {test::kGoodListFile, test::kBadListFile}) {
+    const auto parsed = test::ParseWordList(area.surroundings.directory.Get(list).value_or(""));
+    EXPECT_TRUE(parsed.has_value());
+    if (!parsed) continue;
+    state += std::to_string(parsed->messages);
+    for (const auto& [word, count] : parsed->words) state += " " + word + "=" + std::to_string(count);
+    state += "\n";
+  }
+  return state + (LastLessonExists(area.program()) ? "can be undone" : "no lesson");
+}
+
+TEST(TrainingKillTest, KilledWhileLearningTheLessonIsWholeOrHasNotBegun) {
+  std::set<std::string> states;
+  KillAtEveryCall([](Area& area) { area.Learn(); },
+                  [&](Area& area, const std::string&, bool) {
+                    const std::string state = WholeState(area);
+                    const bool learnt = area.Listed().empty();
+                    EXPECT_EQ(learnt, LastLessonExists(area.program()));
+                    EXPECT_EQ(area.MessagesOf(test::kGoodListFile), learnt ? 2U : 1U);
+                    states.insert(state);
+                  });
+  EXPECT_EQ(states.size(), 2U);
+}
+
+TEST(TrainingKillTest, KilledWhileUndoingTheLessonIsThereOrGone) {
+  Area fresh;
+  const std::string before = WholeState(fresh);
+  std::set<std::string> states;
+  KillAtEveryCall([](Area& area) { static_cast<void>(UndoLastLesson(area.program())); },
+                  [&](Area& area, const std::string&, bool finished) {
+                    const std::string state = WholeState(area);
+                    states.insert(state);
+                    if (finished) {
+                      EXPECT_EQ(state, before);
+                    }
+                  },
+                  [](Area& area) { ASSERT_TRUE(area.Learn().removed); });
+  EXPECT_EQ(states.size(), 2U);
+  EXPECT_EQ(states.count(before), 1U);
+}
+
 TEST(TrainingKillTest, KilledWhileKeepingADamagedIndexAsideItIsNotLost) {
   const std::string damaged = "<training><message filename=\"1.eml\"";
   KillAtEveryCall([](Area& area) { area.store().List(); },
@@ -395,7 +446,7 @@ TEST(TrainingKillTest, ADiskThatFillsUpAnywhereKeepsWhatWasThereAndNoPartOfWhatI
 
 TEST(TrainingKillTest, ADiskThatFillsUpWhileLearningTakesNothingOutOfTheArea) {
   std::set<int> results;
-  for (rlim_t bytes = 0; bytes < 200; bytes += 9) {
+  for (rlim_t bytes = 0; bytes < 1400; bytes += 50) {
     SCOPED_TRACE("disk of " + std::to_string(bytes) + " bytes");
     Area area;
     const int result = OnASmallDisk(bytes, [&] {
