@@ -130,6 +130,21 @@ TEST_F(SpamWordsPageTest, EditingAPredefinedWordMakesARowOfTheUsersAboveIt) {
   EXPECT_EQ(one.directory.Get("spampoints.ini"), "[PROBABILITIES]\ncash=80\nfree=40\n");
 }
 
+TEST_F(SpamWordsPageTest, AWordThatNoFileCanTakeIsNotEditedAndCanBeDeleted) {
+  ASSERT_TRUE(one.directory.Put("spampoints_user.ini", "[PROBABILITIES]\r\n[odd=90\r\n"));
+  OpenPage();
+  ASSERT_EQ(list->Rows().front(), "[odd | 90 %");
+  list->Select({0});
+  Type("", "0");
+  words->Pressed(WORDS_EDIT);
+  EXPECT_EQ(list->controls.warnings.size(), 1u);
+  EXPECT_TRUE(PressOk());
+  list->Select({0});
+  words->Pressed(WORDS_DELETE);
+  EXPECT_TRUE(PressOk());
+  EXPECT_EQ(UserFile(), "[PROBABILITIES]\r\n");
+}
+
 TEST_F(SpamWordsPageTest, UnsavedChangesSurviveHidingThePredefinedWords) {
   OpenPage();
   list->Select({2});

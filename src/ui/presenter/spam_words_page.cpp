@@ -144,6 +144,12 @@ void SpamWordsPage::Add() {
 void SpamWordsPage::Edit() {
   const std::vector<SpamWord> selected = Selected();
   if (selected.size() != 1) return;
+  // A file written by hand may hold a "[" that begins no section. Written here it would be refused, and with
+  // it all that OK has to write.
+  if (!IniDocument::CanHoldKey(selected.front().word)) {
+    view_.Warn(TextOf(Text::kExpressionMalformed));
+    return;
+  }
   ExpressionDialog dialog(selected.front().word, selected.front().probability);
   if (!view_.Run(DIALOG_EXPRESSION, dialog)) return;
   // A predefined word gets a row of the user's beside its own, and both count.
