@@ -93,6 +93,14 @@ def test_mailbox_in_use(account, server):
     assert "jane @ 127.0.0.1 is in use" in done.stderr.decode()
 
 
+def test_a_server_that_echoes_the_password_does_not_show_it(account, server):
+    upstream = server()
+    upstream.when("LIST", reply(b"-ERR secret is no use for lists\r\n"))
+    done = account("127.0.0.1", "jane", "--port", upstream.port)
+    assert done.returncode == 1
+    assert "(-ERR ******** is no use for lists)" in done.stderr.decode() and b"secret" not in done.stdout + done.stderr
+
+
 def test_unknown_certificate_is_refused_where_nobody_can_be_asked(account, tls_dovecot):
     done = account("localhost", "acctcert", "--port", tls_dovecot.tls_port, "--security", "tls")
     assert done.returncode == 1

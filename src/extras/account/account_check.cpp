@@ -15,6 +15,7 @@
 #include "pop3/local/command_arguments.h"
 #include "pop3/upstream/message_listing.h"
 #include "pop3/upstream/pop3_client.h"
+#include "pop3/upstream/reply_parser.h"
 
 namespace quillbeaker {
 namespace {
@@ -105,7 +106,7 @@ bool EndedUnanswered(const Reply& reply) {
   return reply.status != ReplyStatus::kComplete && reply.status != ReplyStatus::kRefused && !reply.too_long;
 }
 
-void List(Pop3Client& client, AccountResult& result) {
+void List(Pop3Client& client, const std::string& password, AccountResult& result) {
   Reply reply;
   if (client.Request("LIST", ReplyKind::kListing)) reply = client.Receive();
   if (EndedUnanswered(reply)) {
@@ -114,7 +115,9 @@ void List(Pop3Client& client, AccountResult& result) {
     return;
   }
   result.outcome = AccountOutcome::kNotListed;
-  result.words = FirstColumns(DisplayLine(reply.status_line), kMaxShownWords);
+  // With a line end, so that its last letter is not taken for the password's first.
+  const std::string masked = MaskPassword(reply.status_line + std::string(kLineEnd), password);
+  result.words = FirstColumns(DisplayLine(masked.substr(0, masked.find(kLineEnd))), kMaxShownWords);
   if (!reply.positive()) return;
   if (const std::optional<std::vector<ListedMessage>> listed = ParseListReply(reply.body)) {
     result.outcome = AccountOutcome::kWorks;
@@ -183,7 +186,7 @@ AccountResult AccountCheck::LogInAndList(const Account& account) {
   result.port = login.port;
   result.problem = std::move(login.problem);
   if (login.logged_in) {
-    List(client, result);
+    List(client, account.password, result);
   } else {
     result.outcome = OutcomeOf(result.problem);
   }
