@@ -72,6 +72,7 @@ void ChartControl::OnDpiChanged() {
 }
 
 void ChartControl::Redraw() {
+  if (window_ == nullptr) return;  // null would mean every window there is
   HideTip();
   InvalidateRect(window_, nullptr, FALSE);
 }
@@ -120,12 +121,14 @@ std::optional<std::size_t> ChartControl::ChosenBar() const {
   return std::nullopt;
 }
 
-// The name is the text of the window, and setting it tells screen readers.
+// A screen reader takes the text of the window for the name of what has the focus. Setting the text tells it
+// that the window has another, which not every reader relates to the focus.
 void ChartControl::SayName() {
   const bool has_bars = !layout_.is_empty;
   const std::string name =
       has_bars && !chosen_ ? std::string(TextOf(Text::kStatistic)) : DayText(numbers_, chosen_);
   SetWindowTextW(window_, Wide(name).c_str());
+  NotifyWinEvent(EVENT_OBJECT_NAMECHANGE, window_, OBJID_CLIENT, CHILDID_SELF);
 }
 
 void ChartControl::Choose(std::optional<std::size_t> day) {

@@ -29,7 +29,7 @@ class ChartControl {
   void Begin(HWND control);
   // The window is on a screen of another resolution now.
   void OnDpiChanged();
-  // The system's colours may be others now.
+  // The system's colours or the counts may be others now.
   void Redraw();
 
   // As the last paint, or Begin, met them.

@@ -22,13 +22,17 @@ std::string TextIn(HWND control) {
 }  // namespace
 
 StatisticsWindow::StatisticsWindow(WindowSurroundings& surroundings, int)
-    : TableWindow(DIALOG_STATISTICS), chart_(surroundings.program, [this] { FillLines(); }) {}
+    : TableWindow(DIALOG_STATISTICS),
+      surroundings_(surroundings),
+      chart_(surroundings.program, [this] { FillLines(); }) {}
 
 bool StatisticsWindow::OnInit() {
   maximum_format_ = TextIn(Control(STATISTICS_MAXIMUM));
   average_format_ = TextIn(Control(STATISTICS_AVERAGE));
   chart_.Begin(Control(STATISTICS_CHART));
   FillLines();
+  counted_ = surroundings_.store_changes.Subscribe(Store::kStatistics,
+                                                   [this](const StoreChange&) { chart_.Redraw(); });
   SetFocus(Control(IDCANCEL));  // not the chart, which comes first by Tab
   return false;
 }
@@ -76,6 +80,10 @@ bool StatisticsWindow::OnCommand(int id, int notification) {
     default:
       return false;
   }
+}
+
+void StatisticsWindow::OnClosing() {
+  counted_.reset();
 }
 
 void StatisticsWindow::OnDpiChanged(int) {

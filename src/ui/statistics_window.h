@@ -20,6 +20,7 @@ class StatisticsWindow : public TableWindow {
  private:
   bool OnInit() override;
   bool OnCommand(int id, int notification) override;
+  void OnClosing() override;
   void OnDpiChanged(int dpi) override;
   void OnSystemColours() override;
   std::span<const Anchor> Anchors() const override;
@@ -31,7 +32,9 @@ class StatisticsWindow : public TableWindow {
   // Nothing when there was no memory for it, or the system's codec refused.
   std::optional<std::string> Png() const;
 
+  WindowSurroundings& surroundings_;
   ChartControl chart_;
+  StoreChanges::Subscription counted_;  // tells when a mail check has counted spam
   // What the lines are filled from: the texts that their controls had when the window was made.
   std::string maximum_format_;
   std::string average_format_;

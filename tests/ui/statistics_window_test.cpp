@@ -230,6 +230,19 @@ TEST_F(StatisticsWindowTest, ARepaintShowsTheCountsOfNowAndWritesNothing) {
   EXPECT_EQ(program.directory.Get("Quillbeaker.ini"), changed);
 }
 
+TEST_F(StatisticsWindowTest, ShowsWhatAMailCheckCountsWhileItIsOpen) {
+  Configure({5});
+  Open();
+  const Pixels before(chart);
+  Configure({5, 9});
+  surroundings.store_changes.Tell({.store = Store::kStatistics, .added = {}, .removed = {}});
+  Settle();
+  EXPECT_EQ(TextOfControl(STATISTICS_MAXIMUM), "Maximum: 9 spam mails (01.03.2006)");
+  EXPECT_FALSE(Pixels(chart) == before);
+  windows.CloseAll();
+  surroundings.store_changes.Tell({.store = Store::kStatistics, .added = {}, .removed = {}});
+}
+
 TEST_F(StatisticsWindowTest, DrawsOverItselfWithoutErasing) {
   Configure({5, 3});
   Open();

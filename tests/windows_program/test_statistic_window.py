@@ -6,6 +6,7 @@ import os
 
 from driver import IDCANCEL, IDOK, IDYES, VK_RETURN, WM_KEYDOWN
 from icons import Tray
+from messages import ham, spam
 from program import eventually
 from windows_program import LEFT_DOUBLE
 
@@ -63,6 +64,18 @@ def test_a_double_click_on_the_icon_opens_it(program):
     window.post(WM_KEYDOWN, VK_RETURN)
     one.driver.ask("post", window=window.focus()["focus"], message=WM_KEYDOWN, wparam=VK_RETURN, lparam=0)
     window.wait_until_gone()
+
+
+def test_a_mail_check_is_seen_while_it_is_open(program, server, client):
+    one = program(stats=counts(_1=2))
+    window = opened(one)
+    assert window.text(MAXIMUM).startswith("Maximum: 2 ")
+    raw = client(one).login(server(spam(1), spam(2), ham(1), spam(3)).port)
+    raw.stat()
+    raw.quit()
+    eventually(lambda: window.text(MAXIMUM) == f"Maximum: 3 spam mails ({today():%d.%m.%Y})", what="the new maximum")
+    assert window.text(AVERAGE) == "Average: 0.17 spam mails/day"
+    assert one.setting("Mails", "STATS") == "3,2,"
 
 
 def test_the_numbers_are_saved(program):
