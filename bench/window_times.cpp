@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 
 // How long the settings take to open, beside the same templates shown by the system alone, and how long their
-// lists take with few and with many rows. A Windows program, which bench/windows_program.py starts.
+// lists take with few and with many rows; how long the recycle bin takes empty and full, and what a row of it
+// costs in memory. A Windows program, which bench/windows_program.py starts.
 //
 //   window_times ROUNDS
 //
 // Prints a name and milliseconds, the median of the rounds, for each; what is compared is measured in turn.
+// Of the memory it prints bytes.
 
 #include <windows.h>
 
+#include <commctrl.h>
 #include <ole2.h>
+#include <psapi.h>
 
 #include <algorithm>
 #include <chrono>
@@ -21,6 +25,7 @@
 
 #include "support/test_program.h"
 #include "ui/resource.h"
+#include "ui/ui_queue.h"
 #include "ui/window_table.h"
 #include "windows/message_loop.h"
 
@@ -184,6 +189,122 @@ void MeasureList(const char* name, int page, int search, const std::vector<std::
               name, Median(keys));
 }
 
+// The recycle bin of a directory of its own with so many mails in its index.
+class Bin {
+ public:
+  explicit Bin(int count) {
+    program_.Configure("AlphaBlending=0");
+    std::string index = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<recyclebin>";
+    for (int i = 0; i < count; ++i) {
+      const std::string number = std::to_string(i);
+      index += "<recyclefile name=\"2460000_120507_" + number + ".recycle\" date=\"" +
+               std::to_string(2460000 + i % 30) + "\" time=\"12:05\" subject=\"An offer that nobody " +
+               number +
+               " can resist\" spamwords=\"cheap, offer, free\" probability=\"0.9871\" "
+               "account=\"ann @ pop.example.org\" sender=\"Sender " +
+               number + "\" address=\"sender" + number + "@example.org\" size=\"" + std::to_string(2000 + i) +
+               "\"/>";
+    }
+    program_.directory.Put("recycle/recyclebin.xml", index + "</recyclebin>\n");
+    if (!queue_.Open()) std::abort();
+  }
+
+  // Until it is drawn.
+  void Open() {
+    const auto& rows = WindowTable();
+    const auto row = std::find_if(rows.begin(), rows.end(),
+                                  [](const WindowRow& one) { return one.command == COMMAND_RECYCLE_BIN; });
+    windows_.Open(*row, nullptr);
+    UpdateWindow(windows_.WindowOf(COMMAND_RECYCLE_BIN));
+  }
+  void WaitForRows(int count) const {
+    while (ListView_GetItemCount(List()) != count) {
+      HandleMessages();
+      Sleep(1);
+    }
+    HandleMessages();
+  }
+  // The median of the pages down to the last one, each far from the one before.
+  double Page() const {
+    std::vector<double> pages;
+    for (int row = 0; row < ListView_GetItemCount(List()); row += 997) {
+      pages.push_back(Milliseconds([&] {
+        ListView_EnsureVisible(List(), row, FALSE);
+        RedrawWindow(List(), nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
+      }));
+    }
+    return Median(pages);
+  }
+  void Sort(int column) const {
+    NMLISTVIEW click{};
+    click.hdr = {List(), RECYCLE_LIST, static_cast<UINT>(LVN_COLUMNCLICK)};
+    click.iSubItem = column;
+    SendMessageW(GetParent(List()), WM_NOTIFY, RECYCLE_LIST, reinterpret_cast<LPARAM>(&click));
+    HandleMessages();
+  }
+  void Close() {
+    windows_.CloseAll();
+    HandleMessages();
+  }
+
+ private:
+  HWND List() const { return GetDlgItem(windows_.WindowOf(COMMAND_RECYCLE_BIN), RECYCLE_LIST); }
+
+  test::TestProgram program_;
+  UiQueue queue_;
+  WindowSurroundings surroundings_{
+      .program = program_.program(),
+      .settings = {.program = program_.program(),
+                   .starts_with_system = {},
+                   .set_starts_with_system = {},
+                   .ports_in_use = {},
+                   .can_run = {},
+                   .run = {},
+                   .import_senders = {}},
+      .open_help = [](std::string_view) {},
+      .rearm_update_check = {},
+      .post = [this](std::function<void()> task) { queue_.Post(std::move(task)); },
+      .window_closed = {}};
+  OpenWindows windows_{surroundings_};
+};
+
+double ResidentBytes() {
+  PROCESS_MEMORY_COUNTERS counters{};
+  counters.cb = sizeof counters;
+  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+  return static_cast<double>(counters.WorkingSetSize);
+}
+
+void MeasureBin(int rounds) {
+  constexpr int kMails = 50'000;
+  constexpr int kSubject = 1;
+  Bin empty(0);
+  Bin full(kMails);
+  empty.Open();  // what is loaded once
+  const double before = ResidentBytes();
+  empty.Close();
+  std::vector<double> without;
+  std::vector<double> with;
+  std::vector<double> listed;
+  std::vector<double> pages;
+  std::vector<double> sorted;
+  double after = 0;
+  for (int i = 0; i < rounds; ++i) {
+    without.push_back(Milliseconds([&] { empty.Open(); }));
+    empty.Close();
+    with.push_back(Milliseconds([&] { full.Open(); }));
+    listed.push_back(Milliseconds([&] { full.WaitForRows(kMails); }));
+    if (i == 0) after = ResidentBytes();
+    pages.push_back(full.Page());
+    sorted.push_back(Milliseconds([&] { full.Sort(kSubject); }));
+    full.Close();
+  }
+  std::printf(
+      "bin-empty %.2f\nbin-full %.2f\nbin-listed %.2f\nbin-page %.2f\nbin-sorted %.2f\nbin-row-bytes %.0f\n",
+      Median(without), Median(with), Median(listed), Median(pages), Median(sorted),
+      (after - before) / kMails);
+}
+
 }  // namespace
 }  // namespace quillbeaker
 
@@ -200,5 +321,6 @@ int main(int argc, char** argv) {
               &Settings::ListWords, rounds);
   MeasureList("senders", PAGE_BLOCKED_SENDERS, LISTED_SEARCH, {L"sender19999", L"nothing like it"},
               &Settings::ListSenders, rounds);
+  MeasureBin(rounds);
   OleUninitialize();
 }

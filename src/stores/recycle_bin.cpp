@@ -118,10 +118,13 @@ FileResult RecycleBin::PutBack(const std::string& former_index, std::span<const 
 
 std::optional<std::vector<RecycleEntry>> RecycleBin::List() const {
   const auto held = lock_.Acquire();
-  const RecycleIndexFile index = ReadRecycleIndex(index_path_);
-  if (index.root == nullptr) return std::nullopt;
+  const FileContents contents = ReadContents(index_path_);
   std::vector<RecycleEntry> rows;
-  ForEachEntry(index.root, [&](const xmlNode* entry) { rows.push_back(ReadEntry(entry)); });
+  const auto add_row = [&rows](const xmlNode* element) {
+    if (IsElement(element, kEntry)) rows.push_back(ReadEntry(element));
+  };
+  if (!contents.bytes || !VisitXml(*contents.bytes, kRoot, add_row)) return std::nullopt;
+  rows.shrink_to_fit();  // a window keeps them
   return rows;
 }
 

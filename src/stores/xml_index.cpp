@@ -2,6 +2,7 @@
 
 #include "stores/xml_index.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/encoding.h>
 #include <libxml/parser.h>
 
@@ -97,11 +98,17 @@ int ReadPiece(void* rest_of_bytes, char* buffer, int capacity) {
   return static_cast<int>(size);
 }
 
+// What the handlers of one parse share.
+struct ParseState {
+  bool has_doctype = false;
+  const std::function<void(const xmlNode* element)>* visit = nullptr;
+};
+
 // Called at "<!DOCTYPE", before anything that it declares is read: an entity that does not exist cannot be
 // expanded.
 void RefuseDoctype(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
   auto* parser = static_cast<xmlParserCtxt*>(context);
-  *static_cast<bool*>(parser->_private) = true;
+  static_cast<ParseState*>(parser->_private)->has_doctype = true;
   xmlStopParser(parser);
 }
 
@@ -137,21 +144,41 @@ void DropCutValue(void* context, xmlErrorPtr error) {
   if (last != nullptr) xmlRemoveProp(last);
 }
 
-XmlDocument Parse(std::string_view bytes, int more_options) {
+// An element below the root has ended: it is visited, and nothing of it stays.
+void VisitElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri) {
+  auto* parser = static_cast<xmlParserCtxt*>(context);
+  const xmlNode* const ended = parser->node;
+  xmlSAX2EndElementNs(context, name, prefix, uri);
+  xmlNode* const root = parser->node;
+  if (parser->nodeNr != 1 || root == nullptr || ended == nullptr) return;
+  try {
+    (*static_cast<ParseState*>(parser->_private)->visit)(ended);
+  } catch (const std::bad_alloc&) {
+    // libxml2's own frames know nothing of exceptions.
+    allocation_failed = true;
+    xmlStopParser(parser);
+  }
+  // With what stood before it, blanks for the most part.
+  while (root->children != nullptr) RemoveElement(root->children);
+}
+
+XmlDocument Parse(std::string_view bytes, int more_options,
+                  const std::function<void(const xmlNode* element)>* visit = nullptr) {
   if (bytes.empty() || HasCrowdedTag(bytes)) return nullptr;
   InitialiseParser();
   const NoReports no_reports;
   const std::unique_ptr<xmlParserCtxt, ParserContextDeleter> parser(xmlNewParserCtxt());
   ThrowIfOutOfMemory();
   if (parser == nullptr || parser->sax == nullptr) return nullptr;
-  bool has_doctype = false;
-  parser->_private = &has_doctype;
+  ParseState state{.visit = visit};
+  parser->_private = &state;
+  if (visit != nullptr) parser->sax->endElementNs = VisitElement;
   parser->sax->internalSubset = RefuseDoctype;
   if ((more_options & XML_PARSE_RECOVER) != 0) parser->sax->serror = DropCutValue;
   const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | more_options;
   XmlDocument document(xmlCtxtReadIO(parser.get(), ReadPiece, nullptr, &bytes, nullptr, nullptr, options));
   ThrowIfOutOfMemory();
-  if (document == nullptr || has_doctype || document->intSubset != nullptr) return nullptr;
+  if (document == nullptr || state.has_doctype || document->intSubset != nullptr) return nullptr;
   return document;
 }
 
@@ -223,6 +250,11 @@ XmlDocument ParseXml(std::string_view bytes) {
   if (document == nullptr) return nullptr;
   if (xmlNode* root = xmlDocGetRootElement(document.get())) DropBlanks(root);
   return document;
+}
+
+bool VisitXml(std::string_view bytes, const char* root_name,
+              const std::function<void(const xmlNode* element)>& visit) {
+  return RootNamed(Parse(bytes, 0, &visit), root_name) != nullptr;
 }
 
 XmlDocument RecoverXml(std::string_view bytes) {

@@ -8,6 +8,7 @@
 #include <libxml/tree.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,11 @@ using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 // attributes. No network, no entities, libxml2's own limits on nesting and lengths. Blanks between the root's
 // children are dropped, so that a save decides the layout.
 XmlDocument ParseXml(std::string_view bytes);
+// Reads the same bytes as ParseXml without keeping a tree of them, which takes many times their size: `visit`
+// is handed each element below the root, whatever its name, and the element is gone when it returns. True
+// when the bytes parse and the root has that name; else what was visited counts for nothing.
+[[nodiscard]] bool VisitXml(std::string_view bytes, const char* root_name,
+                            const std::function<void(const xmlNode* element)>& visit);
 // What libxml2's recovering parser finds in bytes that do not parse. Nothing in it can be relied on: elements
 // may be missing or lie in each other, and what was cut off in the middle is left out. Null when nothing was
 // found, and for a DTD and for a crowded tag as above.

@@ -414,5 +414,30 @@ TEST(XmlIndexTest, EqualsSignsInValuesAndOfManyTagsAreNoAttributes) {
   EXPECT_NE(ParseXml(tags + "</a>"), nullptr);
 }
 
+// The names of the elements that a visit was handed, or "(refused)".
+std::string Visited(std::string_view bytes) {
+  std::string names;
+  const bool is_read = VisitXml(bytes, "root", [&names](const xmlNode* element) {
+    names += std::string(reinterpret_cast<const char*>(element->name)) + "=" +
+             Attribute(element, "a").value_or("-") + " ";
+  });
+  return is_read ? names : "(refused)";
+}
+
+TEST(VisitXml, HandsOverTheElementsBelowTheRoot) {
+  EXPECT_EQ(Visited("<root>\n <x a=\"1\"/>text<y a=\"\xC3\xA4\"><x a=\"inner\"/></y><!-- --><x/></root>"),
+            "x=1 y=\xE4 x=- ");
+  EXPECT_EQ(Visited("<root/>"), "");
+}
+
+TEST(VisitXml, RefusesWhatParseXmlRefuses) {
+  EXPECT_EQ(Visited(""), "(refused)");
+  EXPECT_EQ(Visited("<other><x/></other>"), "(refused)");
+  EXPECT_EQ(Visited("<root><x/><x"), "(refused)");
+  EXPECT_EQ(Visited("<root><x/></root><root/>"), "(refused)");
+  EXPECT_EQ(Visited("<!DOCTYPE root [<!ENTITY e \"z\">]><root><x a=\"&e;\"/></root>"), "(refused)");
+  EXPECT_EQ(Visited("<root><x></root></x>"), "(refused)");
+}
+
 }  // namespace
 }  // namespace quillbeaker

@@ -135,7 +135,7 @@ std::string RecycleBinList::EntryText(std::size_t entry, std::size_t column) con
     case kDate:
       return MailDate(row.day, row.minutes);
     case kSpamWords:
-      return SpamWords(row, program_.configuration.Read());
+      return row.spam_words.empty() ? SpamWords(row, program_.configuration.Read()) : Shown(row.spam_words);
     case kProbability:
       return Percent(row.probability);
     case kAccount:
