@@ -91,5 +91,8 @@ _strip(settings_tree_150 24 "" ${tree_drawings})
 _strip(settings_tree_200 32 "" ${tree_drawings})
 _strip(settings_tree_300 48 "" ${tree_drawings})
 _strip(restored 16 "" restored)
+_strip(restored_150 24 "" restored)
+_strip(restored_200 32 "" restored)
+_strip(restored_300 48 "" restored)
 
 add_custom_target(pictures ALL DEPENDS ${QUILLBEAKER_PICTURES})

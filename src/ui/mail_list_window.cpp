@@ -94,6 +94,9 @@ void MailListWindow::ShowPictures(int dpi) {
   SendMessageW(toolbar, TB_SETBITMAPSIZE, 0, MAKELPARAM(width, height));
   SendMessageW(toolbar, TB_SETIMAGELIST, 0, reinterpret_cast<LPARAM>(pictures.get()));
   tool_pictures_ = std::move(pictures);
+  pictures = LoadDisabledPictures(look_.tool_bitmap, dpi);
+  SendMessageW(toolbar, TB_SETDISABLEDIMAGELIST, 0, reinterpret_cast<LPARAM>(pictures.get()));
+  disabled_tool_pictures_ = std::move(pictures);
 }
 
 void MailListWindow::OnDpiChanged(int dpi) {

@@ -102,6 +102,7 @@ class MailListWindow : public TableWindow, protected MailListView {
   WindowSurroundings& surroundings_;
   std::optional<VirtualList> list_;
   UniqueImageList tool_pictures_;
+  UniqueImageList disabled_tool_pictures_;
   std::wstring counts_;
   std::optional<BackgroundWork> work_;
 };

@@ -26,6 +26,7 @@ BITMAPS = {"recycle_toolbar": (5, 32, 24), "training_toolbar": (6, 32, 24), "lev
            "settings_tree": (10, 16, 32), "restored": (1, 16, 32), "levels_150": (5, 48, 32), "levels_200": (5, 64, 32),
            "levels_300": (5, 96, 32), "settings_tree_150": (10, 24, 32), "settings_tree_200": (10, 32, 32),
            "settings_tree_300": (10, 48, 32),
+           **{f"restored_{percent}": (1, 16 * percent // 100, 32) for percent in (150, 200, 300)},
            **{f"{name}_toolbar_{percent}": (count, 32 * percent // 100, 32)
               for name, count in (("recycle", 5), ("training", 6)) for percent in (150, 200, 300)}}
 MASKED = ["recycle_toolbar", "training_toolbar"]

@@ -61,7 +61,8 @@ struct Strip {
 constexpr Strip kStrips[] = {{BITMAP_RECYCLE_TOOLBAR, 5, 32},
                              {BITMAP_TRAINING_TOOLBAR, 6, 32},
                              {BITMAP_LEVELS, 5, 32},
-                             {BITMAP_SETTINGS_TREE, 10, 16}};
+                             {BITMAP_SETTINGS_TREE, 10, 16},
+                             {BITMAP_RESTORED, 1, 16}};
 
 TEST(Pictures, AreSharpAtEveryResolution) {
   for (const Strip& strip : kStrips) {
@@ -101,8 +102,26 @@ TEST(Pictures, BetweenTwoResolutionsTheSmallerIsTaken) {
   }
 }
 
+TEST(Pictures, DisabledOnesAreGreyAndSeenOnEveryGround) {
+  for (const int dpi : {96, 192}) {
+    const UniqueImageList pictures = LoadDisabledPictures(BITMAP_RECYCLE_TOOLBAR, dpi);
+    ASSERT_NE(pictures, nullptr);
+    for (const COLORREF ground : {RGB(255, 255, 255), RGB(0, 0, 0)}) {
+      const Pixels pixels = Drawn(pictures.get(), 0, 32 * dpi / 96, ground);
+      const std::size_t plain = Count(pixels, ground);
+      EXPECT_GT(plain, pixels.size() / 5);
+      EXPECT_LT(plain, pixels.size() * 9 / 10);
+      const auto is_grey = [](std::uint32_t pixel) {
+        return (pixel & 0xFF) == (pixel >> 8 & 0xFF) && (pixel & 0xFF) == pixel >> 16;
+      };
+      EXPECT_TRUE(std::all_of(pixels.begin(), pixels.end(), is_grey)) << dpi;
+    }
+  }
+}
+
 TEST(Pictures, ANumberWithoutBitmapGivesNone) {
   EXPECT_EQ(LoadPictures(31999, 96), nullptr);
+  EXPECT_EQ(LoadDisabledPictures(31999, 96), nullptr);
 }
 
 }  // namespace
