@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "console/mbox_file.h"
+#include "extras/mbox_file.h"
 #include "message/line_ends.h"
 #include "platform/files.h"
 #include "platform/folder_listing.h"

@@ -115,4 +115,8 @@ bool IsMailFile(std::string_view path) {
   return EndsWithIgnoringCase(path, ".eml");
 }
 
+bool IsMailboxFile(std::string_view path) {
+  return EndsWithIgnoringCase(path, ".mbox");
+}
+
 }  // namespace quillbeaker

@@ -45,5 +45,7 @@ DroppedPaths ReadDroppedPaths(std::string_view bytes);
 
 // Whether a file of that name may be dropped as a mail: "*.eml" in any case.
 bool IsMailFile(std::string_view path);
+// Whether it may be one that holds many mails: "*.mbox" in any case.
+bool IsMailboxFile(std::string_view path);
 
 }  // namespace quillbeaker

@@ -116,13 +116,13 @@ std::string Utf8OfCodePage(const std::string& bytes) {
 }
 
 // Not by DragQueryFile, which trusts the bytes of the other process.
-std::vector<std::string> PathsOfMails(IDataObject& data) {
+std::vector<std::string> DroppedPathsWith(IDataObject& data, bool (*is_wanted)(std::string_view path)) {
   const Medium medium(data, FormatOf(CF_HDROP, TYMED_HGLOBAL));
   const LockedBytes bytes(medium.memory());
   DroppedPaths dropped = ReadDroppedPaths(bytes.get());
   std::vector<std::string> paths;
   for (const std::string& path : dropped.paths) {
-    if (!IsMailFile(path)) continue;
+    if (!is_wanted(path)) continue;
     paths.push_back(dropped.form == DescriptorForm::kWide ? path : Utf8OfCodePage(path));
   }
   return paths;
@@ -138,7 +138,7 @@ std::optional<std::string> ReadFile(const std::string& path) {
 
 }  // namespace
 
-bool OffersMail(IDataObject& data) {
+bool OffersMail(IDataObject& data, DropKinds kinds) {
   const auto& forms = DescriptorForms();
   const bool has_descriptor = std::any_of(forms.begin(), forms.end(), [&data](const Form& form) {
     return Has(data, FormatOf(form.format, TYMED_HGLOBAL));
@@ -147,20 +147,24 @@ bool OffersMail(IDataObject& data) {
                             Has(data, FormatOf(ContentsFormat(), TYMED_HGLOBAL, 0)) ||
                             Has(data, FormatOf(ContentsFormat(), TYMED_ISTREAM)) ||
                             Has(data, FormatOf(ContentsFormat(), TYMED_HGLOBAL));
-  return (has_descriptor && has_contents) || !PathsOfMails(data).empty();
+  if ((has_descriptor && has_contents) || !DroppedPathsWith(data, IsMailFile).empty()) return true;
+  return kinds == DropKinds::kMailboxesToo && !DroppedPathsWith(data, IsMailboxFile).empty();
 }
 
-std::vector<std::string> MailsOf(IDataObject& data) {
-  std::vector<std::string> mails;
+DroppedMail MailsOf(IDataObject& data, DropKinds kinds) {
+  DroppedMail dropped;
   const std::vector<DroppedFile> files = DescribedFiles(data);
   for (std::size_t i = 0; i < files.size(); ++i) {
-    if (auto mail = ReadContents(data, files[i], static_cast<LONG>(i))) mails.push_back(std::move(*mail));
+    if (auto mail = ReadContents(data, files[i], static_cast<LONG>(i))) {
+      dropped.mails.push_back(std::move(*mail));
+    }
   }
-  if (!mails.empty()) return mails;
-  for (const std::string& path : PathsOfMails(data)) {
-    if (auto mail = ReadFile(path)) mails.push_back(std::move(*mail));
+  if (!dropped.mails.empty()) return dropped;
+  for (const std::string& path : DroppedPathsWith(data, IsMailFile)) {
+    if (auto mail = ReadFile(path)) dropped.mails.push_back(std::move(*mail));
   }
-  return mails;
+  if (kinds == DropKinds::kMailboxesToo) dropped.mailboxes = DroppedPathsWith(data, IsMailboxFile);
+  return dropped;
 }
 
 }  // namespace quillbeaker

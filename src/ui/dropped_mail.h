@@ -12,10 +12,18 @@
 
 namespace quillbeaker {
 
-// Whether there are mails in it, by its formats, and of files by their names.
-bool OffersMail(IDataObject& data);
+// What a window takes: mails alone, or mailbox files (*.mbox) too.
+enum class DropKinds { kMails, kMailboxesToo };
 
-// The beginning of each (kMostDroppedBytes); what cannot be read is left out.
-std::vector<std::string> MailsOf(IDataObject& data);
+struct DroppedMail {
+  std::vector<std::string> mails;      // the beginning of each (kMostDroppedBytes)
+  std::vector<std::string> mailboxes;  // paths: such a file may be larger than what can be held
+};
+
+// Whether there are mails in it, by its formats, and of files by their names.
+bool OffersMail(IDataObject& data, DropKinds kinds);
+
+// What cannot be read is left out.
+DroppedMail MailsOf(IDataObject& data, DropKinds kinds);
 
 }  // namespace quillbeaker

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/mail_drop_target.h"
 
-#include "ui/dropped_mail.h"
+#include <utility>
 
 namespace quillbeaker {
 
@@ -36,7 +36,7 @@ DWORD MailDropTarget::Effect(DWORD allowed) const {
 }
 
 STDMETHODIMP MailDropTarget::DragEnter(IDataObject* data, DWORD, POINTL, DWORD* effect) {
-  is_mail_ = OffersMail(*data);
+  is_mail_ = OffersMail(*data, kinds_);
   *effect = Effect(*effect);
   return S_OK;
 }
@@ -50,8 +50,8 @@ STDMETHODIMP MailDropTarget::Drop(IDataObject* data, DWORD, POINTL, DWORD* effec
   *effect = Effect(*effect);
   if (*effect == DROPEFFECT_NONE) return S_OK;
   // Asking the other process lets messages in: the window may go meanwhile.
-  const std::vector<std::string> mails = MailsOf(*data);
-  if (window_ == nullptr || !take_(mails)) *effect = DROPEFFECT_NONE;
+  DroppedMail dropped = MailsOf(*data, kinds_);
+  if (window_ == nullptr || !take_(std::move(dropped))) *effect = DROPEFFECT_NONE;
   return S_OK;
 }
 

@@ -3,7 +3,7 @@
 
 // A window as the target of mail that is dragged there out of a mail program, or as files from a folder. The
 // formats: "FileGroupDescriptorW" or "FileGroupDescriptor" with "FileContents" as memory or as a stream, and
-// CF_HDROP with "*.eml".
+// CF_HDROP with "*.eml", and with "*.mbox" where the window takes those.
 
 #include <windows.h>
 
@@ -11,19 +11,20 @@
 
 #include <functional>
 #include <memory>
-#include <string>
-#include <vector>
+#include <utility>
+
+#include "ui/dropped_mail.h"
 
 namespace quillbeaker {
 
 // An object of COM: a program that drags may keep it for longer than its window lives.
 class MailDropTarget : public IDropTarget {
  public:
-  // Handed the beginning of each mail (kMostDroppedBytes of extras/dropped_files.h) while the source waits:
-  // it must not open anything. False refuses the drop.
-  using Take = std::function<bool(const std::vector<std::string>& mails)>;
+  // Handed what was dropped while the source waits: it must not open anything. False refuses the drop.
+  using Take = std::function<bool(DroppedMail dropped)>;
 
-  explicit MailDropTarget(Take take) : take_(std::move(take)) {}
+  explicit MailDropTarget(Take take, DropKinds kinds = DropKinds::kMails)
+      : take_(std::move(take)), kinds_(kinds) {}
   MailDropTarget(const MailDropTarget&) = delete;
   MailDropTarget& operator=(const MailDropTarget&) = delete;
 
@@ -45,6 +46,7 @@ class MailDropTarget : public IDropTarget {
   DWORD Effect(DWORD allowed) const;
 
   const Take take_;
+  const DropKinds kinds_;
   ULONG references_ = 1;  // all calls come on the window's thread
   HWND window_ = nullptr;
   bool is_mail_ = false;  // what is being dragged over the window now

@@ -29,7 +29,7 @@ bool SettingsPageWindow::OnInit() {
   if (page_ != nullptr) page_->Open(surroundings_.program, controls_);
   if (list_page_ != nullptr && list_page_->TakesMail()) {
     drop_target_.reset(
-        new MailDropTarget([this](const std::vector<std::string>& mails) { return TakeMail(mails); }));
+        new MailDropTarget([this](const DroppedMail& dropped) { return TakeMail(dropped.mails); }));
     drop_target_->Register(window());
   }
   return false;  // the focus stays in the tree

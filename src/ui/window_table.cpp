@@ -10,6 +10,7 @@
 #include "ui/resource.h"
 #include "ui/settings_window.h"
 #include "ui/statistics_window.h"
+#include "ui/training_window.h"
 
 namespace quillbeaker {
 namespace {
@@ -39,6 +40,11 @@ constexpr WindowRow kWindows[] = {
      .make = Make<RecycleBinWindow>,
      .help_page = "recycle.htm",
      .place = "RecycleBin"},
+    {.command = COMMAND_TRAINING_AREA,
+     .template_id = DIALOG_TRAINING_AREA,
+     .make = Make<TrainingWindow>,
+     .help_page = "trainingarea.htm",
+     .place = "TrainingArea"},
 };
 
 void BringToFront(HWND window) {

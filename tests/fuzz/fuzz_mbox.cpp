@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "console/mbox_file.h"
+#include "extras/mbox_file.h"
 #include "fuzz_support.h"
 
 namespace quillbeaker {

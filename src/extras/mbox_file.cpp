@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "console/mbox_file.h"
+#include "extras/mbox_file.h"
 
 #include <algorithm>
 #include <array>

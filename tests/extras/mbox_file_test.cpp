@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Which lines begin a new mail, what belongs to each mail, and that it does not matter how the file is cut.
 
-#include "console/mbox_file.h"
+#include "extras/mbox_file.h"
 
 #include <gtest/gtest.h>
 
