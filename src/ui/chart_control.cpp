@@ -136,7 +136,7 @@ void ChartControl::Choose(std::optional<std::size_t> day) {
   InvalidateRect(window_, nullptr, FALSE);
   SayName();
   if (const auto bar = ChosenBar()) {
-    ShowTip(*bar);
+    ShowTip(*bar, layout_.bars[*bar].area.corner);
   } else {
     HideTip();
   }
@@ -156,21 +156,20 @@ void ChartControl::OnMouse(ScreenPoint place) {
   if (bar == under_mouse_) return;
   HideTip();
   under_mouse_ = bar;
-  if (bar) ShowTip(*bar);
+  if (bar) ShowTip(*bar, {place.x, place.y + MulDiv(kBelowMouse, dpi_, 96)});
 }
 
-void ChartControl::ShowTip(std::size_t bar) {
-  const ChartBar& one = layout_.bars[bar];
-  std::wstring text = Wide(DayText(numbers_, one.day));
+void ChartControl::ShowTip(std::size_t bar, ScreenPoint beside) {
+  std::wstring text = Wide(DayText(numbers_, layout_.bars[bar].day));
   TTTOOLINFOW tool = ToolOf(window_);
   tool.lpszText = text.data();
   SendMessageW(tip_, TTM_UPDATETIPTEXTW, 0, reinterpret_cast<LPARAM>(&tool));
-  POINT place{one.area.corner.x + one.area.size.width, one.area.corner.y};
-  ClientToScreen(window_, &place);
-  if (under_mouse_) {
-    GetCursorPos(&place);
-    place.y += MulDiv(kBelowMouse, dpi_, 96);
+  POINT place{beside.x, beside.y};
+  // Towards the middle of the chart: the system lets it reach over the edge of the screen.
+  if (beside.x > layout_.size.width / 2) {
+    place.x -= LOWORD(SendMessageW(tip_, TTM_GETBUBBLESIZE, 0, reinterpret_cast<LPARAM>(&tool)));
   }
+  ClientToScreen(window_, &place);
   SendMessageW(tip_, TTM_TRACKPOSITION, 0, MAKELPARAM(place.x, place.y));
   SendMessageW(tip_, TTM_TRACKACTIVATE, TRUE, reinterpret_cast<LPARAM>(&tool));
 }

@@ -51,7 +51,8 @@ class ChartControl {
   std::optional<std::size_t> ChosenBar() const;
   void Choose(std::optional<std::size_t> day);
   void SayName();
-  void ShowTip(std::size_t bar);
+  // At a place of the chart.
+  void ShowTip(std::size_t bar, ScreenPoint beside);
   void HideTip();
 
   Program& program_;

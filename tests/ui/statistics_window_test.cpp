@@ -110,22 +110,25 @@ class StatisticsWindowTest : public testing::Test {
     GetDlgItemTextW(window, id, text, 256);
     return Utf8(text);
   }
-  // The text of the tip that is shown; empty without one.
-  static std::string Tip() {
-    std::string shown;
+  // The tip that is shown; null without one.
+  static HWND TipWindow() {
+    HWND shown = nullptr;
     EnumThreadWindows(
         GetCurrentThreadId(),
         [](HWND one, LPARAM result) -> BOOL {
           wchar_t name[32]{};
           GetClassNameW(one, name, 32);
           if (lstrcmpiW(name, TOOLTIPS_CLASSW) != 0 || !IsWindowVisible(one)) return TRUE;
-          wchar_t text[256]{};
-          GetWindowTextW(one, text, 256);
-          *reinterpret_cast<std::string*>(result) = Utf8(text);
+          *reinterpret_cast<HWND*>(result) = one;
           return FALSE;
         },
         reinterpret_cast<LPARAM>(&shown));
     return shown;
+  }
+  static std::string Tip() {
+    wchar_t text[256]{};
+    if (const HWND tip = TipWindow()) GetWindowTextW(tip, text, 256);
+    return Utf8(text);
   }
   void Press(WPARAM key) const { SendMessageW(chart, WM_KEYDOWN, key, 0); }
 
@@ -287,6 +290,21 @@ TEST_F(StatisticsWindowTest, ArrowKeysWalkTheBarsAndNameThem) {
   Repaint();
   EXPECT_TRUE(Pixels(chart) == without_focus);
   EXPECT_EQ(Tip(), "");
+}
+
+TEST_F(StatisticsWindowTest, TheTipOfTheKeyboardIsAtItsBarWhereverTheMouseIs) {
+  Configure({5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5});
+  Open();
+  RECT area{};
+  GetClientRect(chart, &area);
+  SendMessageW(chart, WM_MOUSEMOVE, 0, MAKELPARAM(area.right * 16 / 30, area.bottom - 10));
+  SetFocus(chart);
+  RECT shown{};
+  GetWindowRect(TipWindow(), &shown);
+  MapWindowPoints(nullptr, chart, reinterpret_cast<POINT*>(&shown), 2);
+  EXPECT_LT(shown.top, area.bottom / 2);
+  EXPECT_LE(shown.right, area.right);
+  EXPECT_GT(shown.right, area.right * 27 / 30);
 }
 
 TEST_F(StatisticsWindowTest, TheMouseOverABarShowsItsDay) {
