@@ -6,7 +6,7 @@
 namespace quillbeaker {
 
 bool IsPort(int port) {
-  return port >= 1 && port <= 65535;
+  return port >= kLeastPort && port <= kMostPort;
 }
 
 std::string DescribePortOutOfRange(int port) {

@@ -287,7 +287,7 @@ TEST_F(AccountWindowTest, SaysWhatToDoAboutAFailure) {
 }
 
 TEST_F(AccountWindowTest, AsksForWhatIsMissing) {
-  const std::string missing(TextOf(Text::kEnterAValue));
+  std::string missing(TextOf(Text::kEnterAValue));
   const auto expect_focus = [&](int control) {
     view_.warnings.clear();
     presenter_->Pressed(ACCOUNT_TEST);
@@ -299,7 +299,9 @@ TEST_F(AccountWindowTest, AsksForWhatIsMissing) {
   expect_focus(ACCOUNT_SERVER);
   view_.Type(ACCOUNT_SERVER, "pop.example.com");
   view_.Type(ACCOUNT_PORT, "65536");
+  missing = "Please enter a value between 1 and 65535.";
   expect_focus(ACCOUNT_PORT);
+  missing = TextOf(Text::kEnterAValue);
   view_.Type(ACCOUNT_PORT, "");
   expect_focus(ACCOUNT_PORT);
   view_.Type(ACCOUNT_PORT, "110");

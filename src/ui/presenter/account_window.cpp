@@ -9,6 +9,7 @@
 #include "config/secret_masking.h"
 #include "config/settings.h"
 #include "config/texts.h"
+#include "extras/port_notice.h"
 #include "message/display_text.h"
 #include "ui/resource.h"
 
@@ -56,10 +57,6 @@ int PlaceOf(Security security) {
 
 std::int32_t UsualPort(Security security) {
   return security == Security::kTls ? kPop3TlsPort : kPop3Port;
-}
-
-bool IsPort(std::int32_t number) {
-  return number >= 1 && number <= 65535;
 }
 
 // Edit fields of several lines want both characters at a line's end.
@@ -167,7 +164,10 @@ bool AccountPresenter::CheckEntries(const Entries& entries) {
                                          {ACCOUNT_PORT, IsPort(entries.port)}};
   for (const auto& [control, is_there] : fields) {
     if (is_there) continue;
-    view_.Warn(TextOf(Text::kEnterAValue));
+    const bool is_wrong_port = control == ACCOUNT_PORT && !TrimBlanks(view_.TextIn(control)).empty();
+    view_.Warn(is_wrong_port ? Format(Text::kEnterAValueBetween,
+                                      {std::to_string(kLeastPort), std::to_string(kMostPort)})
+                             : std::string(TextOf(Text::kEnterAValue)));
     view_.Focus(control);
     return false;
   }

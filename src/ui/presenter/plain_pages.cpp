@@ -177,8 +177,13 @@ std::string PortNote(const std::vector<PortUse>& in_use, std::string_view typed)
     return std::find_if(in_use.begin(), in_use.end(),
                         [wanted](const PortUse& use) { return use.port == wanted && !use.is_own; });
   };
+  if (!IsPort(port)) {
+    // An emptied field shows its former number again.
+    if (typed.empty()) return {};
+    return Format(Text::kEnterAValueBetween, {std::to_string(kLeastPort), std::to_string(kMostPort)});
+  }
   const auto user = user_of(port);
-  if (!IsPort(port) || user == in_use.end()) return {};
+  if (user == in_use.end()) return {};
   const std::string program =
       user->program.empty() ? std::string(TextOf(Text::kAnotherProgram)) : user->program;
   for (int next = port + 1; IsPort(next); ++next) {

@@ -72,8 +72,8 @@ class FilterPage : public BindingsPage {
   bool is_off_ = false;  // the filter, and with it this page
 };
 
-// The text beside the field for the port: empty while no other program has it, else whose it is and the next
-// port that is free.
+// The text beside the field for the port: for one that another program has whose it is and the next that is
+// free, for a number that is no port which ones are; else empty.
 std::string PortNote(const std::vector<PortUse>& in_use, std::string_view typed);
 
 }  // namespace quillbeaker
