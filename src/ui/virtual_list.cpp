@@ -11,8 +11,6 @@
 namespace quillbeaker {
 namespace {
 
-constexpr int kFirstColumnPercent = 60;
-
 int Index(std::size_t row) {
   return static_cast<int>(row);
 }
@@ -24,13 +22,13 @@ VirtualList::VirtualList(HWND list, ListRows& rows) : list_(list), rows_(rows) {
   MakeColumns();
 }
 
-// Unless the rows say it, the first column gets more than half of the room, and the others share the rest.
+// Unless the rows say it, the first column gets its part of the room, and the others share the rest.
 void VirtualList::MakeColumns() {
   RECT client{};
   GetClientRect(list_, &client);
   const int room = client.right - GetSystemMetricsForDpi(SM_CXVSCROLL, GetDpiForWindow(list_));
   const std::vector<std::string> headings = rows_.Columns();
-  const int first = headings.size() < 2 ? room : room * kFirstColumnPercent / 100;
+  const int first = headings.size() < 2 ? room : room * rows_.FirstColumnPercent() / 100;
   const std::vector<ColumnLook> looks = rows_.ColumnLooks();
   const auto dpi = static_cast<int>(GetDpiForWindow(list_));
   for (std::size_t i = 0; i < headings.size(); ++i) {

@@ -232,8 +232,21 @@ TEST_F(SendersPageTest, SearchLooksAtNamesAndAddresses) {
   EXPECT_EQ(list->selected, Places{1});
   list->controls.Type(LISTED_SEARCH, "nn@");
   EXPECT_EQ(list->selected, Places{0});
+  list->controls.Type(LISTED_SEARCH, "nobody");
+  EXPECT_TRUE(list->selected.empty()) << "what was found before is not the answer";
+  EXPECT_FALSE(list->controls.IsEnabled(LISTED_DELETE));
   EXPECT_TRUE(page->ClearSearch());
   EXPECT_FALSE(page->ClearSearch());
+}
+
+TEST_F(SendersPageTest, SearchFindsANameInEitherOfItsEncodings) {
+  for (const char* name : {"Ren\xE9", "Ren\xC3\xA9"}) {
+    ASSERT_TRUE(one.Configure("", std::string("[SENDERS]\r\na@x.org=Ann,2\r\nr@x.org=") + name + ",2\r\n"));
+    OpenPage(kSenderFriend);
+    EXPECT_EQ(list->Rows().back(), "Ren\u00e9 | r@x.org");
+    list->controls.Type(LISTED_SEARCH, "en\u00e9");
+    EXPECT_EQ(list->selected, Places{1});
+  }
 }
 
 TEST_F(SendersPageTest, WhatChangedElsewhereIsShownAtAReload) {

@@ -37,6 +37,8 @@ class ListRows {
   virtual ~ListRows() = default;
   // The headings of the columns.
   virtual std::vector<std::string> Columns() const = 0;
+  // Of the room, where the window shares it out.
+  virtual int FirstColumnPercent() const { return 60; }
   // One for each column; none leaves them to the window.
   virtual std::vector<ColumnLook> ColumnLooks() const { return {}; }
   virtual std::size_t RowCount() const = 0;

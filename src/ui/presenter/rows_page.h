@@ -117,18 +117,23 @@ class RowsPage : public ListPage {
     }
     return found;
   }
-  // The first row with a text that begins with what was typed, else the first that has it anywhere.
+  // The first row with a text that begins with what was typed, else the first that has it anywhere; else
+  // none: one that was found before must not look like the answer, nor be deleted for it.
   void Search() {
-    const std::string typed = Latin1FromTyped(view_.TextIn(controls_.search));
+    // Names that a person typed are ISO-8859-1 in the file where they can be; those of mail are often UTF-8.
+    const std::string typed = view_.TextIn(controls_.search);
+    const std::string latin1 = Latin1FromTyped(typed);
     if (typed.empty()) return;
-    auto found = Find([&typed](std::string_view text) { return StartsWithIgnoringCase(text, typed); });
+    auto found = Find([&](std::string_view text) {
+      return StartsWithIgnoringCase(text, latin1) || (typed != latin1 && StartsWithIgnoringCase(text, typed));
+    });
     if (!found) {
-      found = Find([&typed](std::string_view text) {
-        return FindIgnoringCase(text, typed) != std::string_view::npos;
+      found = Find([&](std::string_view text) {
+        return FindIgnoringCase(text, latin1) != std::string_view::npos ||
+               (typed != latin1 && FindIgnoringCase(text, typed) != std::string_view::npos);
       });
     }
-    if (!found) return;
-    view_.SelectRows({*found});
+    view_.SelectRows(found ? std::vector<std::size_t>{*found} : std::vector<std::size_t>{});
     SelectionChanged();
   }
   template <typename Matches>
