@@ -132,6 +132,15 @@ TEST_F(AccountWindowTest, SaysThatAProviderHasNoPop3) {
   EXPECT_EQ(Shown(ACCOUNT_NOTE), TextOf(Text::kNoPop3));
 }
 
+TEST_F(AccountWindowTest, SaysThatNoServerIsKnownForAWholeAddressAlone) {
+  view_.Type(ACCOUNT_USER, "j\xC3\xB6rg@m\xC3\xBCller.d");
+  EXPECT_EQ(Shown(ACCOUNT_NOTE), "");
+  view_.Type(ACCOUNT_USER, "j\xC3\xB6rg@m\xC3\xBCller.de");
+  EXPECT_EQ(Shown(ACCOUNT_NOTE), TextOf(Text::kNoProposal));
+  view_.Type(ACCOUNT_SERVER, "pop.example.com");
+  EXPECT_EQ(Shown(ACCOUNT_NOTE), "");
+}
+
 TEST_F(AccountWindowTest, NoProposalReplacesWhatThePersonTyped) {
   view_.Type(ACCOUNT_SERVER, "pop.own.example");
   view_.Type(ACCOUNT_PORT, "1995");
@@ -272,6 +281,7 @@ TEST_F(AccountWindowTest, SaysWhatToDoAboutAFailure) {
   refused.problem.account = "ann@example.com @ pop.example.com";
   End(refused);
   EXPECT_NE(Shown(ACCOUNT_RESULT).find(TextOf(Text::kAdvicePassword)), std::string::npos);
+  EXPECT_EQ(view_.focus, ACCOUNT_PASSWORD) << "it was used up";
   EXPECT_NE(Shown(ACCOUNT_RESULT).find(TextOf(Text::kNeedsAppPassword)), std::string::npos);
   Enter();
   presenter_->Pressed(ACCOUNT_TEST);

@@ -219,10 +219,19 @@ void AccountPresenter::ShowNote() {
   if (!CanPassOn(entries)) note += Line(Text::kNoAccountName);
   if (security_ == Security::kPlain) note += Line(Text::kSecurityWarning);
   if (proposals_.no_pop3) note += Line(Text::kNoPop3);
+  if (entries.server.empty() && LacksProposal(entries.user)) note += Line(Text::kNoProposal);
   for (const ServerProposal& proposal : proposals_.servers) {
     if (EqualsIgnoringCase(proposal.server, entries.server)) note += NoteOn(proposal);
   }
   view_.SetText(ACCOUNT_NOTE, WithLineEnds(note));
+}
+
+// Only of an address that looks complete: others get their proposal while they are typed.
+bool AccountPresenter::LacksProposal(std::string_view user) const {
+  const std::size_t at = user.find('@');
+  const std::size_t dot = user.rfind('.');
+  const bool is_address = at != std::string_view::npos && dot != std::string_view::npos && at < dot;
+  return is_address && dot + 2 < user.size() && proposals_.servers.empty() && !proposals_.no_pop3;
 }
 
 // True as well while something is still missing.
@@ -305,6 +314,8 @@ void AccountPresenter::TestEnded(const AccountResult& result) {
   if (!tested_) return;
   const Entries tested = *std::exchange(tested_, std::nullopt);
   EnableEntries(true);
+  // The password was used up; where it was wrong the next step is to type another.
+  if (result.outcome != AccountOutcome::kWorks && view_.HasFocus(ACCOUNT_TEST)) view_.Focus(ACCOUNT_PASSWORD);
   std::string text = DescribeResult(result) + "\n";
   text += NeedsAfterRefusal(providers_, tested.server, tested.user, result);
   if (result.outcome == AccountOutcome::kWorks &&

@@ -55,6 +55,7 @@ class AccountPresenter {
   void Propose();
   void Take(const ServerProposal& proposal);
   bool CanPassOn(const Entries& entries) const;
+  bool LacksProposal(std::string_view user) const;
   void ChangeSecurity();
   void ShowNote();
   void ShowSettings();
