@@ -8,6 +8,7 @@
 #include "console/json_text.h"
 #include "console/judgement_text.h"
 #include "console/mail_files.h"
+#include "extras/explanation_text.h"
 #include "filter/explanation.h"
 #include "platform/console.h"
 
@@ -22,27 +23,6 @@ std::string Real(double value) {
 
 std::string Line(std::string_view text) {
   return std::string(text) + "\n";
-}
-
-// The judgement that the words belong to: the size limit is the mail check's, and no part of the judgement.
-const Judgement& JudgementOfContent(const Explanation& explanation) {
-  return explanation.without_limit ? *explanation.without_limit : explanation.judgement;
-}
-
-std::string LineOfSender(const Explanation& explanation) {
-  if (!explanation.sender) return Line(TextOf(Text::kExplainSenderNone));
-  std::string sender = DisplayLine(explanation.sender->address);
-  const std::string name = DisplayLine(explanation.sender->name);
-  if (!name.empty() && name != sender) sender += " (" + name + ")";
-  const std::string entry = DisplayLine(explanation.entry.address);
-  switch (explanation.entry.kind) {
-    case kSenderFriend:
-      return Line(Format(Text::kExplainSenderFriend, {sender, entry}));
-    case kSenderBlocked:
-      return Line(Format(Text::kExplainSenderBlocked, {sender, entry}));
-    default:
-      return Line(Format(Text::kExplainSenderUnlisted, {sender}));
-  }
 }
 
 std::string LineOfSize(const Explanation& explanation) {
@@ -185,7 +165,7 @@ int Explain(Program& program, const ExplainOptions& options) {
     const Explanation explanation = filter.Explain(*message);
     WriteStandardOutput(options.json ? JsonLine(JsonOf(file, explanation))
                                      : LineOfJudgement(file, explanation.judgement) +
-                                           LineOfSender(explanation) + LineOfSize(explanation) +
+                                           Line(LineOfSender(explanation)) + LineOfSize(explanation) +
                                            LinesOfLearntWords(explanation) + LinesOfSpamWords(explanation));
   });
 }

@@ -5,6 +5,7 @@
 
 #include "config/texts.h"
 #include "console/failure_text.h"
+#include "extras/explanation_text.h"
 
 namespace quillbeaker {
 namespace {
@@ -38,29 +39,6 @@ std::string_view ReasonWord(JudgementReason reason) {
 }
 
 }  // namespace
-
-std::string PlainReason(const Judgement& judgement) {
-  switch (judgement.reason) {
-    case JudgementReason::kTooLarge:
-      return std::string(TextOf(Text::kReasonTooLarge));
-    case JudgementReason::kFilterOff:
-      return std::string(TextOf(Text::kReasonFilterOff));
-    case JudgementReason::kLevel:
-      return Format(Text::kReasonLevel, {std::to_string(judgement.level)});
-    case JudgementReason::kBlockedSender:
-      return std::string(TextOf(Text::kReasonBlocked));
-    case JudgementReason::kFriend:
-      return std::string(TextOf(Text::kReasonFriend));
-    case JudgementReason::kMarkedDeleted:
-      return std::string(TextOf(Text::kReasonMarkedDeleted));
-    case JudgementReason::kLearntWords:
-      return std::string(TextOf(Text::kReasonLearntWords));
-    case JudgementReason::kSpamWords:
-      return Format(Text::kReasonSpamWords,
-                    {std::to_string(judgement.threshold), std::to_string(judgement.level)});
-  }
-  return {};
-}
 
 Json JsonOfJudgement(const std::string& file, const Judgement& judgement) {
   Json object{{"file", JsonFileName(file)}, {"spam", judgement.spam}};

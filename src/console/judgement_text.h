@@ -10,9 +10,6 @@
 
 namespace quillbeaker {
 
-// In the middle of a sentence.
-std::string PlainReason(const Judgement& judgement);
-
 // Judgement, probability, file and reason, with the line's end.
 std::string LineOfJudgement(const std::string& file, const Judgement& judgement);
 Json JsonOfJudgement(const std::string& file, const Judgement& judgement);

@@ -140,6 +140,16 @@
 #define VIEW_TEXT 1051
 #define VIEW_LABEL 1114
 #define VIEW_LIMIT_NOTE 1115
+#define VIEW_SENDER 1150
+#define VIEW_ADDRESS 1151
+#define VIEW_SUBJECT 1152
+#define VIEW_DATE 1153
+#define VIEW_LINKS 1154
+#define VIEW_SENDER_LABEL 1155
+#define VIEW_ADDRESS_LABEL 1156
+#define VIEW_SUBJECT_LABEL 1157
+#define VIEW_DATE_LABEL 1158
+#define VIEW_LINKS_LABEL 1159
 
 // Shown while dropped messages are taken in
 #define DIALOG_TAKING_IN 132
@@ -237,6 +247,24 @@
 #define DIALOG_DELETING 152
 #define DELETING_TEXT 1150
 #define DELETING_BAR 1151
+
+// Why a mail was taken
+#define DIALOG_WHY 154
+#define WHY_TEXT 1150
+#define WHY_TEXT_LABEL 1151
+#define WHY_WORD_LABEL 1152
+#define WHY_WORD 1153
+#define WHY_SHOW_WORD 1154
+#define WHY_COPY 1155
+
+// Mail of the recycle bin to restore and to trust
+#define DIALOG_TRUST 155
+#define TRUST_WHAT 1150
+#define TRUST_RESTORE 1151
+#define TRUST_SENDER 1152
+#define TRUST_DOMAIN 1153
+#define TRUST_LEARN 1154
+#define TRUST_PATTERN 1155
 
 // Spam word to add or to edit
 #define DIALOG_EXPRESSION 4012

@@ -30,6 +30,8 @@ class MessageViewer {
   void Show(HWND owner, std::string_view name);
   // The list has other rows or another order: the mail that is shown may have no next one now.
   void RowsChanged();
+  // Null while it is not open.
+  HWND window() const;
 
  private:
   WindowSurroundings& surroundings_;

@@ -43,6 +43,7 @@ const IntegerCase kIntegerCases[] = {
     {keys::kLogFileClientMaxSize, "QUILLBEAKER", "LogFileClientMaxSize", 102400},
     {keys::kLogFileServerMaxSize, "QUILLBEAKER", "LogFileServerMaxSize", 102400},
     {keys::kAutoAbortOnTimeout, "QUILLBEAKER", "AutoAbortOnTimeout", 0},
+    {keys::kRestoreAndTrust, "QUILLBEAKER", "RestoreAndTrust", 11},
     {keys::kConvertedSpamPoints096, "QUILLBEAKER", "ConvertedSpamPoints096", 0},
     {keys::kPort, "SERVER", "Port", 110},
     {keys::kTimeout, "SERVER", "Timeout", 60},

@@ -283,5 +283,20 @@ TEST_F(SpamWordsPageTest, SortingKeepsASelectionOfEveryRowOfMany) {
   EXPECT_LT(taken, std::chrono::seconds(5));
 }
 
+TEST_F(SpamWordsPageTest, OpensAtTheWordThatIsWanted) {
+  *surroundings.word_to_show = "CASH";
+  ASSERT_TRUE(one.directory.Put("Quillbeaker.ini", "[Quillbeaker]\r\nShowPredefinedWords=0\r\n"));
+  OpenPage();
+  const auto selected = list->SelectedRows();
+  ASSERT_EQ(selected.size(), 1u);
+  EXPECT_EQ(words->RowText(selected[0], 0), "cash");
+  EXPECT_EQ(*surroundings.word_to_show, "");
+  OpenPage();
+  EXPECT_TRUE(list->SelectedRows().empty());
+  *surroundings.word_to_show = "no such word";
+  OpenPage();
+  EXPECT_TRUE(list->SelectedRows().empty());
+}
+
 }  // namespace
 }  // namespace quillbeaker

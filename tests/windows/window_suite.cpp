@@ -29,9 +29,12 @@
 #include "ui/presenter/import_dialogs.h"
 #include "ui/presenter/sender_dialog.h"
 #include "ui/presenter/settings_dialog.h"
+#include "ui/presenter/trust_dialog.h"
+#include "ui/presenter/why_dialog.h"
 #include "ui/resource.h"
 #include "ui/small_dialog_window.h"
 #include "ui/translation.h"
+#include "ui/view_message_window.h"
 #include "ui/wide_text.h"
 #include "ui/window_table.h"
 #include "used_handles.h"
@@ -71,6 +74,18 @@ std::vector<Opening> Openings() {
   }
   return all;
 }
+
+// A list of one mail, which has a next one.
+class OneMail : public ViewedMails {
+ public:
+  explicit OneMail(MailToView mail) : mail_(std::move(mail)) {}
+  std::optional<MailToView> MailOf(std::string_view) const override { return mail_; }
+  std::string NextTo(std::string_view, int step) const override { return step > 0 ? "one" : ""; }
+  void WasShown(std::string_view) override {}
+
+ private:
+  const MailToView mail_;
+};
 
 class EveryWindow : public testing::Test {
  protected:
@@ -136,6 +151,54 @@ class EveryWindow : public testing::Test {
     LookAt(DIALOG_EXPRESSION, expression, look);
     LookAt(DIALOG_SENDER, sender, look);
     LookAtImport(look);
+    LookAtViewer(look);
+    LookAtReasons(look);
+  }
+  void LookAtReasons(const std::function<void(HWND window, const std::string& name)>& look) {
+    const std::string path = program.program().PathOf("explained.eml");
+    ASSERT_TRUE(
+        WriteWholeFile(path, "From: Ann <ann@example.org>\r\nSubject: an offer\r\n\r\nmoney\r\n", false));
+    ASSERT_TRUE(WriteWholeFile(program.program().PathOf("spampoints.ini"),
+                               "[PROBABILITIES]\r\noffer=30\r\nmoney=60\r\n", false));
+    WhyDialog why({.program = program.program(),
+                   .copy = [](std::string_view) { return true; },
+                   .show_word = [](const std::string&) {}},
+                  {.path = path, .stored_subject = {}, .was_spam = true});
+    LookAt(DIALOG_WHY, why, look);
+    RecycleEntry entry;
+    entry.sender = "Ann Example";
+    entry.address = "ann@example.org";
+    TrustDialog trust(program.program(), {entry});
+    LookAt(DIALOG_TRUST, trust, look);
+    TrustDialog several(program.program(), {entry, entry});
+    LookAt(DIALOG_TRUST, several, look, "-several");
+  }
+  // A mail that fills every field, and one whose file is gone.
+  void LookAtViewer(const std::function<void(HWND window, const std::string& name)>& look) {
+    const MailToView mail{.path = program.program().PathOf("viewed.eml"),
+                          .is_stored_text = false,
+                          .sender = "",
+                          .address = "",
+                          .subject = "",
+                          .date = "22.11.2026, 17:30"};
+    std::string text =
+        "From: \"Your bank\" <service@bank.example.evil.example>\r\nSubject: Please confirm your account\r\n"
+        "Content-Type: text/html\r\n\r\nDear customer,<br><br><a href=\"http://bank.example@evil.example/x\">"
+        "https://bank.example</a><br>";
+    for (int i = 0; i < 40; ++i) text += "we noticed a sign-in to your account from a device that is new. ";
+    ASSERT_TRUE(WriteWholeFile(mail.path, text, false));
+    OneMail one(mail);
+    {
+      MessageViewer viewer(surroundings, one);
+      viewer.Show(nullptr, "one");
+      HandleMessages();
+      look(viewer.window(), std::to_string(DIALOG_VIEW_MESSAGE));
+    }
+    ASSERT_TRUE(EraseFile(mail.path));
+    MessageViewer viewer(surroundings, one);
+    viewer.Show(nullptr, "one");
+    HandleMessages();
+    look(viewer.window(), std::to_string(DIALOG_VIEW_MESSAGE) + "-gone");
   }
   // With the longest texts that they show.
   void LookAtImport(const std::function<void(HWND window, const std::string& name)>& look) {

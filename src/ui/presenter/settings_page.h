@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,9 @@ struct SettingsSurroundings {
   std::function<void(int command)> run;
   // Imports senders into the list of that kind, and returns when that is over; empty while nothing can.
   std::function<void(std::int32_t kind)> import_senders = {};
+  // The spam word that the page of them selects the next time it opens, in the bytes of its file; empty:
+  // none. Whoever opens the page at a word leaves it here.
+  std::shared_ptr<std::string> word_to_show = std::make_shared<std::string>();
 };
 
 // What one press of OK gathers from the pages that were shown.

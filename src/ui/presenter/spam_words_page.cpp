@@ -30,8 +30,23 @@ void SpamWordsPage::Load() {
   view_.SetChecked(WORDS_SHOW_PREDEFINED, program.Read(keys::kShowPredefinedWords) != 0);
   FillRows();
   ShowRows({});
+  ShowWord(std::exchange(*surroundings_.word_to_show, {}));
   is_disabled_ = program.Read(keys::kEnable) == 0 || program.Read(keys::kFilterWordEnable) == 0;
   if (is_disabled_) view_.DisablePage();
+}
+
+void SpamWordsPage::ShowWord(const std::string& word) {
+  if (word.empty()) return;
+  const auto has_word = [&word](const SpamWord& row) { return EqualsIgnoringCase(row.word, word); };
+  if (std::none_of(rows_.begin(), rows_.end(), has_word)) {
+    view_.SetChecked(WORDS_SHOW_PREDEFINED, true);
+    FillRows();
+    ShowRows({});
+  }
+  const auto found = std::find_if(rows_.begin(), rows_.end(), has_word);
+  if (found == rows_.end()) return;
+  view_.SelectRows({static_cast<std::size_t>(found - rows_.begin())});
+  SelectionChanged();
 }
 
 void SpamWordsPage::FillRows() {

@@ -31,6 +31,8 @@ class SpamWordsPage : public RowsPage<SpamWord> {
   std::string KeyOf(const SpamWord& row) const override;
   std::vector<std::string_view> SearchedTexts(const SpamWord& row) const override;
 
+  // Selects it, the predefined words shown where it is one of them.
+  void ShowWord(const std::string& word);
   void Add();
   void Edit();
   void Delete();

@@ -11,14 +11,14 @@ namespace quillbeaker {
 
 // One mail of a list. Texts are bytes as the store has them; the viewer makes them fit for a screen.
 struct MailToView {
-  std::string path;  // of its file
+  std::string path = {};  // of its file
   // A text that the training area stored, shown as it is; else a whole mail, which is parsed.
   bool is_stored_text = false;
   // Of the row: shown where the file does not say itself.
-  std::string sender;
-  std::string address;
-  std::string subject;
-  std::string date;  // as the row shows it
+  std::string sender = {};
+  std::string address = {};
+  std::string subject = {};
+  std::string date = {};  // as the row shows it
 };
 
 // A list of mails, each known by a name that stays the same while rows come and go. UI thread.
