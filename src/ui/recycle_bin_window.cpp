@@ -7,6 +7,8 @@
 
 #include "ui/file_dialogs.h"
 #include "ui/resource.h"
+#include "ui/restore_and_trust.h"
+#include "ui/why_window.h"
 #include "ui/wide_text.h"
 
 namespace quillbeaker {
@@ -15,10 +17,12 @@ namespace {
 constexpr ToolButton kButtons[] = {{COMMAND_EMPTY_BIN, Text::kEmptyBin},
                                    {COMMAND_VIEW_MAIL, Text::kViewMessage},
                                    {COMMAND_DELETE_MAIL, Text::kDelete},
-                                   {COMMAND_RESTORE_MAIL, Text::kRestore},
+                                   {COMMAND_RESTORE_MAIL, Text::kRestore, MENU_RESTORE},
                                    {COMMAND_TOOLBAR_HELP, Text::kHelp}};
 
-constexpr ListKey kKeys[] = {{VK_RETURN, COMMAND_VIEW_MAIL}, {VK_DELETE, COMMAND_DELETE_MAIL}};
+constexpr ListKey kKeys[] = {{VK_RETURN, COMMAND_VIEW_MAIL},
+                             {VK_DELETE, COMMAND_DELETE_MAIL},
+                             {'I', COMMAND_WHY_TAKEN, /*with_control=*/true}};
 
 constexpr MailListLook kLook{.toolbar = RECYCLE_TOOLBAR,
                              .list = RECYCLE_LIST,
@@ -71,7 +75,9 @@ class RecycleBinWindow::ProgressWindow : public Dialog {
 };
 
 RecycleBinWindow::RecycleBinWindow(WindowSurroundings& surroundings, int)
-    : MailListWindow(DIALOG_RECYCLE_BIN, kLook, surroundings), mails_(*this, *this, surroundings.program) {}
+    : MailListWindow(DIALOG_RECYCLE_BIN, kLook, surroundings),
+      mails_(*this, *this, surroundings.program),
+      viewer_(surroundings, mails_) {}
 
 RecycleBinWindow::~RecycleBinWindow() = default;
 
@@ -129,7 +135,24 @@ void RecycleBinWindow::ClearSearch() {
   SetDlgItemTextW(window(), RECYCLE_SEARCH, L"");
 }
 
-void RecycleBinWindow::ViewMail(const std::string& /*name*/) {}
+void RecycleBinWindow::ShowRows(std::size_t count, const ListPlace& place) {
+  MailListWindow::ShowRows(count, place);
+  viewer_.RowsChanged();
+}
+
+void RecycleBinWindow::ViewMail(const std::string& name) {
+  if (window() != nullptr) viewer_.Show(window(), name);
+}
+
+Trusted RecycleBinWindow::RestoreAndTrust(const std::vector<std::string>& names) {
+  if (window() == nullptr) return {};
+  RestoredAndTrusted result = quillbeaker::RestoreAndTrust(window(), surroundings().program, names);
+  return {result.restored, result.senders_changed, std::move(result.done)};
+}
+
+void RecycleBinWindow::Explain(const std::string& path) {
+  if (window() != nullptr) ShowWhy(window(), surroundings(), {.path = path, .was_spam = true});
+}
 
 std::optional<std::string> RecycleBinWindow::AskForFile(const std::string& proposed) {
   if (window() == nullptr) return std::nullopt;

@@ -10,6 +10,7 @@
 
 #include "ui/mail_list_window.h"
 #include "ui/presenter/recycle_bin_list.h"
+#include "ui/view_message_window.h"
 
 namespace quillbeaker {
 
@@ -28,16 +29,20 @@ class RecycleBinWindow : public MailListWindow, private RecycleBinView {
   UniqueImageList RowPictures(int dpi) override;
   void OnClosing() override;
 
+  void ShowRows(std::size_t count, const ListPlace& place) override;
+
   // RecycleBinView
   void ShowAccounts(const std::vector<std::string>& texts, std::size_t chosen) override;
   void ClearSearch() override;
-  bool CanViewMail() const override { return false; }  // there is no viewer yet
   void ViewMail(const std::string& name) override;
+  Trusted RestoreAndTrust(const std::vector<std::string>& names) override;
+  void Explain(const std::string& path) override;
   std::optional<std::string> AskForFile(const std::string& proposed) override;
   void BeginProgress() override;
   void EndProgress() override;
 
   RecycleBinList mails_;
+  MessageViewer viewer_;
   std::unique_ptr<ProgressWindow> progress_;  // while a deletion runs
   StoreChanges::Subscription changes_;
 };

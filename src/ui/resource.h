@@ -43,6 +43,7 @@
 #define MENU_RECYCLE_MAIL 120
 #define MENU_TRAY 121
 #define MENU_TRAINING_MAIL 122
+#define MENU_RESTORE 124
 
 // Commands of the main window
 #define COMMAND_HELP 3

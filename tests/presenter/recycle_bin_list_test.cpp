@@ -34,8 +34,12 @@ class RecordingBinView : public RecycleBinView {
     chosen = place;
   }
   void ClearSearch() override { ++cleared; }
-  bool CanViewMail() const override { return true; }
   void ViewMail(const std::string& name) override { viewed.push_back(name); }
+  Trusted RestoreAndTrust(const std::vector<std::string>& names) override {
+    trusted = names;
+    return answer;
+  }
+  void Explain(const std::string& path) override { explained.push_back(path); }
   std::optional<std::string> AskForFile(const std::string& name) override {
     proposed = name;
     return file;
@@ -47,6 +51,9 @@ class RecordingBinView : public RecycleBinView {
   std::size_t chosen = 0;
   int cleared = 0;
   Texts viewed;
+  Texts trusted;
+  Trusted answer;
+  Texts explained;
   std::string proposed;
   std::optional<std::string> file;
   bool is_in_progress = false;
@@ -181,6 +188,29 @@ TEST_F(RecycleBinListTest, WithoutASelectionNothingIsAsked) {
   }
   EXPECT_TRUE(view.asked.empty());
   EXPECT_TRUE(view.opened.empty());
+}
+
+TEST_F(RecycleBinListTest, RestoringAndTrustingIsToldInTheStatusLine) {
+  Open();
+  view.Select({0, 1});
+  view.state = "as before";
+  EXPECT_TRUE(list->Run(COMMAND_RESTORE_AND_TRUST));
+  EXPECT_EQ(bin_view.trusted, (Texts{"a.recycle", "b.recycle"}));
+  EXPECT_EQ(view.state, "as before");
+  EXPECT_EQ(list->RowPicture(0), -1);
+  bin_view.answer = {.is_restored = true, .has_changed_senders = true, .done = "Done."};
+  list->Run(COMMAND_RESTORE_AND_TRUST);
+  EXPECT_EQ(view.state, "Done.");
+  EXPECT_EQ(list->RowPicture(0), 0);
+  EXPECT_EQ(list->RowPicture(2), -1);
+  EXPECT_TRUE(view.asked.empty());  // one dialog in the place of question and notice
+}
+
+TEST_F(RecycleBinListTest, ExplainsTheFocusedMail) {
+  Open();
+  view.place = {{0}, 1, 0};
+  EXPECT_TRUE(list->Run(COMMAND_WHY_TAKEN));
+  EXPECT_EQ(bin_view.explained, Texts{bin().PathOfMessage("b.recycle")});
 }
 
 TEST_F(RecycleBinListTest, DeletesEntriesFilesAndRows) {

@@ -3,14 +3,14 @@
 
 import os
 
-from driver import IDYES, WM_KEYDOWN
+from driver import IDCANCEL, IDYES, WM_COMMAND, WM_KEYDOWN
 from messages import ham, spam
 from program import eventually
 from test_mail_check import check
 
 RECYCLE_BIN = 40005
 LIST, STATUS, SEARCH = 1022, 1005, 1152
-KEYS = {"down": 0x28, "delete": 0x2E, "home": 0x24}
+KEYS = {"down": 0x28, "delete": 0x2E, "enter": 0x0D}
 
 
 class Bin:
@@ -63,3 +63,22 @@ def test_a_search_narrows_and_escape_ends_it(program, client, server):
     assert bin_window.window.stands()
     one.driver.ask("post", window=field, message=WM_KEYDOWN, wparam=0x1B, lparam=0)
     bin_window.window.wait_until_gone()
+
+
+def test_the_viewer_the_reasons_and_the_trust_open_from_the_list(program, client, server, picture):
+    one = program()
+    check(client, server, one, spam(1), spam(2))
+    bin_window = Bin(one)
+    bin_window.press("down")
+    bin_window.press("enter")
+    viewer = one.box(title="View message")
+    picture("recycle-bin-viewer", viewer.place)
+    viewer.close_box()
+    viewer.wait_until_gone()
+    for command, title in ((40037, "Why was this taken?"), (40036, "Restore and trust")):
+        bin_window.window.post(WM_COMMAND, command)
+        dialog = one.box(title=title)
+        picture(f"recycle-bin-{command}", dialog.place)
+        dialog.post(WM_COMMAND, IDCANCEL)
+        dialog.wait_until_gone()
+    assert bin_window.rows()["count"] == 2

@@ -219,7 +219,7 @@ std::optional<MailToView> RecycleBinList::MailOf(std::string_view name) const {
 bool RecycleBinList::CanRun(int command) const {
   switch (command) {
     case COMMAND_VIEW_MAIL:
-      return bin_view_.CanViewMail() && FocusedEntry() != kNone;
+    case COMMAND_WHY_TAKEN:
     case COMMAND_SAVE_AS:
     case COMMAND_SELECT_SENDER:
       return FocusedEntry() != kNone;
@@ -242,6 +242,12 @@ bool RecycleBinList::Run(int command) {
       return true;
     case COMMAND_RESTORE_MAIL:
       Restore();
+      return true;
+    case COMMAND_RESTORE_AND_TRUST:
+      RestoreAndTrust();
+      return true;
+    case COMMAND_WHY_TAKEN:
+      bin_view_.Explain(bin_->PathOfMessage(EntryName(FocusedEntry())));
       return true;
     case COMMAND_DELETE_MAIL:
       Delete();
@@ -301,6 +307,14 @@ void RecycleBinList::Restore() {
   ShowRestored(names);
   view_.TellOptional(is_one ? Text::kMessageRestored : Text::kMessagesRestored,
                      "RecycleBinRestoredInformation");
+}
+
+void RecycleBinList::RestoreAndTrust() {
+  const std::vector<std::string> names = SelectedNames();
+  const Trusted trusted = bin_view_.RestoreAndTrust(names);
+  if (trusted.is_restored) ShowRestored(names);
+  if (trusted.has_changed_senders) ShowSendersAgain();
+  if (!trusted.done.empty()) view_.ShowState(trusted.done);
 }
 
 void RecycleBinList::Delete() {

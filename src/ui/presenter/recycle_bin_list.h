@@ -20,6 +20,13 @@
 
 namespace quillbeaker {
 
+// What "Restore and trust" has done.
+struct Trusted {
+  bool is_restored = false;  // all of them that are still there
+  bool has_changed_senders = false;
+  std::string done;  // a line for the status line; empty after Cancel
+};
+
 // What the bin's window has besides the list.
 class RecycleBinView {
  public:
@@ -28,9 +35,12 @@ class RecycleBinView {
   virtual void ShowAccounts(const std::vector<std::string>& texts, std::size_t chosen) = 0;
   // Empties the search field.
   virtual void ClearSearch() = 0;
-  virtual bool CanViewMail() const = 0;
   // Opens the viewer.
   virtual void ViewMail(const std::string& name) = 0;
+  // Runs the dialog that restores mail and trusts its senders.
+  virtual Trusted RestoreAndTrust(const std::vector<std::string>& names) = 0;
+  // Runs the window that explains why the mail of that file was taken.
+  virtual void Explain(const std::string& path) = 0;
   // Where to save a file of that name; nothing after Cancel.
   virtual std::optional<std::string> AskForFile(const std::string& proposed) = 0;
   // Stands until EndProgress: a deletion that a person can cancel (CancelDeletion), and that is asked how far
@@ -82,6 +92,7 @@ class RecycleBinList : public MailListOf<RecycleEntry> {
  private:
   void View();
   void Restore();
+  void RestoreAndTrust();
   void Delete();
   void Empty();
   void AddSenders(std::int32_t kind);
