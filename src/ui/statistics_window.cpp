@@ -86,6 +86,12 @@ void StatisticsWindow::OnClosing() {
   counted_.reset();
 }
 
+// The lines move along with what they showed. While the window is being made that may not be painted yet, and
+// what moved would stay.
+void StatisticsWindow::OnSize(int, int) {
+  RedrawWindow(window(), nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+}
+
 void StatisticsWindow::OnDpiChanged(int) {
   chart_.OnDpiChanged();
 }

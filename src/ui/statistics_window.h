@@ -21,6 +21,7 @@ class StatisticsWindow : public TableWindow {
   bool OnInit() override;
   bool OnCommand(int id, int notification) override;
   void OnClosing() override;
+  void OnSize(int width, int height) override;
   void OnDpiChanged(int dpi) override;
   void OnSystemColours() override;
   std::span<const Anchor> Anchors() const override;
