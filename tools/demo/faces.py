@@ -20,7 +20,10 @@ from windows_program import RIGHT_DOWN, WindowsProgram  # noqa: E402
 
 WM_CLOSE = 0x10
 MOMENT, LOOK = 1.0, 4.0  # seconds
+UNCHANGED = 3  # moments in which a window must look the same to count as painted
 SHOWN_WINDOWS = (
+    (40005, "Recycle bin", "the recycle bin", "demo-recycle-bin"),
+    (40014, "Training Area (Recently Received Messages)", "the training area", "demo-training-area"),
     (40007, "Spam Mail Statistic", "the statistic", "demo-statistic"),
     (40004, "Settings", "the settings", "demo-settings"),
     (40020, "Set up a mail account", "the window that sets up a mail account", "demo-account"),
@@ -132,17 +135,30 @@ class WindowsFace(WindowsProgram):
             self._picture("the bubble during the mail check", "demo-bubble")
 
     def show_windows(self):
-        """Opens the windows, one after the other, and takes their pictures; on a
-        person's own display each stays for a moment."""
+        """Opens the windows, one after the other, and takes their pictures; on a person's own display each stays for a
+        moment."""
         for command, title, what, name in SHOWN_WINDOWS:
             self.command(command)
             window = self.driver.dialog(title, process=self.main.process)
-            time.sleep(MOMENT if self.screen is None else LOOK)  # it is painted a moment after it is there
             if self.screen is None:
                 left, top, right, bottom = (window.place[side] for side in ("left", "top", "right", "bottom"))
+                self._wait_until_painted(left=left, top=top, width=right - left, height=bottom - top)
                 self._picture(what, name, f"{right - left}x{bottom - top}+{left}+{top}")
+            else:
+                time.sleep(LOOK)
             window.post(WM_CLOSE)
             window.wait_until_gone()
+
+    def _wait_until_painted(self, **area):
+        """A window is painted a moment after it is there, control by control."""
+        seen = [None] * UNCHANGED
+
+        def is_still():
+            time.sleep(MOMENT)
+            seen.append(self.driver.ask("grab", **area))
+            return len(set(seen[-UNCHANGED:])) == 1
+
+        eventually(is_still, 60.0, "a window that is painted")
 
     def _picture(self, what, name, part=None):
         self.picture_directory.mkdir(parents=True, exist_ok=True)
