@@ -7,6 +7,7 @@
 
 #include "ui/presenter/anchors.h"
 #include "ui/resource.h"
+#include "ui/why_window.h"
 #include "ui/wide_text.h"
 
 namespace quillbeaker {
@@ -51,7 +52,9 @@ constexpr UINT kDropMilliseconds = 200;
 }  // namespace
 
 TrainingWindow::TrainingWindow(WindowSurroundings& surroundings, int /*argument*/)
-    : MailListWindow(DIALOG_TRAINING_AREA, kLook, surroundings), mails_(surroundings.program, *this, *this) {}
+    : MailListWindow(DIALOG_TRAINING_AREA, kLook, surroundings),
+      mails_(surroundings.program, *this, *this),
+      viewer_(surroundings, mails_) {}
 
 std::span<const Anchor> TrainingWindow::Anchors() const {
   return kAnchors;
@@ -143,6 +146,18 @@ void TrainingWindow::EndLearning() {
 
 void TrainingWindow::ShowKnowledge(std::string_view text) {
   SetWindowTextW(Control(TRAINING_KNOWLEDGE), Wide(text).c_str());
+}
+
+void TrainingWindow::ViewMail(std::string_view name) {
+  viewer_.Show(window(), name);
+}
+
+void TrainingWindow::ExplainMail(const MailToExplain& mail) {
+  ShowWhy(window(), surroundings(), mail);
+}
+
+void TrainingWindow::RowsAreOthers() {
+  viewer_.RowsChanged();
 }
 
 void TrainingWindow::CloseWindow() {

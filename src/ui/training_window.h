@@ -17,6 +17,7 @@
 #include "ui/mail_list_window.h"
 #include "ui/presenter/training_list.h"
 #include "ui/store_changes.h"
+#include "ui/view_message_window.h"
 
 namespace quillbeaker {
 
@@ -40,15 +41,15 @@ class TrainingWindow : public MailListWindow, private TrainingView {
   void BeginLearning(std::uint32_t marked, std::shared_ptr<LessonProgress> progress) override;
   void EndLearning() override;
   void ShowKnowledge(std::string_view text) override;
-  bool CanViewMail() const override { return false; }  // there is no viewer yet
-  void ViewMail(std::string_view /*name*/) override {}
-  void ExplainMail(const MailToExplain& /*mail*/) override {}
-  void RowsAreOthers() override {}
+  void ViewMail(std::string_view name) override;
+  void ExplainMail(const MailToExplain& mail) override;
+  void RowsAreOthers() override;
   void CloseWindow() override;
 
   bool AcceptDrop(DroppedTrainingMail dropped);
 
   TrainingList mails_;
+  MessageViewer viewer_;
   std::unique_ptr<LearningWindow> learning_;
   UniqueMailDropTarget drop_target_;
   StoreChanges::Subscription changes_;

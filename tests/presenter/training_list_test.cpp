@@ -32,7 +32,6 @@ struct RecordingTrainingView : TrainingView {
   }
   void EndLearning() override { ++ended; }
   void ShowKnowledge(std::string_view text) override { knowledge = text; }
-  bool CanViewMail() const override { return true; }
   void ViewMail(std::string_view name) override { viewed = name; }
   void ExplainMail(const MailToExplain& mail) override { explained = mail; }
   void RowsAreOthers() override {}

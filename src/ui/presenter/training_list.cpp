@@ -187,7 +187,7 @@ bool TrainingList::CanRun(int command) const {
       return LastLessonExists(program_) && !lesson_;
     case COMMAND_VIEW_MAIL:
     case COMMAND_WHY_TAKEN:
-      return window_.CanViewMail() && FocusedEntry() != kNone;
+      return FocusedEntry() != kNone;
     default:
       return IsAnySelected();
   }
@@ -367,12 +367,12 @@ void TrainingList::HasUndone(const UndoneLesson& undone) {
 
 void TrainingList::View() const {
   const std::size_t focused = FocusedEntry();
-  if (focused != kNone && window_.CanViewMail()) window_.ViewMail(entries_[focused].name);
+  if (focused != kNone) window_.ViewMail(entries_[focused].name);
 }
 
 void TrainingList::Explain() const {
   const std::size_t focused = FocusedEntry();
-  if (focused == kNone || !window_.CanViewMail()) return;
+  if (focused == kNone) return;
   const TrainingEntry& mail = entries_[focused];
   const std::string path = TrainingArea(program_).PathOfMessage(mail.name);
   window_.ExplainMail({.path = path, .stored_subject = mail.subject.value_or("")});

@@ -41,8 +41,6 @@ class TrainingView {
   virtual void EndLearning() = 0;
   // What the filter knows, with a warning.
   virtual void ShowKnowledge(std::string_view text) = 0;
-  // Whether there are windows for the next two.
-  virtual bool CanViewMail() const = 0;
   virtual void ViewMail(std::string_view name) = 0;
   virtual void ExplainMail(const MailToExplain& mail) = 0;
   // The rows or their order are others.
