@@ -23,7 +23,8 @@ MENU = [(40005, "&Recycle bin..."), (40014, "&Training Area..."), (40007, "Show 
         (40020, "Set up a &mail account..."), (0, ""), (40002, "E&xit")]
 # What opens when a command is chosen. A command that comes alive must get its line here, or among the windows.
 OPENS = {COMMAND_EXIT: QUIT_QUESTION, COMMAND_SWITCH_FILTER: DISABLE_QUESTION}
-WINDOWS = {40004: "Settings", 40007: "Spam Mail Statistic", 40020: "Set up a mail account"}
+WINDOWS = {40004: "Settings", 40005: "Recycle bin", 40007: "Spam Mail Statistic",
+           40014: "Training Area (Recently Received Messages)", 40020: "Set up a mail account"}
 
 
 def open_menu(one):
@@ -81,7 +82,7 @@ def test_commands_of_the_menu(program):
         one.command(number)
         if number in WINDOWS:
             window = one.box(title=WINDOWS[number])
-            window.click(IDCANCEL)
+            window.close_box()
             window.wait_until_gone()
             continue
         if number in OPENS:
