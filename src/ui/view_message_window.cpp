@@ -41,7 +41,7 @@ constexpr ACCEL kKeys[] = {
 // stays as it is.
 void BreakLinesAtLineFeeds(HWND edit) {
   constexpr UINT kSetExtendedStyle = 0x150A;  // EM_SETEXTENDEDSTYLE, which MinGW's headers lack
-  constexpr LPARAM kAllLineEnds = 7;          // ES_EX_ALLOWEOL_ALL
+  constexpr LPARAM kAllLineEnds = 3;          // ES_EX_ALLOWEOL_ALL
   SendMessageW(edit, kSetExtendedStyle, kAllLineEnds, kAllLineEnds);
 }
 
