@@ -13,6 +13,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from desktop import REPOSITORY, Desktop, need  # noqa: E402
 from certificates import Authority  # noqa: E402
 from dovecot import Dovecot  # noqa: E402
+from drag import Source  # noqa: E402
 from driver import WM_ENDSESSION, Driver, tools  # noqa: E402
 from messages import SPAM_WORDS  # noqa: E402
 from program import eventually, free_port  # noqa: E402
@@ -117,6 +118,27 @@ def other_window(desktop, driver):
         window.post(WM_ENDSESSION, 1)
     for process in started:
         assert process.wait(20) == 0
+
+
+@pytest.fixture
+def source(desktop, driver, tmp_path):
+    """A factory: source(form, mails...) is the program that they can be dragged from."""
+    made = []
+
+    def make(form, *mails):
+        for one in made:
+            one.stop()
+        paths = []
+        for number, mail in enumerate(mails):
+            name, content = mail if isinstance(mail, tuple) else (f"mail{number}.eml", mail)
+            (tmp_path / name).write_bytes(content)
+            paths.append(str(tmp_path / name))
+        made[:] = [Source(desktop, driver, form, paths)]
+        return made[0]
+
+    yield make
+    for one in made:
+        one.stop()
 
 
 @pytest.fixture
