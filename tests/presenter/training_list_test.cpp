@@ -303,6 +303,8 @@ TEST_F(TrainingListTest, ViewsAndExplainsTheFocusedMail) {
   list.Run(COMMAND_WHY_TAKEN);
   EXPECT_EQ(window.explained.path, area().PathOfMessage("2.eml"));
   EXPECT_EQ(window.explained.stored_subject, "mail 2");
+  EXPECT_EQ(window.explained.stored_sender, area().List().value()[1].address);
+  EXPECT_FALSE(window.explained.stored_sender.empty());
   const auto mail = list.MailOf("2.eml");
   ASSERT_TRUE(mail.has_value());
   EXPECT_TRUE(mail->is_stored_text);

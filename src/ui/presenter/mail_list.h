@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -137,6 +138,23 @@ class MailListOf : public MailList {
     for (const Entry& entry : entries) names.push_back(entry.name);
     // A moved vector's elements, and with them the names, stay where they are.
     ReplaceWith(names, [this, &entries] { entries_ = std::move(entries); });
+  }
+
+  // Of entries of one name as many as it is given, the first ones first, as the stores do.
+  void RemoveRows(const std::vector<std::string>& names) {
+    std::unordered_map<std::string_view, std::size_t> gone;
+    for (const std::string& name : names) ++gone[name];
+    std::vector<Entry> left;
+    left.reserve(entries_.size());
+    for (const Entry& entry : entries_) {
+      const auto found = gone.find(entry.name);
+      if (found != gone.end() && found->second > 0) {
+        --found->second;
+      } else {
+        left.push_back(entry);
+      }
+    }
+    ShowEntries(std::move(left));
   }
 
   std::vector<Entry> entries_;  // in the index's order

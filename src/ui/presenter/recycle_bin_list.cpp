@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <set>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -347,23 +346,6 @@ void RecycleBinList::DeleteNames(const std::vector<std::string>& names) {
     return;
   }
   RemoveRows(names);
-}
-
-void RecycleBinList::RemoveRows(const std::vector<std::string>& names) {
-  // Of rows of one name as many as were named.
-  std::unordered_map<std::string_view, std::size_t> gone;
-  for (const std::string& name : names) ++gone[name];
-  std::vector<RecycleEntry> left;
-  left.reserve(entries_.size());
-  for (const RecycleEntry& entry : entries_) {
-    const auto found = gone.find(entry.name);
-    if (found != gone.end() && found->second > 0) {
-      --found->second;
-    } else {
-      left.push_back(entry);
-    }
-  }
-  ShowEntries(std::move(left));
 }
 
 void RecycleBinList::DeleteBehind(const std::vector<std::string>& names) {

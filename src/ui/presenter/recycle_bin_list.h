@@ -107,7 +107,6 @@ class RecycleBinList : public MailListOf<RecycleEntry> {
   void EndDeletion(const FileResult& deleted, const std::vector<std::string>& names);
   void ShowRepaired(const RepairReport& report);
   bool IsBusy() const { return deletion_ != nullptr || is_looking_for_lost_; }
-  void RemoveRows(const std::vector<std::string>& names);
   void ShowListed(std::optional<std::vector<RecycleEntry>> listed);
   void ShowAccounts();
   void TellNotChanged(const FileResult& why);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 
 #include "config/texts.h"
@@ -268,7 +267,7 @@ void TrainingList::Learn(const std::function<void()>& afterwards) {
 void TrainingList::HasLearnt(const TrainingLesson& lesson, const std::vector<std::string>& names) {
   lesson_.reset();
   window_.EndLearning();
-  RemoveRows(names);
+  TakeRowsAway(names);
   view_.ShowState(TextOf(Text::kStatusReady));
   ShowKnowledge();
   if (!lesson.lists_saved) {
@@ -290,27 +289,15 @@ void TrainingList::Delete() {
     const bool deleted = static_cast<bool>(TrainingArea(program).DeleteMessages(names));
     return [this, names, deleted] {
       // What a purge has deleted meanwhile needs no word.
-      if (deleted) RemoveRows(names);
+      if (deleted) TakeRowsAway(names);
       if (!deleted) Reload();
     };
   });
 }
 
-// Of mails of one name the first goes first, as in the store.
-void TrainingList::RemoveRows(const std::vector<std::string>& names) {
+void TrainingList::TakeRowsAway(const std::vector<std::string>& names) {
   ++changes_;
-  std::unordered_map<std::string_view, std::size_t> gone;
-  for (const std::string& name : names) ++gone[name];
-  std::vector<TrainingEntry> rest;
-  for (const TrainingEntry& entry : entries_) {
-    const auto found = gone.find(entry.name);
-    if (found == gone.end() || found->second == 0) {
-      rest.push_back(entry);
-    } else {
-      --found->second;
-    }
-  }
-  ShowEntries(std::move(rest));
+  RemoveRows(names);
   window_.RowsAreOthers();
 }
 
@@ -375,7 +362,8 @@ void TrainingList::Explain() const {
   if (focused == kNone) return;
   const TrainingEntry& mail = entries_[focused];
   const std::string path = TrainingArea(program_).PathOfMessage(mail.name);
-  window_.ExplainMail({.path = path, .stored_subject = mail.subject.value_or("")});
+  window_.ExplainMail(
+      {.path = path, .stored_subject = mail.subject.value_or(""), .stored_sender = mail.address});
 }
 
 std::optional<MailToView> TrainingList::MailOf(std::string_view name) const {

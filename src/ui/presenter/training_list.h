@@ -95,7 +95,7 @@ class TrainingList : public MailListOf<TrainingEntry> {
   void View() const;
   void Explain() const;
   void TakeCounted(const std::shared_ptr<CountedMail>& counted);
-  void RemoveRows(const std::vector<std::string>& names);
+  void TakeRowsAway(const std::vector<std::string>& names);
   void Load(bool is_behind);
   void ShowKnowledge() const;
   bool IsAnyMarked() const;
