@@ -121,7 +121,7 @@ std::vector<std::string> RecycleBinList::Columns() const {
 }
 
 std::vector<ColumnLook> RecycleBinList::ColumnLooks() const {
-  return {{150}, {220}, {115}, {110}, {115, true}, {140}, {75, true}};
+  return {{130}, {180}, {112}, {100}, {115, true}, {85}, {62, true}};
 }
 
 std::string RecycleBinList::EntryText(std::size_t entry, std::size_t column) const {
