@@ -23,6 +23,7 @@ FILE_NAMES = (0x480, 0x47C)  # an edit field, or a drop-down list with one
 VK_DELETE = 0x2E
 WM_NEXTDLGCTL, WM_HELP = 0x28, 0x53
 LVM_ENSUREVISIBLE = 0x1000 + 19
+APART = 0.6  # seconds between two clicks that shall be no double click
 
 DELETE_ONE = "Do you really want to delete this mail?\nThis action can not be taken back."
 DELETE_SEVERAL = "Do you really want to delete these mails?\nThis action can not be taken back."

@@ -282,8 +282,16 @@ def test_a_double_click_runs_the_chosen_command(program, command):
     box.wait_until_gone()
 
 
-def test_a_double_click_on_a_command_without_a_window(program):
+def test_a_double_click_opens_the_recycle_bin_unless_another_command_is_chosen(program):
     one = program()
+    one.tray(LEFT_DOUBLE)
+    window = one.box(title="Recycle bin")
+    window.close_box()
+    window.wait_until_gone()
+
+
+def test_a_double_click_on_a_command_without_a_window(program):
+    one = program({"TrayDblClk": 40006})
     one.tray(LEFT_DOUBLE)
     one.main.send(0)
     assert one.no_box()
