@@ -188,17 +188,18 @@ def test_keys_act_in_the_list_alone(bin_of):
     eventually(window.has_focus, what="the focus in the list")
     window.key("ctrl+a")
     eventually(lambda: window.selected() == [0, 1, 2], what="all rows selected")
+    window.key("F1")
+    eventually(lambda: help_calls(one) == 1, what="the help")
     window.key("Delete")
     window.answer(DELETE_SEVERAL, IDNO)
     window.select(1)
-    for act in (lambda: window.key("Return"), lambda: window.click_row(1, times=2)):
+    # Without a window manager nobody gives the keyboard back when a box has closed.
+    for act in (lambda: window.press(VK_RETURN), lambda: window.click_row(1, times=2)):
         act()
         viewer = window.viewer()
         assert "buy zorkmoney today, number 2" in whole_text(viewer, VIEWED_TEXT)
         viewer.post(WM_KEYDOWN, VK_ESCAPE)
         viewer.wait_until_gone()
-    window.key("F1")
-    eventually(lambda: help_calls(one) == 1, what="the help")
     window.button(HELP)
     eventually(lambda: help_calls(one) == 2, what="the help by the toolbar")
     # The search field comes last in the order of Tab, and the keys of the list do nothing there.
