@@ -7,7 +7,7 @@ import shutil
 import subprocess
 
 from desktop import need
-from driver import IDOK, VK_ESCAPE, WM_COMMAND, WM_KEYDOWN, tools
+from driver import IDNO, IDOK, VK_ESCAPE, VK_RETURN, WM_COMMAND, WM_KEYDOWN, tools
 from icons import click_at, key
 from program import eventually
 
@@ -204,3 +204,25 @@ def put_help(one):
 def help_calls(one):
     """How often the help was called."""
     return len(one.read("help.log").decode("utf-16-le").splitlines())
+
+
+def use_shared_keys(one, window, second_text):
+    """What the keys of both windows do in a list of three mails of which the second has that text."""
+    put_help(one)
+    eventually(window.has_focus, what="the focus in the list")
+    window.key("ctrl+a")
+    eventually(lambda: window.selected() == [0, 1, 2], what="all rows selected")
+    window.key("F1")
+    eventually(lambda: help_calls(one) == 1, what="the help")
+    window.key("Delete")
+    window.answer(DELETE_SEVERAL, IDNO)
+    window.select(1)
+    # Without a window manager nobody gives the keyboard back when a box has closed.
+    for act in (lambda: window.press(VK_RETURN), lambda: window.click_row(1, times=2)):
+        act()
+        viewer = window.viewer()
+        assert second_text in whole_text(viewer, VIEWED_TEXT)
+        viewer.post(WM_KEYDOWN, VK_ESCAPE)
+        viewer.wait_until_gone()
+    window.button(HELP)
+    eventually(lambda: help_calls(one) == 2, what="the help by the toolbar")

@@ -9,12 +9,12 @@ import time
 
 import pytest
 
-from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, VK_RETURN, WM_COMMAND, WM_KEYDOWN
+from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, WM_COMMAND, WM_KEYDOWN
 from icons import click_at
-from mail_lists import (ALREADY_LISTED, APART, BEFRIEND, BLOCK, DELETE, DELETE_ONE, DELETE_SEVERAL, EMPTY_BIN, HELP,
-                        NEXT_MAIL, PREVIOUS_MAIL, RESET_ACCOUNT, RESTORE, RESTORE_AND_TRUST, SENDER_ADDRESS,
-                        SENDER_NAME, VIEW, VIEWED_TEXT, VK_DELETE, WHY, Bin, help_calls, name_file, plain, put_help,
-                        whole_text)
+from mail_lists import (ALREADY_LISTED, APART, BEFRIEND, BLOCK, DELETE, DELETE_ONE, DELETE_SEVERAL, EMPTY_BIN,
+                        HELP, NEXT_MAIL, PREVIOUS_MAIL, RESET_ACCOUNT, RESTORE, RESTORE_AND_TRUST,
+                        SENDER_ADDRESS, SENDER_NAME, VIEW, VIEWED_TEXT, VK_DELETE, WHY, Bin, name_file, plain,
+                        use_shared_keys, whole_text)
 from messages import ham, message, spam
 from program import day_number, eventually
 
@@ -184,24 +184,7 @@ def test_the_context_menu(bin_of, picture):
 
 def test_keys_act_in_the_list_alone(bin_of):
     one, window = bin_of(3)
-    put_help(one)
-    eventually(window.has_focus, what="the focus in the list")
-    window.key("ctrl+a")
-    eventually(lambda: window.selected() == [0, 1, 2], what="all rows selected")
-    window.key("F1")
-    eventually(lambda: help_calls(one) == 1, what="the help")
-    window.key("Delete")
-    window.answer(DELETE_SEVERAL, IDNO)
-    window.select(1)
-    # Without a window manager nobody gives the keyboard back when a box has closed.
-    for act in (lambda: window.press(VK_RETURN), lambda: window.click_row(1, times=2)):
-        act()
-        viewer = window.viewer()
-        assert "buy zorkmoney today, number 2" in whole_text(viewer, VIEWED_TEXT)
-        viewer.post(WM_KEYDOWN, VK_ESCAPE)
-        viewer.wait_until_gone()
-    window.button(HELP)
-    eventually(lambda: help_calls(one) == 2, what="the help by the toolbar")
+    use_shared_keys(one, window, "buy zorkmoney today, number 2")
     # The search field comes last in the order of Tab, and the keys of the list do nothing there.
     window.focus(window.list)
     order = []

@@ -7,11 +7,10 @@ import time
 
 import pytest
 
-from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, VK_RETURN, WM_COMMAND, WM_KEYDOWN
+from driver import IDCANCEL, IDNO, IDOK, IDYES, VK_ESCAPE, WM_COMMAND, WM_KEYDOWN
 from learnt import INDEX, put_training, training_entries, training_files, training_name, word_list, words_of
-from mail_lists import (APART, BEFRIEND, BLOCK, DELETE, DELETE_ONE, DELETE_SEVERAL, HELP, LEARN, MARK_GOOD, MARK_SPAM,
-                        SENDER_ADDRESS, SENDER_NAME, VIEW, VIEWED_TEXT, VK_DELETE, Training, help_calls, plain,
-                        put_help, whole_text)
+from mail_lists import (APART, BEFRIEND, BLOCK, DELETE, DELETE_ONE, HELP, LEARN, MARK_GOOD, MARK_SPAM,
+                        SENDER_ADDRESS, SENDER_NAME, VIEW, VK_DELETE, Training, plain, use_shared_keys)
 from messages import ham, message
 from program import day_number, eventually
 from test_menu import items
@@ -145,33 +144,7 @@ def test_marks(area_of, desktop):
 
 def test_the_keys(area_of):
     one, window = area_of(None, None, None)
-    put_help(one)
-    eventually(window.has_focus, what="the focus in the list")
-    window.key("ctrl+a")
-    eventually(lambda: window.selected() == [0, 1, 2], what="all rows selected")
-    window.key("F1")
-    eventually(lambda: help_calls(one) == 1, what="the help")
-    window.key("Delete")
-    window.answer(DELETE_SEVERAL, IDNO)
-    window.select(1)
-    # Without a window manager nobody gives the keyboard back when a box has closed.
-    for act in (lambda: window.press(VK_RETURN), lambda: window.click_row(1, times=2)):
-        act()
-        viewer = window.viewer()
-        assert whole_text(viewer, VIEWED_TEXT).strip() == text_of(2).decode().strip()
-        viewer.post(WM_KEYDOWN, VK_ESCAPE)
-        viewer.wait_until_gone()
-    window.button(HELP)
-    eventually(lambda: help_calls(one) == 2, what="the help by the toolbar")
-    search = next((c for c in window.window.controls() if c["class"] == "Edit"), None)
-    if search is not None:
-        window.focus(search["window"])
-        for name in ("Delete", "Return", "ctrl+a", "s", "n"):
-            window.key(name)
-        time.sleep(0.3)
-        assert window.nothing_opened() and marks(one) == [None, None, None]
-        window.driver.ask("set_text", window=search["window"], text="")
-        eventually(lambda: window.count() == 3, what="all rows again")
+    use_shared_keys(one, window, text_of(2).decode().strip())
     window.select(1)
     window.press(VK_DELETE)
     window.answer(DELETE_ONE, IDYES)
